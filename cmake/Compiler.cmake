@@ -1,0 +1,23 @@
+# Warnings and sanitizers, the same for every target.
+add_compile_options(-Wall -Wextra -Wformat=2 -Wno-format-nonliteral -Wno-missing-field-initializers
+                    -fvisibility=hidden -fno-omit-frame-pointer)
+add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>)
+find_program(CCACHE ccache)
+if(CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+if(ZELVANE_SANITIZE STREQUAL "asan")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(ZELVANE_SANITIZE STREQUAL "tsan")
+  add_compile_options(-fsanitize=thread)
+  add_link_options(-fsanitize=thread)
+elseif(ZELVANE_SANITIZE STREQUAL "fuzz")
+  add_compile_options(-fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(ZELVANE_SANITIZE)
+  add_compile_definitions(ZELVANE_SANITIZED=1)
+endif()

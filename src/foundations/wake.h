@@ -1,0 +1,34 @@
+/**
+ * @file wake.h
+ * @brief How a thread of a port sleeps until something happens: an event count on one word.
+ *
+ * A waiter takes a ticket, looks at its condition, and sleeps only if no signal came since the ticket. A signal with
+ * nobody asleep costs one atomic addition. All-zero is a valid, idle record, and there is nothing to destroy.
+ *
+ *     ULONG_32 ulTicket = Wake_Ticket(&stWake);
+ *     if (!ready()) Wake_Wait(&stWake, ulTicket, 1000);
+ */
+#ifndef ZELVANE_FOUNDATIONS_WAKE_H
+#define ZELVANE_FOUNDATIONS_WAKE_H
+
+#include "player_public.h"
+
+/** Shared by every waiter and signaller; both words are reached atomically only. */
+typedef struct tagWakeS {
+    ULONG_32 ulCount;   /**< signals so far */
+    ULONG_32 ulWaiters; /**< threads asleep or about to be */
+} WAKE_S;
+
+/** Takes a ticket; to be called before the condition is looked at. */
+ULONG_32 Wake_Ticket(const WAKE_S *pstWake);
+
+/** Sleeps until a signal that came after the ticket, or for ulMSeconds. True if there was a signal. */
+bool Wake_Wait(WAKE_S *pstWake, ULONG_32 ulTicket, ULONG_32 ulMSeconds);
+
+/** Wakes every waiter. Callable from any thread. */
+void Wake_Signal(WAKE_S *pstWake);
+
+/** Whether a thread sleeps on it or is about to. */
+bool Wake_HasWaiter(const WAKE_S *pstWake);
+
+#endif
