@@ -340,22 +340,22 @@ typedef struct tagPlayerWaveData {
 typedef void (*PLAYER_SOURCE_MEDIA_DATA_CALLBACK_PF)(ULONG_32 ulPort, const UCHAR *pucData, ULONG_32 ulDataLen,
                                                      ULONG_32 ulMediaFormat, void *pUserParam, LONG_REAL lReserved);
 /** Whole video frames, on the port's decode thread. */
-typedef void (*PLAYER_PARSE_VIDEO_DATA_CALLBACK_PF)(ULONG_32 ulPort, const PLAYER_PARSE_VIDEO_DATA_S *pstVideoData,
+typedef void (*PLAYER_PARSE_VIDEO_DATA_CALLBACK_PF)(ULONG_32 ulPort, PLAYER_PARSE_VIDEO_DATA_S *pstVideoData,
                                                     void *pUserParam, LONG_REAL lReserved);
 /** Whole audio frames, on the port's decode thread. */
-typedef void (*PLAYER_PARSE_AUDIO_DATA_CALLBACK_PF)(ULONG_32 ulPort, const PLAYER_PARSE_AUDIO_DATA_S *pstAudioData,
+typedef void (*PLAYER_PARSE_AUDIO_DATA_CALLBACK_PF)(ULONG_32 ulPort, PLAYER_PARSE_AUDIO_DATA_S *pstAudioData,
                                                     void *pUserParam, LONG_REAL lReserved);
 /** Decoded pictures, on the port's decode thread. */
-typedef void (*PLAYER_DECODE_VIDEO_DATA_CALLBACK_PF)(ULONG_32 ulPort, const PLAYER_PICTURE_DATA_S *pstPictureData,
+typedef void (*PLAYER_DECODE_VIDEO_DATA_CALLBACK_PF)(ULONG_32 ulPort, PLAYER_PICTURE_DATA_S *pstPictureData,
                                                      void *pUserParam, LONG_REAL lReserved);
 /** Decoded sound, on the port's decode thread. */
-typedef void (*PLAYER_DECODE_AUDIO_DATA_CALLBACK_PF)(ULONG_32 ulPort, const PLAYER_WAVE_DATA_S *pstWaveData,
+typedef void (*PLAYER_DECODE_AUDIO_DATA_CALLBACK_PF)(ULONG_32 ulPort, PLAYER_WAVE_DATA_S *pstWaveData,
                                                      void *pUserParam, LONG_REAL lReserved);
 /** Drawing over a picture. The display of this version stores it and does not call it. */
 typedef void (*PLAYER_DRAW_DATA_CALLBACK_PF)(HANDLE hDrawHandle, HANDLE hDrawing, void *pUserParam,
                                              LONG_REAL lReserved);
 /** Decoded sound for a voice service, on the port's decode thread. */
-typedef void (*PLAYER_PARSE_VOICE_DATA_CALLBACK_PF)(ULONG_32 ulPort, const PLAYER_WAVE_DATA_S *pstWaveData,
+typedef void (*PLAYER_PARSE_VOICE_DATA_CALLBACK_PF)(ULONG_32 ulPort, PLAYER_WAVE_DATA_S *pstWaveData,
                                                     void *pUserParam, LONG_REAL lReserved);
 
 /** Which pictures reach the decode callback; see Zelvane_SetVideoCallBackMode(). */

@@ -1,0 +1,617 @@
+/**
+ * @file player_sdk_func.h
+ * @brief Every function of the Zelvane player library.
+ *
+ * Compiles alone as C11 and as C++20; all functions have C linkage.
+ *
+ * A first player: Zelvane_Init(), Zelvane_AllocPort(), one open call (Zelvane_OpenInputStream()), Zelvane_StartPlay()
+ * with a window, Zelvane_InputMediaData() for each packet; then the close call, Zelvane_FreePort(), Zelvane_Cleanup().
+ *
+ * Results. A function that returns BOOL_T gives 1 for success and 0 for failure; after a 0, Zelvane_GetLastError() on
+ * the same thread gives the code (PLAYER_ERROR_E), unless the function says that it sets none. A port number of 256 or
+ * more, or one that is not allocated, gives PLAYER_ERR_PORT everywhere.
+ *
+ * Threads. Any function may be called from any thread. Calls on one port take turns; calls on different ports run in
+ * parallel. A port must not be freed while another thread still uses its number. A callback may call any function on
+ * its own port except one that closes, stops or frees it: that one is refused with PLAYER_ERR_FAILED and nothing is
+ * changed. While another thread closes the port, a call from one of its callbacks that would have to wait for that
+ * close gives up at once with PLAYER_ERR_PARAM.
+ *
+ * Lifetimes. The client owns what it passes in, and the library copies what it keeps, save window handles and callback
+ * user values. Pointers given to callbacks hold for the time of the call.
+ */
+#ifndef ZELVANE_PLAYER_SDK_FUNC_H
+#define ZELVANE_PLAYER_SDK_FUNC_H
+
+#include "player_public.h"
+
+#if defined(__GNUC__)
+#define ZELVANE_API __attribute__((visibility("default")))
+#else
+#define ZELVANE_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- library ---------------------------------------------------------------------------------------------------- */
+
+/**
+ * Starts the library, or counts one more user of it if it runs already. Every success needs one Zelvane_Cleanup().
+ * Without a log callback (Zelvane_SetWriteLogCB()) it opens its own log files; see Zelvane_SetLog(). A thread's last
+ * error is lost by this call.
+ * @return 1; or 0 with last error PLAYER_ERR_INIT when start-up failed
+ */
+ZELVANE_API BOOL_T Zelvane_Init(void);
+
+/**
+ * Takes back one Zelvane_Init(). The last one closes and frees every port and ends the library's threads. A call too
+ * many does nothing. Called in a run-message callback it ends the library without waiting for that callback's thread.
+ */
+ZELVANE_API void Zelvane_Cleanup(void);
+
+/**
+ * Version of the library.
+ * @return build in bits 16 to 31, minor version in bits 8 to 15, major version in bits 0 to 7: 0x00520502 for 2.5.82
+ */
+ZELVANE_API ULONG_32 Zelvane_GetVersion(void);
+
+/**
+ * How often Zelvane_Init() has been called and not yet been taken back.
+ * @return the count, 0 while the library is off
+ */
+ZELVANE_API ULONG_32 Zelvane_GetInitCount(void);
+
+/**
+ * Code of the calling thread's last failure. A later success does not clear it; Zelvane_Init() does.
+ * @return PLAYER_ERROR_E; 0 if the thread never failed
+ */
+ZELVANE_API ULONG_32 Zelvane_GetLastError(void);
+
+/**
+ * Takes a free port. Numbers go round, so that a number just freed is the last to be given out again.
+ * @param[out] pulPort the port's number, 0 to 255
+ * @return 1; or 0 with PLAYER_ERR_PARAM (null pointer), PLAYER_ERR_PORT (all 256 in use) or PLAYER_ERR_MALLOC
+ */
+ZELVANE_API BOOL_T Zelvane_AllocPort(ULONG_32 *pulPort);
+
+/**
+ * Closes whatever the port still plays and gives it back. Refused, with a log line, in the port's own callbacks.
+ * @param ulPort port
+ */
+ZELVANE_API void Zelvane_FreePort(ULONG_32 ulPort);
+
+/**
+ * Stores a limit of decode channels, which this version does not act on.
+ * @param ulMaxDecChlNum limit; above 256 it stores 256 and fails
+ * @return 1; or 0 with PLAYER_ERR_PARAM
+ */
+ZELVANE_API BOOL_T Zelvane_SetMaxDecChlNum(ULONG_32 ulMaxDecChlNum);
+
+/**
+ * Tells how much address space a decoder takes by system, coding and resolution, for planning.
+ * @param[in,out] pulMallocNum  rows of the array; anything but PLAYER_MALLOC_INFO_NUM asks for that number
+ * @param[out] pastMallocInfo   PLAYER_MALLOC_INFO_NUM rows
+ * @return 1 when the rows were filled; 0 otherwise, with the number of rows in *pulMallocNum. Sets no last error
+ */
+ZELVANE_API BOOL_T Zelvane_GetTotalVirtualSize(ULONG_32 *pulMallocNum, PLAYER_MALLOC_INFO_S *pastMallocInfo);
+
+/**
+ * Accepted and not needed: the size of a client's window is read from the window itself.
+ * @param ulPort        port
+ * @param pstWindowSize not used
+ * @return 1
+ */
+ZELVANE_API BOOL_T Zelvane_SetWindowSize(ULONG_32 ulPort, PLAYER_WIND_SIZE_S *pstWindowSize);
+
+/* ---- log and run messages --------------------------------------------------------------------------------------- */
+
+/**
+ * Sends the log to the client instead of to files. To keep the library from opening log files it comes before
+ * Zelvane_Init().
+ * @param pfnWriteLogFunc takes each line, on the thread that wrote it
+ * @return 1
+ */
+ZELVANE_API BOOL_T Zelvane_SetWriteLogCB(PLAYER_WRITE_LOG_CALLBACK_PF pfnWriteLogFunc);
+
+/**
+ * Sets level, folder and size of the log files "Player_SDK00.log" (current) and "Player_SDK01.log" (the one before).
+ * Before the first call they lie in the working directory under a name that holds "\var\log\PlayerFile\".
+ * @param ulLogLevel PLAYER_LOGLEVEL_E; 0 stops the writing and, oddly, gives 0 as its result
+ * @param pcLogPath  folder, made if missing; null for the default; fewer than 240 characters
+ * @param ulLogSize  largest size of a file, kilobytes, limited to 1536; not 0
+ * @return 1; or 0, without a last error
+ */
+ZELVANE_API BOOL_T Zelvane_SetLog(ULONG_32 ulLogLevel, CHAR *pcLogPath, ULONG_32 ulLogSize);
+
+/**
+ * Writes a line of the client's into the library's log, with process and thread id in front.
+ * @param ulLogLevel PLAYER_LOGLEVEL_E
+ * @param pcFileName the client's source file
+ * @param ulLineNo   line in it
+ * @param pszFmt     printf format
+ * @param vl         its arguments
+ * @return 1
+ */
+ZELVANE_API BOOL_T Zelvane_WriteRmLogInfo(ULONG_32 ulLogLevel, const CHAR *pcFileName, ULONG_32 ulLineNo,
+                                          const CHAR *pszFmt, va_list vl);
+
+/**
+ * Sets the callback for the run messages of all ports.
+ * @param pfnRunInfoFunc callback on the report thread, or null
+ * @return 1
+ */
+ZELVANE_API BOOL_T Zelvane_SetPlayerRunMsgCB(PLAYER_RUN_INFO_CALLBACK_PF pfnRunInfoFunc);
+
+/**
+ * Sets a callback for the messages of kind PLAYER_RUN_INFO_MEDIA_PROCESS of one port, in addition to the one for all.
+ * @param ulPort         port
+ * @param pfnRunInfoFunc callback on the report thread, or null
+ * @return 1; or 0, without a last error
+ */
+ZELVANE_API BOOL_T Zelvane_SetRunMsgCB(ULONG_32 ulPort, PLAYER_RUN_INFO_CALLBACK_PF pfnRunInfoFunc);
+
+/* ---- pushed streams --------------------------------------------------------------------------------------------- */
+
+/**
+ * Opens a port for packets that the client pushes.
+ * @param ulPort         port, without an open source
+ * @param pucFileHeadBuf first packet, or null
+ * @param ulSize         its bytes; 0 for none
+ * @param ulBufPoolSize  not used
+ * @return 1; or 0 with PLAYER_ERR_PARAM (port in use; nothing is touched), PLAYER_ERR_MALLOC, PLAYER_ERR_RESOURCE, or
+ *         the code of pushing the first packet, the port then being open
+ */
+ZELVANE_API BOOL_T Zelvane_OpenInputStream(ULONG_32 ulPort, const UCHAR *pucFileHeadBuf, ULONG_32 ulSize,
+                                           ULONG_32 ulBufPoolSize);
+
+/**
+ * Pushes one packet: an RTP packet (RFC 3550; H.264 as RFC 6184, H.265 as RFC 7798, JPEG as RFC 2435, G.711, AAC),
+ * MPEG-TS packets of one frame, one JPEG, or one access unit of H.264 or H.265 that begins with a start code of 4
+ * bytes. The data are copied.
+ * @param ulPort     port
+ * @param pucDataBuf the packet
+ * @param ulDataLen  its bytes; 0 is accepted and does nothing
+ * @return 1; or 0 with PLAYER_ERR_PARAM (no open input stream, null pointer) or PLAYER_ERR_QUEUE_FULL (ring full: at
+ *         once with PLAYER_BUFFER_CTRL_GIVEUP, otherwise after about a second)
+ */
+ZELVANE_API BOOL_T Zelvane_InputMediaData(ULONG_32 ulPort, const UCHAR *pucDataBuf, ULONG_32 ulDataLen);
+
+/**
+ * Closes a pushed stream: recording, sound, picture, threads, buffers. A port without one is left alone, with success.
+ * @param ulPort port
+ * @return 1; or 0 with PLAYER_ERR_PORT, or PLAYER_ERR_FAILED in the port's own callbacks
+ */
+ZELVANE_API BOOL_T Zelvane_CloseInputStream(ULONG_32 ulPort);
+
+/**
+ * Sets the length of the packet ring; takes effect at the next open.
+ * @param ulPort            port
+ * @param ulBufferSize      slots of 2048 bytes, limited to 1000 to 5000
+ * @param ulDelayRenderTime stored, at most 10000, and not used
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetPacketBuffer(ULONG_32 ulPort, ULONG_32 ulBufferSize, ULONG_32 ulDelayRenderTime);
+
+/**
+ * Chooses what a full ring does.
+ * @param ulPort       port
+ * @param ulBufferCtrl PLAYER_BUFFER_CTRL_E
+ * @return 1; or 0 with PLAYER_ERR_PARAM for another value
+ */
+ZELVANE_API BOOL_T Zelvane_SetBufferCtrl(ULONG_32 ulPort, ULONG_32 ulBufferCtrl);
+
+/**
+ * Tells how full the ring is. Without an open stream the outputs stay as they were.
+ * @param ulPort              port
+ * @param[out] pulFrameCount  whole video frames waiting (RTP only)
+ * @param[out] pulPacketCount slots in use
+ * @return 1; or 0, without a last error
+ */
+ZELVANE_API BOOL_T Zelvane_GetPacketQueueStart(ULONG_32 ulPort, ULONG_32 *pulFrameCount, ULONG_32 *pulPacketCount);
+
+/**
+ * Sets up to two RTP payload types of the client's own; they come before the built-in ones.
+ * @param ulPort         port
+ * @param ulNum          entries, at most 2
+ * @param pstPayloadType entries, copied; the first must have a sample rate, or none counts
+ * @return 1; 0 with PLAYER_ERR_PORT; 2 for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_SetPayloadType(ULONG_32 ulPort, ULONG_32 ulNum, PLAYER_PAYLOAD_TYPE_S *pstPayloadType);
+
+/**
+ * Describes the AAC of RTP payload type 104, which carries no description of its own.
+ * @param ulPort       port
+ * @param pstAudioInfo description, copied
+ * @return 1; 0 with PLAYER_ERR_PORT; 2 for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *pstAudioInfo);
+
+/* ---- figures of a running stream -------------------------------------------------------------------------------- */
+
+/**
+ * Bit rate, smoothed over about five seconds.
+ * @param ulPort         port
+ * @param[out] plBitRate bits a second
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetBitRate(ULONG_32 ulPort, LONG_32 *plBitRate);
+
+/**
+ * Packets and losses of the last five seconds.
+ * @param ulPort            port
+ * @param[out] plRecvPktNum packets taken in
+ * @param[out] plLostPktNum losses; a gap counts once, however long
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetLostPacketRate(ULONG_32 ulPort, LONG_32 *plRecvPktNum, LONG_32 *plLostPktNum);
+
+/**
+ * Forgets the losses counted so far.
+ * @param ulPort port
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_ResetLostPacketRate(ULONG_32 ulPort);
+
+/**
+ * Frame rate of the video, from its parameter sets or its timestamps.
+ * @param ulPort           port
+ * @param[out] plFrameRate frames a second; 62 reads as 60
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetFrameRate(ULONG_32 ulPort, LONG_32 *plFrameRate);
+
+/**
+ * Size of the last decoded picture.
+ * @param ulPort        port
+ * @param[out] plWidth  pixels
+ * @param[out] plHeight rows
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetPictureSize(ULONG_32 ulPort, LONG_32 *plWidth, LONG_32 *plHeight);
+
+/**
+ * Codings that the port decodes at present.
+ * @param ulPort                   port
+ * @param[out] pulVideoEncodeType  PLAYER_VIDEO_ENCODE_TYPE_E; may be null
+ * @param[out] pulAudioEncodeType  PLAYER_AUDIO_ENCODE_TYPE_E; may be null
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_GetEncodeType(ULONG_32 ulPort, ULONG_32 *pulVideoEncodeType, ULONG_32 *pulAudioEncodeType);
+
+/* ---- decoding --------------------------------------------------------------------------------------------------- */
+
+/**
+ * Sets the picture adjustment. No adjustment exists in this version: an adjusted port shows an empty picture.
+ * @param ulPort   port
+ * @param bAble    on or off
+ * @param pstParam the five values, copied
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_SetAdjust(ULONG_32 ulPort, BOOL_T bAble, PLAYER_VIDEOADJUST_PARAM_S *pstParam);
+
+/**
+ * Reads the picture adjustment back.
+ * @param ulPort        port
+ * @param[out] pstParam the five values
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetAdjust(ULONG_32 ulPort, PLAYER_VIDEOADJUST_PARAM_S *pstParam);
+
+/**
+ * Sets deinterlacing, which works on H.264 pictures.
+ * @param ulPort port
+ * @param bAble  on or off
+ * @param enMode how
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetDeinterlaceMode(ULONG_32 ulPort, BOOL_T bAble, PLAYER_DEINTERLACEMODE_E enMode);
+
+/**
+ * Asks for hardware decoding of H.264, which this version does not have.
+ * @param bAble 1 to ask, 0 to go back
+ * @return 0 when asked for, 1 when taken back; sets no last error
+ */
+ZELVANE_API BOOL_T Zelvane_AbleGpuDecode(BOOL_T bAble);
+
+/**
+ * Asks for hardware decoding and tells what there is: nothing in this version.
+ * @param bAble                1 to ask, 0 to go back
+ * @param[out] pstGpuAbleState cleared
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_AbleGpuDecodeEx(BOOL_T bAble, PLAYER_GPU_ABLE_STATE_S *pstGpuAbleState);
+
+/**
+ * Stored and not used.
+ * @param ulPort port
+ * @param bAble  on or off
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetGpuDrawEnable(ULONG_32 ulPort, BOOL_T bAble);
+
+/**
+ * Makes the port's later decoders work with one thread, frame by frame. It can't be taken back.
+ * @param ulPort port
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetOneFrameDecodeMode(ULONG_32 ulPort);
+
+/* ---- picture ---------------------------------------------------------------------------------------------------- */
+
+/**
+ * Shows the port's pictures in a window of the client's. May come before or after the open call. A window serves one
+ * port at a time. Its size is followed.
+ * @param ulPort port
+ * @param hWnd   X11 window id, cast to a pointer
+ * @return 1, also if it plays already; or 0 with PLAYER_ERR_DISPLAY_CREATE (null or in use) or PLAYER_ERR_RESOURCE
+ */
+ZELVANE_API BOOL_T Zelvane_StartPlay(ULONG_32 ulPort, HANDLE hWnd);
+
+/**
+ * Stops showing; the stream goes on.
+ * @param ulPort port
+ * @param hWnd   not used
+ * @return 1; or 0, with PLAYER_ERR_FAILED in the port's own callbacks
+ */
+ZELVANE_API BOOL_T Zelvane_StopPlay(ULONG_32 ulPort, HANDLE hWnd);
+
+/**
+ * Chooses the pacing.
+ * @param ulPort    port
+ * @param ulFluency PLAYER_PICTURE_FLUENCY_E
+ * @return 1; or 0 with PLAYER_ERR_PARAM for another value
+ */
+ZELVANE_API BOOL_T Zelvane_SetPictureFluency(ULONG_32 ulPort, ULONG_32 ulFluency);
+
+/**
+ * Holds the picture and the sound of a live port; decoding and callbacks go on, so that it resumes at once.
+ * @param ulPort port
+ * @param bPause 1 to hold, 0 to go on
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_PauseLive(ULONG_32 ulPort, BOOL_T bPause);
+
+/**
+ * Sets the length of the queue of decoded pictures; takes effect at the next Zelvane_StartPlay().
+ * @param ulPort            port
+ * @param ulDecodeBufferNum pictures; 3 or fewer change nothing
+ * @return 1; or 0, without a last error
+ */
+ZELVANE_API BOOL_T Zelvane_SetDecodeQueueBufferNum(ULONG_32 ulPort, ULONG_32 ulDecodeBufferNum);
+
+/**
+ * Chooses the scaling; takes effect at once.
+ * @param ulPort        port
+ * @param hWnd          not used
+ * @param lRenderScale  PLAYER_RENDER_SCALE_E
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetRenderScale(ULONG_32 ulPort, HANDLE hWnd, LONG_32 lRenderScale);
+
+/**
+ * Reads the scaling back.
+ * @param ulPort             port
+ * @param hWnd               not used
+ * @param[out] plRenderScale PLAYER_RENDER_SCALE_E
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetRenderScale(ULONG_32 ulPort, HANDLE hWnd, LONG_32 *plRenderScale);
+
+/**
+ * Sets the digital zoom, which this version stores and does not draw.
+ * @param ulPort  port
+ * @param hWnd    not used
+ * @param pstRect part of the picture, in 1/10,000; the whole (0, 0, 10000, 10000) or null turns it off
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetDigitalZoom(ULONG_32 ulPort, HANDLE hWnd, PLAYER_RECT_S *pstRect);
+
+/* ---- sound ------------------------------------------------------------------------------------------------------ */
+
+/**
+ * Wants the port's sound. The device opens with the next audio frame; if it can't be opened, sound is off again. The
+ * process has one sound device: one port is audible at a time.
+ * @param ulPort port
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_OpenSound(ULONG_32 ulPort);
+
+/**
+ * Wants no sound.
+ * @param ulPort port
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_CloseSound(ULONG_32 ulPort);
+
+/**
+ * Reads the volume back. While a sound device is open the output is left as it was.
+ * @param ulPort        port
+ * @param[out] plVolume volume
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetSoundVolume(ULONG_32 ulPort, LONG_32 *plVolume);
+
+/**
+ * Stores the volume. Sound plays at full volume in this version.
+ * @param ulPort  port
+ * @param lVolume volume, 128 at first
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetSoundVolume(ULONG_32 ulPort, LONG_32 lVolume);
+
+/**
+ * Stores the microphone's volume.
+ * @param ulPort  port
+ * @param lVolume volume, 128 at first
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetMicVolume(ULONG_32 ulPort, LONG_32 lVolume);
+
+/**
+ * Reads the microphone's volume back.
+ * @param ulPort        port
+ * @param[out] plVolume volume
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetMicVolume(ULONG_32 ulPort, LONG_32 *plVolume);
+
+/**
+ * Stores whether the microphone is quiet.
+ * @param ulPort port
+ * @param bQuiet 1 quiet
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetMicQuietStatus(ULONG_32 ulPort, BOOL_T bQuiet);
+
+/**
+ * Reads it back.
+ * @param ulPort       port
+ * @param[out] pbQuiet 1 quiet
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetMicQuietStatus(ULONG_32 ulPort, BOOL_T *pbQuiet);
+
+/**
+ * Sets the stored volume to 0 and keeps the old one, or brings that back.
+ * @param ulPort port
+ * @param bQuiet 1 quiet
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetSoundQuietStatus(ULONG_32 ulPort, BOOL_T bQuiet);
+
+/**
+ * Reads it back.
+ * @param ulPort       port
+ * @param[out] pbQuiet 1 quiet
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetSoundQuietStatus(ULONG_32 ulPort, BOOL_T *pbQuiet);
+
+/**
+ * Chooses the track of a stream with two.
+ * @param ulPort    port
+ * @param ulChannel PLAYER_SOUND_CHANNEL_E
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetPlaySoundChannel(ULONG_32 ulPort, ULONG_32 ulChannel);
+
+/* ---- callbacks -------------------------------------------------------------------------------------------------- */
+
+/**
+ * Taps the packets as they arrive.
+ * @param ulPort                  port
+ * @param pfnSourceMediaDataCBFun callback, or null
+ * @param bContinue               0: the packets go no further than the callback (and a recording)
+ * @param pUserParam              handed to the callback
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetSourceMediaDataCB(ULONG_32 ulPort,
+                                                PLAYER_SOURCE_MEDIA_DATA_CALLBACK_PF pfnSourceMediaDataCBFun,
+                                                BOOL_T bContinue, void *pUserParam);
+
+/**
+ * Taps the whole video frames.
+ * @param ulPort                 port
+ * @param pfnParseVideoDataCBFun callback, or null
+ * @param bContinue              0: video is not decoded
+ * @param pUserParam             handed to the callback
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetParseVideoDataCB(ULONG_32 ulPort,
+                                               PLAYER_PARSE_VIDEO_DATA_CALLBACK_PF pfnParseVideoDataCBFun,
+                                               BOOL_T bContinue, void *pUserParam);
+
+/**
+ * Taps the whole audio frames.
+ * @param ulPort                 port
+ * @param pfnParseAudioDataCBFun callback, or null
+ * @param bContinue              0: audio is not decoded
+ * @param pUserParam             handed to the callback
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetParseAudioDataCB(ULONG_32 ulPort,
+                                               PLAYER_PARSE_AUDIO_DATA_CALLBACK_PF pfnParseAudioDataCBFun,
+                                               BOOL_T bContinue, void *pUserParam);
+
+/**
+ * Taps the decoded pictures.
+ * @param ulPort                  port
+ * @param pfnDecodeVideoDataCBFun callback, or null
+ * @param bContinue               0: pictures are not shown
+ * @param pUserParam              handed to the callback
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetDecodeVideoMediaDataCB(ULONG_32 ulPort,
+                                                     PLAYER_DECODE_VIDEO_DATA_CALLBACK_PF pfnDecodeVideoDataCBFun,
+                                                     BOOL_T bContinue, void *pUserParam);
+
+/**
+ * Taps the decoded sound. Sound is decoded while it is open (Zelvane_OpenSound()); otherwise each audio frame gives the
+ * block that was decoded last, or none.
+ * @param ulPort                  port
+ * @param pfnDecodeAudioDataCBFun callback, or null
+ * @param bContinue               0: sound is not played
+ * @param pUserParam              handed to the callback
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetDecodeAudioMediaDataCB(ULONG_32 ulPort,
+                                                     PLAYER_DECODE_AUDIO_DATA_CALLBACK_PF pfnDecodeAudioDataCBFun,
+                                                     BOOL_T bContinue, void *pUserParam);
+
+/**
+ * Sets the draw callback, which the display of this version stores and does not call.
+ * @param ulPort           port
+ * @param pfnDrawDataCBFun callback, or null
+ * @param pUserParam       handed to the callback
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetDrawMediaDataCB(ULONG_32 ulPort, PLAYER_DRAW_DATA_CALLBACK_PF pfnDrawDataCBFun,
+                                              void *pUserParam);
+
+/**
+ * Accepted without effect.
+ * @param ulPort           port
+ * @param pfnDrawDataCBFun not used
+ * @param pUserParam       not used
+ * @return 1; or 0, without a last error
+ */
+ZELVANE_API BOOL_T Zelvane_SetDrawMediaDataCBEx(ULONG_32 ulPort, PLAYER_DRAW_DATA_CALLBACK_PF pfnDrawDataCBFun,
+                                                void *pUserParam);
+
+/**
+ * Taps the decoded sound for a voice service.
+ * @param ulPort                 port
+ * @param pfnParseVoiceDataCBFun callback, or null
+ * @param bContinue              0: sound is not played
+ * @param pUserParam             handed to the callback
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetParseVoiceDataCB(ULONG_32 ulPort,
+                                               PLAYER_PARSE_VOICE_DATA_CALLBACK_PF pfnParseVoiceDataCBFun,
+                                               BOOL_T bContinue, void *pUserParam);
+
+/**
+ * Chooses which pictures reach the decode callback.
+ * @param ulPort   port
+ * @param lRectify PLAYER_VIDEO_CB_TYPE_E
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetVideoCallBackMode(ULONG_32 ulPort, ULONG_32 lRectify);
+
+/* ---- analytics -------------------------------------------------------------------------------------------------- */
+
+/**
+ * Turns the taking in of analytics records on or off.
+ * @param ulPort port
+ * @param bAble  1 on
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetIVAEnable(ULONG_32 ulPort, BOOL_T bAble);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
