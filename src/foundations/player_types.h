@@ -7,11 +7,9 @@
 
 #include <sys/time.h>
 
+#include "foundations/module_api.h"
 #include "foundations/mw_sdk_bp.h"
 #include "player_public.h"
-
-/** Marks a module-level function that the library exports beside its client interface. */
-#define MODULE_API __attribute__((visibility("default")))
 
 /** Buffer sizes that the layers agree on, bytes. */
 enum : ULONG_32 {
