@@ -1,0 +1,68 @@
+/**
+ * @file x11Window.h
+ * @brief The library's own X connection: the size of a client's window, and word of what happens to it.
+ *
+ * Xlib is loaded at run time. One thread sleeps on the connection's descriptor (and on that of SDL's connection, whose
+ * events nobody else takes out) for as long as the connection is open.
+ *
+ * Windows belong to the client, which may destroy them at any time, so requests on them may fail at any time; Xlib's
+ * own answer to that is to end the process. An error handler, set once per process, swallows the errors of the two
+ * connections that draw for us and hands all others to the handler that stood before.
+ *
+ * One lock guards the connection and the list of watches; it is taken inside the display list's lock, never the other
+ * way round.
+ */
+#ifndef ZELVANE_OUTPUT_X11WINDOW_H
+#define ZELVANE_OUTPUT_X11WINDOW_H
+
+#include "foundations/player_types.h"
+
+struct _XDisplay;
+
+/** What is known about a window's size. */
+enum X11_SIZE_E {
+    X11_SIZE_KNOWN = 0, /**< told by the server just now */
+    X11_SIZE_GONE = 1,  /**< the server has no such window */
+    X11_SIZE_NO_X11 = 2 /**< no X connection, nothing can be said */
+};
+
+/** One watched window; lives in its display object. The lock of the module guards all but bRedraw. */
+typedef struct tagX11WatchS {
+    unsigned long windowID;       /**< the window; 0 while not watched */
+    PLAYER_WIND_SIZE_S stSize;    /**< size when last asked or told */
+    BOOL_T bRedraw;               /**< the window wants its picture again; shared word */
+    void (*pfnWake)(void *pUser); /**< called, with the lock held, when bRedraw is set by an event; may be null */
+    void *pUser;                  /**< its argument */
+    struct tagX11WatchS *pstNext; /**< next watch */
+} X11_WATCH_S;
+
+/** Loads Xlib and connects to the display that the environment names. Failures are logged, and leave it closed. */
+void X11Window_Open();
+/**
+ * Starts the thread, if the connection is open.
+ * @param pstSdlDisplay SDL's connection, or null if SDL has none or a client of SDL in this process serves it
+ * @param pfnPump       takes the events out of SDL's connection; called without locks
+ */
+void X11Window_StartThread(_XDisplay *pstSdlDisplay, void (*pfnPump)());
+/** Ends the thread; SDL's connection is not looked at any more. */
+void X11Window_StopThread();
+/** Closes the connection. */
+void X11Window_Close();
+
+/** Whether events of windows arrive at all. */
+bool X11Window_IsWatching();
+/** Starts to watch a window. The watch must stay where it is until X11Window_Unwatch(). */
+void X11Window_Watch(unsigned long windowID, X11_WATCH_S *pstWatch);
+/** Ends a watch; no wake of it is under way afterwards. A watch that isn't one is ignored. */
+void X11Window_Unwatch(X11_WATCH_S *pstWatch);
+/** Sets who is woken; no call of the former one is under way afterwards. */
+void X11Window_SetWake(X11_WATCH_S *pstWatch, void (*pfnWake)(void *), void *pUser);
+
+/**
+ * Asks the server for a window's size, a round trip.
+ * @param pstSize  takes the size if it is known
+ * @param pstWatch takes it too, and has bRedraw cleared: what happened up to now is seen by who asks; may be null
+ */
+X11_SIZE_E X11Window_GetSize(unsigned long windowID, PLAYER_WIND_SIZE_S *pstSize, X11_WATCH_S *pstWatch);
+
+#endif
