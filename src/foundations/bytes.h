@@ -43,13 +43,8 @@ class Reader {
 
     /** Takes ulCount bytes: a pointer to them, or null. */
     const UCHAR *Take(size_t ulCount) {
-        if (ulCount > Left() || !m_bOk || m_pucData == nullptr) {
-            m_bOk = m_bOk && m_pucData == nullptr && ulCount == 0;
-            return nullptr;
-        }
-        const UCHAR *pucAt = m_pucData + m_ulPos;
-        m_ulPos += ulCount;
-        return pucAt;
+        size_t ulFrom = m_ulPos;
+        return Skip(ulCount) && m_pucData != nullptr ? m_pucData + ulFrom : nullptr;
     }
     /** Looks at ulCount bytes, ulOffset ahead: a pointer, or null. Neither moves nor fails. */
     const UCHAR *Peek(size_t ulCount, size_t ulOffset = 0) const {

@@ -74,7 +74,7 @@ MODULE_API void WYK_DelMulticast(WYK_SOCKET_S stSocket, const CHAR *pcLocalIP, c
 MODULE_API FILE *WYK_FileOpen(const CHAR *pcFileName, const CHAR *pcMode, ULONG_32 *pulErr);
 
 /**
- * Reads at most *pulLen bytes and sets *pulLen to what came; a short read is a success.
+ * Reads at most *pulLen bytes and sets *pulLen to what came; a short read is a success. On an error *pulLen stays.
  * @return 0; PLAYER_ERR_FILE_END if nothing came; PLAYER_ERR_PARAM for null or a length of 0
  */
 MODULE_API ULONG_32 WYK_FileRead(FILE *pFile, void *pBuffer, ULONG_32 *pulLen);

@@ -211,4 +211,7 @@ MODULE_API LONG QLOM_SDK_ListDelete(QLOM_SDK_LIST_S *pstList);
 MODULE_API LONG QLOM_SDK_ListDeleteAllNode(QLOM_SDK_LIST_S *pstList);
 }
 
+/** The current local time as the C library lays it out; safe on any thread. */
+void Time_Local(struct tm *pstTm);
+
 #endif
