@@ -56,6 +56,7 @@ typedef struct tagPacketBufferQueue {
     ULONG_32 ulReadLevel;     /**< private: slots in use at which the sleeping reader is woken, 0 when it is awake */
     ULONG_32 ulReadLatch;     /**< private: 1 makes the reader's next wait return at once */
     WAKE_S stRoomWake;        /**< private: writers that were refused sleep here */
+    ULONG_32 ulRoomWaiting;   /**< private: how many of them there are */
     ULONG_32 ulRoomSlots;     /**< private: slots that the packet refused last needs */
     ULONG_32 ulRoomLatch;     /**< private: 1 makes a writer's next wait return at once */
 } PACKET_BUFFER_QUEUE_S;
@@ -93,6 +94,8 @@ typedef struct tagDecodedBufferNode {
     DULONG dulChromaSize;                 /**< private: bytes of plane 1's allocation, 0: all lies in plane 0's */
 } DECODED_BUFFER_NODE_S;
 
+/** Most nodes that a picture queue may be asked to have. */
+inline constexpr ULONG_32 QUEUE_MAX_NODES = 65536;
 /** Blocks that the single node of a queue has outgrown and that the reader may still show: each is twice the last. */
 inline constexpr ULONG_32 QUEUE_MAX_RETIRED = 64;
 
@@ -261,7 +264,7 @@ MODULE_API ULONG_32 QUEUE_GetAdjustPktSeqData(ADJUST_PACKET_SEQ_QUEUE_S *pstQueu
 /**
  * Makes the queue, with a dark grey full-window picture of 800 x 600 to be read first. The reader must not be at work;
  * the writer may be, and a node that the reader held is gone.
- * @return 0; 2 null record or no nodes asked for; 3 no memory
+ * @return 0; 2 null record or no nodes asked for; 3 no memory, or more than QUEUE_MAX_NODES asked for
  */
 MODULE_API ULONG_32 QUEUE_InitDecodedBufferQueue(DECODED_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulBufNum);
 
@@ -271,7 +274,7 @@ MODULE_API void QUEUE_CleanupDecodedBufferQueue(DECODED_BUFFER_QUEUE_S *pstQueue
 /**
  * Copies a picture in: the planes with their strides, the size and the duration, not the timestamp and overlays.
  * @param bFullDiscard ignored: a full queue always discards
- * @return 0; 2 null record or plane, no queue, or a picture whose sizes make no sense; 3 no memory
+ * @return 0; 2 null record or plane, no queue, or a picture whose sizes make no sense; 3 no memory for it
  */
 MODULE_API ULONG_32 QUEUE_AddDecodeData(CODE_DECODED_DATA_S *pstSrcData, BOOL_T bFullDiscard,
                                         DECODED_BUFFER_QUEUE_S *pstQueue);
