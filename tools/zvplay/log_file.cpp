@@ -1,0 +1,64 @@
+#include "log_file.h"
+
+#include <sys/time.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+
+#include "player_sdk_func.h"
+
+namespace zvplay {
+namespace {
+
+std::mutex mutex;  // guards `file`: lines come from every thread of the library
+std::FILE *file = nullptr;
+std::atomic<bool> sound_failed{false};
+
+const char *const kLevels[] = {"-", "DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
+
+void TakeLine(ULONG_32 level, ULONG_32, ULONG_32, const CHAR *source, ULONG_32 line, const CHAR *text) {
+    const bool about_sound = std::strstr(text, "Audio_OpenSound Failed") != nullptr ||
+                             std::strstr(text, "Audio_CreatePlayDec Failed") != nullptr;
+    if (about_sound) sound_failed.store(true, std::memory_order_relaxed);
+    const std::lock_guard<std::mutex> guard(mutex);
+    if (file == nullptr) return;
+    timeval now = {};
+    tm parts = {};
+    gettimeofday(&now, nullptr);
+    localtime_r(&now.tv_sec, &parts);
+    char stamp[32];
+    std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &parts);
+    const char *slash = std::strrchr(source, '/');
+    std::fprintf(file, "%s.%03d %-5s %s:%u %s\n", stamp, static_cast<int>(now.tv_usec / 1000),
+                 level < std::size(kLevels) ? kLevels[level] : "?", slash != nullptr ? slash + 1 : source, line, text);
+}
+
+}  // namespace
+
+bool OpenLog(const std::string &path, Failure *failure) {
+    if (!path.empty()) {
+        const std::lock_guard<std::mutex> guard(mutex);
+        file = std::fopen(path.c_str(), "we");
+        if (file == nullptr) {
+            *failure = {kExitUsage, path + ": " + std::strerror(errno), "name a log file that can be written"};
+            return false;
+        }
+        std::setvbuf(file, nullptr, _IOLBF, 0);
+    }
+    Zelvane_SetWriteLogCB(TakeLine);
+    return true;
+}
+
+bool SoundFailed() { return sound_failed.load(std::memory_order_relaxed); }
+
+void CloseLog() {
+    const std::lock_guard<std::mutex> guard(mutex);
+    if (file != nullptr) std::fclose(file);
+    file = nullptr;
+}
+
+}  // namespace zvplay

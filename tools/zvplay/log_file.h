@@ -1,0 +1,27 @@
+/** The library's log: into a file, or nowhere. */
+#ifndef ZVPLAY_LOG_FILE_H
+#define ZVPLAY_LOG_FILE_H
+
+#include <string>
+
+#include "failure.h"
+
+namespace zvplay {
+
+/**
+ * Takes the library's log from here on. It has to come before the library starts, also without a file: a library that
+ * has no log callback writes log files of its own into the working folder.
+ * @param path file, made anew; empty drops the lines
+ * @return false with the failure filled
+ */
+bool OpenLog(const std::string &path, Failure *failure);
+
+/** Whether the log said that the sound device could not be opened; the library has no call that tells it. */
+bool SoundFailed();
+
+/** Closes the file; later lines are dropped. */
+void CloseLog();
+
+}  // namespace zvplay
+
+#endif

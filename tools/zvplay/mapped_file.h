@@ -1,0 +1,34 @@
+/** A regular file, mapped for reading. */
+#ifndef ZVPLAY_MAPPED_FILE_H
+#define ZVPLAY_MAPPED_FILE_H
+
+#include <string>
+
+#include "source.h"
+
+namespace zvplay {
+
+/** Owns the mapping; can be moved, not copied. */
+class MappedFile {
+ public:
+    MappedFile() = default;
+    MappedFile(MappedFile &&other) noexcept;
+    MappedFile &operator=(MappedFile &&other) noexcept;
+    ~MappedFile();
+
+    /** Maps a file in the place of the one before. @return false with the failure filled; an empty file is a failure */
+    bool Open(const std::string &path, Failure *failure);
+
+    /** The whole file. */
+    Bytes All() const { return {data_, size_}; }
+
+ private:
+    void Close();
+
+    const uint8_t *data_ = nullptr;
+    size_t size_ = 0;
+};
+
+}  // namespace zvplay
+
+#endif

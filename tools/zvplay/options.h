@@ -1,0 +1,36 @@
+/** The command line of zvplay. */
+#ifndef ZVPLAY_OPTIONS_H
+#define ZVPLAY_OPTIONS_H
+
+#include <string>
+
+#include "failure.h"
+
+namespace zvplay {
+
+/** What the user asked for. */
+struct Options {
+    std::string source;     ///< file, folder or printf pattern
+    double seconds = 0;     ///< stop after so much of the stream; 0 plays it all
+    double fps = 0;         ///< frame rate of sources without timestamps; 0 takes the stream's own, or 25
+    std::string log;        ///< file for the library's log; empty for none
+    bool headless = false;  ///< no window, no sound
+    bool json = false;      ///< one JSON line a second instead of the live line
+    bool fast = false;      ///< as fast as the library takes it, instead of at the stream's pace
+    bool mute = false;      ///< start without sound
+    bool help = false;      ///< print the help and leave
+    bool version = false;   ///< print the library's version and leave
+};
+
+/**
+ * Reads the command line.
+ * @return false, with the failure filled, when it makes no sense
+ */
+bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *failure);
+
+/** The text of --help. */
+const char *HelpText();
+
+}  // namespace zvplay
+
+#endif

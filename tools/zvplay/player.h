@@ -1,0 +1,86 @@
+/** The library behind a small face: one port that plays pushed data. */
+#ifndef ZVPLAY_PLAYER_H
+#define ZVPLAY_PLAYER_H
+
+#include <atomic>
+#include <cstdint>
+
+#include "failure.h"
+#include "player_sdk_func.h"
+#include "source.h"
+
+namespace zvplay {
+
+/** What is known about the running stream. */
+struct Figures {
+    uint32_t frames = 0;           ///< whole video frames found so far
+    uint32_t pictures = 0;         ///< pictures decoded so far
+    uint32_t sounds = 0;           ///< whole audio frames found so far
+    int32_t width = 0;             ///< of the last picture, pixels; 0 before it
+    int32_t height = 0;            ///< rows
+    int32_t rate = 0;              ///< frames a second of the stream; 0 until known
+    int32_t bit_rate = 0;          ///< bits a second, smoothed
+    int32_t packets = 0;           ///< pushes that the decode thread took in the last five seconds
+    int32_t lost = 0;              ///< losses among them
+    uint32_t waiting = 0;          ///< slots of the ring in use
+    double fill = 0;               ///< the same as a part of the ring, 0 to 1
+    uint32_t decode_failures = 0;  ///< run messages that say so
+    const char *video = "";        ///< name of the video coding, empty until known
+    const char *audio = "";        ///< name of the audio coding
+};
+
+/**
+ * Owns the library from Open() to Close(). All functions are for one thread; the callbacks, which run on the library's
+ * threads, only count.
+ */
+class Player {
+ public:
+    Player() = default;
+    Player(const Player &) = delete;
+    Player &operator=(const Player &) = delete;
+    ~Player() { Close(); }
+
+    /** Starts the library, takes a port and opens it for pushed data. @return false with the failure filled */
+    bool Open(Failure *failure);
+
+    /** Shows the pictures in an X11 window. The window has to live until Close(). */
+    bool Show(unsigned long window, Failure *failure);
+
+    /** Whether the ring can take this piece now. A piece larger than the whole ring never fits: see Fits(). */
+    bool HasRoom(const Push &push) const;
+
+    /** Whether the ring can ever take this piece. */
+    static bool Fits(const Push &push);
+
+    /** Gives one piece to the library. @return false with the failure filled */
+    bool Give(const Push &push, Failure *failure);
+
+    void SetSound(bool on);
+    void SetPaused(bool paused);
+    void SetProportion(bool keep);
+
+    /** The figures of this moment. */
+    Figures Read() const;
+
+    /** Stops, closes and frees everything in the right order; also without a successful Open(). */
+    void Close();
+
+ private:
+    /** Raised by the callbacks, on the library's threads. */
+    struct Counters {
+        std::atomic<uint32_t> frames{0}, pictures{0}, sounds{0};
+    };
+    static void OnFrame(ULONG_32 port, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL reserved);
+    static void OnPicture(ULONG_32 port, PLAYER_PICTURE_DATA_S *picture, void *counters, LONG_REAL reserved);
+    static void OnSound(ULONG_32 port, PLAYER_PARSE_AUDIO_DATA_S *frame, void *counters, LONG_REAL reserved);
+    static void OnMessage(ULONG_32 kind, void *message);
+
+    bool started_ = false, allocated_ = false, opened_ = false, shown_ = false;
+    ULONG_32 port_ = 0;
+    HANDLE window_ = nullptr;
+    Counters counters_;
+};
+
+}  // namespace zvplay
+
+#endif

@@ -1,0 +1,135 @@
+#include "source.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "annexb_reader.h"
+#include "jpeg_reader.h"
+#include "mapped_file.h"
+#include "rtp_reader.h"
+#include "ts_reader.h"
+
+namespace zvplay {
+namespace {
+
+using SourcePtr = std::unique_ptr<Source>;
+
+enum class Kind { kUnknown, kRtp, kH264, kH265, kTs, kJpeg };
+
+struct Ending {
+    const char *text;
+    Kind kind;
+};
+const Ending kEndings[] = {
+    {".rtp", Kind::kRtp},    {".264", Kind::kH264},  {".h264", Kind::kH264}, {".avc", Kind::kH264},
+    {".265", Kind::kH265},   {".h265", Kind::kH265}, {".hevc", Kind::kH265}, {".ts", Kind::kTs},
+    {".mjpeg", Kind::kJpeg}, {".mjpg", Kind::kJpeg}, {".jpg", Kind::kJpeg},  {".jpeg", Kind::kJpeg},
+};
+
+Kind KindByEnding(const std::string &name) {
+    std::string ending = std::filesystem::path(name).extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(), [](unsigned char c) { return std::tolower(c); });
+    for (const Ending &row : kEndings) {
+        if (ending == row.text) return row.kind;
+    }
+    return Kind::kUnknown;
+}
+
+Kind KindByContent(Bytes data) {
+    if (JpegLength(data) > 0) return Kind::kJpeg;
+    if (TsReader::Recognise(data)) return Kind::kTs;
+    const int coding = AnnexBReader::Recognise(data);
+    if (coding != 0) return coding == 264 ? Kind::kH264 : Kind::kH265;
+    return RtpReader::Recognise(data) ? Kind::kRtp : Kind::kUnknown;
+}
+
+SourcePtr Fail(Failure *failure, const std::string &what, const char *advice) {
+    *failure = {kExitSource, what, advice};
+    return nullptr;
+}
+
+SourcePtr OpenPictures(const Options &options, std::vector<std::string> files, Failure *failure) {
+    if (files.empty()) {
+        return Fail(failure, options.source + ": no picture found",
+                    "a folder needs .jpg files, a pattern files numbered from 0 or 1, such as 001.jpg for %03d.jpg");
+    }
+    return std::make_unique<JpegReader>(std::move(files), options.fps > 0 ? options.fps : 25, false);
+}
+
+SourcePtr OpenJpegFile(const Options &options, Bytes data, Failure *failure) {
+    const size_t length = JpegLength(data);
+    if (length == 0) return Fail(failure, options.source + ": no JPEG", "the file does not begin with a JPEG picture");
+    // A still stays in the window; without a window it would never end, so it comes once.
+    const bool still = length == data.size() && (!options.headless || options.seconds > 0);
+    return std::make_unique<JpegReader>(std::vector{options.source}, options.fps > 0 ? options.fps : 25, still);
+}
+
+SourcePtr OpenAnnexB(const Options &options, MappedFile file, bool h265, Failure *failure) {
+    const int found = AnnexBReader::Recognise(file.All());
+    if (found == 0) {
+        return Fail(failure, options.source + ": no H.264 or H.265 found",
+                    "it has to be the encoder's byte stream with start codes; for an .mp4 or .mkv make one: "
+                    "ffmpeg -i FILE -c copy -bsf:v h264_mp4toannexb OUT.264");
+    }
+    if ((found == 265) != h265) {
+        return Fail(failure, options.source + (found == 265 ? ": this is H.265" : ": this is H.264"),
+                    found == 265 ? "give the file the ending .265" : "give the file the ending .264");
+    }
+    return std::make_unique<AnnexBReader>(std::move(file), h265, options.fps > 0 ? options.fps : 25);
+}
+
+SourcePtr OpenTs(const Options &options, MappedFile file, Failure *failure) {
+    if (!TsReader::HasFrameEnds(file.All())) {
+        return Fail(failure, options.source + ": no frame ends found in this TS",
+                    "the library plays the TS of its own recordings, whose frames end with the transport priority "
+                    "bit; take the video out instead: ffmpeg -i FILE -c:v copy OUT.264");
+    }
+    return std::make_unique<TsReader>(std::move(file));
+}
+
+SourcePtr OpenRtp(const Options &options, MappedFile file, Failure *failure) {
+    if (!RtpReader::Recognise(file.All())) {
+        return Fail(failure, options.source + ": no RTP capture",
+                    "it has to be records of a 16-bit big-endian length and one RTP packet");
+    }
+    return std::make_unique<RtpReader>(std::move(file));
+}
+
+}  // namespace
+
+std::unique_ptr<Source> OpenSource(const Options &options, Failure *failure) {
+    std::error_code error;
+    const bool exists = std::filesystem::exists(options.source, error);
+    if (!exists && options.source.find('%') != std::string::npos) {
+        return OpenPictures(options, FilesOfPattern(options.source), failure);
+    }
+    if (std::filesystem::is_directory(options.source, error)) {
+        return OpenPictures(options, FilesOfFolder(options.source), failure);
+    }
+    MappedFile file;
+    if (!file.Open(options.source, failure)) return nullptr;
+    Kind kind = KindByEnding(options.source);
+    if (kind == Kind::kUnknown) kind = KindByContent(file.All());
+    switch (kind) {
+        case Kind::kRtp:
+            return OpenRtp(options, std::move(file), failure);
+        case Kind::kH264:
+            return OpenAnnexB(options, std::move(file), false, failure);
+        case Kind::kH265:
+            return OpenAnnexB(options, std::move(file), true, failure);
+        case Kind::kTs:
+            return OpenTs(options, std::move(file), failure);
+        case Kind::kJpeg:
+            return OpenJpegFile(options, file.All(), failure);
+        case Kind::kUnknown:
+            break;
+    }
+    return Fail(failure, options.source + ": neither RTP capture, H.264, H.265, TS nor JPEG",
+                "see zvplay --help for what can be played");
+}
+
+}  // namespace zvplay

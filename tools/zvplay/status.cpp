@@ -1,0 +1,107 @@
+#include "status.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
+#include "log_file.h"
+
+namespace zvplay {
+namespace {
+
+__attribute__((format(printf, 1, 2))) std::string Format(const char *format, ...) {
+    char text[256];
+    va_list list;
+    va_start(list, format);
+    std::vsnprintf(text, sizeof text, format, list);
+    va_end(list);
+    return text;
+}
+
+std::string Time(double seconds) {
+    const unsigned whole = static_cast<unsigned>(seconds);
+    return Format("%02u:%02u.%u", whole / 60, whole % 60, static_cast<unsigned>(seconds * 10) % 10);
+}
+
+std::string BitRate(int32_t bits) {
+    return bits >= 1000000 ? Format("%.1f Mbit/s", bits / 1e6) : Format("%.0f kbit/s", bits / 1e3);
+}
+
+/** "1920x1080 H.264", or what is known of it. */
+std::string Picture(const Figures &figures) {
+    if (figures.width == 0) return *figures.video != '\0' ? figures.video : "no picture yet";
+    return Format("%dx%d %s", figures.width, figures.height, figures.video);
+}
+
+size_t TerminalWidth() {
+    winsize size = {};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+}  // namespace
+
+Status::Status(const Options &options) : options_(options), live_(!options.json && isatty(STDOUT_FILENO) == 1) {}
+
+void Status::Live(const Figures &figures, const PlayState &state) {
+    most_lost_ = std::max(most_lost_, figures.lost);
+    if (!live_) return;
+    if (state.position >= position_ + 1) {
+        pictures_a_second_ = (figures.pictures - pictures_) / (state.position - position_);
+        pictures_ = figures.pictures;
+        position_ = state.position;
+    }
+    std::string line = Time(state.position) + "  " + Picture(figures) +
+                       Format("  %.0f of %d fps  ", pictures_a_second_, figures.rate) + BitRate(figures.bit_rate) +
+                       Format("  queue %.0f%%  lost %d", figures.fill * 100, figures.lost);
+    if (figures.sounds > 0) {
+        const char *sound = !state.sound ? " off" : SoundFailed() ? " without a device" : "";
+        line += std::string("  ") + (*figures.audio != '\0' ? figures.audio : "sound") + sound;
+    }
+    if (state.paused) line += "  PAUSED";
+    line.resize(std::min(line.size(), TerminalWidth() - 1));
+    std::printf("\r%s\033[K", line.c_str());
+    std::fflush(stdout);
+    dirty_ = true;
+}
+
+void Status::Json(const Figures &figures, const PlayState &state, bool end) {
+    std::printf(
+        "{\"time\": %.2f, \"frames\": %u, \"pictures\": %u, \"rate\": %d, \"bit_rate\": %d, \"packets\": %d, "
+        "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
+        "\"audio\": \"%s\", \"paused\": %s, \"end\": %s}\n",
+        state.position, figures.frames, figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost,
+        figures.fill, figures.sounds, figures.width, figures.height, figures.video, figures.audio,
+        state.paused ? "true" : "false", end ? "true" : "false");
+    std::fflush(stdout);
+}
+
+void Status::Second(const Figures &figures, const PlayState &state) {
+    if (options_.json) Json(figures, state, false);
+}
+
+void Status::Report(const Figures &figures, const PlayState &state, const std::string &remark) {
+    if (options_.json) {
+        Json(figures, state, true);
+    } else {
+        const std::string sound = figures.sounds > 0 ? Format(", %u sound frames", figures.sounds) : "";
+        std::printf("%splayed %.1f s of %s: %s, %u frames, %u pictures%s%s\n", dirty_ ? "\r\033[K" : "", state.position,
+                    options_.source.c_str(), Picture(figures).c_str(), figures.frames, figures.pictures, sound.c_str(),
+                    most_lost_ > 0 ? ", with losses" : ", nothing lost");
+    }
+    std::fflush(stdout);
+    if (!remark.empty()) std::fprintf(stderr, "zvplay: note: %s\n", remark.c_str());
+    if (figures.decode_failures > 0) std::fprintf(stderr, "zvplay: note: the decoder gave up on pictures\n");
+    if (state.sound && figures.sounds > 0 && SoundFailed()) {
+        std::fprintf(stderr, "zvplay: note: no sound device could be opened; the sound was left out\n");
+    }
+}
+
+void PrintFailure(const Failure &failure) {
+    std::fprintf(stderr, "zvplay: %s\n", failure.what.c_str());
+    if (!failure.advice.empty()) std::fprintf(stderr, "        %s\n", failure.advice.c_str());
+}
+
+}  // namespace zvplay

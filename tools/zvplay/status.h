@@ -1,0 +1,53 @@
+/** Tells the user how it goes: a live line on a terminal, JSON lines, a report at the end. */
+#ifndef ZVPLAY_STATUS_H
+#define ZVPLAY_STATUS_H
+
+#include <string>
+
+#include "options.h"
+#include "player.h"
+
+namespace zvplay {
+
+/** The state of the player that is not the library's. */
+struct PlayState {
+    double position = 0;  ///< seconds of the stream played
+    bool paused = false;
+    bool sound = false;
+};
+
+/** Writes to standard output. For one thread. */
+class Status {
+ public:
+    explicit Status(const Options &options);
+
+    /** Whether a live line is kept: only on a terminal, and not beside JSON. */
+    bool IsLive() const { return live_; }
+
+    /** Renews the live line. */
+    void Live(const Figures &figures, const PlayState &state);
+
+    /** The line of one second of JSON. */
+    void Second(const Figures &figures, const PlayState &state);
+
+    /** The last words: what was played and what was odd. */
+    void Report(const Figures &figures, const PlayState &state, const std::string &remark);
+
+ private:
+    void Json(const Figures &figures, const PlayState &state, bool end);
+
+    const Options &options_;
+    bool live_;
+    bool dirty_ = false;  ///< a live line stands without a line end
+    int most_lost_ = 0;
+    uint32_t pictures_ = 0;  ///< at the last live line
+    double position_ = 0;    ///< at the last live line
+    double pictures_a_second_ = 0;
+};
+
+/** "zvplay: what" and the advice, on standard error. */
+void PrintFailure(const Failure &failure);
+
+}  // namespace zvplay
+
+#endif
