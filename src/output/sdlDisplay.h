@@ -86,12 +86,15 @@ class CSdlDisplay : public CBaseDisplay {
  private:
     ULONG_32 createEntry(const CODE_DECODED_DATA_S &stPicture);
     ULONG_32 drawEntry(SDL_DISPLAY_S &stEntry, const CODE_DECODED_DATA_S &stPicture);
-    ULONG_32 fitEntry(SDL_DISPLAY_S &stEntry, const PLAYER_WIND_SIZE_S &stSize);
+    ULONG_32 fitPicture(SDL_DISPLAY_S &stEntry);
+    ULONG_32 fitWindow(SDL_DISPLAY_S &stEntry, const PLAYER_WIND_SIZE_S &stSize);
     ULONG_32 paint(SDL_DISPLAY_S &stEntry, const CODE_DECODED_DATA_S &stPicture, const PLAYER_WIND_SIZE_S &stSize);
     ULONG_32 RestoreWindow(SDL_Texture **ppoTexture, SDL_Renderer **ppoRender, SDL_Window **ppoWindow);
     void WindowSizeCalculate(ULONG_32 ulWidth, ULONG_32 ulHeight);
-    X11_SIZE_E GetWinSize();
-    SDL_Texture *createTexture(SDL_Renderer *poRender) const;
+    bool GetWinSize();
+    SDL_Texture *createTexture(SDL_Renderer *poRender);
+    ULONG_32 fail(const CHAR *pcText);
+    ULONG_32 failCreation(const CHAR *pcText);
 
     HWND m_hWnd;                           /**< the client's window, an X11 window id */
     PLAYER_RENDER_SCALE_E m_enRenderScale; /**< scaling; shared word */
@@ -114,8 +117,9 @@ class CSdlDisplay : public CBaseDisplay {
     SDL_DISPLAY_S *pstSdlDisplay;        /**< own record */
     RTP_RESERVED_INFO_S m_stReserveInfo; /**< last private data of the stream */
 
-    X11_WATCH_S m_stWatch; /**< what happens to the window */
-    DULONG m_dulDrawTime;  /**< milliseconds of the last draw, for windows that can't be watched */
+    X11_WATCH_S m_stWatch;   /**< what happens to the window */
+    DULONG m_dulDrawTime;    /**< milliseconds of the last draw, for windows that can't be watched */
+    const CHAR *m_pcFailure; /**< line to log for this draw, once no lock is held; or null */
 };
 
 #endif

@@ -30,30 +30,6 @@ enum : ULONG_32 {
  *  the display layer held: it has to be short and must not call Video_* functions. */
 typedef void (*VIDEO_REDRAW_WAKE_PF)(void *pUser);
 
-/**
- * Finds band B of a picture whose camera writes its text outside the picture proper, and cuts it off, without copying
- * a sample. B is the height above the first known size of the same width that has the same height, or a lower one that
- * differs by a multiple of 8; 64 if there is none; never more than the picture.
- * @param enOSDStyle PLAYER_OSD_OUTSIDE_TOP: planes start B lines lower, height is B less. PLAYER_OSD_OUTSIDE_BOTTOM:
- *                   height is B less. PLAYER_OSD_INSIDE: planes, strides and size of the target stay as they are.
- * @param stSrc      the picture
- * @param stDst      takes all other fields too, its lock excepted; its planes point into those of stSrc
- */
-void Video_CutOsdBand(PLAYER_OSD_STYL_E enOSDStyle, const CODE_DECODED_DATA_S &stSrc, CODE_DECODED_DATA_S &stDst);
-
-/**
- * Whether the window wants the present picture drawn again: its size changed or a part of it was uncovered since the
- * last draw, the scale changed, or the last call only set the window up. Without an X connection of its own the library
- * can't know, and says so once a second after the last draw. False for a null handle.
- */
-bool Video_NeedsRedraw(HANDLE hDisplayDec);
-
-/**
- * Sets who is woken when Video_NeedsRedraw() turns true by an event of the window; null for nobody. After the return no
- * call of the former one is under way. A display that is deleted wakes nobody.
- */
-void Video_SetRedrawWake(HANDLE hDisplayDec, VIDEO_REDRAW_WAKE_PF pfnWake, void *pUser);
-
 extern "C" {
 
 /** Clears the channel table and starts the display layer. Without X11 it starts too, and shows nothing. Returns 0. */
@@ -82,6 +58,19 @@ MODULE_API void Video_DeleteDisplayDec(HANDLE *phDisplayDec);
  * @return 0; 1 if the picture could not be drawn, with everything ready to try the next one; 531 for a null argument
  */
 MODULE_API ULONG_32 Video_DisPlayPic(ULONG_32 ulPort, HANDLE hDisplayDec, CODE_DECODED_DATA_S *pstFrameData);
+/**
+ * Whether the window wants the present picture drawn again: its size changed or a part of it was uncovered since the
+ * last draw, the scale changed, or the last call only set the window up. Without an X connection of its own the library
+ * can't know, and says so once a second after the last draw. False for a null handle.
+ */
+MODULE_API bool Video_NeedsRedraw(HANDLE hDisplayDec);
+
+/**
+ * Sets who is woken when Video_NeedsRedraw() turns true by an event of the window; null for nobody. After the return no
+ * call of the former one is under way. A display that is deleted wakes nobody.
+ */
+MODULE_API void Video_SetRedrawWake(HANDLE hDisplayDec, VIDEO_REDRAW_WAKE_PF pfnWake, void *pUser);
+
 /** Off-screen pictures don't exist in this display: 0, and nothing happens. */
 MODULE_API ULONG_32 Video_DisPlayPicEx(ULONG_32 ulPort, HANDLE hDisplayDec, OFF_SCREEN_NODE_S *lpOffScreenNode);
 
@@ -102,6 +91,18 @@ MODULE_API ULONG_32 Video_DisplayEnvCheck(HANDLE hDisplayDec);
 MODULE_API ULONG_32 Video_WriteOffScreen(...);
 /** No off-screen pictures: does nothing, whatever the arguments. */
 MODULE_API void Video_CloseOffScreen(...);
+
+/**
+ * Finds band B of a picture whose camera writes its text outside the picture proper, and cuts it off, without copying
+ * a sample. B is the height above the first known size of the same width that has the same height, or a lower one that
+ * differs by a multiple of 8; 64 if there is none; never more than the picture.
+ * @param enOSDStyle PLAYER_OSD_OUTSIDE_TOP: planes start B lines lower, height is B less. PLAYER_OSD_OUTSIDE_BOTTOM:
+ *                   height is B less. PLAYER_OSD_INSIDE: planes, strides and size of the target stay as they are.
+ * @param stSrc      the picture
+ * @param stDst      takes all other fields too, its lock excepted; its planes point into those of stSrc
+ */
+MODULE_API void Video_CutOsdBand(PLAYER_OSD_STYL_E enOSDStyle, const CODE_DECODED_DATA_S &stSrc,
+                                 CODE_DECODED_DATA_S &stDst);
 
 /**
  * Video_CutOsdBand() by the text style of a port. The render path does not need it; it stands for its exported name.

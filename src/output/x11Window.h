@@ -38,13 +38,14 @@ typedef struct tagX11WatchS {
 
 /** Loads Xlib and connects to the display that the environment names. Failures are logged, and leave it closed. */
 void X11Window_Open();
+/** Tells SDL's connection, whose errors are swallowed too; null when SDL has closed it. */
+void X11Window_SetSdlDisplay(_XDisplay *pstSdlDisplay);
 /**
  * Starts the thread, if the connection is open.
- * @param pstSdlDisplay SDL's connection, or null if SDL has none or a client of SDL in this process serves it
- * @param pfnPump       takes the events out of SDL's connection; called without locks
+ * @param pfnPump takes the events out of SDL's connection, called without locks; null if somebody else does that
  */
-void X11Window_StartThread(_XDisplay *pstSdlDisplay, void (*pfnPump)());
-/** Ends the thread; SDL's connection is not looked at any more. */
+void X11Window_StartThread(void (*pfnPump)());
+/** Ends the thread. */
 void X11Window_StopThread();
 /** Closes the connection. */
 void X11Window_Close();
@@ -61,8 +62,10 @@ void X11Window_SetWake(X11_WATCH_S *pstWatch, void (*pfnWake)(void *), void *pUs
 /**
  * Asks the server for a window's size, a round trip.
  * @param pstSize  takes the size if it is known
- * @param pstWatch takes it too, and has bRedraw cleared: what happened up to now is seen by who asks; may be null
+ * @param pstWatch takes it too; may be null. Events up to the answer have been marked there when this returns
  */
 X11_SIZE_E X11Window_GetSize(unsigned long windowID, PLAYER_WIND_SIZE_S *pstSize, X11_WATCH_S *pstWatch);
+/** Why X11_SIZE_NO_X11 came out, for the log. Never null. */
+const CHAR *X11Window_Error();
 
 #endif

@@ -1,0 +1,330 @@
+#include "output/x11Window.h"
+
+#include <X11/Xlib.h>
+#include <dlfcn.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+
+#include "foundations/com_log.h"
+#include "foundations/shared_word.h"
+
+namespace {
+
+/** After a look into SDL's connection it is left alone for so long, as a moving pointer fills it all the time. */
+constexpr int SDL_REST_MSECONDS = 1000;
+
+/** The functions of Xlib that are used, found when it is loaded. */
+struct Xlib {
+    decltype(&::XInitThreads) pXInitThreads;
+    decltype(&::XOpenDisplay) pXOpenDisplay;
+    decltype(&::XSetErrorHandler) pXSetErrorHandler;
+    decltype(&::XSelectInput) pXSelectInput;
+    decltype(&::XEventsQueued) pXEventsQueued;
+    decltype(&::XNextEvent) pXNextEvent;
+    void (*pXSetIOErrorExitHandler)(Display *, void (*)(Display *, void *), void *); /**< null before Xlib 1.7 */
+
+    bool CanWatch() const { return pXSelectInput && pXEventsQueued && pXNextEvent; }
+};
+
+std::mutex gstConnectionLock;        // guards the connection and the watches
+void *pLibHandle = nullptr;          // Xlib
+Xlib gstXlib;                        // its functions
+Display *x11display = nullptr;       // our connection
+X11_WATCH_S *gpstWatches = nullptr;  // watched windows
+
+// What the error handler and the drawing threads look at without the lock.
+std::atomic<Display *> gpstOwnDisplay{nullptr};
+std::atomic<Display *> gpstSdlDisplay{nullptr};
+std::atomic<XErrorHandler> gpfnFormerHandler{nullptr};
+std::atomic<bool> gbWatching{false};
+
+// The thread; written while it doesn't run.
+QLOM_SDK_THREAD_S ghThread = 0;
+int giStopEvent = -1;
+void (*gpfnPump)() = nullptr;
+
+template <class F>
+void FindSymbol(F &pfn, const char *pcName) {
+    pfn = reinterpret_cast<F>(dlsym(pLibHandle, pcName));
+}
+
+const char *LoadError() {
+    const char *pcError = dlerror();
+    return pcError ? pcError : "not loaded";
+}
+
+int OnXError(Display *pstDisplay, XErrorEvent *pstEvent) {
+    if (pstDisplay == gpstOwnDisplay.load() || pstDisplay == gpstSdlDisplay.load()) {
+        return 0;
+    }
+    XErrorHandler pfnFormer = gpfnFormerHandler.load();
+    return pfnFormer ? pfnFormer(pstDisplay, pstEvent) : 0;
+}
+
+// A server that went away ends this connection, not the process: it may have other work than windows.
+void OnServerGone(Display *, void *) {}
+
+void SurviveServer(Display *pstDisplay) {
+    if (pstDisplay && gstXlib.pXSetIOErrorExitHandler) {
+        gstXlib.pXSetIOErrorExitHandler(pstDisplay, OnServerGone, nullptr);
+    }
+}
+
+// Once per process: a second time could chain two handlers into a ring.
+void InstallErrorHandler() {
+    static bool bInstalled = false;
+    if (!bInstalled && gstXlib.pXSetErrorHandler) {
+        bInstalled = true;
+        gpfnFormerHandler.store(gstXlib.pXSetErrorHandler(OnXError));
+    }
+}
+
+bool LoadXlib() {
+    // The plain name comes with the development package only.
+    for (const char *pcName : {"libX11.so", "libX11.so.6"}) {
+        pLibHandle = dlopen(pcName, RTLD_LAZY);
+        if (pLibHandle) {
+            LOG_ERROR("dlopen libX11.so success.");
+            return true;
+        }
+        LOG_ERROR("dlopen libX11.so failed, error : %s.", LoadError());
+    }
+    return false;
+}
+
+void FindFunctions() {
+    FindSymbol(gstXlib.pXInitThreads, "XInitThreads");
+    FindSymbol(gstXlib.pXSetErrorHandler, "XSetErrorHandler");
+    FindSymbol(gstXlib.pXSelectInput, "XSelectInput");
+    FindSymbol(gstXlib.pXEventsQueued, "XEventsQueued");
+    FindSymbol(gstXlib.pXNextEvent, "XNextEvent");
+    FindSymbol(gstXlib.pXSetIOErrorExitHandler, "XSetIOErrorExitHandler");
+    FindSymbol(gstXlib.pXOpenDisplay, "XOpenDisplay");
+}
+
+void MarkForRedraw(X11_WATCH_S &stWatch) {
+    word::StoreRelease(stWatch.bRedraw, 1);
+    if (stWatch.pfnWake) {
+        stWatch.pfnWake(stWatch.pUser);
+    }
+}
+
+void OnResize(X11_WATCH_S &stWatch, const XConfigureEvent &stEvent) {
+    PLAYER_WIND_SIZE_S stSize{static_cast<ULONG_32>(stEvent.height), static_cast<ULONG_32>(stEvent.width)};
+    if (stSize.ulHeight != stWatch.stSize.ulHeight || stSize.ulWidth != stWatch.stSize.ulWidth) {
+        stWatch.stSize = stSize;
+        MarkForRedraw(stWatch);
+    }
+}
+
+void OnEvent(const XEvent &stEvent) {
+    for (X11_WATCH_S *pstWatch = gpstWatches; pstWatch; pstWatch = pstWatch->pstNext) {
+        if (pstWatch->windowID != stEvent.xany.window) {
+            continue;
+        }
+        if (stEvent.type == Expose) {
+            MarkForRedraw(*pstWatch);
+        } else if (stEvent.type == ConfigureNotify) {
+            OnResize(*pstWatch, stEvent.xconfigure);
+        }
+    }
+}
+
+// Events that a round trip has read are no longer to be seen on the descriptor: whoever made one takes them out at
+// once.
+void TakeEvents(int iMode) {
+    if (!gstXlib.CanWatch()) {
+        return;
+    }
+    while (gstXlib.pXEventsQueued(x11display, iMode) > 0) {
+        XEvent stEvent;
+        gstXlib.pXNextEvent(x11display, &stEvent);
+        OnEvent(stEvent);
+    }
+}
+
+void Select(unsigned long windowID, long lMask) {
+    if (x11display && gstXlib.CanWatch()) {
+        gstXlib.pXSelectInput(x11display, windowID, lMask);
+        TakeEvents(QueuedAfterFlush);
+    }
+}
+
+// Looks at one descriptor's result. A connection that hung up is not polled again.
+bool IsReadable(pollfd &stPoll) {
+    if (stPoll.revents & (POLLHUP | POLLERR | POLLNVAL)) {
+        stPoll.fd = -1;
+        return false;
+    }
+    return (stPoll.revents & POLLIN) != 0;
+}
+
+void *WindowThread(void *) {
+    Display *pstSdl = gpfnPump ? gpstSdlDisplay.load() : nullptr;
+    pollfd astPoll[3] = {{giStopEvent, POLLIN, 0},
+                         {ConnectionNumber(gpstOwnDisplay.load()), POLLIN, 0},
+                         {pstSdl ? ConnectionNumber(pstSdl) : -1, POLLIN, 0}};
+    bool bRest = false;
+    for (;;) {
+        poll(astPoll, bRest ? 2 : 3, bRest ? SDL_REST_MSECONDS : -1);
+        if (astPoll[0].revents) {
+            return nullptr;
+        }
+        if (IsReadable(astPoll[1])) {
+            std::lock_guard<std::mutex> lock(gstConnectionLock);
+            TakeEvents(QueuedAfterFlush);
+        }
+        bool bPump = !bRest && IsReadable(astPoll[2]);
+        if (bPump) {
+            gpfnPump();
+        }
+        bRest = bPump;
+        astPoll[2].revents = 0;
+    }
+}
+
+// The client's signals are for its own threads.
+bool CreateThread() {
+    sigset_t stAll;
+    sigset_t stFormer;
+    sigfillset(&stAll);
+    pthread_sigmask(SIG_SETMASK, &stAll, &stFormer);
+    LONG lResult = QLOM_SDK_thr_create(WindowThread, nullptr, 0, 0, nullptr, &ghThread);
+    pthread_sigmask(SIG_SETMASK, &stFormer, nullptr);
+    return lResult == 0;
+}
+
+}  // namespace
+
+// Logs go to the client's callback, so none is written with the lock held.
+void X11Window_Open() {
+    if (gpstOwnDisplay.load() || !LoadXlib()) {
+        return;
+    }
+    FindFunctions();
+    if (!gstXlib.pXOpenDisplay) {
+        LOG_ERROR("dlopen fun pXOpenDisplay failed, error : %s.", LoadError());
+        return;
+    }
+    if (gstXlib.pXInitThreads) {
+        gstXlib.pXInitThreads();
+    }
+    Display *pstDisplay = gstXlib.pXOpenDisplay(nullptr);
+    if (!pstDisplay) {
+        LOG_ERROR("call fun pXOpenDisplay fail.");
+        return;
+    }
+    LOG_ERROR("dlopen fun pXOpenDisplay success.");
+    SurviveServer(pstDisplay);
+    InstallErrorHandler();
+    std::lock_guard<std::mutex> lock(gstConnectionLock);
+    x11display = pstDisplay;
+    gpstOwnDisplay.store(pstDisplay);
+}
+
+void X11Window_SetSdlDisplay(_XDisplay *pstSdlDisplay) {
+    SurviveServer(pstSdlDisplay);
+    gpstSdlDisplay.store(pstSdlDisplay);
+}
+
+void X11Window_StartThread(void (*pfnPump)()) {
+    if (ghThread || !gpstOwnDisplay.load() || !gstXlib.CanWatch()) {
+        return;
+    }
+    gpfnPump = pfnPump;
+    giStopEvent = eventfd(0, EFD_CLOEXEC);
+    if (giStopEvent >= 0) {
+        gbWatching.store(CreateThread());
+    }
+}
+
+void X11Window_StopThread() {
+    gbWatching.store(false);
+    if (ghThread) {
+        eventfd_write(giStopEvent, 1);
+        QLOM_SDK_thr_join(ghThread);
+        ghThread = 0;
+    }
+    if (giStopEvent >= 0) {
+        close(giStopEvent);
+        giStopEvent = -1;
+    }
+}
+
+void X11Window_Close() {
+    decltype(&::XCloseDisplay) pXCloseDisplay = nullptr;
+    if (pLibHandle) {
+        FindSymbol(pXCloseDisplay, "XCloseDisplay");
+    }
+    Display *pstDisplay = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(gstConnectionLock);
+        pstDisplay = std::exchange(x11display, nullptr);
+        pLibHandle = nullptr;
+    }
+    if (pXCloseDisplay && pstDisplay) {
+        LOG_ERROR("dlopen fun pXCloseDisplay success.");
+        pXCloseDisplay(pstDisplay);
+    } else {
+        LOG_ERROR("dlopen fun pXCloseDisplay failed, error : %s.", LoadError());
+    }
+    gpstOwnDisplay.store(nullptr);
+}
+
+bool X11Window_IsWatching() { return gbWatching.load(); }
+
+void X11Window_Watch(unsigned long windowID, X11_WATCH_S *pstWatch) {
+    X11Window_Unwatch(pstWatch);
+    std::lock_guard<std::mutex> lock(gstConnectionLock);
+    pstWatch->windowID = windowID;
+    pstWatch->pstNext = gpstWatches;
+    gpstWatches = pstWatch;
+    Select(windowID, ExposureMask | StructureNotifyMask);
+}
+
+void X11Window_Unwatch(X11_WATCH_S *pstWatch) {
+    std::lock_guard<std::mutex> lock(gstConnectionLock);
+    for (X11_WATCH_S **ppstLink = &gpstWatches; *ppstLink; ppstLink = &(*ppstLink)->pstNext) {
+        if (*ppstLink == pstWatch) {
+            *ppstLink = pstWatch->pstNext;
+            Select(pstWatch->windowID, NoEventMask);
+            pstWatch->windowID = 0;
+            return;
+        }
+    }
+}
+
+void X11Window_SetWake(X11_WATCH_S *pstWatch, void (*pfnWake)(void *), void *pUser) {
+    std::lock_guard<std::mutex> lock(gstConnectionLock);
+    pstWatch->pfnWake = pfnWake;
+    pstWatch->pUser = pUser;
+}
+
+X11_SIZE_E X11Window_GetSize(unsigned long windowID, PLAYER_WIND_SIZE_S *pstSize, X11_WATCH_S *pstWatch) {
+    std::lock_guard<std::mutex> lock(gstConnectionLock);
+    decltype(&::XGetWindowAttributes) pXGetWindowAttributes = nullptr;
+    if (x11display) {
+        FindSymbol(pXGetWindowAttributes, "XGetWindowAttributes");
+    }
+    if (!pXGetWindowAttributes) {
+        return X11_SIZE_NO_X11;
+    }
+    XWindowAttributes stAttributes;
+    bool bKnown = pXGetWindowAttributes(x11display, windowID, &stAttributes) != 0;
+    if (bKnown) {
+        *pstSize = {static_cast<ULONG_32>(stAttributes.height), static_cast<ULONG_32>(stAttributes.width)};
+    }
+    if (bKnown && pstWatch) {
+        pstWatch->stSize = *pstSize;
+    }
+    TakeEvents(QueuedAlready);
+    return bKnown ? X11_SIZE_KNOWN : X11_SIZE_GONE;
+}
+
+const CHAR *X11Window_Error() { return LoadError(); }
