@@ -1,0 +1,456 @@
+// The readers of zvplay: real streams cut as the library wants them, and every damage survived.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "zvplay/annexb_reader.h"
+#include "zvplay/jpeg_reader.h"
+#include "zvplay/options.h"
+#include "zvplay/rtp_reader.h"
+#include "zvplay/source.h"
+#include "zvplay/ts_reader.h"
+
+using namespace zvplay;
+using Buffer = std::vector<uint8_t>;
+
+namespace {
+
+std::string Media(const std::string &name) {
+    const char *folder = std::getenv("ZELVANE_MEDIA");
+    return std::string(folder != nullptr ? folder : "build/media") + "/" + name;
+}
+
+Buffer ReadFile(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/** A folder that goes away with the test. */
+class Scratch {
+ public:
+    Scratch() {
+        std::string name = (std::filesystem::temp_directory_path() / "zvplay_test_XXXXXX").string();
+        path_ = mkdtemp(name.data());
+    }
+    ~Scratch() { std::filesystem::remove_all(path_); }
+    std::string Write(const std::string &name, const Buffer &data) const {
+        const std::string path = path_ + "/" + name;
+        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char *>(data.data()), data.size());
+        return path;
+    }
+    const std::string &Path() const { return path_; }
+
+ private:
+    std::string path_;
+};
+
+std::unique_ptr<Source> Open(const std::string &path, Failure *failure, double fps = 0, bool headless = true) {
+    Options options;
+    options.source = path;
+    options.fps = fps;
+    options.headless = headless;
+    return OpenSource(options, failure);
+}
+
+struct Piece {
+    Buffer head, data;
+    double due;
+};
+
+std::vector<Piece> All(Source *source, size_t most = 100000) {
+    std::vector<Piece> pieces;
+    for (Push push; pieces.size() < most && source->Next(&push);) {
+        pieces.push_back({{push.head.begin(), push.head.end()}, {push.data.begin(), push.data.end()}, push.due});
+    }
+    return pieces;
+}
+
+std::vector<Piece> AllOf(const std::string &path, double fps = 0) {
+    Failure failure;
+    const auto source = Open(path, &failure, fps);
+    EXPECT_NE(source, nullptr) << failure.what;
+    return source != nullptr ? All(source.get()) : std::vector<Piece>{};
+}
+
+/** The units of a byte stream; `codes` counts start codes of 3 and of 4 bytes. */
+std::vector<Buffer> Units(const Buffer &data, int codes[2]) {
+    std::vector<Buffer> units;
+    size_t begin = 0;
+    for (size_t at = 0; at + 3 <= data.size(); ++at) {
+        if (data[at] != 0 || data[at + 1] != 0 || data[at + 2] != 1) continue;
+        ++codes[at > 0 && data[at - 1] == 0];
+        if (begin > 0) units.emplace_back(data.begin() + begin, data.begin() + at);
+        begin = at + 3;
+    }
+    if (begin > 0) units.emplace_back(data.begin() + begin, data.end());
+    for (Buffer &unit : units) {
+        while (!unit.empty() && unit.back() == 0) unit.pop_back();
+    }
+    return units;
+}
+
+Buffer Join(const std::vector<Buffer> &parts) {
+    Buffer all;
+    for (const Buffer &part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+/** A file cut and broken all over: the reader comes to its end, whatever it finds. */
+void Torture(const std::string &name, const Buffer &data) {
+    const Scratch scratch;
+    Failure failure;
+    for (size_t at = 1; at < data.size(); at += 1 + data.size() / 60) {
+        Buffer broken = data;
+        broken[at] ^= 0xFF;
+        for (const Buffer &bytes : {Buffer(data.begin(), data.begin() + at), broken}) {
+            const auto source = Open(scratch.Write(name, bytes), &failure);
+            if (source != nullptr) All(source.get());
+        }
+    }
+}
+
+/** The stream with its units cut short: all its structure in little space. */
+Buffer Sketch(const Buffer &stream) {
+    int codes[2] = {};
+    Buffer sketch;
+    for (const Buffer &unit : Units(stream, codes)) {
+        sketch.insert(sketch.end(), {0, 0, 1});
+        sketch.insert(sketch.end(), unit.begin(), unit.begin() + std::min<size_t>(unit.size(), 8));
+    }
+    return sketch;
+}
+
+}  // namespace
+
+// ---- H.264 and H.265
+// -------------------------------------------------------------------------------------------------
+
+TEST(AnnexBReader, GivesOneAccessUnitAPushWithLongStartCodes) {
+    const char *const names[] = {"h264_640x360_bf0.264", "h264_640x360_bf2.264",     "h264_640x360_slices4.264",
+                                 "h264_576i_mbaff.264",  "h265_640x360.265",         "h265_slices_640x360.265",
+                                 "h265_642x362.265",     "h265_opengop_640x360.265", "h265_10bit_640x360.265"};
+    for (const std::string name : names) {
+        SCOPED_TRACE(name);
+        const std::vector<Piece> pieces = AllOf(Media(name));
+        ASSERT_EQ(pieces.size(), 75u);
+        Buffer together;
+        for (const Piece &piece : pieces) {
+            const Buffer code(piece.data.begin(), piece.data.begin() + 4);
+            ASSERT_EQ(code, (Buffer{0, 0, 0, 1}));
+            together.insert(together.end(), piece.data.begin(), piece.data.end());
+        }
+        int sent[2] = {}, ignored[2] = {};
+        std::vector<Buffer> from = Units(ReadFile(Media(name)), ignored), to = Units(together, sent);
+        EXPECT_EQ(sent[0], 0) << "start codes of 3 bytes";
+        for (Buffer &unit : from) {
+            if (name.ends_with("265") && unit[0] == 0x28) unit[0] = 0x26;
+        }
+        EXPECT_EQ(from, to);
+        EXPECT_NEAR(pieces.back().due, 74 / 25.0, 1e-6);
+    }
+}
+
+TEST(AnnexBReader, AnnouncesWhatTheLibraryDoesNotKnowBySight) {
+    // By sight means: the first slice of the unit is 02 01 or 26 01.
+    int announced = 0, keys = 0;
+    for (const Piece &piece : AllOf(Media("h265_opengop_640x360.265"))) {
+        int codes[2] = {};
+        Buffer slice;
+        for (const Buffer &unit : Units(piece.data, codes)) {
+            if (slice.empty() && (unit[0] >> 1) < 32) slice = unit;
+        }
+        const bool known = slice[1] == 1 && (slice[0] == 0x02 || slice[0] == 0x26);
+        ASSERT_EQ(piece.head.empty(), known) << int(slice[0]);
+        if (known) continue;
+        ASSERT_EQ(piece.head.size(), 24u);
+        EXPECT_EQ(std::string(piece.head.begin(), piece.head.begin() + 4), "RdHd");
+        EXPECT_EQ(piece.head[4], 8);
+        const bool key = slice[0] == 0x2A;
+        EXPECT_EQ(piece.head[8], key ? 0 : 1);
+        ++announced;
+        keys += key;
+    }
+    EXPECT_GT(announced, 40);
+    EXPECT_EQ(keys, 2);
+    for (const Piece &piece : AllOf(Media("h264_640x360_bf2.264"))) EXPECT_TRUE(piece.head.empty());
+}
+
+TEST(AnnexBReader, KeepsWhatFollowsAPictureInItsUnit) {
+    const Buffer sps = {0, 0, 1, 0x67, 0x42}, idr = {0, 0, 1, 0x65, 0x88, 0x80}, filler = {0, 0, 1, 12, 0xFF},
+                 p = {0, 0, 1, 0x41, 0x9A, 0x03}, second_slice = {0, 0, 1, 0x41, 0x12, 0x34}, sei = {0, 0, 1, 6, 5};
+    Buffer stream = {0, 0, 0, 0};
+    for (const Buffer &unit : {sps, idr, filler, p, second_slice, sei, p, sps}) {
+        stream.insert(stream.end(), unit.begin(), unit.end());
+        stream.push_back(0);  // trailing_zero_8bits
+    }
+    const Scratch scratch;
+    const std::vector<Piece> pieces = AllOf(scratch.Write("a.264", stream), 10);
+    ASSERT_EQ(pieces.size(), 3u);
+    EXPECT_EQ(pieces[0].data, (Buffer{0, 0, 0, 1, 0x67, 0x42, 0, 0, 0, 1, 0x65, 0x88, 0x80, 0, 0, 0, 1, 12, 0xFF}));
+    EXPECT_EQ(pieces[1].data, (Buffer{0, 0, 0, 1, 0x41, 0x9A, 3, 0, 0, 0, 1, 0x41, 0x12, 0x34}));
+    EXPECT_EQ(pieces[2].data, (Buffer{0, 0, 0, 1, 6, 5, 0, 0, 0, 1, 0x41, 0x9A, 3}));
+    EXPECT_NEAR(pieces[2].due, 0.2, 1e-9);
+}
+
+TEST(AnnexBReader, FollowsAChangeOfRate) {
+    Failure failure;
+    const auto source = Open(Media("h264_640x360_bf0.264"), &failure);
+    ASSERT_NE(source, nullptr);
+    Push push;
+    for (int i = 0; i < 3; ++i) source->Next(&push);
+    source->SetFrameRate(50);
+    source->Next(&push);
+    EXPECT_NEAR(push.due, 0.08 + 0.02, 1e-9);
+}
+
+TEST(AnnexBReader, SurvivesDamage) {
+    Torture("a.264", Sketch(ReadFile(Media("h264_640x360_slices4.264"))));
+    Torture("a.265", Sketch(ReadFile(Media("h265_opengop_640x360.265"))));
+}
+
+// ---- RTP
+// -------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+Buffer Rtp(int type, uint32_t timestamp, const Buffer &payload = {0x41}) {
+    Buffer record = {0, static_cast<uint8_t>(12 + payload.size()), 0x80, static_cast<uint8_t>(type), 0, 1};
+    for (int shift = 24; shift >= 0; shift -= 8) record.push_back(timestamp >> shift & 255);
+    record.resize(14);
+    record.insert(record.end(), payload.begin(), payload.end());
+    return record;
+}
+
+std::vector<double> Dues(const std::vector<Buffer> &records) {
+    const Scratch scratch;
+    Buffer capture;
+    for (const Buffer &record : records) capture.insert(capture.end(), record.begin(), record.end());
+    std::vector<double> dues;
+    for (const Piece &piece : AllOf(scratch.Write("a.rtp", capture))) dues.push_back(piece.due);
+    return dues;
+}
+
+void ExpectDues(const std::vector<double> &dues, const std::vector<double> &wanted) {
+    ASSERT_EQ(dues.size(), wanted.size());
+    for (size_t i = 0; i < dues.size(); ++i) EXPECT_NEAR(dues[i], wanted[i], 1e-6) << i;
+}
+
+}  // namespace
+
+TEST(RtpReader, PlaysTheCamerasTenSeconds) {
+    const std::vector<Piece> pieces = AllOf(Media("camera.rtp"));
+    ASSERT_GT(pieces.size(), 1000u);
+    EXPECT_EQ(pieces.front().due, 0);
+    EXPECT_NEAR(pieces.back().due, 9.96, 0.05);
+    size_t bytes = 0, sound = 0;
+    double before = 0;
+    for (const Piece &piece : pieces) {
+        bytes += 2 + piece.data.size();
+        sound += (piece.data[1] & 127) == 0;
+        EXPECT_GE(piece.due, before);
+        before = piece.due;
+    }
+    EXPECT_EQ(bytes, std::filesystem::file_size(Media("camera.rtp")));
+    EXPECT_EQ(sound, 500u);
+}
+
+TEST(RtpReader, PacesByTheVideoClockOrElseTheSounds) {
+    // The sound comes first and runs on another clock; the timestamp wraps; the last but one is shown before it.
+    ExpectDues(Dues({Rtp(0, 5000), Rtp(96, 0xFFFFFF00), Rtp(96, 0xFFFFFF00 + 3600), Rtp(0, 5160),
+                     Rtp(96, 0xFFFFFF00 + 9000), Rtp(96, 0xFFFFFF00 + 5400), Rtp(96, 0xFFFFFF00 + 10800)}),
+               {0, 0, 0.04, 0.04, 0.1, 0.1, 0.12});
+    // A jump is a new recording behind the old one.
+    ExpectDues(Dues({Rtp(108, 1000), Rtp(108, 10000), Rtp(108, 900000000), Rtp(108, 900009000)}), {0, 0.1, 0.1, 0.2});
+    ExpectDues(Dues({Rtp(8, 0), Rtp(8, 160), Rtp(8, 320)}), {0, 0.02, 0.04});
+}
+
+TEST(RtpReader, SaysWhenTheCaptureIsCutOff) {
+    const Scratch scratch;
+    Buffer capture = Rtp(96, 0), second = Rtp(96, 3600, Buffer(50));
+    capture.insert(capture.end(), second.begin(), second.end() - 1);
+    Failure failure;
+    const auto source = Open(scratch.Write("a.rtp", capture), &failure);
+    ASSERT_NE(source, nullptr);
+    EXPECT_EQ(All(source.get()).size(), 1u);
+    EXPECT_NE(source->Remark(), "");
+    Torture("a.rtp", Join({Rtp(96, 0), Rtp(0, 5), Rtp(96, 3600), Rtp(108, 7200, Buffer(30))}));
+}
+
+// ---- TS
+// --------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+Buffer TsPacket(int pid, bool start, bool last, int64_t pcr = -1) {
+    Buffer packet(188, 0xFF);
+    packet[0] = 0x47;
+    packet[1] = static_cast<uint8_t>((start ? 0x40 : 0) | (last ? 0x20 : 0) | pid >> 8);
+    packet[2] = static_cast<uint8_t>(pid);
+    packet[3] = 0x30;
+    packet[4] = pcr >= 0 ? 7 : 1;
+    packet[5] = pcr >= 0 ? 0x10 : 0;
+    if (pcr >= 0) {
+        for (int i = 0; i < 4; ++i) packet[6 + i] = static_cast<uint8_t>(pcr >> (25 - 8 * i));
+        packet[10] = static_cast<uint8_t>((pcr & 1) << 7 | 0x7E);
+    }
+    return packet;
+}
+
+}  // namespace
+
+TEST(TsReader, GivesTheBlockOfOneFrameAPush) {
+    const int64_t wrap = (int64_t(1) << 33) - 3600;
+    const Buffer stream = Join({TsPacket(0, true, false), TsPacket(98, true, false), TsPacket(101, true, false, wrap),
+                                TsPacket(101, false, false), TsPacket(101, false, true),
+                                TsPacket(257, true, true, wrap), TsPacket(101, true, true, 0)});
+    const Scratch scratch;
+    const std::vector<Piece> pieces = AllOf(scratch.Write("a.ts", stream));
+    ASSERT_EQ(pieces.size(), 3u);
+    EXPECT_EQ(pieces[0].data, Buffer(stream.begin(), stream.begin() + 5 * 188));
+    EXPECT_EQ(pieces[1].data.size(), 188u);
+    EXPECT_EQ(pieces[2].data.size(), 188u);
+    EXPECT_NEAR(pieces[1].due, 0, 1e-9);
+    EXPECT_NEAR(pieces[2].due, 0.04, 1e-9);
+    Torture("a.ts", stream);
+}
+
+TEST(TsReader, FindsItsWayBackBehindRubbish) {
+    const Buffer rubbish(100, 0x47), frame = TsPacket(101, true, true, 900);
+    const Scratch scratch;
+    Failure failure;
+    const auto source = Open(scratch.Write("a.ts", Join({frame, frame, rubbish, frame, frame, {1, 2, 3}})), &failure);
+    ASSERT_NE(source, nullptr);
+    const std::vector<Piece> pieces = All(source.get());
+    size_t whole = 0;
+    for (const Piece &piece : pieces) whole += piece.data == frame;
+    EXPECT_GE(whole, 3u);
+    EXPECT_NE(source->Remark(), "");
+}
+
+TEST(TsReader, RefusesATsWithoutFrameEnds) {
+    const Scratch scratch;
+    Failure failure;
+    EXPECT_EQ(Open(scratch.Write("a.ts", Join({TsPacket(0, true, false), TsPacket(256, true, false)})), &failure),
+              nullptr);
+    EXPECT_EQ(failure.exit_code, kExitSource);
+    EXPECT_NE(failure.what.find("no frame ends"), std::string::npos);
+}
+
+// ---- JPEG
+// ------------------------------------------------------------------------------------------------------------
+
+TEST(JpegReader, CutsPicturesOneAfterTheOther) {
+    const Buffer first = ReadFile(Media("mjpeg_640x360/001.jpg")), second = ReadFile(Media("mjpeg_640x360/002.jpg"));
+    // A thumbnail with an end marker of its own, in a segment of the first one.
+    Buffer thumbnail = {0xFF, 0xD8, 0xFF, 0xE1, 0, 10, 0xFF, 0xD8, 0xFF, 0xC0, 0, 0, 0xFF, 0xD9};
+    thumbnail.insert(thumbnail.end(), first.begin() + 2, first.end());
+    const Buffer unended(second.begin(), second.end() - 2);
+    const Scratch scratch;
+    const std::vector<Piece> pieces = AllOf(scratch.Write("a.mjpeg", Join({thumbnail, second, unended, first})), 5);
+    ASSERT_EQ(pieces.size(), 4u);
+    EXPECT_EQ(pieces[0].data, thumbnail);
+    EXPECT_EQ(pieces[1].data, second);
+    EXPECT_EQ(pieces[2].data, unended);
+    EXPECT_EQ(pieces[3].data, first);
+    EXPECT_NEAR(pieces[3].due, 0.6, 1e-9);
+    thumbnail.resize(700);  // its heads and some coded data
+    Torture("a.mjpeg", Join({thumbnail, Buffer(first.begin(), first.begin() + 700)}));
+}
+
+TEST(JpegReader, ReadsFoldersPatternsAndStills) {
+    const std::vector<Piece> folder = AllOf(Media("mjpeg_640x360")), pattern = AllOf(Media("mjpeg_640x360/%03d.jpg"));
+    ASSERT_EQ(folder.size(), 25u);
+    ASSERT_EQ(pattern.size(), 25u);
+    EXPECT_EQ(folder[24].data, pattern[24].data);
+
+    Failure failure;
+    const auto shown = Open(Media("mjpeg_640x360/001.jpg"), &failure, 0, false);
+    EXPECT_EQ(All(shown.get(), 60).size(), 60u) << "a still stays";
+    EXPECT_EQ(AllOf(Media("mjpeg_640x360/001.jpg")).size(), 1u) << "without a window it would never end";
+
+    for (const char *bad : {"%s%s%n.jpg", "%03d%03d.jpg", "%.jpg", "%99999999999d.jpg", "no_such_%d.jpg", "a%"}) {
+        EXPECT_EQ(Open(Media(bad), &failure), nullptr) << bad;
+    }
+}
+
+// ---- choice and command line
+// -----------------------------------------------------------------------------------------
+
+TEST(Source, IsRecognisedByItsFirstBytes) {
+    const Scratch scratch;
+    Failure failure;
+    const auto pieces_of = [&](const char *media) {
+        return AllOf(scratch.Write("capture.bin", ReadFile(Media(media)))).size();
+    };
+    EXPECT_EQ(pieces_of("h264_640x360_bf0.264"), 75u);
+    EXPECT_EQ(pieces_of("h265_640x360.265"), 75u);
+    EXPECT_EQ(pieces_of("mjpeg_640x360/003.jpg"), 1u);
+    EXPECT_GT(pieces_of("camera.rtp"), 1000u);
+    EXPECT_EQ(AllOf(scratch.Write("b.bin", Join({TsPacket(101, true, true), TsPacket(101, true, true)}))).size(), 2u);
+}
+
+TEST(Source, SaysWhatIsWrong) {
+    const Scratch scratch;
+    const struct {
+        std::string path;
+        const char *words;
+    } cases[] = {
+        {scratch.Path() + "/none.rtp", "No such file"},
+        {Media("."), "no picture found"},
+        {scratch.Write("empty.264", {}), "empty"},
+        {scratch.Write("text.txt", {'h', 'e', 'l', 'l', 'o'}), "neither"},
+        {scratch.Write("text.rtp", {'h', 'e', 'l', 'l', 'o'}), "no RTP capture"},
+        {scratch.Write("a.jpg", {1, 2, 3}), "no JPEG"},
+        {scratch.Write("a.264", ReadFile(Media("h265_640x360.265"))), "this is H.265"},
+        {scratch.Write("a.265", ReadFile(Media("h264_640x360_bf0.264"))), "this is H.264"},
+        {scratch.Write("b.264", Buffer(1000, 7)), "no H.264 or H.265"},
+        {"/dev/null", "not a regular file"},
+    };
+    for (const auto &row : cases) {
+        Failure failure;
+        EXPECT_EQ(Open(row.path, &failure), nullptr) << row.path;
+        EXPECT_EQ(failure.exit_code, kExitSource);
+        EXPECT_NE(failure.what.find(row.words), std::string::npos) << failure.what;
+        EXPECT_NE(failure.advice, "");
+    }
+}
+
+TEST(Options, AreReadOrRefused) {
+    const auto parse = [](std::vector<const char *> words, Options *options) {
+        words.insert(words.begin(), "zvplay");
+        Failure failure;
+        const bool good = ParseOptions(static_cast<int>(words.size()), words.data(), options, &failure);
+        EXPECT_EQ(good, failure.what.empty());
+        return good;
+    };
+    Options all;
+    ASSERT_TRUE(
+        parse({"--seconds", "2.5", "--headless", "--stats=json", "--log", "l", "a.rtp", "--fps=12", "--fast"}, &all));
+    EXPECT_TRUE(all.seconds == 2.5 && all.headless && all.json && all.log == "l" && all.source == "a.rtp" &&
+                all.fps == 12 && all.fast && !all.mute);
+    Options dashes;
+    ASSERT_TRUE(parse({"--", "-odd-.rtp"}, &dashes));
+    EXPECT_EQ(dashes.source, "-odd-.rtp");
+    const std::vector<std::vector<const char *>> wrong = {{},
+                                                          {"a", "b"},
+                                                          {"a", "--seconds"},
+                                                          {"a", "--seconds", "-1"},
+                                                          {"a", "--fps", "0"},
+                                                          {"a", "--no"},
+                                                          {"a", "--fps", "x"},
+                                                          {"a", "--stats", "xml"},
+                                                          {"a", "--fps=1e999"},
+                                                          {"a", "--seconds=nan"}};
+    for (const auto &words : wrong) {
+        Options options;
+        EXPECT_FALSE(parse(words, &options)) << (words.empty() ? "" : words.back());
+    }
+    Options help;
+    EXPECT_TRUE(parse({"--help"}, &help) && help.help);
+}
