@@ -1,0 +1,654 @@
+// The display on a real X server: what stands in the client's window, and how often it was drawn.
+#include <gtest/gtest.h>
+
+#include <SDL2/SDL.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "foundations/com_log.h"
+#include "intake/module_rtp.h"
+#include "output/videodisplay.h"
+#include "support/xvfb.h"
+
+// ---- what the library asks of SDL: counted here, made to fail on demand, and passed on ------------------------------
+
+namespace {
+
+struct SdlSpy {
+    std::atomic<int> wrappers{0}, renderers{0}, textures{0}, uploads{0}, presents{0};
+    std::atomic<int> failWrappers{0}, failRenderers{0}, failTextures{0}, failCopies{0};
+
+    void Reset() {
+        for (auto *pCount : {&wrappers, &renderers, &textures, &uploads, &presents, &failWrappers, &failRenderers,
+                             &failTextures, &failCopies}) {
+            pCount->store(0);
+        }
+    }
+} spy;
+
+bool Fails(std::atomic<int> &count) { return count.load() > 0 && count.fetch_sub(1) > 0; }
+
+template <class F>
+F Real(F, const char *pcName) {
+    return reinterpret_cast<F>(dlsym(RTLD_NEXT, pcName));
+}
+
+}  // namespace
+
+#define SPY extern "C" __attribute__((visibility("default")))
+
+SPY SDL_Window *SDL_CreateWindowFrom(const void *pData) {
+    spy.wrappers++;
+    return Fails(spy.failWrappers) ? nullptr : Real(SDL_CreateWindowFrom, "SDL_CreateWindowFrom")(pData);
+}
+SPY SDL_Renderer *SDL_CreateRenderer(SDL_Window *pWindow, int iIndex, Uint32 uFlags) {
+    spy.renderers++;
+    return Fails(spy.failRenderers) ? nullptr : Real(SDL_CreateRenderer, "SDL_CreateRenderer")(pWindow, iIndex, uFlags);
+}
+SPY SDL_Texture *SDL_CreateTexture(SDL_Renderer *pRender, Uint32 uFormat, int iAccess, int iW, int iH) {
+    spy.textures++;
+    return Fails(spy.failTextures) ? nullptr
+                                   : Real(SDL_CreateTexture, "SDL_CreateTexture")(pRender, uFormat, iAccess, iW, iH);
+}
+SPY int SDL_UpdateYUVTexture(SDL_Texture *pTexture, const SDL_Rect *pRect, const Uint8 *pY, int iY, const Uint8 *pU,
+                             int iU, const Uint8 *pV, int iV) {
+    spy.uploads++;
+    return Real(SDL_UpdateYUVTexture, "SDL_UpdateYUVTexture")(pTexture, pRect, pY, iY, pU, iU, pV, iV);
+}
+SPY int SDL_RenderCopy(SDL_Renderer *pRender, SDL_Texture *pTexture, const SDL_Rect *pSrc, const SDL_Rect *pDst) {
+    return Fails(spy.failCopies) ? -1 : Real(SDL_RenderCopy, "SDL_RenderCopy")(pRender, pTexture, pSrc, pDst);
+}
+SPY void SDL_RenderPresent(SDL_Renderer *pRender) {
+    spy.presents++;
+    Real(SDL_RenderPresent, "SDL_RenderPresent")(pRender);
+}
+
+namespace {
+
+// ---- pictures, windows, log -----------------------------------------------------------------------------------------
+
+struct Colour {
+    UCHAR y, u, v;
+    int r, g, b;
+};
+constexpr Colour RED{81, 90, 240, 255, 0, 0};
+constexpr Colour GREEN{145, 54, 34, 0, 255, 0};
+constexpr Colour BLACK{16, 128, 128, 0, 0, 0};
+
+/** A picture whose left half has one colour and its right half another. */
+struct Picture {
+    std::vector<UCHAR> planes[3];
+    CODE_DECODED_DATA_S data{};
+
+    Picture(LONG_32 lWidth, LONG_32 lHeight, Colour left, Colour right, LONG_32 lPad = 0) {
+        const UCHAR aucLeft[3] = {left.y, left.u, left.v};
+        const UCHAR aucRight[3] = {right.y, right.u, right.v};
+        for (int i = 0; i < 3; i++) {
+            LONG_32 lRow = i == 0 ? lWidth : lWidth / 2;
+            LONG_32 lRows = i == 0 ? lHeight : lHeight / 2;
+            LONG_32 lStride = lRow + lPad;
+            planes[i].assign(static_cast<size_t>(lStride) * lRows, 0);
+            for (LONG_32 y = 0; y < lRows; y++) {
+                UCHAR *pucRow = planes[i].data() + static_cast<size_t>(y) * lStride;
+                std::memset(pucRow, aucLeft[i], lRow / 2);
+                std::memset(pucRow + lRow / 2, aucRight[i], lRow - lRow / 2);
+            }
+            data.pucData[i] = planes[i].data();
+            data.lLineSize[i] = lStride;
+        }
+        data.lWidth = lWidth;
+        data.lHeight = lHeight;
+    }
+};
+
+/** A window of a client that uses plain Xlib. */
+class ClientWindow {
+ public:
+    ClientWindow(unsigned uWidth, unsigned uHeight, bool bMap = true, int iX = 0) : m_display(XOpenDisplay(nullptr)) {
+        m_window = XCreateSimpleWindow(m_display, DefaultRootWindow(m_display), iX, 0, uWidth, uHeight, 0, 0, 0x0000ff);
+        if (bMap) {
+            XMapWindow(m_display, m_window);
+        }
+        Sync();
+    }
+    ~ClientWindow() {
+        Destroy();
+        XCloseDisplay(m_display);
+    }
+    HANDLE Handle() const { return reinterpret_cast<HANDLE>(m_window); }
+    Display *Connection() const { return m_display; }
+    Window Id() const { return m_window; }
+    void Sync() { XSync(m_display, False); }
+    void Resize(unsigned uWidth, unsigned uHeight) {
+        XResizeWindow(m_display, m_window, uWidth, uHeight);
+        Sync();
+    }
+    void Move(int iX, int iY) {
+        XMoveWindow(m_display, m_window, iX, iY);
+        Sync();
+    }
+    void Destroy() {
+        if (m_window) {
+            XDestroyWindow(m_display, std::exchange(m_window, 0));
+            Sync();
+        }
+    }
+    bool IsMapped() {
+        XWindowAttributes attributes{};
+        XGetWindowAttributes(m_display, m_window, &attributes);
+        return attributes.map_state != IsUnmapped;
+    }
+    /** Whether a pixel has a colour, within the error of 8-bit YUV; a driver may show a picture a little later. */
+    bool Shows(int x, int y, const Colour &colour) {
+        for (int i = 0; i < 200; i++) {
+            XImage *pImage = XGetImage(m_display, m_window, x, y, 1, 1, AllPlanes, ZPixmap);
+            unsigned long ulPixel = XGetPixel(pImage, 0, 0);
+            XDestroyImage(pImage);
+            if (Near(ulPixel >> 16, colour.r) && Near(ulPixel >> 8, colour.g) && Near(ulPixel, colour.b)) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return false;
+    }
+
+ private:
+    static bool Near(unsigned long ulPart, int iWanted) {
+        return std::abs(static_cast<int>(ulPart & 0xff) - iWanted) <= 8;
+    }
+    Display *m_display;
+    Window m_window;
+};
+
+std::mutex logLock;
+std::vector<std::string> logLines;
+
+void TakeLog(ULONG_32, ULONG_32, ULONG_32, const CHAR *, ULONG_32, const CHAR *pcText) {
+    std::lock_guard<std::mutex> lock(logLock);
+    logLines.emplace_back(pcText);
+}
+
+long Logged(const char *pcLine) {
+    std::lock_guard<std::mutex> lock(logLock);
+    return std::count(logLines.begin(), logLines.end(), pcLine);
+}
+
+struct WakeCount {
+    std::atomic<int> count{0};
+    static void Wake(void *pUser) { static_cast<WakeCount *>(pUser)->count++; }
+    bool Reaches(int iCount) const {
+        for (int i = 0; i < 300 && count < iCount; i++) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        return count >= iCount;
+    }
+};
+
+class DisplayTest : public testing::Test {
+ protected:
+    void SetUp() override {
+        const char *pcDisplay = support::SharedDisplay();
+        ASSERT_NE(nullptr, pcDisplay) << "no Xvfb";
+        Start(pcDisplay);
+    }
+    void Start(const char *pcDisplay) {
+        setenv("DISPLAY", pcDisplay, 1);
+        logLines.clear();
+        Log_SetSysLogCB(TakeLog);
+        ASSERT_EQ(0u, Video_Init());
+        spy.Reset();
+    }
+    void TearDown() override {
+        Video_Cleanup();
+        Log_SetSysLogCB(nullptr);
+    }
+    /** A display that has had its first picture. */
+    HANDLE Open(ClientWindow &window, Picture &first) {
+        HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
+        EXPECT_NE(nullptr, hDisplay);
+        EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &first.data));
+        return hDisplay;
+    }
+};
+
+// ---- drawing --------------------------------------------------------------------------------------------------------
+
+TEST_F(DisplayTest, FirstPictureSetsTheWindowUpAndTheSecondIsDrawn) {
+    ClientWindow window(320, 240);
+    Picture picture(640, 360, RED, GREEN, 16);
+    HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
+    ASSERT_NE(nullptr, hDisplay);
+    EXPECT_EQ(1u, Video_DisplayEnvCheck(hDisplay));
+    EXPECT_EQ(0, spy.wrappers) << "the window is wrapped before there is a picture";
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_EQ(0, spy.presents);
+    EXPECT_TRUE(Video_NeedsRedraw(hDisplay)) << "nobody would draw the picture that is held";
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_EQ(1, spy.presents);
+    EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
+    EXPECT_TRUE(window.Shows(3, 3, RED));
+    EXPECT_TRUE(window.Shows(150, 236, RED));
+    EXPECT_TRUE(window.Shows(170, 3, GREEN));
+    EXPECT_TRUE(window.Shows(316, 236, GREEN));
+    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_EQ(nullptr, hDisplay);
+}
+
+TEST_F(DisplayTest, RestartOnAWindowDrawsFromTheSecondPictureAgain) {
+    ClientWindow window(160, 120);
+    Picture first(64, 48, RED, RED);
+    Picture second(64, 48, GREEN, GREEN);
+    HANDLE hDisplay = Open(window, first);
+    Video_DisPlayPic(0, hDisplay, &first.data);
+    Video_DeleteDisplayDec(&hDisplay);
+    hDisplay = Open(window, second);
+    EXPECT_EQ(1, spy.presents);
+    EXPECT_EQ(2, spy.wrappers);
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &second.data));
+    EXPECT_TRUE(window.Shows(80, 60, GREEN));
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+TEST_F(DisplayTest, NewPictureSizeGetsATextureAndKeepsTheWindow) {
+    ClientWindow window(320, 180);
+    Picture large(1920, 1080, RED, RED);
+    Picture small(1280, 720, GREEN, RED);
+    HANDLE hDisplay = Open(window, large);
+    Video_DisPlayPic(0, hDisplay, &large.data);
+    Video_DisPlayPic(0, hDisplay, &large.data);
+    EXPECT_EQ(1, spy.textures);
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &small.data));
+    EXPECT_EQ(2, spy.textures);
+    EXPECT_EQ(1, spy.wrappers);
+    EXPECT_TRUE(window.Shows(20, 90, GREEN));
+    EXPECT_TRUE(window.Shows(300, 90, RED));
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+TEST_F(DisplayTest, ProportionKeepsTheShapeOfThePicture) {
+    struct {
+        unsigned uWidth, uHeight;
+        LONG_32 lWidth, lHeight;
+        SDL_Rect where;
+    } const cases[] = {{800, 600, 1280, 720, {0, 75, 800, 450}}, {1600, 600, 640, 480, {400, 0, 800, 600}}};
+    for (const auto &row : cases) {
+        ClientWindow window(row.uWidth, row.uHeight);
+        Picture picture(row.lWidth, row.lHeight, RED, GREEN);
+        HANDLE hDisplay = Open(window, picture);
+        Video_DisPlayPic(0, hDisplay, &picture.data);
+        EXPECT_TRUE(window.Shows(1, 1, RED)) << "the default is the whole window";
+        EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
+        Video_SetDisPlayScale(hDisplay, PLAYER_RENDER_SCALE_PROPORTION);
+        EXPECT_TRUE(Video_NeedsRedraw(hDisplay));
+        EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+        int iRight = row.where.x + row.where.w - 1;
+        int iBottom = row.where.y + row.where.h - 1;
+        EXPECT_TRUE(window.Shows(row.where.x, row.where.y, RED));
+        EXPECT_TRUE(window.Shows(iRight, iBottom, GREEN));
+        int iOutX = row.where.x ? row.where.x - 1 : 0;
+        int iOutY = row.where.y ? row.where.y - 1 : 0;
+        EXPECT_TRUE(window.Shows(iOutX, iOutY, BLACK));
+        EXPECT_TRUE(
+            window.Shows(static_cast<int>(row.uWidth) - 1 - iOutX, static_cast<int>(row.uHeight) - 1 - iOutY, BLACK));
+        Video_SetDisPlayScale(hDisplay, PLAYER_RENDER_SCALE_REAL);
+        Video_DisPlayPic(0, hDisplay, &picture.data);
+        EXPECT_TRUE(window.Shows(1, 1, RED)) << "real size works as the whole window";
+        Video_DeleteDisplayDec(&hDisplay);
+    }
+}
+
+TEST_F(DisplayTest, OddPicturesAreDrawnAndImpossibleOnesSkipped) {
+    ClientWindow window(200, 200);
+    Picture odd(33, 31, RED, GREEN);
+    HANDLE hDisplay = Open(window, odd);
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &odd.data));
+    EXPECT_TRUE(window.Shows(20, 190, RED));
+    EXPECT_TRUE(window.Shows(195, 195, GREEN)) << "the odd last column or row has no chroma of its own";
+    void (*const damages[])(CODE_DECODED_DATA_S &) = {
+        [](CODE_DECODED_DATA_S &d) { d.lHeight = 0; },          [](CODE_DECODED_DATA_S &d) { d.lWidth = -16; },
+        [](CODE_DECODED_DATA_S &d) { d.lWidth = 1; },           [](CODE_DECODED_DATA_S &d) { d.pucData[0] = nullptr; },
+        [](CODE_DECODED_DATA_S &d) { d.pucData[2] = nullptr; }, [](CODE_DECODED_DATA_S &d) { d.lLineSize[0] = 32; },
+        [](CODE_DECODED_DATA_S &d) { d.lLineSize[1] = 4; }};
+    for (auto pfnDamage : damages) {
+        CODE_DECODED_DATA_S bad = odd.data;
+        pfnDamage(bad);
+        EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &bad));
+    }
+    EXPECT_EQ(1, spy.presents);
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &odd.data));
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+// ---- what happens to the window -------------------------------------------------------------------------------------
+
+TEST_F(DisplayTest, ResizeWakesAndMakesTheWrapperAnew) {
+    ClientWindow window(320, 240);
+    Picture picture(64, 48, RED, GREEN);
+    HANDLE hDisplay = Open(window, picture);
+    Video_DisPlayPic(0, hDisplay, &picture.data);
+    WakeCount wake;
+    Video_SetRedrawWake(hDisplay, WakeCount::Wake, &wake);
+    window.Resize(500, 400);
+    EXPECT_TRUE(wake.Reaches(1));
+    EXPECT_TRUE(Video_NeedsRedraw(hDisplay));
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_EQ(2, spy.wrappers);
+    EXPECT_EQ(2, spy.renderers);
+    EXPECT_EQ(2, spy.textures);
+    EXPECT_TRUE(window.Shows(10, 395, RED));
+    EXPECT_TRUE(window.Shows(495, 395, GREEN));
+    Picture later(64, 48, GREEN, RED);
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &later.data));
+    EXPECT_EQ(2, spy.wrappers) << "one size, one wrapper";
+    EXPECT_TRUE(window.Shows(10, 10, GREEN));
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+TEST_F(DisplayTest, UncoveringWakesAndMovingDoesNot) {
+    ClientWindow window(200, 200);
+    Picture picture(64, 48, RED, GREEN);
+    HANDLE hDisplay = Open(window, picture);
+    Video_DisPlayPic(0, hDisplay, &picture.data);
+    WakeCount wake;
+    Video_SetRedrawWake(hDisplay, WakeCount::Wake, &wake);
+    window.Move(300, 300);
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(0, wake.count);
+    EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
+    { ClientWindow cover(1000, 1000); }
+    EXPECT_TRUE(wake.Reaches(1));
+    EXPECT_TRUE(Video_NeedsRedraw(hDisplay));
+    Video_DisPlayPic(0, hDisplay, &picture.data);
+    EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
+    EXPECT_TRUE(window.Shows(10, 10, RED));
+    Video_SetRedrawWake(hDisplay, nullptr, nullptr);
+    int iBefore = wake.count;
+    { ClientWindow cover(1000, 1000); }
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(iBefore, wake.count);
+    EXPECT_TRUE(Video_NeedsRedraw(hDisplay)) << "it is seen without a wake too";
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+TEST_F(DisplayTest, UnmappedWindowIsShown) {
+    ClientWindow window(200, 200, false);
+    Picture picture(64, 48, RED, GREEN);
+    HANDLE hDisplay = Open(window, picture);
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    window.Sync();
+    EXPECT_TRUE(window.IsMapped());
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+TEST_F(DisplayTest, DestroyedWindowFailsEachPictureAndNothingElse) {
+    Picture picture(64, 48, RED, GREEN);
+    for (bool bResized : {false, true}) {
+        ClientWindow window(200, 200);
+        HANDLE hDisplay = Open(window, picture);
+        Video_DisPlayPic(0, hDisplay, &picture.data);
+        if (bResized) {
+            window.Resize(210, 190);
+            EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+        }
+        window.Destroy();
+        EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
+        EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
+        Video_DeleteDisplayDec(&hDisplay);
+    }
+    ClientWindow other(200, 200);
+    HANDLE hDisplay = Open(other, picture);
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_TRUE(other.Shows(10, 10, RED));
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+TEST_F(DisplayTest, WindowThatNeverWasIsLoggedOnceInALongWhile) {
+    Picture picture(16, 16, RED, GREEN);
+    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(0x7fffff1));
+    ASSERT_NE(nullptr, hDisplay);
+    for (int i = 0; i < 7600; i++) {
+        ASSERT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    }
+    EXPECT_EQ(1, Logged("DisplayPic: SDL_CreateWindowFrom Fail"));
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+// A client's own errors are its own business: only those of our connections are swallowed.
+TEST_F(DisplayTest, ClientsErrorsStillReachItsHandler) {
+    ClientWindow window(100, 100);
+    static std::atomic<int> errors{0};
+    XErrorHandler pfnFormer = XSetErrorHandler([](Display *, XErrorEvent *) { return errors++, 0; });
+    XDestroyWindow(window.Connection(), 0x7fffff1);
+    window.Sync();
+    EXPECT_EQ(1, errors);
+    XSetErrorHandler(pfnFormer);
+}
+
+// ---- failures of SDL ------------------------------------------------------------------------------------------------
+
+TEST_F(DisplayTest, EveryFailureIsOverWithTheNextPicture) {
+    ClientWindow window(200, 200);
+    Picture small(64, 48, RED, GREEN);
+    Picture large(128, 96, GREEN, RED);
+    HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
+    spy.failWrappers = 1;
+    EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &small.data));
+    spy.failRenderers = 1;
+    EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &small.data));
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &small.data));
+    unsigned uSize = 200;
+    struct {
+        std::atomic<int> &fail;
+        bool bResize, bNewPicture;
+        const char *pcLog;
+    } const cases[] = {
+        {spy.failTextures, false, false, "DisplayPic: SDL_CreateTexture: New Texture is Error."},
+        {spy.failTextures, false, true, "DisplayPic: SDL_CreateTexture Fail."},
+        {spy.failCopies, false, false, "DisplayPic: SDL_RenderCopy Fail."},
+        {spy.failWrappers, true, false, "RestoreWindow: SDL_CreateWindowFrom Fail."},
+        {spy.failRenderers, true, false, "RestoreWindow: SDL_CreateRenderer Fail."},
+        {spy.failTextures, true, false, "RestoreWindow: SDL_CreateTexture Fail."},
+    };
+    for (const auto &row : cases) {
+        if (row.bResize) {
+            window.Resize(++uSize, 200);
+        }
+        row.fail = 1;
+        Picture &picture = row.bNewPicture ? large : small;
+        EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data)) << row.pcLog;
+        EXPECT_EQ(1, Logged(row.pcLog)) << row.pcLog;
+        EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data)) << row.pcLog;
+        EXPECT_TRUE(window.Shows(10, 10, row.bNewPicture ? GREEN : RED)) << row.pcLog;
+        EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &small.data)) << row.pcLog;
+    }
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+// ---- the channel table and the arguments ----------------------------------------------------------------------------
+
+TEST_F(DisplayTest, AWindowServesOneDisplayAtATime) {
+    ClientWindow window(100, 100);
+    HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
+    ASSERT_NE(nullptr, hDisplay);
+    EXPECT_EQ(nullptr, Video_CreateDisplayDec(window.Handle()));
+    EXPECT_EQ(nullptr, Video_CreateDisplayDec(nullptr));
+    EXPECT_EQ(2, Logged("Video_CreateDisplayDec Fail, Error:[0x2]."));
+    Video_DeleteDisplayDec(&hDisplay);
+    hDisplay = Video_CreateDisplayDec(window.Handle());
+    EXPECT_NE(nullptr, hDisplay);
+    Video_DeleteDisplayDec(&hDisplay);
+    Video_DeleteDisplayDec(&hDisplay);
+    Video_DeleteDisplayDec(nullptr);
+}
+
+TEST_F(DisplayTest, ChannelsAreGivenByWindowAndThenByPlace) {
+    auto window = [](uintptr_t uNumber) { return reinterpret_cast<HWND>(uNumber); };
+    ULONG_32 ulChannel = 0;
+    for (ULONG_32 i = 0; i < 256; i++) {
+        ASSERT_EQ(0u, Video_AllocChannleID(window(1000 + i), ulChannel));
+        EXPECT_EQ(i, ulChannel);
+    }
+    EXPECT_EQ(530u, Video_AllocChannleID(window(1), ulChannel));
+    EXPECT_EQ(2u, Video_AllocChannleID(window(1077), ulChannel));
+    Video_FreeChannleID(256);
+    Video_FreeChannleID(9);
+    Video_FreeChannleID(77);
+    EXPECT_EQ(0u, Video_AllocChannleID(window(1077), ulChannel));
+    EXPECT_EQ(77u, ulChannel) << "a window gets back the channel that it had";
+    EXPECT_EQ(0u, Video_AllocChannleID(window(1), ulChannel));
+    EXPECT_EQ(9u, ulChannel);
+}
+
+TEST_F(DisplayTest, NullHandlesAreToldOrIgnored) {
+    Picture picture(16, 16, RED, GREEN);
+    EXPECT_EQ(531u, Video_DisPlayPic(0, nullptr, &picture.data));
+    EXPECT_EQ(531u, Video_SetDrawDataCallBack(nullptr, nullptr, nullptr));
+    EXPECT_EQ(531u, Video_SetDrawDataCallBack2(nullptr, nullptr, nullptr));
+    EXPECT_EQ(531u, Video_WriteOffScreen(nullptr, &picture.data));
+    EXPECT_EQ(0u, Video_DisplayEnvCheck(nullptr));
+    EXPECT_EQ(0u, Video_DisPlayPicEx(0, nullptr, nullptr));
+    EXPECT_FALSE(Video_NeedsRedraw(nullptr));
+    Video_SetDisPlayRect(nullptr, {}, 1);
+    Video_SetDisPlayScale(nullptr, PLAYER_RENDER_SCALE_FULL);
+    Video_SetReserveInfo(nullptr, {});
+    Video_SetRedrawWake(nullptr, nullptr, nullptr);
+    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(0x7fffff1));
+    EXPECT_EQ(531u, Video_DisPlayPic(0, hDisplay, nullptr));
+    EXPECT_EQ(0u, Video_SetDrawDataCallBack(hDisplay, nullptr, nullptr));
+    EXPECT_EQ(0u, Video_SetDrawDataCallBack2(hDisplay, nullptr, nullptr));
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+// ---- many windows, no server, a server that goes --------------------------------------------------------------------
+
+TEST_F(DisplayTest, ManyThreadsDrawResizeAndCloseTheirWindows) {
+    Picture picture(64, 48, RED, GREEN);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; i++) {
+        threads.emplace_back([i, &picture] {
+            WakeCount wake;
+            for (int iRound = 0; iRound < 3; iRound++) {
+                ClientWindow window(100, 100, true, i * 150);
+                HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
+                Video_SetRedrawWake(hDisplay, WakeCount::Wake, &wake);
+                for (int iPicture = 0; iPicture < 10; iPicture++) {
+                    window.Resize(100 + (iPicture / 5) * 10, 100);
+                    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+                }
+                EXPECT_TRUE(window.Shows(10, 50, RED));
+                if (iRound == 1) {
+                    window.Destroy();
+                }
+                Video_DeleteDisplayDec(&hDisplay);
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+}
+
+TEST_F(DisplayTest, CleanupBeforeADisplayIsDeletedLetsGoOfItsWindow) {
+    ClientWindow window(100, 100);
+    Picture picture(64, 48, RED, GREEN);
+    HANDLE hDisplay = Open(window, picture);
+    Video_DisPlayPic(0, hDisplay, &picture.data);
+    Video_Cleanup();
+    EXPECT_EQ(1, Logged("dlopen fun pXCloseDisplay success."));
+    EXPECT_EQ(1, Logged("SDL_Quit()."));
+    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_EQ(0u, Video_Init());
+}
+
+class DisplayServerTest : public DisplayTest {
+ protected:
+    void SetUp() override {}
+};
+
+TEST_F(DisplayServerTest, WithoutAServerEverythingWorksAndNothingShows) {
+    Start("");
+    unsetenv("DISPLAY");
+    Video_Cleanup();
+    Start(":nowhere");
+    EXPECT_EQ(1, Logged("dlopen libX11.so success."));
+    EXPECT_EQ(1, Logged("call fun pXOpenDisplay fail."));
+    Picture picture(64, 48, RED, GREEN);
+    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(0x400001));
+    ASSERT_NE(nullptr, hDisplay);
+    EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1050));
+    EXPECT_TRUE(Video_NeedsRedraw(hDisplay)) << "a window that can't be watched is looked at once a second";
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+TEST_F(DisplayServerTest, AServerThatGoesTakesNoProcessWithIt) {
+    support::Xvfb server;
+    ASSERT_FALSE(server.Name().empty());
+    Start(server.Name().c_str());
+    Picture picture(64, 48, RED, GREEN);
+    Display *pClient = XOpenDisplay(nullptr);
+    XSetIOErrorExitHandler(
+        pClient, [](Display *, void *) {}, nullptr);
+    Window window = XCreateSimpleWindow(pClient, DefaultRootWindow(pClient), 0, 0, 64, 64, 0, 0, 0);
+    XSync(pClient, False);
+    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(window));
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    server.Stop();
+    EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    Video_DeleteDisplayDec(&hDisplay);
+    XCloseDisplay(pClient);
+}
+
+// ---- the band of an outside text ------------------------------------------------------------------------------------
+
+TEST(OsdBandTest, BandIsCutWithoutCopying) {
+    struct {
+        LONG_32 lWidth, lHeight, lBand;
+    } const cases[] = {{704, 640, 64},   {720, 576, 0},   {720, 640, 64},      {1280, 784, 64}, {1280, 725, 64},
+                       {1920, 1080, 0},  {1920, 1088, 8}, {1920, 1200, 120},   {720, 560, 64},  {352, 40, 40},
+                       {4096, 2224, 64}, {352, -8, 0},    {1920, INT32_MIN, 0}};
+    UCHAR ucBase = 0;
+    for (const auto &row : cases) {
+        // Planes are only pointed at, so small heights may use one byte and the rest a buffer of their size.
+        std::vector<UCHAR> plane(static_cast<size_t>(row.lWidth) * static_cast<size_t>(std::max(row.lHeight, 1)));
+        CODE_DECODED_DATA_S src{};
+        src.pucData[0] = src.pucData[1] = plane.data();
+        src.lLineSize[0] = row.lWidth;
+        src.lLineSize[1] = src.lLineSize[2] = row.lWidth / 2;
+        src.lWidth = row.lWidth;
+        src.lHeight = row.lHeight;
+        src.dulTimeStamp = 77;
+        CODE_DECODED_DATA_S top{};
+        Video_CutOsdBand(PLAYER_OSD_OUTSIDE_TOP, src, top);
+        EXPECT_EQ(row.lHeight - row.lBand, top.lHeight) << row.lWidth << "x" << row.lHeight;
+        EXPECT_EQ(static_cast<ptrdiff_t>(row.lBand) * row.lWidth, top.pucData[0] - plane.data());
+        EXPECT_EQ(static_cast<ptrdiff_t>(row.lBand / 2) * (row.lWidth / 2), top.pucData[1] - plane.data());
+        EXPECT_EQ(nullptr, top.pucData[2]);
+        EXPECT_EQ(src.lLineSize[1], top.lLineSize[1]);
+        CODE_DECODED_DATA_S bottom{};
+        Video_CutOsdBand(PLAYER_OSD_OUTSIDE_BOTTOM, src, bottom);
+        EXPECT_EQ(row.lHeight - row.lBand, bottom.lHeight);
+        EXPECT_EQ(plane.data(), bottom.pucData[0]);
+        CODE_DECODED_DATA_S inside{};
+        inside.pucData[0] = &ucBase;
+        inside.lHeight = 5;
+        Video_CutOsdBand(PLAYER_OSD_INSIDE, src, inside);
+        EXPECT_EQ(&ucBase, inside.pucData[0]);
+        EXPECT_EQ(5, inside.lHeight);
+        EXPECT_EQ(77u, inside.dulTimeStamp);
+    }
+}
+
+}  // namespace
