@@ -1,0 +1,19 @@
+# cmake --install: the library with its codec libraries beside it, the headers, zvplay, and what clients need to find
+# them: find_package(Zelvane) and pkg-config zelvane.
+include(CMakePackageConfigHelpers)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Zelvane)
+
+install(TARGETS zelvane zvcodec h265dec zvmjpeg g711 mp2 faac EXPORT ZelvaneTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS zvplay RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES include/player_public.h include/player_sdk_func.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zelvane)
+
+install(EXPORT ZelvaneTargets NAMESPACE Zelvane:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/ZelvaneConfig.cmake.in ${CMAKE_BINARY_DIR}/ZelvaneConfig.cmake
+                              INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${CMAKE_BINARY_DIR}/ZelvaneConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_BINARY_DIR}/ZelvaneConfig.cmake ${CMAKE_BINARY_DIR}/ZelvaneConfigVersion.cmake
+        DESTINATION ${package_dir})
+
+configure_file(cmake/zelvane.pc.in ${CMAKE_BINARY_DIR}/zelvane.pc @ONLY)
+install(FILES ${CMAKE_BINARY_DIR}/zelvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
