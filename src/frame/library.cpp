@@ -1,0 +1,87 @@
+#include "frame/library.h"
+
+#include <algorithm>
+
+#include "foundations/PlayerLog.h"
+#include "foundations/com_log.h"
+#include "foundations/shared_word.h"
+#include "frame/last_error.h"
+#include "frame/port_lock.h"
+
+namespace {
+
+const CHAR *const LIBRARY_VERSION_TEXT = "2.5.0082";
+
+ULONG_32 gstInitRefCount = 0;
+BOOL_T gbLogCB = 0;
+/** Start and stop take turns, so that a second user never runs ahead of the first one's start-up. */
+QLOM_SDK_MUTEX_S gstStartMutex = PTHREAD_MUTEX_INITIALIZER;
+
+class CStartGuard {
+   public:
+    CStartGuard() { QLOM_SDK_mutex_lock(&gstStartMutex); }
+    ~CStartGuard() { QLOM_SDK_mutex_unlock(&gstStartMutex); }
+};
+
+BOOL_T StartLibrary() {
+    if (!word::Load(gbLogCB)) {
+        Player_LogInit();
+        Log_SetPlayLogCB(Player_Log);
+    }
+    LOG_INFO("Call Zelvane_Init.");
+    ULONG_32 ulResult = Player_Startup();
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_FATAL("Call Zelvane Init Failed, Player_Startup Error:[0x%x].", ulResult);
+        LastError_Set(PLAYER_ERR_INIT);
+        word::Sub(gstInitRefCount, 1);
+        return 0;
+    }
+    LOG_INFO("Call Zelvane_Init Success, Version: %s.", LIBRARY_VERSION_TEXT);
+    return 1;
+}
+
+}  // namespace
+
+BOOL_T Library_Init() {
+    CStartGuard oGuard;
+    LastError_NewGeneration();
+    ULONG_32 ulCount = word::Add(gstInitRefCount, 1);
+    if (ulCount != 1) {
+        LOG_WARN("Call Zelvane_Init Warning, Player Had Initlized, Count:[%d].", ulCount);
+        return 1;
+    }
+    return StartLibrary();
+}
+
+void Library_Cleanup() {
+    LOG_INFO("Call %s.", "Zelvane_Cleanup");
+    if (PortThread_IsAny()) {
+        LOG_ERROR("Call Zelvane_Cleanup Failed, Called In A Callback Of A Port.");
+        return;
+    }
+    CStartGuard oGuard;
+    LONG_32 lCount = static_cast<LONG_32>(word::Sub(gstInitRefCount, 1));
+    if (lCount < 0) {
+        word::Store(gstInitRefCount, 0);
+        return;
+    }
+    if (lCount > 0) {
+        LOG_INFO("Call Zelvane_Cleanup info, Player had Been Initlized[%d].", lCount);
+        return;
+    }
+    Player_Cleanup();
+    LOG_INFO("Call %s Success.", "Zelvane_Cleanup");
+}
+
+ULONG_32 Library_InitCount() { return word::Load(gstInitRefCount); }
+
+void Library_ClientLogs() { word::Store(gbLogCB, 1); }
+
+bool Library_IsPortUsedAs(ULONG_32 ulPort, std::initializer_list<PORT_USED_TYPE_E> oTypes) {
+    const PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
+    if (pstPort == nullptr) {
+        return true;
+    }
+    ULONG_32 ulUsed = word::Load(pstPort->ulPortUsed);
+    return std::any_of(oTypes.begin(), oTypes.end(), [ulUsed](PORT_USED_TYPE_E enType) { return enType == ulUsed; });
+}

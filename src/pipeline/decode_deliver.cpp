@@ -1,0 +1,247 @@
+// A decoded picture or block on its way to callbacks, the picture queue and the sound device.
+#include "pipeline/decode_deliver.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "foundations/com_log.h"
+#include "foundations/shared_word.h"
+#include "output/audioplay.h"
+#include "pipeline/port_state.h"
+
+namespace {
+
+const ULONG_32 NO_RATE_YET = 65535;
+const LONG_32 NO_LENGTH_YET = -1;
+const LONG_32 VOLUME_UNKNOWN = -1;
+const LONG_32 LENGTH_TOLERANCE = 2;
+const ULONG_32 EXTRACT_FRAME_NUM = 100;
+const ULONG_32 DEC_COUNT_CYCLE = 11;
+const ULONG_32 QUEUE_LOG_STEP = 1000;
+
+/* ---- callbacks ---- */
+
+/** Hands the result to the decode taps; false when it goes no further. */
+bool PassDecodeTap(PLAEYR_PORT_S *pstPort) {
+    const PLAYER_CALLBACKSET_S &stSet = pstPort->stCallBack;
+    if (pstPort->ulCurDataType == AUDIO_DATA) {
+        Player_ExecuteDecodeCB(pstPort);
+        return word::Load(stSet.stAudioDataCB.bContinue) && word::Load(stSet.stVoiceDataCB.bContinue);
+    }
+    pstPort->bReCreateDec = 0;
+    if (word::Load(pstPort->lRectify) != PLAYER_VIDEO_CB_DEFAULT) {
+        return true;
+    }
+    if (pstPort->bUseGpu == 0 && pstPort->bUseGpuH265 == 0) {
+        Player_ExecuteDecodeCB(pstPort);
+    }
+    return word::Load(stSet.stVideoDataCB.bContinue) != 0;
+}
+
+/* ---- picture ---- */
+
+bool IsOnGpu(const PLAEYR_PORT_S *pstPort) {
+    const LONG_32 lPayload = pstPort->stFrameData.lPayload;
+    return (pstPort->bUseGpu == 1 && lPayload == PLAYER_PAYLOAD_H264) ||
+           (pstPort->bUseGpuH265 == 1 && lPayload == PLAYER_PAYLOAD_H265);
+}
+
+/** Makes the adjusted picture's buffer fit the decoded one. Caller holds stLock. */
+bool FitAdjustBuffer(PLAEYR_PORT_S *pstPort) {
+    const CODE_DECODED_DATA_S &stFrom = pstPort->stDecodeVideoData;
+    CODE_DECODED_DATA_S &stTo = pstPort->stAdjustVideoData;
+    if (stTo.pucData[0] != nullptr && stTo.lLineSize[0] == stFrom.lLineSize[0] && stTo.lWidth == stFrom.lWidth &&
+        stTo.lHeight == stFrom.lHeight) {
+        return true;
+    }
+    free(stTo.pucData[0]);
+    PortState_ForgetPlanes(&stTo);
+    const size_t ulArea = static_cast<size_t>(stFrom.lLineSize[0]) * static_cast<size_t>(stFrom.lHeight);
+    UCHAR *pucBuffer = static_cast<UCHAR *>(calloc(1, ulArea + ulArea / 2));
+    if (pucBuffer == nullptr) {
+        LOG_ERROR("Port[%03d] Decode Thread: Malloc Failed, Size:[%d].", pstPort->ulPort,
+                  static_cast<LONG_32>(ulArea + ulArea / 2));
+        return false;
+    }
+    stTo.pucData[0] = pucBuffer;
+    stTo.pucData[1] = pucBuffer + ulArea;
+    stTo.pucData[2] = pucBuffer + ulArea + ulArea / 4;
+    for (ULONG_32 i = 0; i < 3; i++) {
+        stTo.lLineSize[i] = stFrom.lLineSize[i];
+    }
+    stTo.lWidth = stFrom.lWidth;
+    stTo.lHeight = stFrom.lHeight;
+    return true;
+}
+
+bool AdjustPicture(PLAEYR_PORT_S *pstPort) {
+    QLOM_SDK_mutex_lock(&pstPort->stDecodeVideoData.stLock);
+    bool bFits = FitAdjustBuffer(pstPort);
+    ULONG_32 ulResult = PLAYER_ERR_OK;
+    if (bFits) {
+        pstPort->stAdjustVideoData.lDuration = pstPort->stDecodeVideoData.lDuration;
+        pstPort->stAdjustVideoData.lMediaType = pstPort->stDecodeVideoData.lMediaType;
+        ulResult = CODE_SetVideoAdjust(&pstPort->stAdjustParam, &pstPort->stDecodeVideoData,
+                                       &pstPort->stAdjustVideoData);
+    }
+    QLOM_SDK_mutex_unlock(&pstPort->stDecodeVideoData.stLock);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Port[%03d] Decode Thread: SetVideoAdjust Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+    }
+    return bFits;
+}
+
+/** Puts fresh copies of the overlays on the picture, in place of those of the picture before. */
+void AttachDrawInfo(PLAEYR_PORT_S *pstPort) {
+    CODE_DRAWINFO_S &stDrawInfo = pstPort->stDecodeVideoData.stDrawInfo;
+    const LONG_32 lFrameRate = word::Load(pstPort->stStateInfo.lFrameRate);
+    if (lFrameRate > 0) {
+        FreeInfo(&stDrawInfo.hIvaInfo);
+        stDrawInfo.hIvaInfo = DataCopy(lFrameRate, &pstPort->stIvaInfo);
+        if (stDrawInfo.hIvaInfo == nullptr) {
+            stDrawInfo.hIvaInfo = DataCopy(lFrameRate, &pstPort->stSeiInfo.stSeiIvaInfo.stIvaInfo);
+        }
+    }
+    free(stDrawInfo.hPtzCtrlInfo);
+    stDrawInfo.hPtzCtrlInfo = nullptr;
+    if (word::Load(pstPort->stPtzInfo.ulPtzMode) == 1) {
+        stDrawInfo.hPtzCtrlInfo = malloc(sizeof(pstPort->stPtzInfo.astPtzCtrl));
+        if (stDrawInfo.hPtzCtrlInfo != nullptr) {
+            memcpy(stDrawInfo.hPtzCtrlInfo, pstPort->stPtzInfo.astPtzCtrl, sizeof(pstPort->stPtzInfo.astPtzCtrl));
+        }
+    }
+}
+
+/** At 2 to 16 times speed only some pictures are shown. True when this one is left out. */
+bool LeaveOutAtSpeed(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
+    const PLAYER_PLAY_SPEED_E enSpeed = word::Load(pstPort->enSpeedValue);
+    const FLOAT fSpeed = word::Load(pstPort->fFilePlaySpeed);
+    if (enSpeed < PLAYER_SPEED_2_FORWARD || enSpeed > PLAYER_SPEED_16_FORWARD || !(fSpeed > 0)) {
+        return false;
+    }
+    const FLOAT fFrameNum = static_cast<FLOAT>(word::Load(pstPort->stStateInfo.lFrameRate)) / (EXTRACT_FRAME_NUM * fSpeed);
+    if (static_cast<FLOAT>(pstState->glDecCount) <= fFrameNum && fFrameNum < static_cast<FLOAT>(pstState->glDecCount + 1)) {
+        pstState->glDecCount = 0;
+        return false;
+    }
+    pstState->glDecCount = (pstState->glDecCount + 1) % DEC_COUNT_CYCLE;
+    return word::Load(pstPort->stDecodeBufferQueue.ulBufNum) > 2;
+}
+
+void QueuePicture(PLAEYR_PORT_S *pstPort, bool bAdjust) {
+    CODE_DECODED_DATA_S *pstPicture = bAdjust ? &pstPort->stAdjustVideoData : &pstPort->stDecodeVideoData;
+    ULONG_32 ulResult = QUEUE_AddDecodeData(pstPicture, 0, &pstPort->stDecodeBufferQueue);
+    if (ulResult == PLAYER_ERR_OK) {
+        return;
+    }
+    if (pstPort->stOffScreenQueue.ulErrorNum % QUEUE_LOG_STEP == 0) {
+        LOG_WARN("Port[%03d] Decode Thread Warning, QUEUE_AddDecodeData Failed, Error:[0x%x], Count[%d].",
+                 pstPort->ulPort, ulResult, pstPort->stOffScreenQueue.ulErrorNum);
+    }
+    pstPort->stOffScreenQueue.ulErrorNum++;
+}
+
+void ShowPicture(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
+    if (IsOnGpu(pstPort)) {
+        word::Store(pstPort->bUseGpuRander, 1);
+        return;
+    }
+    word::Store(pstPort->bUseGpuRander, 0);
+    const bool bAdjust = word::Load(pstPort->bAdjust) == 1;
+    if (bAdjust && !AdjustPicture(pstPort)) {
+        return;
+    }
+    AttachDrawInfo(pstPort);
+    if (bAdjust) {
+        pstPort->stAdjustVideoData.stDrawInfo.hIvaInfo = pstPort->stDecodeVideoData.stDrawInfo.hIvaInfo;
+    }
+    if (!LeaveOutAtSpeed(pstPort, pstState)) {
+        QueuePicture(pstPort, bAdjust);
+    }
+}
+
+/* ---- sound ---- */
+
+/** Drops the device when the block's format asks for another one. */
+void DropMisfitDevice(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
+    const CODE_DECODED_DATA_S &stBlock = pstPort->stDecodeAudioData;
+    if (stBlock.ulSampleRate != pstState->ulCurSampleRate) {
+        pstState->ulCurSampleRate = stBlock.ulSampleRate;
+        pstState->lCurSoundVolume = VOLUME_UNKNOWN;
+        PortState_DropSoundDevice(pstPort);
+    }
+    const LONG_32 lDiff = stBlock.lLineSize[0] - pstState->lCurAudioDataLen;
+    if (lDiff > LENGTH_TOLERANCE || lDiff < -LENGTH_TOLERANCE) {
+        pstState->lCurAudioDataLen = stBlock.lLineSize[0];
+        pstState->lCurSoundVolume = VOLUME_UNKNOWN;
+        PortState_DropSoundDevice(pstPort);
+    }
+}
+
+/** Makes and opens a device; on failure sound is off until the client opens it again. */
+bool OpenDevice(PLAEYR_PORT_S *pstPort) {
+    const CODE_DECODED_DATA_S &stBlock = pstPort->stDecodeAudioData;
+    const AUDIO_DEC_PARAM_S stParam = {stBlock.ulSampleRate, stBlock.ulChannels, stBlock.ulBitsPerSample,
+                                       stBlock.lLineSize[0]};
+    HANDLE hDevice = Audio_CreatePlayDec(&stParam);
+    if (hDevice == nullptr) {
+        LOG_ERROR("Port[%03d] Decode Thread: Audio_CreatePlayDec Failed.", pstPort->ulPort);
+        word::Store(pstPort->bStartAudio, 0);
+        return false;
+    }
+    ULONG_32 ulResult = Audio_OpenSound(hDevice);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Port[%03d] Decode Thread: Audio_OpenSound Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        Audio_DestoryPlayDec(&hDevice);
+        word::Store(pstPort->bStartAudio, 0);
+        return false;
+    }
+    word::Store(pstPort->hSoundDev, hDevice);
+    return true;
+}
+
+void ApplyVolume(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
+    const LONG_32 lVolume = word::Load(pstPort->lSoundVolume);
+    if (lVolume == pstState->lCurSoundVolume) {
+        return;
+    }
+    ULONG_32 ulResult = Audio_SetSoundVolume(pstPort->hSoundDev, lVolume);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_WARN("Port[%03d] Decode Thread Warning: Audio_SetSoundVolume Failed, Error:[0x%x].", pstPort->ulPort,
+                 ulResult);
+        return;
+    }
+    pstState->lCurSoundVolume = lVolume;
+}
+
+void PlaySound(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
+    if (!word::Load(pstPort->bStartAudio)) {
+        PortState_DropSoundDevice(pstPort);
+        pstState->lCurSoundVolume = 0;
+        return;
+    }
+    const CODE_DECODED_DATA_S &stBlock = pstPort->stDecodeAudioData;
+    if (pstPort->ulCurDataType != AUDIO_DATA || stBlock.pucData[0] == nullptr) {
+        return;
+    }
+    DropMisfitDevice(pstPort, pstState);
+    if (pstPort->hSoundDev == nullptr && !OpenDevice(pstPort)) {
+        return;
+    }
+    ApplyVolume(pstPort, pstState);
+    Audio_AddSoundData(pstPort->hSoundDev, stBlock.pucData[0], static_cast<ULONG_32>(stBlock.lLineSize[0]));
+}
+
+}  // namespace
+
+void Deliver_Begin(DELIVER_STATE_S *pstState) { *pstState = {NO_RATE_YET, NO_LENGTH_YET, VOLUME_UNKNOWN, 0}; }
+
+void Deliver_Result(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
+    if (!PassDecodeTap(pstPort) || word::Load(pstPort->bPause) == 1) {
+        return;
+    }
+    if (word::Load(pstPort->bStartVideo) == 1 && pstPort->ulCurDataType == VIDEO_DATA) {
+        ShowPicture(pstPort, pstState);
+    }
+    PlaySound(pstPort, pstState);
+}

@@ -1,0 +1,165 @@
+// The decode thread of input, net and cloud ports: packets from the ring become frames, pictures and sound.
+#include "foundations/com_log.h"
+#include "foundations/shared_word.h"
+#include "frame/player_manager.h"
+#include "frame/port_lock.h"
+#include "pipeline/decode_deliver.h"
+#include "pipeline/port_state.h"
+
+namespace {
+
+const ULONG_32 BUSY_WAIT_MS = 2;        /**< while a frame is half there, or packets come in bulk */
+const ULONG_32 IDLE_WAIT_MS = 1000;     /**< when nothing flows: something else wakes the thread */
+const ULONG_32 BUSY_WAITS = 25;         /**< short waits for the rest of a frame before it counts as broken off */
+const ULONG_32 BULK_PACKETS = 64;       /**< packets taken at one go that tell of bulk */
+
+/** What the thread knows from one round to the next. */
+struct DECODE_LOOP_S {
+    PLAEYR_PORT_S *pstPort;
+    BOOL_T bWaitForDecodeCheckFlag; /**< a video frame has passed: pace before the next packet */
+    ULONG_32 ulPacketsInARow;       /**< packets taken since the last wait */
+    ULONG_32 ulBusyWaits;           /**< short waits since the last packet */
+    bool bFrameOpen;                /**< the last packet left a frame unfinished */
+    DELIVER_STATE_S stDeliver;
+};
+
+/** Waits for packets: shortly within a frame, otherwise until the writer or a close wakes it. */
+void WaitForPacket(DECODE_LOOP_S *pstLoop) {
+    const bool bBulk = pstLoop->ulPacketsInARow >= BULK_PACKETS;
+    const bool bShort = bBulk || (pstLoop->bFrameOpen && pstLoop->ulBusyWaits < BUSY_WAITS);
+    pstLoop->ulBusyWaits += bShort;
+    pstLoop->ulPacketsInARow = 0;
+    QUEUE_WaitForPacket(&pstLoop->pstPort->stPacketBufferQueue, bShort ? BUSY_WAIT_MS : IDLE_WAIT_MS, bBulk);
+}
+
+/** Takes a packet and parses it; true when stFrameData holds a frame. */
+bool TakeFrame(DECODE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    CHAR *pcPacket = nullptr;
+    ULONG_32 ulPacketLen = 0;
+    if (QUEUE_GetPacketEx(&pstPort->stPacketBufferQueue, word::LoadAcquire(pstPort->pstPayloadType), &pcPacket,
+                          &ulPacketLen) != PLAYER_ERR_OK) {
+        WaitForPacket(pstLoop);
+        return false;
+    }
+    pstLoop->ulPacketsInARow++;
+    pstLoop->ulBusyWaits = 0;
+    NET_MathPacket(&pstPort->stStateInfo);
+    ULONG_32 ulResult = Player_ParseStream(pcPacket, ulPacketLen, pstPort);
+    pstLoop->bFrameOpen = ulResult == PLAYER_ERR_NEED_MORE_DATA;
+    if (ulResult == PLAYER_ERR_OK) {
+        return true;
+    }
+    if (ulResult != PLAYER_ERR_UNKNOWN_STREAM && ulResult != PLAYER_ERR_NEED_MORE_DATA) {
+        NET_AddLostPacket(&pstPort->stStateInfo);
+        pstPort->bNeedIFrame = 1;
+    }
+    return false;
+}
+
+/** Drops pictures that lean on a lost one, until a key frame. */
+bool PassKeyFrameGate(PLAEYR_PORT_S *pstPort) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+    if (pstPort->bNeedIFrame != 1 ||
+        (stFrame.lPayload != PLAYER_PAYLOAD_H264 && stFrame.lPayload != PLAYER_PAYLOAD_H265)) {
+        return true;
+    }
+    if (stFrame.lFormatType != PLAYER_VIDEO_FRAME_I) {
+        return false;
+    }
+    pstPort->bNeedIFrame = 0;
+    return true;
+}
+
+/** Takes analytics records out of the stream. */
+void ParseAnalytics(PLAEYR_PORT_S *pstPort) {
+    ULONG_32 ulResult = DataParse(&pstPort->stIvaInfo, reinterpret_cast<CHAR *>(pstPort->stFrameData.pucData),
+                                  pstPort->stFrameData.lDataLen);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_WARN("Port[%03d] Decode Thread Warning, IVA DataParse Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+    }
+}
+
+/** Runs the frame tap; false when the frame goes no further. */
+bool PassFrameTap(DECODE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const LONG_32 lPayload = pstPort->stFrameData.lPayload;
+    if (Payload_IsVideo(lPayload)) {
+        pstLoop->bWaitForDecodeCheckFlag = 1;
+        Player_ExecuteFrameCB(pstPort);
+        return word::Load(pstPort->stCallBack.stVideoFrameCB.bContinue) != 0;
+    }
+    if (Payload_IsAudio(lPayload)) {
+        Player_ExecuteFrameCB(pstPort);
+        return word::Load(pstPort->stCallBack.stAudioFrameCB.bContinue) != 0;
+    }
+    if (lPayload == PLAYER_PAYLOAD_DATA) {
+        ParseAnalytics(pstPort);
+        return false;
+    }
+    return true;
+}
+
+/** Whether the chosen sound track takes this frame. */
+bool PassSoundChannel(const PLAEYR_PORT_S *pstPort) {
+    const LONG_32 LEFT_TRACK = 0;
+    const LONG_32 RIGHT_TRACK = 4;
+    if (!Payload_IsAudio(pstPort->stFrameData.lPayload)) {
+        return true;
+    }
+    switch (word::Load(pstPort->enSoundChannel)) {
+        case PLAYER_SOUND_CHANNEL_LEFT:
+            return pstPort->stFrameData.lFormatType != RIGHT_TRACK;
+        case PLAYER_SOUND_CHANNEL_RIGHT:
+            return pstPort->stFrameData.lFormatType != LEFT_TRACK;
+        case PLAYER_SOUND_CHANNEL_NONE:
+            return false;
+        default:
+            return true;
+    }
+}
+
+void PaceAfterVideo(DECODE_LOOP_S *pstLoop) {
+    if (pstLoop->bWaitForDecodeCheckFlag == 1) {
+        Player_WaitForDecodeTime(pstLoop->pstPort);
+        pstLoop->bWaitForDecodeCheckFlag = 0;
+    }
+}
+
+void DecodeRound(DECODE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    PaceAfterVideo(pstLoop);
+    if (!TakeFrame(pstLoop) || !PassKeyFrameGate(pstPort)) {
+        return;
+    }
+    pstPort->stSeiInfo.ulSeiTotalLen = 0;
+    if (!PassFrameTap(pstLoop) || !PassSoundChannel(pstPort)) {
+        return;
+    }
+    if (Deliver_DecodeFrame(pstPort)) {
+        Deliver_Result(pstPort, &pstLoop->stDeliver);
+    }
+}
+
+}  // namespace
+
+void *__DecodeThreadEntry(void *pParam) {
+    PLAEYR_PORT_S *pstPort = static_cast<PLAEYR_PORT_S *>(pParam);
+    if (pstPort == nullptr) {
+        LOG_ERROR("Port Not Exist.");
+        return reinterpret_cast<void *>(PLAYER_ERR_PORT);
+    }
+    PortThread_Begin(pstPort);
+    LOG_INFO("Port[%03d] Start __DecodeThreadEntry Thread Succeed.", pstPort->ulPort);
+    DECODE_LOOP_S stLoop = {};
+    stLoop.pstPort = pstPort;
+    Deliver_Begin(&stLoop.stDeliver);
+    WYK_gettimeofday(&pstPort->tiProTime, nullptr);
+    LOG_INFO("Port[%03d] Start Decode......", pstPort->ulPort);
+    WYK_gettimeofday(&pstPort->stStateInfo.stPktPrevTime, nullptr);
+    while (word::Load(pstPort->bStartRecv)) {
+        DecodeRound(&stLoop);
+    }
+    PortState_DropSoundDevice(pstPort);
+    return nullptr;
+}

@@ -1,0 +1,37 @@
+/**
+ * @file zelvane_modules.h
+ * @brief Every module's header, for programs that call module-level functions.
+ */
+#ifndef ZELVANE_MODULES_H
+#define ZELVANE_MODULES_H
+
+#include "analytics/fisheye_types.h"
+#include "analytics/module_iva.h"
+#include "cloud/hls_types.h"
+#include "codec/module_code.h"
+#include "file/module_file.h"
+#include "foundations/PlayerLog.h"
+#include "foundations/bytes.h"
+#include "foundations/com_log.h"
+#include "foundations/com_public_fun.h"
+#include "foundations/com_report.h"
+#include "foundations/mw_sdk_bp.h"
+#include "foundations/player_types.h"
+#include "foundations/shared_word.h"
+#include "foundations/wake.h"
+#include "frame/player_manager.h"
+#include "intake/MakeJpegHeader.h"
+#include "intake/dsp_mcfw_preparse.h"
+#include "intake/module_net.h"
+#include "intake/module_queue.h"
+#include "intake/module_rtp.h"
+#include "intake/module_sei.h"
+#include "intake/module_ts.h"
+#include "output/audioplay.h"
+#include "output/videodisplay.h"
+#include "protection/module_scramble.h"
+#include "protection/watermark_types.h"
+#include "record/record_types.h"
+#include "voice/voice_types.h"
+
+#endif
