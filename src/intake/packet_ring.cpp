@@ -47,8 +47,11 @@ ULONG_32 SlotsInUse(const PACKET_BUFFER_QUEUE_S *pstQueue) {
     return (LoadOrdered(pstQueue->ulWriteIndex) - LoadOrdered(pstQueue->ulReadIndex) + ulBufNum) % ulBufNum;
 }
 
-// The fill level at which refused writers are woken: half, less only in rings too small for that to mean room.
-ULONG_32 HalfFull(ULONG_32 ulBufNum) { return std::min(ulBufNum / 2, ulBufNum < 2 ? 0 : ulBufNum - 2); }
+// The fill level at which refused writers are woken: half, and 0 if the packet refused last needs more room than that.
+ULONG_32 RoomLevel(const PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulBufNum) {
+    ULONG_32 ulHalf = ulBufNum / 2;
+    return word::Load(pstQueue->ulRoomSlots) < ulBufNum - ulHalf ? ulHalf : 0;
+}
 
 void ClearFields(PACKET_BUFFER_QUEUE_S *pstQueue) {
     pstQueue->pcPacketBuf = nullptr;
@@ -167,13 +170,13 @@ ULONG_32 CopyOut(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulBufNum, ULONG_32 *p
     return PLAYER_ERR_OK;
 }
 
-// Writers are woken where the level passes half, and at the end of what the reader saw, for those that need more.
+// Writers are woken where the fill level passes theirs, and always at the end of what the reader saw.
 void WakeWriters(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulBefore, ULONG_32 ulAfter, ULONG_32 ulBufNum) {
     if (LoadOrdered(pstQueue->ulRoomWaiting) == 0) {
         return;
     }
-    ULONG_32 ulHalf = HalfFull(ulBufNum);
-    if (ulAfter == 0 || (ulBefore > ulHalf && ulAfter <= ulHalf)) {
+    ULONG_32 ulLevel = RoomLevel(pstQueue, ulBufNum);
+    if (ulAfter == 0 || (ulBefore > ulLevel && ulAfter <= ulLevel)) {
         Wake_Signal(&pstQueue->stRoomWake);
     }
 }
@@ -182,12 +185,7 @@ bool TakeLatch(ULONG_32 &ulLatch) { return word::Load(ulLatch) != 0 && word::Exc
 
 bool HasRoom(const PACKET_BUFFER_QUEUE_S *pstQueue) {
     ULONG_32 ulBufNum = word::LoadAcquire(pstQueue->ulBufNum);
-    if (ulBufNum < 2) {
-        return false;
-    }
-    ULONG_32 ulHalf = HalfFull(ulBufNum);
-    bool bHalfIsEnough = word::Load(pstQueue->ulRoomSlots) <= ulBufNum - 1 - ulHalf;
-    return SlotsInUse(pstQueue) <= (bHalfIsEnough ? ulHalf : 0);
+    return ulBufNum > 1 && SlotsInUse(pstQueue) <= RoomLevel(pstQueue, ulBufNum);
 }
 
 }  // namespace
