@@ -104,20 +104,23 @@ bool PlayLoop::PushDue(Failure *failure) {
 }
 
 /** A source without timestamps follows the rate that the library reads in the stream. */
-void PlayLoop::LearnRate(const Figures &figures) {
-    if (options_.fps > 0 || figures.rate <= 0) return;
+void PlayLoop::LearnRate(int32_t rate) {
+    if (options_.fps > 0 || rate <= 0) return;
     rate_known_ = true;
-    source_.SetFrameRate(figures.rate);
+    source_.SetFrameRate(rate);
 }
 
+/** Looks at the figures five times a second, so that window, terminal and rate follow the stream. */
 void PlayLoop::Tell() {
-    const bool second = Clock::now() >= next_second_;
-    if (!second && !status_.IsLive() && rate_known_) return;
+    if (!rate_known_) LearnRate(player_.Rate());
+    const Clock::time_point now = Clock::now();
+    if (now < next_look_ && now < next_second_) return;
+    next_look_ = now + std::chrono::milliseconds(200);
     const Figures figures = player_.Read();
-    if (second || !rate_known_) LearnRate(figures);
+    LearnRate(figures.rate);
     if (window_ != nullptr) window_->FitPicture(figures.width, figures.height);
     status_.Live(figures, State());
-    if (!second) return;
+    if (now < next_second_) return;
     status_.Second(figures, State());
     next_second_ += std::chrono::seconds(1);
 }
@@ -133,12 +136,12 @@ bool PlayLoop::Drained() {
 }
 
 int PlayLoop::WaitMilliseconds() const {
-    if (full_) return 5;
+    if (full_) return 20;
     if (have_ && !paused_ && !ended_) {
         const double wait = options_.fast ? 0 : push_.due - Position();
         return static_cast<int>(std::clamp(wait * 1000, 0.0, 100.0));
     }
-    return ended_ ? 20 : 100;
+    return ended_ ? 50 : 100;
 }
 
 }  // namespace zvplay

@@ -34,7 +34,7 @@ class PlayLoop {
     void Act(Action action);
     bool PushDue(Failure *failure);
     bool TakeNext();
-    void LearnRate(const Figures &figures);
+    void LearnRate(int32_t rate);
     void Tell();
     bool Drained();
     int WaitMilliseconds() const;
@@ -48,6 +48,7 @@ class PlayLoop {
 
     Clock::time_point start_ = Clock::now();  ///< of the stream's second 0; moved on by pauses
     Clock::time_point paused_at_;
+    Clock::time_point next_look_ = start_;  ///< at the library's figures
     Clock::time_point next_second_ = start_ + std::chrono::seconds(1);
     bool paused_ = false, sound_, proportion_ = true;
     bool have_ = false;   ///< push_ waits for its time

@@ -1,5 +1,7 @@
 #include "player.h"
 
+#include <algorithm>
+
 namespace zvplay {
 namespace {
 
@@ -92,10 +94,13 @@ bool Player::Show(unsigned long window, Failure *failure) {
 
 bool Player::Fits(const Push &push) { return Slots(push.head) + Slots(push.data) < kSlots; }
 
-bool Player::HasRoom(const Push &push) const {
-    ULONG_32 frames = 0, used = 0;
-    if (!Zelvane_GetPacketQueueStart(port_, &frames, &used)) return false;
-    return used + Slots(push.head) + Slots(push.data) < kSlots;
+bool Player::HasRoom(const Push &push) {
+    const size_t wanted = Slots(push.head) + Slots(push.data);
+    if (wanted > room_) {  // asked only when the slots known to be free run out: each question is a line in the log
+        ULONG_32 frames = 0, used = 0;
+        if (Zelvane_GetPacketQueueStart(port_, &frames, &used)) room_ = kSlots - 1 - used;
+    }
+    return wanted <= room_;
 }
 
 bool Player::Give(const Push &push, Failure *failure) {
@@ -104,6 +109,7 @@ bool Player::Give(const Push &push, Failure *failure) {
             *failure = LibraryFailure("the library refuses data");
             return false;
         }
+        room_ -= std::min(room_, Slots(data));
     }
     return true;
 }
@@ -122,6 +128,12 @@ void Player::SetProportion(bool keep) {
     Zelvane_SetRenderScale(port_, window_, keep ? PLAYER_RENDER_SCALE_PROPORTION : PLAYER_RENDER_SCALE_FULL);
 }
 
+int32_t Player::Rate() const {
+    int32_t rate = 0;
+    Zelvane_GetFrameRate(port_, &rate);
+    return rate;
+}
+
 Figures Player::Read() const {
     Figures figures;
     figures.frames = counters_.frames.load(std::memory_order_relaxed);
@@ -130,7 +142,7 @@ Figures Player::Read() const {
     figures.decode_failures = decode_failures.load(std::memory_order_relaxed);
     ULONG_32 frames = 0, video = PLAYER_VIDEO_ENCODE_NULL, audio = PLAYER_AUDIO_ENCODE_NULL;
     Zelvane_GetPictureSize(port_, &figures.width, &figures.height);
-    Zelvane_GetFrameRate(port_, &figures.rate);
+    figures.rate = Rate();
     Zelvane_GetBitRate(port_, &figures.bit_rate);
     Zelvane_GetLostPacketRate(port_, &figures.packets, &figures.lost);
     Zelvane_GetPacketQueueStart(port_, &frames, &figures.waiting);

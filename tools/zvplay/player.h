@@ -47,7 +47,7 @@ class Player {
     bool Show(unsigned long window, Failure *failure);
 
     /** Whether the ring can take this piece now. A piece larger than the whole ring never fits: see Fits(). */
-    bool HasRoom(const Push &push) const;
+    bool HasRoom(const Push &push);
 
     /** Whether the ring can ever take this piece. */
     static bool Fits(const Push &push);
@@ -61,6 +61,9 @@ class Player {
 
     /** The figures of this moment. */
     Figures Read() const;
+
+    /** Frames a second of the stream, as Figures::rate; cheap. */
+    int32_t Rate() const;
 
     /** Stops, closes and frees everything in the right order; also without a successful Open(). */
     void Close();
@@ -78,6 +81,7 @@ class Player {
     bool started_ = false, allocated_ = false, opened_ = false, shown_ = false;
     ULONG_32 port_ = 0;
     HANDLE window_ = nullptr;
+    size_t room_ = 0;  ///< slots that are free at least: only this side fills the ring
     Counters counters_;
 };
 
