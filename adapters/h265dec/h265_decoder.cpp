@@ -36,6 +36,15 @@ bool IsUsable(const Unit &unit) {
     return unit.Size() > kUnitHeader && (unit.data[0] & 1) == 0 && unit.data[1] >> 3 == 0;
 }
 
+/** The first bits of a slice header, behind the flag that tells a first slice: its address stands near their front. */
+uint32_t PlaceOf(const Unit &unit) {
+    uint32_t place = 0;
+    for (size_t i = kUnitHeader; i < kUnitHeader + 4; ++i) {
+        place = place << 8 | (i < unit.Size() ? unit.data[i] : 0U);
+    }
+    return place;
+}
+
 /** Behind a slice, these begin the next access unit (ITU-T H.265, 7.4.2.4.4). */
 bool LeadsPicture(uint8_t type) {
     return (type >= kVps && type <= kDelimiter) || type == kPrefixSei || (type > kSuffixSei && type <= kReserved44);
@@ -128,7 +137,7 @@ void H265Decoder::AddSlice(const Unit &unit) {
         }
         policy_.FirstSlice();
     } else {
-        policy_.NextSlice();
+        policy_.NextSlice(PlaceOf(unit));
         if (pending_slices_ == 0) {
             return;  // its picture is decoded already, or never began
         }

@@ -9,6 +9,8 @@
 #ifndef ZELVANE_ADAPTERS_SLICE_POLICY_H
 #define ZELVANE_ADAPTERS_SLICE_POLICY_H
 
+#include <cstdint>
+
 namespace zv {
 
 /** Learns from the slices and buffers as they come. */
@@ -26,18 +28,23 @@ class SlicePolicy {
         }
         any_slice_ = true;
         slices_ = 1;
+        place_ = 0;
         closed_ = false;
     }
 
-    /** A slice that goes on with a picture, also one that came too late. */
-    void NextSlice() {
+    /**
+     * A slice that goes on with a picture, also one that came too late.
+     * @param place the first bits of its header: within a picture they grow with its place
+     */
+    void NextSlice(uint32_t place) {
         if (!any_slice_) {
             pieces_ = true;
             starts_in_a_row_ = 0;
         }
-        if (closed_) {
-            unsteady_ = unsteady_ || counted_;
-        }
+        // Behind a picture closed by count: one slice more of it, or the rest of a picture whose first slice is lost.
+        unsteady_ |= closed_ && counted_ && place > place_;
+        counted_ = false;
+        place_ = place;
         any_slice_ = true;
         ++slices_;
     }
@@ -77,6 +84,7 @@ class SlicePolicy {
     bool closed_ = false;    /**< the picture in hand has been decoded */
     bool counted_ = false;   /**< ... since it had the usual count of slices */
     bool unsteady_ = false;  /**< the count has misled once: never again rely on it */
+    uint32_t place_ = 0;     /**< of the latest slice */
     int slices_ = 0;         /**< of the picture in hand */
     int usual_ = 0;          /**< slices of the picture before */
     int agreeing_ = 0;       /**< pictures in a row with that count */

@@ -9,6 +9,9 @@ namespace {
 
 constexpr unsigned kMaxThreads = 16;
 
+/** Buffers in a row that begin a picture, after which buffers are taken to hold whole pictures. */
+constexpr unsigned kWholeBuffers = 3;
+
 // Unit types, ITU-T H.264 table 7-1.
 enum : uint8_t { kSlice = 1, kPartitionA = 2, kIdrSlice = 5, kSei = 6, kDelimiter = 9, kPrefix = 14, kReserved18 = 18 };
 
@@ -55,6 +58,7 @@ bool H264Decoder::Decode(const uint8_t *data, size_t size) {
     frames_.Release();
     sent_ = 0;
     failed_ = 0;
+    slice_seen_ = false;
     UnitReader units(data, size);
     Run run;
     for (Unit unit; units.Next(&unit);) {
@@ -73,8 +77,12 @@ void H264Decoder::AddUnit(const Unit &unit, Run *run) {
     const uint8_t type = TypeOf(unit);
     const bool first = IsFirstSlice(unit);
     if ((first || LeadsPicture(type)) && run->slices) {
+        run->followed = true;
         SendRun(*run);
         *run = Run();
+    }
+    if (IsSlice(type)) {
+        NoteSlice(first);
     }
     if (run->begin == nullptr) {
         run->begin = unit.begin;
@@ -87,22 +95,46 @@ void H264Decoder::AddUnit(const Unit &unit, Run *run) {
     }
 }
 
+void H264Decoder::NoteSlice(bool first) {
+    if (!slice_seen_) {
+        whole_buffers_ = first ? std::min(whole_buffers_ + 1, kWholeBuffers) : 0;
+    }
+    slice_seen_ = true;
+}
+
 void H264Decoder::SendRun(const Run &run) {
     if (run.begin == nullptr) {
         return;
     }
     ++sent_;
     input_.Clear();
-    if (!input_.Append(run.begin, static_cast<size_t>(run.end - run.begin))) {
+    const bool too_late = run.slices && !run.starts_picture && went_whole_;
+    if (too_late || !input_.Append(run.begin, static_cast<size_t>(run.end - run.begin))) {
         ++failed_;
         return;
     }
     if (run.starts_picture || !run.slices) {
         NoteFields(run.starts_picture);
     }
+    if (run.starts_picture && (run.followed || whole_buffers_ == kWholeBuffers)) {
+        SendWhole();
+    } else {
+        SendPiece();
+        picture_open_ |= run.slices;
+        went_whole_ &= !run.slices;
+    }
+}
+
+void H264Decoder::SendPiece() {
     failed_ += input_.Send(context_.get()) < 0 ? 1 : 0;
     frames_.Receive(context_.get());
-    picture_open_ |= run.slices;
+}
+
+void H264Decoder::SendWhole() {
+    context_->flags2 &= ~AV_CODEC_FLAG2_CHUNKS;
+    SendPiece();
+    context_->flags2 |= AV_CODEC_FLAG2_CHUNKS;
+    went_whole_ = true;
 }
 
 /**

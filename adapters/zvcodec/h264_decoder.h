@@ -3,8 +3,9 @@
  * @brief H.264 decoding of buffers that need not be access units.
  *
  * The depacketisers deliver what a packet run brought: a whole access unit, one slice of it, or the end of one and the
- * start of the next. FFmpeg wants one picture a packet, or, with AV_CODEC_FLAG2_CHUNKS, any piece of one picture; so
- * buffers are cut where a picture begins, and the pieces go on as they come, which adds no delay.
+ * start of the next. FFmpeg wants one picture a packet, or, with AV_CODEC_FLAG2_CHUNKS, any piece of one picture. So
+ * buffers are cut where a picture begins. While buffers prove to hold whole pictures these go as such, and FFmpeg
+ * conceals what is damaged in them; otherwise the pieces go on as they come, which adds no delay.
  */
 #ifndef ZELVANE_ADAPTERS_H264_DECODER_H
 #define ZELVANE_ADAPTERS_H264_DECODER_H
@@ -43,11 +44,15 @@ class H264Decoder {
         const uint8_t *end = nullptr;
         bool starts_picture = false; /**< its first slice is the first of a picture */
         bool slices = false;
+        bool followed = false; /**< another picture begins behind it in the buffer */
     };
 
     bool Open(unsigned threads);
     void AddUnit(const Unit &unit, Run *run);
+    void NoteSlice(bool first);
     void SendRun(const Run &run);
+    void SendWhole();
+    void SendPiece();
     void ClosePicture();
     void NoteFields(bool starts_picture);
 
@@ -61,8 +66,11 @@ class H264Decoder {
     bool picture_open_ = false; /**< slices have gone out since the last picture boundary */
     /** Parity of the latest picture if it is a field whose partner is to come, else unknown. */
     AVPictureStructure first_field_ = AV_PICTURE_STRUCTURE_UNKNOWN;
-    unsigned sent_ = 0;   /**< packets of this call */
-    unsigned failed_ = 0; /**< those of them that FFmpeg refused */
+    bool slice_seen_ = false;    /**< this buffer has had a slice */
+    unsigned whole_buffers_ = 0; /**< buffers in a row whose first slice began a picture */
+    bool went_whole_ = false;    /**< the latest picture went as a whole: what still comes of it is too late */
+    unsigned sent_ = 0;          /**< packets of this call */
+    unsigned failed_ = 0;        /**< those of them that FFmpeg refused */
 };
 
 }  // namespace zv

@@ -1,0 +1,171 @@
+// The H.264 library against libavcodec on the same streams, fed in every shape that depacketisers give.
+#include <gtest/gtest.h>
+
+#include "adapters/video_feed.h"
+#include "codec/zvcodec.h"
+
+namespace {
+
+constexpr AVCodecID kCodec = AV_CODEC_ID_H264;
+
+class Decoder {
+ public:
+    explicit Decoder(unsigned threads = 1) : handle_(dec_h264_init(threads)) { h264_global_init(); }
+    ~Decoder() { dec_h264_destroy(handle_); }
+
+    /** Feeds a copy without padding, so that a sanitizer sees every read outside it. */
+    int Feed(const Bytes &buffer) {
+        Bytes copy(buffer);
+        copy.shrink_to_fit();
+        info.pstream_buf = copy.data();
+        info.buf_size = static_cast<int>(copy.size());
+        info.point_to_picture = 77;
+        const int result = dec_h264_main(handle_, &info, nullptr);
+        if (result == 0 && info.point_to_picture == H264_PICTURE_IN_INFO) {
+            md5s.push_back(PictureMd5(info.yuv_picture.data, info.yuv_picture.linesize, info.width, info.height));
+        } else {
+            EXPECT_EQ(info.point_to_picture, H264_PICTURE_NONE);
+        }
+        return result;
+    }
+
+    const std::vector<std::string> &FeedAll(const std::vector<Bytes> &buffers) {
+        for (const Bytes &buffer : buffers) {
+            Feed(buffer);
+        }
+        return md5s;
+    }
+
+    H264Dec_Info info{};
+    std::vector<std::string> md5s;
+
+ private:
+    void *handle_;
+};
+
+struct Case {
+    const char *name;
+    int withheld;  // the stream's reorder depth
+};
+
+class H264Streams : public testing::TestWithParam<Case> {
+ protected:
+    void SetUp() override {
+        stream_ = ReadFile(MediaPath(GetParam().name));
+        ASSERT_FALSE(stream_.empty());
+        reference_ = CachedReference(GetParam().name, stream_, kCodec);
+        ASSERT_EQ(reference_.size(), 75U);
+    }
+    Bytes stream_;
+    std::vector<std::string> reference_;
+};
+
+TEST_P(H264Streams, AccessUnitsAreBitExactWithoutAddedDelay) {
+    for (const unsigned threads : {1U, 2U}) {
+        Decoder decoder(threads);
+        EXPECT_EQ(Withheld(decoder.FeedAll(UnitBuffers(stream_, kCodec)), reference_), GetParam().withheld);
+    }
+}
+
+TEST_P(H264Streams, SlicesFedSinglyGiveTheSamePictures) {
+    for (const unsigned threads : {1U, 2U}) {
+        Decoder decoder(threads);
+        EXPECT_EQ(Withheld(decoder.FeedAll(SliceBuffers(stream_, kCodec)), reference_), GetParam().withheld);
+    }
+}
+
+TEST_P(H264Streams, TwoUnitsInABufferComeOutOverThatCallAndTheNext) {
+    std::vector<Bytes> buffers = UnitBuffers(stream_, kCodec);
+    buffers[0].insert(buffers[0].end(), buffers[1].begin(), buffers[1].end());
+    buffers.erase(buffers.begin() + 1);
+    Decoder decoder;
+    const int withheld = Withheld(decoder.FeedAll(buffers), reference_);
+    EXPECT_EQ(withheld, GetParam().withheld == 0 ? 1 : GetParam().withheld);
+}
+
+TEST_P(H264Streams, ALostSliceCostsNothingBehindTheNextKeyFrame) {
+    std::vector<Bytes> buffers = SliceBuffers(stream_, kCodec);
+    buffers.erase(buffers.begin() + static_cast<ptrdiff_t>(buffers.size() / 75 * 33 - 1));
+    Decoder decoder;
+    decoder.FeedAll(buffers);
+    EXPECT_GE(decoder.md5s.size(), 70U);
+    EXPECT_TRUE(SameTail(decoder.md5s, reference_, static_cast<size_t>(GetParam().withheld), 20));
+}
+
+INSTANTIATE_TEST_SUITE_P(Encoded, H264Streams,
+                         testing::Values(Case{"h264_640x360_bf0.264", 0}, Case{"h264_640x360_bf2.264", 2},
+                                         Case{"h264_640x360_slices4.264", 0}, Case{"h264_576i_mbaff.264", 2}),
+                         [](const auto &info) {
+                             const std::string name = info.param.name;
+                             return name.substr(0, name.find('.'));
+                         });
+
+TEST(H264Library, CutPicturesAreConcealedAsByTheReference) {
+    const Bytes stream = ReadFile(MediaPath("h264_640x360_slices4.264"));
+    std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
+    Bytes damaged;
+    for (size_t i = 0; i < buffers.size(); ++i) {
+        if (i > 26 && i < 36) {
+            buffers[i].resize(buffers[i].size() / 2);
+        }
+        damaged.insert(damaged.end(), buffers[i].begin(), buffers[i].end());
+    }
+    Decoder decoder;
+    decoder.FeedAll(buffers);
+    EXPECT_EQ(Withheld(decoder.md5s, ReferenceMd5s(damaged, kCodec)), 0);
+    EXPECT_TRUE(SameTail(decoder.md5s, ReferenceMd5s(stream, kCodec), 0, 20));
+}
+
+TEST(H264Library, GarbageFailsAndLeavesTheDecoderUsable) {
+    const Bytes stream = ReadFile(MediaPath("h264_640x360_bf0.264"));
+    const std::vector<std::string> reference = ReferenceMd5s(stream, kCodec);
+    std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
+    Decoder decoder;
+    EXPECT_EQ(decoder.Feed(Bytes(3000, 0x55)), -1);
+    EXPECT_EQ(decoder.Feed({0}), -1);
+    EXPECT_EQ(decoder.Feed(buffers[3]), 0);  // no parameter sets yet
+    EXPECT_EQ(Withheld(decoder.FeedAll(buffers), reference), 0);
+}
+
+TEST(H264Library, PicturesThatWaitAreBoundedAndTheOldestGiveWay) {
+    const Bytes stream = ReadFile(MediaPath("h264_640x360_bf0.264"));
+    const std::vector<std::string> reference = ReferenceMd5s(stream, kCodec);
+    Decoder decoder;
+    decoder.Feed(stream);
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_EQ(decoder.Feed({0, 0, 1, 9, 0xF0}), 0);
+    }
+    EXPECT_EQ(decoder.md5s, std::vector<std::string>(reference.end() - 4, reference.end()));
+}
+
+TEST(H264Library, FullHdIsCroppedAndBitExact) {
+    const Bytes stream = ReadFile(MediaPath("h264_1080p_bf0.264"));
+    std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
+    ASSERT_EQ(buffers.size(), 75U);
+    buffers.resize(15);
+    Bytes start;
+    for (const Bytes &buffer : buffers) {
+        start.insert(start.end(), buffer.begin(), buffer.end());
+    }
+    Decoder decoder(2);
+    EXPECT_EQ(Withheld(decoder.FeedAll(buffers), ReferenceMd5s(start, kCodec)), 0);
+    EXPECT_EQ(decoder.info.width, 1920);
+    EXPECT_EQ(decoder.info.height, 1080);
+}
+
+TEST(H264Library, WrongArgumentsAreRefused) {
+    H264Dec_Info info{};
+    uint8_t byte = 0;
+    EXPECT_EQ(dec_h264_main(nullptr, &info, nullptr), -1);
+    EXPECT_EQ(dec_h264_destroy(nullptr), -1);
+    EXPECT_EQ(h264_get_version(nullptr), -1);
+    void *handle = dec_h264_init(0);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(dec_h264_main(handle, nullptr, nullptr), -1);
+    EXPECT_EQ(dec_h264_main(handle, &info, nullptr), -1);
+    info.pstream_buf = &byte;
+    EXPECT_EQ(dec_h264_main(handle, &info, nullptr), -1);
+    EXPECT_EQ(dec_h264_destroy(handle), 0);
+}
+
+}  // namespace

@@ -1,0 +1,230 @@
+// The H.265 library against libavcodec on the same streams, fed in every shape that depacketisers give.
+#include <gtest/gtest.h>
+
+#include <cstdarg>
+
+#include "adapters/video_feed.h"
+#include "codec/h265dec.h"
+
+namespace {
+
+constexpr AVCodecID kCodec = AV_CODEC_ID_HEVC;
+int g_blocks = 0;
+int g_lines = 0;
+
+void *Allocate(UINT32, UINT32 size) {
+    ++g_blocks;
+    return malloc(size);
+}
+void Release(UINT32, void *memory) {
+    g_blocks -= memory != nullptr ? 1 : 0;
+    free(memory);
+}
+void Log(UINT32, IHWVIDEO_ALG_LOG_LEVEL, INT8 *format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    char text[200];
+    vsnprintf(text, sizeof(text), reinterpret_cast<char *>(format), arguments);
+    va_end(arguments);
+    ++g_lines;
+}
+
+IHW265D_INIT_PARAM Param(int width, int height, IH265D_THREAD_TYPE threads) {
+    IHW265D_INIT_PARAM param{};
+    param.iMaxWidth = width;
+    param.iMaxHeight = height;
+    param.eThreadType = threads;
+    param.pfnMalloc = Allocate;
+    param.pfnFree = Release;
+    param.pfnLog = Log;
+    return param;
+}
+
+class Decoder {
+ public:
+    explicit Decoder(int width = 3840, int height = 3840, IH265D_THREAD_TYPE threads = IH265D_SINGLE_THREAD) {
+        IHW265D_INIT_PARAM param = Param(width, height, threads);
+        EXPECT_EQ(IHW265D_Create(&handle_, &param), IHW265D_OK);
+    }
+    ~Decoder() { IHW265D_Delete(handle_); }
+
+    /** Feeds a copy without padding, so that a sanitizer sees every read outside it. */
+    INT32 Feed(const Bytes &buffer) {
+        Bytes copy(buffer);
+        copy.shrink_to_fit();
+        IH265DEC_INARGS in{copy.data(), static_cast<UINT32>(copy.size()), 0, IH265D_DECODE};
+        const INT32 result = IHW265D_DecodeFrame(handle_, &in, &out);
+        if (result == IHW265D_OK) {
+            const int strides[] = {static_cast<int>(out.uiYStride), static_cast<int>(out.uiUVStride),
+                                   static_cast<int>(out.uiUVStride)};
+            md5s.push_back(
+                PictureMd5(out.pPlane, strides, static_cast<int>(out.uiDecWidth), static_cast<int>(out.uiDecHeight)));
+        } else {
+            EXPECT_EQ(out.pPlane[0], nullptr);
+        }
+        return result;
+    }
+
+    const std::vector<std::string> &FeedAll(const std::vector<Bytes> &buffers) {
+        for (const Bytes &buffer : buffers) {
+            Feed(buffer);
+        }
+        return md5s;
+    }
+
+    IH265DEC_OUTARGS out{};
+    std::vector<std::string> md5s;
+
+ private:
+    void *handle_ = nullptr;
+};
+
+/** Bytes of a unit without its start code and without the zeros behind it. */
+Span Payload(Span unit) {
+    Span payload = unit.subspan(unit[2] == 1 ? 3 : 4);
+    while (!payload.empty() && payload.back() == 0) {
+        payload = payload.first(payload.size() - 1);
+    }
+    return payload;
+}
+
+struct Case {
+    const char *name;
+    int withheld;  // the stream's reorder depth
+};
+
+class H265Streams : public testing::TestWithParam<Case> {
+ protected:
+    void SetUp() override {
+        stream_ = ReadFile(MediaPath(GetParam().name));
+        ASSERT_FALSE(stream_.empty());
+        reference_ = CachedReference(GetParam().name, stream_, kCodec);
+        ASSERT_EQ(reference_.size(), 75U);
+    }
+    Bytes stream_;
+    std::vector<std::string> reference_;
+};
+
+TEST_P(H265Streams, AccessUnitsAreBitExactWithoutAddedDelay) {
+    for (const auto threads : {IH265D_SINGLE_THREAD, IH265D_MULTI_THREAD}) {
+        Decoder decoder(3840, 3840, threads);
+        EXPECT_EQ(Withheld(decoder.FeedAll(UnitBuffers(stream_, kCodec)), reference_), GetParam().withheld);
+    }
+}
+
+TEST_P(H265Streams, SlicesFedSinglyGiveTheSamePictures) {
+    Decoder decoder;
+    EXPECT_EQ(Withheld(decoder.FeedAll(SliceBuffers(stream_, kCodec)), reference_), GetParam().withheld);
+}
+
+TEST_P(H265Streams, ALostSliceCostsNothingBehindTheNextKeyFrame) {
+    std::vector<Bytes> buffers = SliceBuffers(stream_, kCodec);
+    buffers.erase(buffers.begin() + static_cast<ptrdiff_t>(buffers.size() / 75 * 33 - 1));
+    Decoder decoder;
+    decoder.FeedAll(buffers);
+    EXPECT_GE(decoder.md5s.size(), 70U);
+    EXPECT_TRUE(SameTail(decoder.md5s, reference_, static_cast<size_t>(GetParam().withheld), 20));
+}
+
+INSTANTIATE_TEST_SUITE_P(Encoded, H265Streams,
+                         testing::Values(Case{"h265_640x360.265", 2}, Case{"h265_642x362.265", 2},
+                                         Case{"h265_slices_640x360.265", 2}),
+                         [](const auto &info) {
+                             const std::string name = info.param.name;
+                             return name.substr(0, name.find('.'));
+                         });
+
+TEST(H265Library, AggregationUnitsAreTakenApart) {
+    const Bytes stream = ReadFile(MediaPath("h265_640x360.265"));
+    const std::vector<std::string> reference = ReferenceMd5s(stream, kCodec);
+    std::vector<Bytes> buffers;
+    for (const Span access : SplitAccessUnits(stream, kCodec)) {
+        Bytes buffer{0, 0, 0, 1, 48 << 1, 1};
+        Bytes rest;
+        for (const Span unit : SplitUnits(access)) {
+            const Span payload = Payload(unit);
+            if (payload.size() > 0xFFFF) {
+                rest.insert(rest.end(), unit.begin(), unit.end());
+                continue;
+            }
+            buffer.push_back(static_cast<uint8_t>(payload.size() >> 8));
+            buffer.push_back(static_cast<uint8_t>(payload.size()));
+            buffer.insert(buffer.end(), payload.begin(), payload.end());
+        }
+        buffer.insert(buffer.end(), rest.begin(), rest.end());
+        buffers.push_back(buffer);
+    }
+    Decoder decoder;
+    EXPECT_EQ(Withheld(decoder.FeedAll(buffers), reference), 2);
+}
+
+TEST(H265Library, TenBitsBecomeEight) {
+    const Bytes stream = ReadFile(MediaPath("h265_10bit_640x360.265"));
+    Decoder decoder;
+    decoder.FeedAll(UnitBuffers(stream, kCodec));
+    EXPECT_EQ(decoder.md5s.size(), 73U);
+    EXPECT_EQ(decoder.out.uiDecWidth, 640U);
+    EXPECT_EQ(decoder.out.uiDecHeight, 360U);
+}
+
+TEST(H265Library, TheSizeAsShownIsHeldAgainstTheMaximum) {
+    std::vector<Bytes> buffers = UnitBuffers(ReadFile(MediaPath("h265_642x362.265")), kCodec);
+    g_lines = 0;
+    EXPECT_EQ(Decoder(640, 362).Feed(buffers[0]), IHW265D_INVALID_MAX_WIDTH);
+    EXPECT_EQ(Decoder(642, 360).Feed(buffers[0]), IHW265D_INVALID_MAX_HEIGHT);
+    EXPECT_EQ(g_lines, 2);
+    Decoder exact(642, 362);
+    exact.FeedAll(buffers);
+    EXPECT_EQ(exact.md5s.size(), 73U);
+    EXPECT_EQ(exact.out.uiDecWidth, 642U);
+    EXPECT_EQ(exact.out.uiDecHeight, 362U);
+}
+
+TEST(H265Library, DamageEndsAtTheNextKeyFrame) {
+    const Bytes stream = ReadFile(MediaPath("h265_slices_640x360.265"));
+    std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
+    Bytes damaged;
+    for (size_t i = 0; i < buffers.size(); ++i) {
+        if (i > 26 && i < 36) {
+            buffers[i].resize(buffers[i].size() / 2);
+        }
+        damaged.insert(damaged.end(), buffers[i].begin(), buffers[i].end());
+    }
+    Decoder decoder;
+    decoder.FeedAll(buffers);
+    EXPECT_EQ(decoder.md5s.size(), 73U);
+    EXPECT_TRUE(SameTail(decoder.md5s, ReferenceMd5s(stream, kCodec), 2, 20));
+}
+
+TEST(H265Library, GarbageFailsAndLeavesTheDecoderUsable) {
+    const Bytes stream = ReadFile(MediaPath("h265_slices_640x360.265"));
+    const std::vector<std::string> reference = ReferenceMd5s(stream, kCodec);
+    std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
+    Decoder decoder;
+    EXPECT_EQ(decoder.Feed(Bytes(3000, 0x55)), IHW265D_STREAM_ERR);
+    EXPECT_EQ(decoder.Feed(buffers[3]), IHW265D_STREAM_ERR);                       // no parameter sets yet
+    EXPECT_EQ(decoder.Feed({0, 0, 1, 48 << 1, 1, 0xFF}), IHW265D_NEED_MORE_BITS);  // aggregation cut short
+    EXPECT_EQ(Withheld(decoder.FeedAll(buffers), reference), 2);
+}
+
+TEST(H265Library, HandlesLiveInTheCallersMemory) {
+    IHW265D_INIT_PARAM param = Param(640, 360, IH265D_SINGLE_THREAD);
+    void *handle = nullptr;
+    g_blocks = 0;
+    EXPECT_EQ(IHW265D_Create(&handle, &param), IHW265D_OK);
+    EXPECT_EQ(g_blocks, 1);
+    EXPECT_EQ(IHW265D_Delete(handle), IHW265D_OK);
+    EXPECT_EQ(g_blocks, 0);
+    param.pfnFree = nullptr;
+    EXPECT_EQ(IHW265D_Create(&handle, &param), IHW265D_INVALID_PARAM);
+    EXPECT_EQ(handle, nullptr);
+    EXPECT_EQ(IHW265D_Create(nullptr, &param), IHW265D_INVALID_PARAM);
+    EXPECT_EQ(IHW265D_Delete(nullptr), IHW265D_OK);
+    IH265DEC_OUTARGS out{};
+    EXPECT_EQ(IHW265D_DecodeAU(nullptr, nullptr, &out), IHW265D_INVALID_PARAM);
+    IHWVIDEO_ALG_VERSION_STRU version{};
+    EXPECT_EQ(IHW265D_GetVersion(&version), IHW265D_OK);
+    EXPECT_NE(version.szReleaseTime[0], '\0');
+}
+
+}  // namespace

@@ -1,0 +1,72 @@
+/**
+ * @file video_feed.h
+ * @brief Ways in which a stream reaches a video decoder, the same for both codecs.
+ */
+#ifndef ZELVANE_TESTS_ADAPTERS_VIDEO_FEED_H
+#define ZELVANE_TESTS_ADAPTERS_VIDEO_FEED_H
+
+#include <algorithm>
+#include <map>
+#include <string>
+
+#include "support/media.h"
+
+/** True of units with picture data. */
+inline bool IsSliceUnit(Span unit, AVCodecID codec) {
+    const size_t header = unit[2] == 1 ? 3 : 4;
+    const int type = codec == AV_CODEC_ID_H264 ? unit[header] & 0x1F : unit[header] >> 1 & 0x3F;
+    return codec == AV_CODEC_ID_H264 ? type == 1 || type == 5 : type <= 31;
+}
+
+/** Each slice in a buffer of its own, with what stands before it, as depacketisers give them. */
+inline std::vector<Bytes> SliceBuffers(Span stream, AVCodecID codec) {
+    std::vector<Bytes> buffers(1);
+    for (const Span unit : SplitUnits(stream)) {
+        buffers.back().insert(buffers.back().end(), unit.begin(), unit.end());
+        if (IsSliceUnit(unit, codec)) {
+            buffers.emplace_back();
+        }
+    }
+    buffers.pop_back();
+    return buffers;
+}
+
+/** `count` access units in each buffer. */
+inline std::vector<Bytes> UnitBuffers(Span stream, AVCodecID codec, size_t count = 1) {
+    std::vector<Bytes> buffers;
+    size_t index = 0;
+    for (const Span unit : SplitAccessUnits(stream, codec)) {
+        if (index++ % count == 0) {
+            buffers.emplace_back();
+        }
+        buffers.back().insert(buffers.back().end(), unit.begin(), unit.end());
+    }
+    return buffers;
+}
+
+/** One independent decode a stream, however many tests compare with it. */
+inline const std::vector<std::string> &CachedReference(const char *name, Span stream, AVCodecID codec) {
+    static std::map<std::string, std::vector<std::string>> references;
+    std::vector<std::string> &reference = references[name];
+    if (reference.empty()) {
+        reference = ReferenceMd5s(stream, codec);
+    }
+    return reference;
+}
+
+/** Number of pictures at the end of `all` that a decoder without a drain leaves inside, if `got` starts `all`; else -1.
+ */
+inline int Withheld(const std::vector<std::string> &got, const std::vector<std::string> &all) {
+    if (got.size() > all.size() || !std::equal(got.begin(), got.end(), all.begin())) {
+        return -1;
+    }
+    return static_cast<int>(all.size() - got.size());
+}
+
+/** True if the last `count` of both are the same once the last `withheld` of `all` are left out. */
+inline bool SameTail(const std::vector<std::string> &got, std::vector<std::string> all, size_t withheld, size_t count) {
+    all.resize(all.size() - withheld);
+    return got.size() >= count && all.size() >= count && std::equal(got.end() - count, got.end(), all.end() - count);
+}
+
+#endif

@@ -1,0 +1,42 @@
+/**
+ * @file media.h
+ * @brief Test streams made by the real encoders, how to cut them, and an independent decode to compare with.
+ */
+#ifndef ZELVANE_TESTS_SUPPORT_MEDIA_H
+#define ZELVANE_TESTS_SUPPORT_MEDIA_H
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+using Bytes = std::vector<uint8_t>;
+using Span = std::span<const uint8_t>;
+
+/** Path of a stream of the shared media folder; the folder is named by the environment's ZELVANE_MEDIA. */
+std::string MediaPath(const char *name);
+
+/** A whole file; empty if it can't be read. */
+Bytes ReadFile(const std::string &path);
+
+/** Cuts an H.264 or H.265 byte stream into access units, by FFmpeg's parser. The spans point into `stream`. */
+std::vector<Span> SplitAccessUnits(Span stream, AVCodecID codec);
+
+/** Cuts it into units, each with its start code. */
+std::vector<Span> SplitUnits(Span stream);
+
+/** Lower-case hexadecimal MD5. */
+std::string Md5(Span data);
+
+/** MD5 of the visible part of an 8-bit 4:2:0 picture. */
+std::string PictureMd5(const uint8_t *const planes[], const int strides[], int width, int height);
+
+/** MD5 of each picture of a stream, in display order, as libavcodec alone decodes it: one thread, drained. */
+std::vector<std::string> ReferenceMd5s(Span stream, AVCodecID codec);
+
+#endif
