@@ -2,6 +2,8 @@
 
 #include <SDL2/SDL_syswm.h>
 
+#include <stdlib.h>
+
 #include <chrono>
 #include <cstdint>
 #include <new>
@@ -110,6 +112,18 @@ bool AddEntry(const SDL_DISPLAY_S &stEntry) {
     }
 }
 
+// A client that uses SDL itself keeps the rest of it.
+void QuitSdl() {
+    if (X11Window_IsServerGone()) {
+        return;
+    }
+    if (gbOwnSdl) {
+        SDL_Quit();
+    } else {
+        SDL_QuitSubSystem(SDL_INIT_VIDEO);
+    }
+}
+
 unsigned long WindowId(HWND hWnd) { return reinterpret_cast<uintptr_t>(hWnd); }
 
 // Half-size chroma planes cover whole pairs of columns and rows: an odd last one is not shown.
@@ -136,6 +150,9 @@ void Upload(SDL_Texture *poTexture, const CODE_DECODED_DATA_S &stPicture, const 
 
 void SDLInit() {
     X11Window_Open();
+    if (X11Window_IsServerGone()) {
+        return;
+    }
     _XDisplay *pstSdlDisplay = nullptr;
     int iResult = 0;
     {
@@ -165,14 +182,20 @@ void SDLdestroy() {
         }
         stDisPlayList.sm_oSdlDisplayList.clear();
         gbPumpSdl = false;
-        if (gbOwnSdl) {
-            SDL_Quit();
-        } else {
-            SDL_QuitSubSystem(SDL_INIT_VIDEO);
-        }
+        QuitSdl();
     }
     X11Window_SetSdlDisplay(nullptr);
     LOG_INFO("SDL_Quit().");
+}
+
+void SDLatexit() {
+    // The library is never unloaded, so that the function is still there when the process exits.
+    static const int iRegistered = atexit([] {
+        if (!X11Window_IsServerGone()) {
+            SDL_Quit();
+        }
+    });
+    (void)iRegistered;
 }
 
 CSdlDisplay::CSdlDisplay()

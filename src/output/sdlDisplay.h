@@ -56,6 +56,8 @@ typedef struct tagDisPlayListS {
 void SDLInit();
 /** Closes the X connection, lets go of all windows and ends SDL. */
 void SDLdestroy();
+/** Has SDL ended once more when the process exits. */
+void SDLatexit();
 
 /** The display; fields without a remark belong to the thread that draws. */
 class CSdlDisplay : public CBaseDisplay {

@@ -1,7 +1,5 @@
 #include "output/videodisplay.h"
 
-#include <stdlib.h>
-
 #include <algorithm>
 #include <mutex>
 #include <new>
@@ -111,9 +109,7 @@ ULONG_32 Video_Init(void) {
 
 void Video_Cleanup(void) {
     SDLdestroy();
-    // The library is never unloaded, so that the function is still there when the process exits.
-    static const int iRegistered = atexit(SDL_Quit);
-    (void)iRegistered;
+    SDLatexit();
 }
 
 ULONG_32 Video_AllocChannleID(HWND hWnd, const ULONG_32 &ulClanID) {

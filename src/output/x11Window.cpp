@@ -24,6 +24,7 @@ struct Xlib {
     decltype(&::XInitThreads) pXInitThreads;
     decltype(&::XOpenDisplay) pXOpenDisplay;
     decltype(&::XSetErrorHandler) pXSetErrorHandler;
+    decltype(&::XSetIOErrorHandler) pXSetIOErrorHandler;
     decltype(&::XSelectInput) pXSelectInput;
     decltype(&::XEventsQueued) pXEventsQueued;
     decltype(&::XNextEvent) pXNextEvent;
@@ -42,7 +43,9 @@ X11_WATCH_S *gpstWatches = nullptr;  // watched windows
 std::atomic<Display *> gpstOwnDisplay{nullptr};
 std::atomic<Display *> gpstSdlDisplay{nullptr};
 std::atomic<XErrorHandler> gpfnFormerHandler{nullptr};
+std::atomic<XIOErrorHandler> gpfnFormerIOHandler{nullptr};
 std::atomic<bool> gbWatching{false};
+std::atomic<bool> gbServerGone{false};
 
 // The thread; written while it doesn't run.
 QLOM_SDK_THREAD_S ghThread = 0;
@@ -59,29 +62,38 @@ const char *LoadError() {
     return pcError ? pcError : "not loaded";
 }
 
+bool IsOurs(Display *pstDisplay) { return pstDisplay == gpstOwnDisplay.load() || pstDisplay == gpstSdlDisplay.load(); }
+
 int OnXError(Display *pstDisplay, XErrorEvent *pstEvent) {
-    if (pstDisplay == gpstOwnDisplay.load() || pstDisplay == gpstSdlDisplay.load()) {
-        return 0;
-    }
     XErrorHandler pfnFormer = gpfnFormerHandler.load();
-    return pfnFormer ? pfnFormer(pstDisplay, pstEvent) : 0;
+    return !IsOurs(pstDisplay) && pfnFormer ? pfnFormer(pstDisplay, pstEvent) : 0;
 }
 
-// A server that went away ends this connection, not the process: it may have other work than windows.
-void OnServerGone(Display *, void *) {}
+// A server that went away ends its connections, not the process: that may have other work than windows.
+int OnServerGone(Display *pstDisplay) {
+    if (IsOurs(pstDisplay)) {
+        gbServerGone.store(true);
+        return 0;
+    }
+    XIOErrorHandler pfnFormer = gpfnFormerIOHandler.load();
+    return pfnFormer ? pfnFormer(pstDisplay) : 0;
+}
+
+void DontExit(Display *, void *) {}
 
 void SurviveServer(Display *pstDisplay) {
     if (pstDisplay && gstXlib.pXSetIOErrorExitHandler) {
-        gstXlib.pXSetIOErrorExitHandler(pstDisplay, OnServerGone, nullptr);
+        gstXlib.pXSetIOErrorExitHandler(pstDisplay, DontExit, nullptr);
     }
 }
 
 // Once per process: a second time could chain two handlers into a ring.
-void InstallErrorHandler() {
+void InstallErrorHandlers() {
     static bool bInstalled = false;
-    if (!bInstalled && gstXlib.pXSetErrorHandler) {
+    if (!bInstalled && gstXlib.pXSetErrorHandler && gstXlib.pXSetIOErrorHandler) {
         bInstalled = true;
         gpfnFormerHandler.store(gstXlib.pXSetErrorHandler(OnXError));
+        gpfnFormerIOHandler.store(gstXlib.pXSetIOErrorHandler(OnServerGone));
     }
 }
 
@@ -101,6 +113,7 @@ bool LoadXlib() {
 void FindFunctions() {
     FindSymbol(gstXlib.pXInitThreads, "XInitThreads");
     FindSymbol(gstXlib.pXSetErrorHandler, "XSetErrorHandler");
+    FindSymbol(gstXlib.pXSetIOErrorHandler, "XSetIOErrorHandler");
     FindSymbol(gstXlib.pXSelectInput, "XSelectInput");
     FindSymbol(gstXlib.pXEventsQueued, "XEventsQueued");
     FindSymbol(gstXlib.pXNextEvent, "XNextEvent");
@@ -159,6 +172,7 @@ void Select(unsigned long windowID, long lMask) {
 // Looks at one descriptor's result. A connection that hung up is not polled again.
 bool IsReadable(pollfd &stPoll) {
     if (stPoll.revents & (POLLHUP | POLLERR | POLLNVAL)) {
+        gbServerGone.store(true);
         stPoll.fd = -1;
         return false;
     }
@@ -204,7 +218,7 @@ bool CreateThread() {
 
 // Logs go to the client's callback, so none is written with the lock held.
 void X11Window_Open() {
-    if (gpstOwnDisplay.load() || !LoadXlib()) {
+    if (gpstOwnDisplay.load() || gbServerGone.load() || !LoadXlib()) {
         return;
     }
     FindFunctions();
@@ -222,7 +236,7 @@ void X11Window_Open() {
     }
     LOG_ERROR("dlopen fun pXOpenDisplay success.");
     SurviveServer(pstDisplay);
-    InstallErrorHandler();
+    InstallErrorHandlers();
     std::lock_guard<std::mutex> lock(gstConnectionLock);
     x11display = pstDisplay;
     gpstOwnDisplay.store(pstDisplay);
@@ -277,6 +291,8 @@ void X11Window_Close() {
     gpstOwnDisplay.store(nullptr);
 }
 
+bool X11Window_IsServerGone() { return gbServerGone.load(); }
+
 bool X11Window_IsWatching() { return gbWatching.load(); }
 
 void X11Window_Watch(unsigned long windowID, X11_WATCH_S *pstWatch) {
@@ -307,6 +323,9 @@ void X11Window_SetWake(X11_WATCH_S *pstWatch, void (*pfnWake)(void *), void *pUs
 }
 
 X11_SIZE_E X11Window_GetSize(unsigned long windowID, PLAYER_WIND_SIZE_S *pstSize, X11_WATCH_S *pstWatch) {
+    if (gbServerGone.load()) {
+        return X11_SIZE_GONE;
+    }
     std::lock_guard<std::mutex> lock(gstConnectionLock);
     decltype(&::XGetWindowAttributes) pXGetWindowAttributes = nullptr;
     if (x11display) {

@@ -6,8 +6,9 @@
  * events nobody else takes out) for as long as the connection is open.
  *
  * Windows belong to the client, which may destroy them at any time, so requests on them may fail at any time; Xlib's
- * own answer to that is to end the process. An error handler, set once per process, swallows the errors of the two
- * connections that draw for us and hands all others to the handler that stood before.
+ * own answer to that is to end the process, and so it is to a server that goes away. Error handlers, set once per
+ * process, swallow the errors of the two connections that draw for us and hand all others to the handlers that stood
+ * before.
  *
  * One lock guards the connection and the list of watches; it is taken inside the display list's lock, never the other
  * way round.
@@ -50,6 +51,9 @@ void X11Window_StopThread();
 /** Closes the connection. */
 void X11Window_Close();
 
+/** Whether the server hung up. This process then shows nothing any more: SDL would end it on closing its connections.
+ */
+bool X11Window_IsServerGone();
 /** Whether events of windows arrive at all. */
 bool X11Window_IsWatching();
 /** Starts to watch a window. The watch must stay where it is until X11Window_Unwatch(). */

@@ -5,6 +5,7 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -202,6 +203,10 @@ class DisplayTest : public testing::Test {
         Start(pcDisplay);
     }
     void Start(const char *pcDisplay) {
+#ifdef ZELVANE_SANITIZED
+        // OpenGL drivers are unloaded with what they leaked, which then can't be told from our own leaks.
+        setenv("SDL_RENDER_DRIVER", "software", 1);
+#endif
         setenv("DISPLAY", pcDisplay, 1);
         logLines.clear();
         Log_SetSysLogCB(TakeLog);
@@ -592,23 +597,31 @@ TEST_F(DisplayServerTest, WithoutAServerEverythingWorksAndNothingShows) {
     Video_DeleteDisplayDec(&hDisplay);
 }
 
-TEST_F(DisplayServerTest, AServerThatGoesTakesNoProcessWithIt) {
+// In a process of its own, which can't show anything afterwards.
+void LoseTheServer() {
     support::Xvfb server;
-    ASSERT_FALSE(server.Name().empty());
-    Start(server.Name().c_str());
+    setenv("DISPLAY", server.Name().c_str(), 1);
+    Video_Init();
     Picture picture(64, 48, RED, GREEN);
+    // The client's own connection would end the process, so its window outlives it.
     Display *pClient = XOpenDisplay(nullptr);
-    XSetIOErrorExitHandler(
-        pClient, [](Display *, void *) {}, nullptr);
     Window window = XCreateSimpleWindow(pClient, DefaultRootWindow(pClient), 0, 0, 64, 64, 0, 0, 0);
-    XSync(pClient, False);
-    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(window));
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
-    server.Stop();
-    EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
-    Video_DeleteDisplayDec(&hDisplay);
+    XSetCloseDownMode(pClient, RetainPermanent);
     XCloseDisplay(pClient);
+    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(window));
+    bool bGood = Video_DisPlayPic(0, hDisplay, &picture.data) == 0 && Video_DisPlayPic(0, hDisplay, &picture.data) == 0;
+    server.Stop();
+    bGood = bGood && Video_DisPlayPic(0, hDisplay, &picture.data) == 1;
+    Video_DeleteDisplayDec(&hDisplay);
+    Video_Cleanup();
+    bGood = bGood && Video_Init() == 0;
+    Video_Cleanup();
+    _exit(bGood ? 0 : 3);
+}
+
+TEST(DisplayServerDeathTest, AServerThatGoesTakesNoProcessWithIt) {
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(LoseTheServer(), testing::ExitedWithCode(0), "");
 }
 
 // ---- the band of an outside text ------------------------------------------------------------------------------------
