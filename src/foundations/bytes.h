@@ -113,8 +113,11 @@ class Reader {
     template <size_t N>
     DULONG Be() {
         const UCHAR *pucAt = Take(N);
+        if (pucAt == nullptr) {
+            return 0;
+        }
         DULONG dulValue = 0;
-        for (size_t i = 0; pucAt != nullptr && i < N; ++i) {
+        for (size_t i = 0; i < N; ++i) {
             dulValue = dulValue << 8 | pucAt[i];
         }
         return dulValue;
@@ -122,8 +125,11 @@ class Reader {
     template <size_t N>
     DULONG Le() {
         const UCHAR *pucAt = Take(N);
+        if (pucAt == nullptr) {
+            return 0;
+        }
         DULONG dulValue = 0;
-        for (size_t i = N; pucAt != nullptr && i > 0; --i) {
+        for (size_t i = N; i > 0; --i) {
             dulValue = dulValue << 8 | pucAt[i - 1];
         }
         return dulValue;

@@ -73,8 +73,8 @@ void *__ReportThreadEntry(void *pArgs) {
     while (IsRunning(ulRun)) {
         ULONG_32 ulEventTicket = Wake_Ticket(&gstEventWake);
         ULONG_32 ulStopTicket = Wake_Ticket(&gstStopWake);
-        if (!DeliverAll(ulRun)) {
-            Wake_Wait(&gstEventWake, ulEventTicket, IDLE_LIMIT_MS);
+        if (!DeliverAll(ulRun) && !Wake_Wait(&gstEventWake, ulEventTicket, IDLE_LIMIT_MS)) {
+            continue;
         }
         if (IsRunning(ulRun)) {
             Wake_Wait(&gstStopWake, ulStopTicket, GATHER_MS);
