@@ -69,6 +69,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pucData, size_t ulSize) {
     stVideo.pucFrameData = pucVideo;
     stAudio.pucFrameData = pucAudio;
     if (ucFlags & FLAG_NEARLY_FULL) {
+        const UCHAR aucSlice[5] = {0, 0, 0, 1, 0x41};  // ends the search for the frame's type at once
+        memcpy(pucVideo, aucSlice, sizeof(aucSlice));
         stVideo.ulFrameLen = VIDEO_FRAME_BUFFER_SIZE - 1 - stIn.Byte();
         stAudio.ulFrameLen = AUDIO_FRAME_BUFFER_SIZE - 1 - stIn.Byte();
     }

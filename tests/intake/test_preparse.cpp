@@ -1,0 +1,259 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "intake/dsp_mcfw_preparse.h"
+
+namespace {
+
+using namespace std::string_literals;
+using Bytes = std::vector<UCHAR>;
+
+const std::string kStart = "\0\0\0\1"s;
+const std::string kIdr = kStart + "\x65\x88\x84";
+
+/** Parameter sets of real encoders, from their hexadecimal dump. */
+std::string Hex(const char *pcHex) {
+    std::string oBytes;
+    for (size_t i = 0; i + 1 < strlen(pcHex); i += 2) {
+        oBytes.push_back(static_cast<char>(std::stoi(std::string(pcHex + i, 2), nullptr, 16)));
+    }
+    return oBytes;
+}
+
+H264_BitStreamInfo_S Preparse(const std::string &oFrame) {
+    Bytes oExact(oFrame.begin(), oFrame.end());
+    H264_BitStreamInfo_S stInfo;
+    memset(&stInfo, 0xA5, sizeof(stInfo));
+    EXPECT_EQ(DSP_H264_PreParse(oExact.data(), static_cast<int>(oExact.size()), &stInfo), 0);
+    return stInfo;
+}
+
+/** Writes an SPS of the baseline profile, without its header byte. */
+class SpsWriter {
+ public:
+    SpsWriter() { Bits(66, 8).Bits(0, 8).Bits(30, 8).Ue(0).Ue(0); }
+    SpsWriter &Bits(DULONG dulValue, int iCount) {
+        for (int i = iCount - 1; i >= 0; --i, ++m_ulBits) {
+            m_oBytes.resize(m_ulBits / 8 + 1);
+            m_oBytes[m_ulBits / 8] |= static_cast<UCHAR>((dulValue >> i & 1) << (7 - m_ulBits % 8));
+        }
+        return *this;
+    }
+    SpsWriter &Ue(ULONG_32 ulValue) {
+        int iZeros = 63 - __builtin_clzll(DULONG{ulValue} + 1);
+        return Bits(0, iZeros).Bits(DULONG{ulValue} + 1, iZeros + 1);
+    }
+    /** Picture order by type 2, so many reference frames, size in macroblocks (of a frame or a field). */
+    SpsWriter &Size(ULONG_32 ulRefs, ULONG_32 ulWidth, ULONG_32 ulHeight, bool bFrames) {
+        Ue(ulRefs).Bits(0, 1).Ue(ulWidth - 1).Ue(ulHeight - 1).Bits(bFrames, 1);
+        return bFrames ? Bits(0, 2) : Bits(0, 3);  // no cropping
+    }
+    SpsWriter &Timing(ULONG_32 ulUnits, ULONG_32 ulScale) {
+        return Bits(1, 1).Bits(0, 4).Bits(1, 1).Bits(ulUnits, 32).Bits(ulScale, 32);
+    }
+    H264_BitStreamInfo_S Parse(int iResult = 0) {
+        Bits(1, 1);
+        H264_BitStreamInfo_S stInfo{};
+        EXPECT_EQ(Fw_H264_parseSPS(m_oBytes.data(), static_cast<int>(m_oBytes.size()), &stInfo), iResult);
+        return stInfo;
+    }
+
+ private:
+    Bytes m_oBytes;
+    size_t m_ulBits = 0;
+};
+
+TEST(PreparseH264, ParameterSetsOfRealEncoders) {
+    const struct {
+        const char *pcSps;
+        int iWidth, iHeight, iRate, iCrop;
+        unsigned uiRight, uiBottom;
+    } astRows[] = {
+        {"6742c028da01e0089f97011000000300100000030320f1832a", 1920, 1088, 25, 1, 0, 4},  // 1080 rows
+        {"674d4028f403c0227ef01100000303e90000ea601f162ea0", 1920, 1088, 29, 1, 0, 2},    // interlaced
+        {"67640020acd9805005bb0110000003001000000780f18319a0", 1280, 720, 60, 0, 0, 0},   // High
+        {"6742c016da0280bfa9b011000003000100000300180f162ea0", 640, 368, 12, 1, 1, 5},    // 638x358
+        {"6742c033da00f0010fb011000003000100000300320f1832a0", 3840, 2160, 25, 0, 0, 0},
+    };
+    for (const auto &stRow : astRows) {
+        H264_BitStreamInfo_S stInfo = Preparse(kStart + Hex(stRow.pcSps) + kIdr);
+        EXPECT_EQ(stInfo.usWidth, stRow.iWidth) << stRow.pcSps;
+        EXPECT_EQ(stInfo.usHeight, stRow.iHeight) << stRow.pcSps;
+        EXPECT_EQ(stInfo.usFrameRate, stRow.iRate) << stRow.pcSps;
+        EXPECT_EQ(stInfo.iCrop, stRow.iCrop) << stRow.pcSps;
+        EXPECT_EQ(stInfo.uiCropRight, stRow.uiRight) << stRow.pcSps;
+        EXPECT_EQ(stInfo.uiCropBottom, stRow.uiBottom) << stRow.pcSps;
+        EXPECT_EQ(stInfo.uiFrameType, 0u);
+        EXPECT_EQ(stInfo.bSPSFrame, 1);
+    }
+}
+
+TEST(PreparseH264, FramesWithoutAUsableSps) {
+    H264_BitStreamInfo_S stInfo = Preparse(kStart + "\x41\x9A\x02\x03");
+    EXPECT_EQ(stInfo.uiFrameType, 255u);
+    EXPECT_EQ(stInfo.usWidth, 0);
+    EXPECT_EQ(stInfo.bSPSFrame, 0);
+    stInfo = Preparse(kIdr);
+    EXPECT_EQ(stInfo.uiFrameType, 0u);
+    EXPECT_EQ(stInfo.usHeight, 0);
+    std::string oGood = kStart + Hex("6742c00cda05825b0110000003001000000301e0f142aa");
+    for (size_t i = 0; i < oGood.size(); ++i) {
+        Preparse(oGood.substr(0, i));
+    }
+    stInfo = Preparse(kStart + "\x67\x42" + kIdr);
+    EXPECT_EQ(stInfo.bSPSFrame, 1);
+    EXPECT_EQ(stInfo.usWidth, 0) << "it ends before the size";
+    stInfo = Preparse(kStart + "\x67\x42\xC0\x0C\xB0" + std::string(220, '\0') + oGood);
+    EXPECT_EQ(stInfo.usWidth, 352) << "the next one is tried";
+    EXPECT_EQ(stInfo.usFrameRate, 15);
+}
+
+TEST(PreparseH264, LimitsOfTheFields) {
+    auto Cycle = [](ULONG_32 ulOffsets, int iResult) {
+        SpsWriter oSps;
+        oSps.Ue(1).Bits(1, 1).Ue(0).Ue(0).Ue(ulOffsets);
+        for (ULONG_32 i = 0; i < ulOffsets; ++i) {
+            oSps.Ue(2);
+        }
+        return oSps.Size(1, 20, 15, true).Bits(0, 1).Parse(iResult);
+    };
+    EXPECT_EQ(Cycle(255, 0).usWidth, 320);
+    EXPECT_EQ(Cycle(256, -1).usWidth, 0);
+    EXPECT_EQ(SpsWriter().Ue(3).Size(1, 20, 15, true).Parse(-1).usHeight, 0);
+    EXPECT_EQ(SpsWriter().Ue(2).Size(16, 20, 15, true).Parse().usHeight, 240);
+    SpsWriter().Ue(2).Size(17, 20, 15, true).Parse(-1);
+    EXPECT_EQ(SpsWriter().Ue(2).Size(32, 20, 15, false).Parse().usHeight, 480);
+    SpsWriter().Ue(2).Size(33, 20, 15, false).Parse(-1);
+    EXPECT_EQ(SpsWriter().Ue(2).Size(1, 252, 1, true).Parse().usWidth, 4016);
+    EXPECT_EQ(SpsWriter().Ue(2).Size(1, 0x7FFFFFFF, 1, true).Parse().usWidth, 4016);
+}
+
+TEST(PreparseH264, FrameRateIsAQuotientOfWholeNumbers) {
+    auto Rate = [](ULONG_32 ulUnits, ULONG_32 ulScale) {
+        return SpsWriter().Ue(2).Size(1, 20, 15, true).Timing(ulUnits, ulScale).Parse().usFrameRate;
+    };
+    EXPECT_EQ(Rate(1001, 60000), 29);
+    EXPECT_EQ(Rate(0, 50), 0);
+    EXPECT_EQ(Rate(0x80000000, 0xFFFFFFFF), 0) << "twice the units does not fit in 32 bits";
+    EXPECT_EQ(SpsWriter().Ue(2).Size(1, 20, 15, true).Bits(0, 1).Parse().usFrameRate, 0);
+}
+
+TEST(PreparseH264, EmulationBytesAreTakenOutUpToTheNextSlice) {
+    std::string oBytes = "ab\0\0\3\1c\0\0\3\0\0\3\4\0\0\1\x41\0\0\3\1"s;
+    int iStart = 0;
+    int iLen = Fw_H264_ClrPCode(reinterpret_cast<UCHAR *>(oBytes.data()), static_cast<int>(oBytes.size()), &iStart);
+    EXPECT_EQ(iStart, 2);
+    EXPECT_EQ(oBytes.substr(static_cast<size_t>(iStart), static_cast<size_t>(iLen)),
+              "ab\0\0\1c\0\0\0\0\3\4\0\0\1\x41\0\0\3\1"s)
+        << "4 needs no emulation byte, and the slice is left alone";
+}
+
+TEST(PreparseH264, BitReaderStaysInsideItsData) {
+    const UCHAR aucBits[] = {0b10100110, 0b00010000, 0b00000001};
+    H264_GetBitContext_S stBits;
+    Fw_H264_init_get_bits(&stBits, aucBits, 24);
+    EXPECT_EQ(Fw_H264_get_ue_golomb(&stBits), 0u);   // 1
+    EXPECT_EQ(Fw_H264_get_se_golomb(&stBits), 1);    // 010
+    EXPECT_EQ(Fw_H264_get_se_golomb(&stBits), -1);   // 011
+    EXPECT_EQ(Fw_H264_get_ue_golomb(&stBits), 15u);  // 0 0001 0000 ...
+    EXPECT_EQ(Fw_H264_get_ue_golomb(&stBits), 0u) << "cut short";
+    EXPECT_EQ(stBits.index, 24);
+    EXPECT_EQ(Fw_H264_get_bits(&stBits, 32), 0u);
+    EXPECT_EQ(stBits.index, 24);
+    EXPECT_EQ(PreDec_av_log2(0), 0);
+    EXPECT_EQ(PreDec_av_log2(0x80000001), 31);
+    EXPECT_EQ(Fw_H264_clip(9, 1, 5), 5);
+}
+
+struct H265Result {
+    BOOL_T bRead;
+    DSP_SPS_INFO_S stInfo;
+};
+
+H265Result ReadH265(const std::string &oFrame) {
+    Bytes oExact(oFrame.begin(), oFrame.end());
+    H265Result stResult;
+    memset(&stResult, 0xA5, sizeof(stResult));
+    stResult.bRead = ParseSequenceParameterSet(oExact.data(), static_cast<ULONG_32>(oExact.size()), &stResult.stInfo);
+    return stResult;
+}
+
+const std::string kVps1080 = kStart + Hex("40010c01ffff016000000300900000030000030078959409");
+const std::string kSps1080 =
+    kStart + Hex("420101016000000300900000030000030078a003c0801107cb965654a4c2f0168080000003008000000c84");
+const std::string kSps720 =
+    kStart + Hex("42010101600000030090000003000003005da00280802d165999a4932bc05a0200000300020000"
+                 "03003210");
+const std::string kVps720 = kStart + Hex("40010c01ffff01600000030090000003000003005d999809");
+const std::string kSlice265 = kStart + "\x26\1\xAF";
+
+TEST(PreparseH265, ParameterSetsOfRealEncoders) {
+    H265Result stResult = ReadH265(kVps1080 + kSps1080 + kSlice265);
+    EXPECT_EQ(stResult.bRead, 1);
+    EXPECT_EQ(stResult.stInfo.lWidth, 1920);
+    EXPECT_EQ(stResult.stInfo.lHeight, 1088) << "the coded size";
+    EXPECT_EQ(stResult.stInfo.ulProfile, 1u);
+    EXPECT_EQ(stResult.stInfo.ulLevel, 120u);
+    EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, 4u);
+    EXPECT_EQ(stResult.stInfo.ulNumUnits, 0u);
+    stResult = ReadH265(kVps720 + kSps720);
+    EXPECT_EQ(stResult.stInfo.lHeight, 720);
+    EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, 5u);
+    stResult = ReadH265(kSps720);
+    EXPECT_EQ(stResult.bRead, 1) << "without a VPS";
+    EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, 1u);
+}
+
+TEST(PreparseH265, WhatEndsTheSearch) {
+    EXPECT_EQ(ReadH265(kSlice265 + kVps1080 + kSps1080).bRead, 0);
+    EXPECT_EQ(ReadH265(kStart + "\x02\1\xD0" + kVps1080 + kSps1080).bRead, 0);
+    EXPECT_EQ(ReadH265(kVps1080 + kSlice265 + kSps1080).bRead, 0);
+    EXPECT_EQ(ReadH265(kVps1080).bRead, 0);
+    EXPECT_EQ(ReadH265(kSps720.substr(0, 19)).bRead, 0);
+    std::string oWhole = kVps1080 + kSps1080;
+    for (size_t i = 0; i < oWhole.size(); ++i) {
+        ReadH265(oWhole.substr(0, i));
+    }
+}
+
+/** A VPS that says to have 2^32 layer sets of two layers, and ends right behind that number. */
+TEST(PreparseH265, MadeUpCountsEndWithTheData) {
+    std::string oVps =
+        kStart + "\x40\1\x0C\1\xFF\xFF" + std::string(11, '\1') + "\x78" + "\xF0\x40\0\0\0\x7F\xFF\xFF\xFF\xFF"s;
+    EXPECT_EQ(ReadH265(oVps).bRead, 0);
+    EXPECT_EQ(ReadH265(kStart + "\x42\1" + std::string(5000, '\0')).stInfo.lWidth, 0);
+}
+
+DSP_SPS_INFO_S Reader(std::string &oBytes) {
+    DSP_SPS_INFO_S stInfo{};
+    stInfo.pucSpsData = reinterpret_cast<UCHAR *>(oBytes.data());
+    stInfo.ulDataLen = static_cast<ULONG_32>(oBytes.size());
+    return stInfo;
+}
+
+TEST(PreparseH265, BitReader) {
+    std::string oEmulated = "\0\0\3\1"s;
+    DSP_SPS_INFO_S stInfo = Reader(oEmulated);
+    for (int iByte : {0, 0, 1, 0, 0}) {
+        EXPECT_EQ(GetBYTE(&stInfo), iByte);
+    }
+    std::string oCodes = "\xA6\x42\x98"s;  // 1 010 011 00100 00101 00110 00...
+    stInfo = Reader(oCodes);
+    EXPECT_EQ(GetUE(&stInfo), 0u);
+    EXPECT_EQ(GetUE(&stInfo), 1u);
+    EXPECT_EQ(GetSE(&stInfo), -1);
+    EXPECT_EQ(GetSE(&stInfo), 2);
+    EXPECT_EQ(GetSE(&stInfo), -2);
+    EXPECT_EQ(GetWord(&stInfo, 5), 6u);
+    std::string oZeros = std::string(4, '\0') + "\xFF\xFF\xFF\xFF\xFF";
+    stInfo = Reader(oZeros);
+    EXPECT_EQ(GetUE(&stInfo), 0xFFFFFFFEu) << "32 zeros: 2^32 is 0";
+    stInfo = Reader(oZeros);
+    stInfo.ulDataLen = 4;
+    EXPECT_EQ(GetUE(&stInfo), 0xFFFFFFFFu) << "only zeros";
+}
+
+}  // namespace
