@@ -18,7 +18,8 @@ constexpr ULONG_32 LOGGED_CALL = 7500;
 /** A window that can't be watched is drawn again so long after its last draw. */
 constexpr DULONG BLIND_REDRAW_MSECONDS = 1000;
 
-DISPLAY_LIST_S stDisPlayList;
+// Never destroyed: a render thread may still draw when the process exits.
+DISPLAY_LIST_S &stDisPlayList = *new DISPLAY_LIST_S;
 bool gbOwnSdl = false;   // nobody in this process used SDL before us
 bool gbPumpSdl = false;  // SDL's connection is ours to empty; under the list's lock
 
