@@ -1,0 +1,271 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "analytics/module_iva.h"
+#include "support/log_lines.h"
+
+namespace {
+
+std::string Word(ULONG_32 ulWord) {
+    return {static_cast<CHAR>(ulWord >> 24), static_cast<CHAR>(ulWord >> 16), static_cast<CHAR>(ulWord >> 8),
+            static_cast<CHAR>(ulWord)};
+}
+
+std::string Half(ULONG_32 ulHalf) { return Word(ulHalf).substr(2); }
+
+/** A data frame in one segment. */
+std::string Frame(int lKind, const std::string &strBody) {
+    return static_cast<CHAR>(lKind) + Half(static_cast<ULONG_32>(strBody.size())) + strBody;
+}
+
+/** A data frame in segments of ulSegment bytes. */
+std::string SegmentedFrame(int lKind, const std::string &strBody, size_t ulSegment) {
+    std::string strFrame;
+    for (size_t i = 0; i < strBody.size(); i += ulSegment) {
+        strFrame += Frame(i == 0 ? lKind : 0x99, strBody.substr(i, ulSegment));
+    }
+    return strFrame;
+}
+
+std::string HeadV2(ULONG_32 ulNum, ULONG_32 ulHoldTime, ULONG_32 ulEnable = 1) {
+    return Word(7) + Word(ulEnable) + Half(ulNum) + Half(ulHoldTime);
+}
+
+std::string Target(ULONG_32 ulId, const std::string &strAttach) {
+    return Word(ulId) + Word(2) + Half(10) + Half(20) + Half(30) + Half(40) + Word(IVA_REPORT_COLOR_RED) + Word(100) +
+           Word(500) + Word(static_cast<ULONG_32>(strAttach.size())) + Word(3) + strAttach;
+}
+
+std::string RuleV2(ULONG_32 ulId) {
+    std::string strRule = Word(ulId) + Word(1) + Word(IVA_REPORT_RULE_POLY) + Word(IVA_REPORT_TRIG_OUT);
+    for (ULONG_32 i = 0; i < IVA_COORD_NUM_V2; ++i) {
+        strRule += Half(100 + i) + Half(200 + i);
+    }
+    return strRule + Word(4) + Word(1) + Word(2) + Word(3) + Word(4) + Word(0) + Word(0);
+}
+
+class Iva : public testing::Test {
+ protected:
+    void SetUp() override {
+        m_st.bDRVEnable = 1;
+        m_st.stMetaV1.lIVAResultBufMaxLen = IVA_BUFFER_START_LEN;
+        m_st.stMetaV2.ulIVARuleBufMaxLen = m_st.stMetaV2.ulIVAResultBufMaxLen = IVA_BUFFER_START_LEN;
+    }
+    ~Iva() override { IVA_FreeBuffers(&m_st); }
+    ULONG_32 Data(const std::string &strFrame) {
+        std::vector<CHAR> acFrame(strFrame.begin(), strFrame.end());
+        acFrame.shrink_to_fit();
+        static CHAR cNothing;
+        return DataParse(&m_st, acFrame.empty() ? &cNothing : acFrame.data(), static_cast<LONG_32>(acFrame.size()));
+    }
+    ULONG_32 Sei(ULONG_32 ulType, const std::string &strBody) {
+        m_st.ulMetaDataVersion = 2;
+        std::vector<CHAR> acBody(strBody.begin(), strBody.end());
+        acBody.shrink_to_fit();
+        static CHAR cNothing;
+        return IvaV2Parse(ulType, &m_st.stMetaV2, acBody.empty() ? &cNothing : acBody.data(),
+                          static_cast<ULONG_32>(acBody.size()));
+    }
+    /** How many pictures in a row carry what pbHave of their copy tells. */
+    template <class META>
+    int Shown(LONG_32 lFrameRate, META IVA_INFO_S::*pstMeta, BOOL_T META::*pbHave) {
+        for (int i = 0; i < 1000; ++i) {
+            HANDLE hCopy = DataCopy(lFrameRate, &m_st);
+            const bool bHave = hCopy != nullptr && static_cast<IVA_INFO_S *>(hCopy)->*pstMeta.*pbHave == 1;
+            FreeInfo(&hCopy);
+            EXPECT_EQ(nullptr, hCopy);
+            if (!bHave) {
+                return i;
+            }
+        }
+        return 1000;
+    }
+    IVA_INFO_S m_st = {};
+    LogLines m_stLog;
+};
+
+TEST_F(Iva, OffOrWithoutDataNothingHappens) {
+    const std::string strRule = Frame(1, std::string(1008, '\1'));
+    EXPECT_EQ(1025U, DataParse(&m_st, nullptr, 5));
+    EXPECT_EQ(1025U, IvaV2Parse(16, nullptr, nullptr, 0));
+    m_st.bDRVEnable = 0;
+    EXPECT_EQ(0U, Data(strRule));
+    EXPECT_EQ(0, m_st.stMetaV1.bHaveRule);
+    m_st.bDRVEnable = 1;
+    EXPECT_EQ(0U, Data(strRule));
+    EXPECT_EQ(1, m_st.stMetaV1.bHaveRule);
+    EXPECT_EQ(nullptr, DataCopy(0, &m_st));
+    m_st.bDRVEnable = 0;
+    EXPECT_EQ(nullptr, DataCopy(25, &m_st));
+}
+
+TEST_F(Iva, VersionOneRulesStandForSixtyOnePictures) {
+    std::string strBody(1008, 0);
+    strBody.replace(16, 16, Word(3) + Word(4) + Word(1) + Word(RULE_SUB_TYPE_FRAME_E));
+    strBody.replace(16 + 52, 8, Word(RULE_FRAME_DIRECT_EXIT_E) + Word(14));
+    EXPECT_EQ(0U, Data(Frame(1, strBody)));
+    const IVA_REPORT_RULE_INFO_S &stRule = m_st.stMetaV1.stRuleConfig.astRule[0];
+    EXPECT_EQ(4U, stRule.ulRuleId);
+    EXPECT_EQ(RULE_SUB_TYPE_FRAME_E, stRule.enRuleType);
+    EXPECT_EQ(RULE_FRAME_DIRECT_EXIT_E, stRule.enZoneDirect);
+    EXPECT_EQ(14U, stRule.stRulePts.ulPointNum);
+    EXPECT_EQ(61, Shown(25, &IVA_INFO_S::stMetaV1, &IVA_INFO_V1_S::bHaveRule));
+}
+
+TEST_F(Iva, VersionOneResultStandsForSixPictures) {
+    std::string strHead;
+    for (ULONG_32 i = 0; i < 9; ++i) {
+        strHead += Word(i + 1);
+    }
+    EXPECT_EQ(0U, Data(Frame(0, strHead + Word(0x01020304) + "odd")));
+    EXPECT_EQ(9U, m_st.stMetaV1.stResultHead.aulRuleNum[7]);
+    EXPECT_EQ(7, m_st.stMetaV1.lIVAResultBufLen);
+    ULONG_32 ulWord = 0;
+    memcpy(&ulWord, m_st.stMetaV1.pcResultBuf, 4);
+    EXPECT_EQ(0x01020304U, ulWord);
+    EXPECT_EQ("odd", std::string(m_st.stMetaV1.pcResultBuf + 4, 3)) << "only whole words are turned";
+
+    HANDLE hCopy = DataCopy(25, &m_st);
+    ASSERT_NE(nullptr, hCopy);
+    const IVA_INFO_S &stCopy = *static_cast<IVA_INFO_S *>(hCopy);
+    EXPECT_EQ(1U, stCopy.ulMetaDataVersion);
+    EXPECT_EQ(1, stCopy.bDRVEnable);
+    EXPECT_EQ(0, stCopy.stMetaV1.lIVAResultBufLen);
+    EXPECT_EQ(0, memcmp(stCopy.stMetaV1.pcResultBuf, m_st.stMetaV1.pcResultBuf, 7));
+    FreeInfo(&hCopy);
+    EXPECT_EQ(0U, Data(Frame(0, strHead))) << "a head alone";
+    EXPECT_EQ(5, Shown(25, &IVA_INFO_S::stMetaV1, &IVA_INFO_V1_S::bHaveResult)) << "keeps the result before it";
+}
+
+TEST_F(Iva, SegmentsAreJoined) {
+    std::string strBody(36, 0);
+    for (int i = 0; i < 100; ++i) {
+        strBody += Word(static_cast<ULONG_32>(i));
+    }
+    for (size_t ulSegment : {1, 30, 218, 435}) {
+        m_st.stMetaV1.bHaveResult = 0;
+        EXPECT_EQ(0U, Data(SegmentedFrame(0, strBody, ulSegment)));
+        EXPECT_EQ(1, m_st.stMetaV1.bHaveResult) << ulSegment;
+        ASSERT_EQ(400, m_st.stMetaV1.lIVAResultBufLen);
+        ULONG_32 ulLast = 0;
+        memcpy(&ulLast, m_st.stMetaV1.pcResultBuf + 396, 4);
+        EXPECT_EQ(99U, ulLast);
+    }
+    EXPECT_TRUE(LogLines::All().empty());
+}
+
+TEST_F(Iva, LengthsThatDontAddUpDropTheFrame) {
+    const std::string strGood = Frame(0, std::string(40, 0));
+    const std::vector<std::string> astBad = {"",
+                                             "\1",
+                                             "\1\1",
+                                             Frame(0, ""),
+                                             Frame(0, std::string(35, 0)),
+                                             Frame(1, std::string(1007, 0)),
+                                             Frame(16, std::string(11, 0)),
+                                             Frame(17, ""),
+                                             strGood.substr(0, 42),
+                                             strGood + "x",
+                                             strGood + "x\1\1",
+                                             std::string("\0\0\0x\0\1yz", 8),
+                                             SegmentedFrame(0, std::string(40, 0), 20).substr(0, 45),
+                                             Frame(0, std::string(40, 0)) + Frame(0, std::string(5, 0)) + "!",
+                                             std::string(70000, '\1')};
+    for (size_t i = 0; i < astBad.size(); ++i) {
+        EXPECT_EQ(0U, Data(astBad[i])) << i;
+        EXPECT_EQ(i + 1, LogLines::Count(PLAYER_LOG_ERROR, "DataParse: IVADataLen Failed.")) << i;
+    }
+    EXPECT_EQ(
+        0, m_st.stMetaV1.bHaveResult + m_st.stMetaV1.bHaveRule + m_st.stMetaV2.bHaveResult + m_st.stMetaV2.bHaveRule);
+    EXPECT_EQ(0U, Data(Frame(99, "of no known kind")));
+    std::string strMany(2000000, '\0');  // hundreds of thousands of empty segments must not take long
+    strMany[2] = 1;
+    EXPECT_EQ(0U, Data(strMany));
+}
+
+TEST_F(Iva, VersionTwoDataFramesKeepTheirShortsSwapped) {
+    EXPECT_EQ(0U, Data(Frame(16, HeadV2(3, 200) + Word(0xAABBCCDD))));
+    EXPECT_EQ(200, m_st.stMetaV2.stResultHead.usTargetNum);
+    EXPECT_EQ(3, m_st.stMetaV2.stResultHead.usDisplayHoldTime);
+    EXPECT_EQ(4U, m_st.stMetaV2.ulIVAResultBufLen);
+    EXPECT_EQ(2U, m_st.ulMetaDataVersion);
+    EXPECT_EQ(0U, Data(Frame(17, HeadV2(0, 65000) + std::string(5000, 'r'))));
+    EXPECT_EQ(65000, m_st.stMetaV2.stRuleHead.usRuleNum);
+    EXPECT_EQ(5000U, m_st.stMetaV2.ulIVARuleBufLen);
+    EXPECT_EQ(5004U, m_st.stMetaV2.ulIVARuleBufMaxLen) << "grown from 2048";
+}
+
+TEST_F(Iva, SeiResult) {
+    const std::string strTargets = Target(1, "odd") + Target(2, "") + Target(3, "text");
+    EXPECT_EQ(0U, Sei(16, HeadV2(3, 200) + strTargets));
+    const IVA_INFO_V2_S &stMeta = m_st.stMetaV2;
+    EXPECT_EQ(1, stMeta.bHaveResult);
+    EXPECT_EQ(3, stMeta.stResultHead.usTargetNum);
+    EXPECT_EQ(200, stMeta.stResultHead.usDisplayHoldTime);
+    EXPECT_EQ(7U, stMeta.ulIVAResultAttLen);
+    IVA_REPORT_RESULT_INFO_V2_EX_S stTarget;
+    memcpy(&stTarget, stMeta.pcResultBuf + 36 + 3, sizeof(stTarget));
+    EXPECT_EQ(2U, stTarget.ulTargetID);
+    EXPECT_EQ(20, stTarget.stStart.usY);
+    EXPECT_EQ(30, stTarget.stEnd.usX);
+    EXPECT_EQ(IVA_REPORT_COLOR_RED, stTarget.enLineColor);
+    EXPECT_EQ(3U, stTarget.ulAttachType);
+    EXPECT_EQ("text", std::string(stMeta.pcResultBuf + stMeta.ulIVAResultBufLen - 4, 4));
+    EXPECT_EQ(5, Shown(25, &IVA_INFO_S::stMetaV2, &IVA_INFO_V2_S::bHaveResult)) << "40 x 6 exceeds 200";
+    EXPECT_EQ(nullptr, DataCopy(25, &m_st));
+}
+
+TEST_F(Iva, SeiRules) {
+    EXPECT_EQ(0U, Sei(17, HeadV2(2, 100) + RuleV2(1) + RuleV2(2)));
+    ASSERT_EQ(1, m_st.stMetaV2.bHaveRule);
+    IVA_REPORT_RULE_INFO_V2_S stRule;
+    memcpy(&stRule, m_st.stMetaV2.pcRuleBuf + 108, sizeof(stRule));
+    EXPECT_EQ(2U, stRule.ulRuleID);
+    EXPECT_EQ(IVA_REPORT_TRIG_OUT, stRule.enTrigType);
+    EXPECT_EQ(115, stRule.astCoord[15].usX);
+    EXPECT_EQ(215, stRule.astCoord[15].usY);
+    HANDLE hCopy = DataCopy(25, &m_st);
+    ASSERT_NE(nullptr, hCopy);
+    EXPECT_EQ(216U, static_cast<IVA_INFO_S *>(hCopy)->stMetaV2.ulIVARuleBufLen);
+    FreeInfo(&hCopy);
+    EXPECT_EQ(1, Shown(25, &IVA_INFO_S::stMetaV2, &IVA_INFO_V2_S::bHaveRule)) << "the second of two";
+}
+
+TEST_F(Iva, SeiOfAWrongLengthIsNotShown) {
+    EXPECT_EQ(0U, Sei(16, HeadV2(1, 200) + Target(1, "") + "!"));
+    EXPECT_EQ(1U, LogLines::Count(PLAYER_LOG_ERROR,
+                                  "IvaV2Parse: ulDataLen Is Invalid, TargetNum Is [1], ulDataLen Is [49], "
+                                  "Attlen Is [0]."));
+    EXPECT_EQ(0U, Sei(17, HeadV2(2, 200) + RuleV2(1)));
+    EXPECT_EQ(1U, LogLines::Count(PLAYER_LOG_ERROR, "IvaV2Parse: ulDataLen Is Invalid, ulDataLen Is [120]."));
+    EXPECT_EQ(2U, Sei(16, HeadV2(2, 200) + Target(1, "")));
+    EXPECT_EQ(
+        1U, LogLines::Count(PLAYER_LOG_ERROR, "DataMallocAndCopyEx: Data Invalid, Total Len is [36], Offset is [72]."));
+    std::string strHuge = Target(1, "");
+    strHuge.replace(28, 4, Word(0xFFFFFFFF));
+    EXPECT_EQ(2U, Sei(16, HeadV2(2, 200) + strHuge));
+    EXPECT_EQ(0U, Sei(16, HeadV2(65535, 200, 0)));
+    EXPECT_EQ(0U, Sei(5, ""));
+    for (size_t ulLen = 0; ulLen < 12; ++ulLen) {
+        EXPECT_EQ(0U, Sei(16, HeadV2(0, 0).substr(0, ulLen)));
+        EXPECT_EQ(0U, Sei(17, HeadV2(0, 0).substr(0, ulLen)));
+    }
+    EXPECT_EQ(0, m_st.stMetaV2.bHaveResult + m_st.stMetaV2.bHaveRule);
+}
+
+TEST_F(Iva, ClearTakesRecordsOffTheDisplay) {
+    m_st.stMetaV1.bHaveRule = m_st.stMetaV2.bHaveRule = m_st.stMetaV1.bHaveResult = m_st.stMetaV2.bHaveResult = 1;
+    ClearData(IVA_CLEAR_DATA_TRACK, &m_st);
+    EXPECT_EQ(
+        4, m_st.stMetaV1.bHaveRule + m_st.stMetaV2.bHaveRule + m_st.stMetaV1.bHaveResult + m_st.stMetaV2.bHaveResult);
+    ClearData(IVA_CLEAR_DATA_RULE, &m_st);
+    EXPECT_EQ(2, m_st.stMetaV1.bHaveResult + m_st.stMetaV2.bHaveResult);
+    EXPECT_EQ(0, m_st.stMetaV1.bHaveRule + m_st.stMetaV2.bHaveRule);
+    ClearData(IVA_CLEAR_DATA_RESULT, &m_st);
+    EXPECT_EQ(0, m_st.stMetaV1.bHaveResult + m_st.stMetaV2.bHaveResult);
+}
+
+}  // namespace
