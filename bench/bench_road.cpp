@@ -1,0 +1,219 @@
+// The whole road: RTP pushed as fast as it goes, every picture out at the callback, beside ffmpeg with one thread on the
+// same stream; and intake alone, beside GStreamer's depayloader on the same packets from a file.
+#include <atomic>
+#include <thread>
+
+#include "measure.h"
+#include "player_sdk_func.h"
+
+namespace {
+
+using measure::Bytes;
+
+struct Unit {
+    size_t offset;
+    size_t length;
+};
+
+/** NAL units of an Annex B stream, without their start codes. */
+std::vector<Unit> FindUnits(const Bytes &stream) {
+    std::vector<Unit> units;
+    for (size_t i = 0; i + 3 < stream.size(); i++) {
+        if (stream[i] == 0 && stream[i + 1] == 0 && stream[i + 2] == 1) {
+            if (!units.empty()) {
+                units.back().length = i - units.back().offset - (stream[i - 1] == 0 ? 1 : 0);
+            }
+            units.push_back({i + 3, stream.size() - i - 3});
+            i += 2;
+        }
+    }
+    return units;
+}
+
+struct Codec {
+    const char *name;
+    const char *file;
+    uint8_t payloadType;
+    const char *demuxer;
+};
+
+bool IsPicture(const Codec &codec, uint8_t header) {
+    if (codec.payloadType == 108) {
+        return (header >> 1 & 0x3F) < 32;
+    }
+    return (header & 0x1F) == 1 || (header & 0x1F) == 5;
+}
+
+void AppendPacket(const Codec &codec, const Bytes &payload, uint32_t timestamp, bool marker, std::vector<Bytes> *out) {
+    const uint16_t number = static_cast<uint16_t>(out->size() + 1);
+    Bytes packet = {0x80, static_cast<uint8_t>(codec.payloadType | (marker ? 0x80 : 0)),
+                    static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number),
+                    static_cast<uint8_t>(timestamp >> 24), static_cast<uint8_t>(timestamp >> 16),
+                    static_cast<uint8_t>(timestamp >> 8), static_cast<uint8_t>(timestamp), 1, 2, 3, 4};
+    packet.insert(packet.end(), payload.begin(), payload.end());
+    out->push_back(std::move(packet));
+}
+
+void AppendFragments(const Codec &codec, const uint8_t *unit, size_t length, uint32_t timestamp, std::vector<Bytes> *out) {
+    const size_t mtu = 1400;
+    const size_t head = codec.payloadType == 108 ? 2 : 1;
+    for (size_t offset = head; offset < length;) {
+        const size_t part = std::min(mtu, length - offset);
+        const uint8_t edge = static_cast<uint8_t>((offset == head ? 0x80 : 0) | (offset + part == length ? 0x40 : 0));
+        Bytes payload = head == 2 ? Bytes{static_cast<uint8_t>((unit[0] & 0x81) | 49 << 1), unit[1],
+                                          static_cast<uint8_t>((unit[0] >> 1 & 0x3F) | edge)}
+                                  : Bytes{static_cast<uint8_t>((unit[0] & 0xE0) | 28),
+                                          static_cast<uint8_t>((unit[0] & 0x1F) | edge)};
+        payload.insert(payload.end(), unit + offset, unit + offset + part);
+        offset += part;
+        AppendPacket(codec, payload, timestamp, offset == length, out);
+    }
+}
+
+/** The stream as RTP; a picture of one slice each, which is what the benchmark streams hold. */
+std::vector<Bytes> Packetise(const Codec &codec, Bytes stream, size_t *pictures) {
+    std::vector<Bytes> packets;
+    *pictures = 0;
+    for (const Unit &unit : FindUnits(stream)) {
+        uint8_t *data = stream.data() + unit.offset;
+        if (codec.payloadType == 108 && (data[0] == 0x28 || data[0] == 0x2A)) {
+            data[0] = 0x26;
+        }
+        const uint32_t timestamp = static_cast<uint32_t>(*pictures + 1) * 3600;
+        const bool isPicture = IsPicture(codec, data[0]);
+        if (unit.length > 1400) {
+            AppendFragments(codec, data, unit.length, timestamp, &packets);
+        } else {
+            AppendPacket(codec, Bytes(data, data + unit.length), timestamp, isPicture, &packets);
+        }
+        *pictures += isPicture;
+    }
+    return packets;
+}
+
+std::atomic<size_t> gFrames{0};
+std::atomic<size_t> gPictures{0};
+
+void CountFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *, void *, LONG_REAL) { gFrames++; }
+void CountPicture(ULONG_32, PLAYER_PICTURE_DATA_S *, void *, LONG_REAL) { gPictures++; }
+
+struct RunResult {
+    double wall;
+    double cpu;
+};
+
+/** Pushes all packets `rounds` times and waits until `expected` frames or pictures came out. */
+RunResult Push(const std::vector<Bytes> &packets, size_t rounds, bool decode, size_t expected) {
+    ULONG_32 port = 0;
+    Zelvane_AllocPort(&port);
+    Zelvane_SetPacketBuffer(port, 5000, 0);
+    Zelvane_SetParseVideoDataCB(port, CountFrame, decode, nullptr);
+    Zelvane_SetDecodeVideoMediaDataCB(port, CountPicture, 1, nullptr);
+    Zelvane_OpenInputStream(port, nullptr, 0, 0);
+    gFrames = 0;
+    gPictures = 0;
+    const double wall = measure::Wall();
+    const double cpu = measure::ProcessCpu();
+    for (size_t round = 0; round < rounds; round++) {
+        for (const Bytes &packet : packets) {
+            measure::Require(Zelvane_InputMediaData(port, packet.data(), static_cast<ULONG_32>(packet.size())), "push");
+        }
+    }
+    std::atomic<size_t> &count = decode ? gPictures : gFrames;
+    while (count < expected && measure::Wall() - wall < 120) {
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    const RunResult result = {measure::Wall() - wall, measure::ProcessCpu() - cpu};
+    measure::Require(count >= expected, "pictures or frames are missing");
+    Zelvane_FreePort(port);
+    return result;
+}
+
+void FullRoad(const Codec &codec) {
+    size_t pictures = 0;
+    const std::string path = measure::Media(codec.file);
+    const std::vector<Bytes> packets = Packetise(codec, measure::ReadAll(path), &pictures);
+    double ours = 0;
+    double theirs = 0;
+    for (int round = 0; round < 3; round++) {
+        const RunResult result = Push(packets, 1, true, pictures);
+        ours = std::max(ours, static_cast<double>(pictures) / result.wall);
+        const measure::PeerTime peer = measure::RunPeer("ffmpeg -v error -threads 1 -f " + std::string(codec.demuxer) +
+                                                        " -i " + path + " -f null -");
+        measure::Require(peer.ok, "ffmpeg");
+        theirs = std::max(theirs, static_cast<double>(pictures) / peer.wall);
+    }
+    printf("full road, 1080p %s: %.1f pictures/s; ffmpeg -threads 1: %.1f; ratio %.3f (aim 0.98)\n", codec.name, ours,
+           theirs, ours / theirs);
+}
+
+std::string WriteCapture(const std::vector<Bytes> &packets, size_t rounds) {
+    const std::string path = "bench_capture.rtp";
+    std::ofstream file(path, std::ios::binary);
+    for (size_t i = 0; i < packets.size() * rounds; i++) {
+        const Bytes &packet = packets[i % packets.size()];
+        const char head[2] = {static_cast<char>(packet.size() >> 8), static_cast<char>(packet.size())};
+        file.write(head, 2);
+        file.write(reinterpret_cast<const char *>(packet.data()), static_cast<std::streamsize>(packet.size()));
+    }
+    return path;
+}
+
+/** Packets of several rounds with sequence numbers that run on. */
+std::vector<Bytes> RunningOn(const std::vector<Bytes> &packets, size_t rounds) {
+    std::vector<Bytes> all;
+    for (size_t i = 0; i < packets.size() * rounds; i++) {
+        Bytes packet = packets[i % packets.size()];
+        packet[2] = static_cast<uint8_t>((i + 1) >> 8);
+        packet[3] = static_cast<uint8_t>(i + 1);
+        all.push_back(std::move(packet));
+    }
+    return all;
+}
+
+void IntakeAlone(const Codec &codec) {
+    const size_t rounds = 60;
+    size_t pictures = 0;
+    const std::vector<Bytes> once = Packetise(codec, measure::ReadAll(measure::Media(codec.file)), &pictures);
+    const std::vector<Bytes> packets = RunningOn(once, rounds);
+    RunResult best = {1e9, 1e9};
+    for (int round = 0; round < 5; round++) {
+        const RunResult result = Push(packets, 1, false, pictures * rounds);
+        best = {std::min(best.wall, result.wall), std::min(best.cpu, result.cpu)};
+    }
+    const std::string path = WriteCapture(packets, 1);
+    const std::string head = "gst-launch-1.0 -q filesrc location=" + path +
+                             " blocksize=1048576 ! 'application/x-rtp-stream,media=video,clock-rate=90000,encoding-name=H264' "
+                             "! rtpstreamdepay ! ";
+    measure::PeerTime bare = {1e9, 1e9, true};
+    measure::PeerTime full = {1e9, 1e9, true};
+    for (int round = 0; round < 3; round++) {
+        const measure::PeerTime a = measure::RunPeer(head + "fakesink sync=false");
+        const measure::PeerTime b = measure::RunPeer(head + "rtph264depay ! fakesink sync=false");
+        measure::Require(a.ok && b.ok, "gst-launch-1.0");
+        bare.cpu = std::min(bare.cpu, a.cpu);
+        full.cpu = std::min(full.cpu, b.cpu);
+    }
+    remove(path.c_str());
+    const double count = static_cast<double>(packets.size());
+    const double depay = (full.cpu - bare.cpu) / count * 1e9;
+    printf("intake alone: %.0f ns CPU a packet over both threads (aim 350), %.2f million packets/s; "
+           "rtph264depay: %.0f ns CPU a packet in the depayloader, %.0f with its feeding; packets/s against %.2f million: "
+           "%.2f times (aim 3)\n",
+           best.cpu / count * 1e9, count / best.wall / 1e6, depay, full.cpu / count * 1e9, 1e3 / depay,
+           count / best.wall / 1e6 / (1e3 / depay));
+}
+
+}  // namespace
+
+int main() {
+    Zelvane_SetWriteLogCB([](ULONG_32, ULONG_32, ULONG_32, const CHAR *, ULONG_32, const CHAR *) {});
+    measure::Require(Zelvane_Init(), "Zelvane_Init");
+    const Codec h264 = {"H.264", "h264_1080p_bench.264", 105, "h264"};
+    const Codec h265 = {"H.265", "h265_1080p_bench.265", 108, "hevc"};
+    FullRoad(h264);
+    FullRoad(h265);
+    IntakeAlone(h264);
+    Zelvane_Cleanup();
+    return 0;
+}
