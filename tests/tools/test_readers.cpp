@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/scratch.h"
 #include "zvplay/annexb_reader.h"
 #include "zvplay/jpeg_reader.h"
 #include "zvplay/options.h"
@@ -30,25 +31,6 @@ Buffer ReadFile(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
-
-/** A folder that goes away with the test. */
-class Scratch {
- public:
-    Scratch() {
-        std::string name = (std::filesystem::temp_directory_path() / "zvplay_test_XXXXXX").string();
-        path_ = mkdtemp(name.data());
-    }
-    ~Scratch() { std::filesystem::remove_all(path_); }
-    std::string Write(const std::string &name, const Buffer &data) const {
-        const std::string path = path_ + "/" + name;
-        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char *>(data.data()), data.size());
-        return path;
-    }
-    const std::string &Path() const { return path_; }
-
- private:
-    std::string path_;
-};
 
 std::unique_ptr<Source> Open(const std::string &path, Failure *failure, double fps = 0, bool headless = true) {
     Options options;
@@ -397,16 +379,17 @@ TEST(Source, IsRecognisedByItsFirstBytes) {
 
 TEST(Source, SaysWhatIsWrong) {
     const Scratch scratch;
+    const Buffer text = {'h', 'e', 'l', 'l', 'o'};
     const struct {
         std::string path;
         const char *words;
     } cases[] = {
         {scratch.Path() + "/none.rtp", "No such file"},
         {Media("."), "no picture found"},
-        {scratch.Write("empty.264", {}), "empty"},
-        {scratch.Write("text.txt", {'h', 'e', 'l', 'l', 'o'}), "neither"},
-        {scratch.Write("text.rtp", {'h', 'e', 'l', 'l', 'o'}), "no RTP capture"},
-        {scratch.Write("a.jpg", {1, 2, 3}), "no JPEG"},
+        {scratch.Write("empty.264", Buffer()), "empty"},
+        {scratch.Write("text.txt", text), "neither"},
+        {scratch.Write("text.rtp", text), "no RTP capture"},
+        {scratch.Write("a.jpg", text), "no JPEG"},
         {scratch.Write("a.264", ReadFile(Media("h265_640x360.265"))), "this is H.265"},
         {scratch.Write("a.265", ReadFile(Media("h264_640x360_bf0.264"))), "this is H.264"},
         {scratch.Write("b.264", Buffer(1000, 7)), "no H.264 or H.265"},

@@ -36,6 +36,9 @@ bool IsHeadH265(int type) {
     return (type >= 32 && type <= 35) || type == 39 || (type >= 41 && type <= 44) || (type >= 48 && type <= 55);
 }
 
+/** Enough of the data to tell what they are. */
+Bytes Begin(Bytes data) { return data.first(std::min<size_t>(data.size(), 4096)); }
+
 }  // namespace
 
 AnnexBReader::AnnexBReader(MappedFile file, bool h265, double fps)
@@ -105,8 +108,10 @@ bool AnnexBReader::Next(Push *push) {
     return true;
 }
 
+bool AnnexBReader::HasUnits(Bytes data) { return FindStartCode(Begin(data), 0) < Begin(data).size(); }
+
 int AnnexBReader::Recognise(Bytes data) {
-    const Bytes begin = data.first(std::min<size_t>(data.size(), 4096));
+    const Bytes begin = Begin(data);
     for (size_t at = FindStartCode(begin, 0); at + 5 <= begin.size(); at = FindStartCode(begin, at + 3)) {
         const Bytes unit = begin.subspan(at + 3);
         // A parameter set settles it: 32 and 33 of H.265 are 0 and 2 to H.264, which no encoder begins with.

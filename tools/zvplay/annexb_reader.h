@@ -31,6 +31,9 @@ class AnnexBReader : public Source {
     /** Looks for a parameter set or a slice near the beginning. @return 264, 265, or 0 for neither */
     static int Recognise(Bytes data);
 
+    /** Whether a start code comes near the beginning. */
+    static bool HasUnits(Bytes data);
+
  private:
     struct Unit {
         size_t begin, end;  ///< of the unit in the file, without start code

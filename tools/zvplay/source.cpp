@@ -70,12 +70,12 @@ SourcePtr OpenJpegFile(const Options &options, Bytes data, Failure *failure) {
 
 SourcePtr OpenAnnexB(const Options &options, MappedFile file, bool h265, Failure *failure) {
     const int found = AnnexBReader::Recognise(file.All());
-    if (found == 0) {
+    if (!AnnexBReader::HasUnits(file.All())) {
         return Fail(failure, options.source + ": no H.264 or H.265 found",
                     "it has to be the encoder's byte stream with start codes; for an .mp4 or .mkv make one: "
                     "ffmpeg -i FILE -c copy -bsf:v h264_mp4toannexb OUT.264");
     }
-    if ((found == 265) != h265) {
+    if (found != 0 && (found == 265) != h265) {  // else the ending decides
         return Fail(failure, options.source + (found == 265 ? ": this is H.265" : ": this is H.264"),
                     found == 265 ? "give the file the ending .265" : "give the file the ending .264");
     }

@@ -71,10 +71,10 @@ void Status::Json(const Figures &figures, const PlayState &state, bool end) {
     std::printf(
         "{\"time\": %.2f, \"frames\": %u, \"pictures\": %u, \"rate\": %d, \"bit_rate\": %d, \"packets\": %d, "
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
-        "\"audio\": \"%s\", \"paused\": %s, \"end\": %s}\n",
+        "\"audio\": \"%s\", \"sound\": %s, \"paused\": %s, \"end\": %s}\n",
         state.position, figures.frames, figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost,
         figures.fill, figures.sounds, figures.width, figures.height, figures.video, figures.audio,
-        state.paused ? "true" : "false", end ? "true" : "false");
+        state.sound ? "true" : "false", state.paused ? "true" : "false", end ? "true" : "false");
     std::fflush(stdout);
 }
 
