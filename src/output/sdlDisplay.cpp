@@ -247,11 +247,12 @@ ULONG_32 CSdlDisplay::setDisplayHwnd(HWND hWnd) {
 
 ULONG_32 CSdlDisplay::displayPic(ULONG_32, const CODE_DECODED_DATA_S &stPicture) {
     ulErrCount++;
-    if (!IsDrawable(stPicture)) {
-        return 1;
-    }
     m_pcFailure = nullptr;
     m_dulDrawTime = Now();
+    if (!IsDrawable(stPicture)) {
+        word::Store(m_stWatch.bRedraw, 0);
+        return 1;
+    }
     bool bThere = GetWinSize();
     ULONG_32 ulResult = 1;
     {
@@ -479,7 +480,11 @@ ULONG_32 CSdlDisplay::setReserveInfo(const RTP_RESERVED_INFO_S &stReserveInfo) {
 
 ULONG_32 CSdlDisplay::DisplayEnvCheck() { return 1; }
 
+// Before the first picture there is nothing to draw again, whatever happens to the window.
 bool CSdlDisplay::needsRedraw() const {
+    if (m_dulDrawTime == 0) {
+        return false;
+    }
     if (word::LoadAcquire(m_stWatch.bRedraw)) {
         return true;
     }

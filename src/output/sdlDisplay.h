@@ -120,7 +120,7 @@ class CSdlDisplay : public CBaseDisplay {
     RTP_RESERVED_INFO_S m_stReserveInfo; /**< last private data of the stream */
 
     X11_WATCH_S m_stWatch;   /**< what happens to the window */
-    DULONG m_dulDrawTime;    /**< milliseconds of the last draw, for windows that can't be watched */
+    DULONG m_dulDrawTime;    /**< milliseconds of the last draw; 0 before the first picture */
     const CHAR *m_pcFailure; /**< line to log for this draw, once no lock is held; or null */
 };
 

@@ -61,7 +61,8 @@ MODULE_API ULONG_32 Video_DisPlayPic(ULONG_32 ulPort, HANDLE hDisplayDec, CODE_D
 /**
  * Whether the window wants the present picture drawn again: its size changed or a part of it was uncovered since the
  * last draw, the scale changed, or the last call only set the window up. Without an X connection of its own the library
- * can't know, and says so once a second after the last draw. False for a null handle.
+ * can't know, and says so once a second after the last draw. False for a null handle and before the first picture, so
+ * that a thread that draws whenever it is true never spins. To be called by the thread that draws.
  */
 MODULE_API bool Video_NeedsRedraw(HANDLE hDisplayDec);
 

@@ -327,7 +327,9 @@ TEST_F(DisplayTest, OddPicturesAreDrawnAndImpossibleOnesSkipped) {
     for (auto pfnDamage : damages) {
         CODE_DECODED_DATA_S bad = odd.data;
         pfnDamage(bad);
+        Video_SetDisPlayScale(hDisplay, PLAYER_RENDER_SCALE_FULL);
         EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &bad));
+        EXPECT_FALSE(Video_NeedsRedraw(hDisplay)) << "a thread that holds such a picture would spin";
     }
     EXPECT_EQ(1, spy.presents);
     EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &odd.data));
@@ -382,6 +384,18 @@ TEST_F(DisplayTest, UncoveringWakesAndMovingDoesNot) {
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(iBefore, wake.count);
     EXPECT_TRUE(Video_NeedsRedraw(hDisplay)) << "it is seen without a wake too";
+    Video_DeleteDisplayDec(&hDisplay);
+}
+
+TEST_F(DisplayTest, NothingIsToBeDrawnBeforeThereIsAPicture) {
+    ClientWindow window(200, 200);
+    WakeCount wake;
+    HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
+    Video_SetRedrawWake(hDisplay, WakeCount::Wake, &wake);
+    Video_SetDisPlayScale(hDisplay, PLAYER_RENDER_SCALE_PROPORTION);
+    window.Resize(300, 300);
+    EXPECT_TRUE(wake.Reaches(1));
+    EXPECT_FALSE(Video_NeedsRedraw(hDisplay)) << "a thread without a picture would spin";
     Video_DeleteDisplayDec(&hDisplay);
 }
 
