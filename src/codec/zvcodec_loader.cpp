@@ -1,6 +1,9 @@
 #include "codec/zvcodec_loader.h"
 
 #include <dlfcn.h>
+#include <limits.h>
+#include <stdio.h>
+#include <string.h>
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
@@ -16,6 +19,19 @@ bool IsSanitized() {
 #else
     return dlsym(RTLD_DEFAULT, "__asan_init") != nullptr || dlsym(RTLD_DEFAULT, "__tsan_init") != nullptr;
 #endif
+}
+
+// A sanitizer opens libraries in its own name, so that our run path is not looked at: the file beside us by its path.
+void *OpenBesideUs(const char *pcName, int lFlags) {
+    Dl_info stInfo;
+    if (dladdr(reinterpret_cast<void *>(&OpenBesideUs), &stInfo) == 0 || stInfo.dli_fname == nullptr) {
+        return nullptr;
+    }
+    const char *pcSlash = strrchr(stInfo.dli_fname, '/');
+    const int lFolderLen = pcSlash != nullptr ? static_cast<int>(pcSlash - stInfo.dli_fname) + 1 : 0;
+    char szPath[PATH_MAX];
+    const int lLen = snprintf(szPath, sizeof(szPath), "%.*s%s", lFolderLen, stInfo.dli_fname, pcName);
+    return lLen > 0 && lLen < PATH_MAX ? dlopen(szPath, lFlags) : nullptr;
 }
 
 enum FOUND { NO_LIBRARY, NO_SYMBOL, FOUND_IT };
@@ -60,7 +76,10 @@ void CallVoid(const char *pcSymbol) {
 
 void ZvCodec_Open() {
     const int lFlags = RTLD_LAZY | (IsSanitized() ? 0 : RTLD_DEEPBIND);
-    void *const pLibrary = dlopen("libZvCodec.so", lFlags);
+    void *pLibrary = dlopen("libZvCodec.so", lFlags);
+    if (pLibrary == nullptr && IsSanitized()) {
+        pLibrary = OpenBesideUs("libZvCodec.so", lFlags);
+    }
     if (pLibrary != nullptr) {
         LOG_INFO("dlopen libZvCodec.so Success.");
     } else {
