@@ -31,39 +31,56 @@ H264_BitStreamInfo_S Preparse(const std::string &oFrame) {
     return stInfo;
 }
 
-/** Writes an SPS of the baseline profile, without its header byte. */
-class SpsWriter {
+class BitWriter {
  public:
-    SpsWriter() { Bits(66, 8).Bits(0, 8).Bits(30, 8).Ue(0).Ue(0); }
-    SpsWriter &Bits(DULONG dulValue, int iCount) {
+    BitWriter &Bits(DULONG dulValue, int iCount) {
         for (int i = iCount - 1; i >= 0; --i, ++m_ulBits) {
-            m_oBytes.resize(m_ulBits / 8 + 1);
-            m_oBytes[m_ulBits / 8] |= static_cast<UCHAR>((dulValue >> i & 1) << (7 - m_ulBits % 8));
+            oBytes.resize(m_ulBits / 8 + 1);
+            oBytes[m_ulBits / 8] |= static_cast<char>((dulValue >> i & 1) << (7 - m_ulBits % 8));
         }
         return *this;
     }
-    SpsWriter &Ue(ULONG_32 ulValue) {
+    BitWriter &Ue(ULONG_32 ulValue) {
         int iZeros = 63 - __builtin_clzll(DULONG{ulValue} + 1);
         return Bits(0, iZeros).Bits(DULONG{ulValue} + 1, iZeros + 1);
     }
-    /** Picture order by type 2, so many reference frames, size in macroblocks (of a frame or a field). */
-    SpsWriter &Size(ULONG_32 ulRefs, ULONG_32 ulWidth, ULONG_32 ulHeight, bool bFrames) {
-        Ue(ulRefs).Bits(0, 1).Ue(ulWidth - 1).Ue(ulHeight - 1).Bits(bFrames, 1);
-        return bFrames ? Bits(0, 2) : Bits(0, 3);  // no cropping
-    }
-    SpsWriter &Timing(ULONG_32 ulUnits, ULONG_32 ulScale) {
-        return Bits(1, 1).Bits(0, 4).Bits(1, 1).Bits(ulUnits, 32).Bits(ulScale, 32);
-    }
-    H264_BitStreamInfo_S Parse(int iResult = 0) {
-        Bits(1, 1);
-        H264_BitStreamInfo_S stInfo{};
-        EXPECT_EQ(Fw_H264_parseSPS(m_oBytes.data(), static_cast<int>(m_oBytes.size()), &stInfo), iResult);
-        return stInfo;
-    }
+    std::string oBytes;
 
  private:
-    Bytes m_oBytes;
     size_t m_ulBits = 0;
+};
+
+/** Writes an SPS of the baseline profile, without its header byte. */
+class SpsWriter : public BitWriter {
+ public:
+    SpsWriter() { Bits(66, 8).Bits(0, 8).Bits(30, 8).Ue(0).Ue(0); }
+    /** Ways of picture order, and the fields that go with them. */
+    SpsWriter &Order(ULONG_32 ulType, ULONG_32 ulOffsets = 0) {
+        Ue(ulType);
+        if (ulType == 1) {
+            Bits(1, 1).Ue(0).Ue(0).Ue(ulOffsets);
+        }
+        for (ULONG_32 i = 0; i < ulOffsets; ++i) {
+            Ue(2);
+        }
+        return *this;
+    }
+    /** So many reference frames, size in macroblocks (of a frame or a field), no cropping. */
+    SpsWriter &Size(ULONG_32 ulRefs, ULONG_32 ulWidth, ULONG_32 ulHeight, bool bFrames) {
+        Ue(ulRefs).Bits(0, 1).Ue(ulWidth - 1).Ue(ulHeight - 1).Bits(bFrames, 1).Bits(0, bFrames ? 2 : 3);
+        return *this;
+    }
+    SpsWriter &Timing(ULONG_32 ulUnits, ULONG_32 ulScale) {
+        Bits(1, 1).Bits(0, 4).Bits(1, 1).Bits(ulUnits, 32).Bits(ulScale, 32);
+        return *this;
+    }
+    H264_BitStreamInfo_S Parse(int iResult = 0) {
+        Bits(1, 8);
+        Bytes oExact(oBytes.begin(), oBytes.end());
+        H264_BitStreamInfo_S stInfo{};
+        EXPECT_EQ(Fw_H264_parseSPS(oExact.data(), static_cast<int>(oExact.size()), &stInfo), iResult);
+        return stInfo;
+    }
 };
 
 TEST(PreparseH264, ParameterSetsOfRealEncoders) {
@@ -112,33 +129,25 @@ TEST(PreparseH264, FramesWithoutAUsableSps) {
 }
 
 TEST(PreparseH264, LimitsOfTheFields) {
-    auto Cycle = [](ULONG_32 ulOffsets, int iResult) {
-        SpsWriter oSps;
-        oSps.Ue(1).Bits(1, 1).Ue(0).Ue(0).Ue(ulOffsets);
-        for (ULONG_32 i = 0; i < ulOffsets; ++i) {
-            oSps.Ue(2);
-        }
-        return oSps.Size(1, 20, 15, true).Bits(0, 1).Parse(iResult);
-    };
-    EXPECT_EQ(Cycle(255, 0).usWidth, 320);
-    EXPECT_EQ(Cycle(256, -1).usWidth, 0);
-    EXPECT_EQ(SpsWriter().Ue(3).Size(1, 20, 15, true).Parse(-1).usHeight, 0);
-    EXPECT_EQ(SpsWriter().Ue(2).Size(16, 20, 15, true).Parse().usHeight, 240);
-    SpsWriter().Ue(2).Size(17, 20, 15, true).Parse(-1);
-    EXPECT_EQ(SpsWriter().Ue(2).Size(32, 20, 15, false).Parse().usHeight, 480);
-    SpsWriter().Ue(2).Size(33, 20, 15, false).Parse(-1);
-    EXPECT_EQ(SpsWriter().Ue(2).Size(1, 252, 1, true).Parse().usWidth, 4016);
-    EXPECT_EQ(SpsWriter().Ue(2).Size(1, 0x7FFFFFFF, 1, true).Parse().usWidth, 4016);
+    EXPECT_EQ(SpsWriter().Order(1, 255).Size(1, 20, 15, true).Parse().usWidth, 320);
+    EXPECT_EQ(SpsWriter().Order(1, 256).Size(1, 20, 15, true).Parse(-1).usWidth, 0);
+    EXPECT_EQ(SpsWriter().Order(3).Size(1, 20, 15, true).Parse(-1).usHeight, 0);
+    EXPECT_EQ(SpsWriter().Order(2).Size(16, 20, 15, true).Parse().usHeight, 240);
+    EXPECT_EQ(SpsWriter().Order(2).Size(17, 20, 15, true).Parse(-1).usHeight, 0);
+    EXPECT_EQ(SpsWriter().Order(2).Size(32, 20, 15, false).Parse().usHeight, 480);
+    EXPECT_EQ(SpsWriter().Order(2).Size(33, 20, 15, false).Parse(-1).usHeight, 0);
+    EXPECT_EQ(SpsWriter().Order(2).Size(1, 252, 1, true).Parse().usWidth, 4016);
+    EXPECT_EQ(SpsWriter().Order(2).Size(1, 0x7FFFFFFF, 1, true).Parse().usWidth, 4016);
 }
 
 TEST(PreparseH264, FrameRateIsAQuotientOfWholeNumbers) {
     auto Rate = [](ULONG_32 ulUnits, ULONG_32 ulScale) {
-        return SpsWriter().Ue(2).Size(1, 20, 15, true).Timing(ulUnits, ulScale).Parse().usFrameRate;
+        return SpsWriter().Order(2).Size(1, 20, 15, true).Timing(ulUnits, ulScale).Parse().usFrameRate;
     };
     EXPECT_EQ(Rate(1001, 60000), 29);
     EXPECT_EQ(Rate(0, 50), 0);
     EXPECT_EQ(Rate(0x80000000, 0xFFFFFFFF), 0) << "twice the units does not fit in 32 bits";
-    EXPECT_EQ(SpsWriter().Ue(2).Size(1, 20, 15, true).Bits(0, 1).Parse().usFrameRate, 0);
+    EXPECT_EQ(SpsWriter().Order(2).Size(1, 20, 15, true).Parse().usFrameRate, 0) << "no VUI";
 }
 
 TEST(PreparseH264, EmulationBytesAreTakenOutUpToTheNextSlice) {
@@ -217,6 +226,47 @@ TEST(PreparseH265, WhatEndsTheSearch) {
     for (size_t i = 0; i < oWhole.size(); ++i) {
         ReadH265(oWhole.substr(0, i));
     }
+}
+
+/** profile_tier_level() without long runs of zeros. */
+void PutProfile(BitWriter *poBits, int iProfile) {
+    poBits->Bits(static_cast<DULONG>(iProfile), 8).Bits(0xFFFFFFFF, 32).Bits(0xFFFFFFFFFFFF, 48);
+}
+
+std::string SpsH265(ULONG_32 ulId, ULONG_32 ulLumaDepth, ULONG_32 ulChromaDepth) {
+    BitWriter oBits;
+    oBits.Bits(0x4201, 16).Bits(1, 8);
+    PutProfile(&oBits, 2);
+    oBits.Bits(93, 8).Ue(ulId).Ue(1).Ue(640).Ue(480).Bits(1, 1).Ue(0).Ue(8).Ue(1).Ue(2);  // conformance window
+    oBits.Ue(ulLumaDepth).Ue(ulChromaDepth).Bits(1, 1);
+    return kStart + oBits.oBytes;
+}
+
+/** Three sub-layers, the first with a profile, the second with a level; ordering for each; two layer sets; timing. */
+std::string VpsH265(ULONG_32 ulUnits, ULONG_32 ulScale) {
+    BitWriter oBits;
+    oBits.Bits(0x4001, 16).Bits(0x0C, 8).Bits(2 << 1 | 1, 8).Bits(0xFFFF, 16);
+    PutProfile(&oBits, 2);
+    oBits.Bits(93, 8).Bits(0b1001, 4).Bits(0, 12);
+    PutProfile(&oBits, 2);
+    oBits.Bits(60, 8).Bits(1, 1);
+    for (ULONG_32 ulBuffers : {3U, 6U, 4U}) {
+        oBits.Ue(ulBuffers).Ue(1).Ue(0);
+    }
+    oBits.Bits(1, 6).Ue(1).Bits(3, 2).Bits(1, 1).Bits(ulUnits, 32).Bits(ulScale, 32).Bits(1, 1);
+    return kStart + oBits.oBytes;
+}
+
+TEST(PreparseH265, TimingReferencesAndRefusedValues) {
+    H265Result stResult = ReadH265(VpsH265(0x010203E9, 0x0101EA60) + SpsH265(3, 2, 2));
+    EXPECT_EQ(stResult.bRead, 1);
+    EXPECT_EQ(stResult.stInfo.lWidth, 640) << "the window is not applied";
+    EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, 6u) << "the greatest";
+    EXPECT_EQ(stResult.stInfo.ulNumUnits, 0x010203E9u);
+    EXPECT_EQ(stResult.stInfo.ulTimeScale, 0x0101EA60u);
+    EXPECT_EQ(ReadH265(SpsH265(4, 0, 0)).bRead, 0) << "ids above 3 are not taken";
+    EXPECT_EQ(ReadH265(SpsH265(16, 0, 0)).bRead, 0);
+    EXPECT_EQ(ReadH265(SpsH265(0, 2, 0)).bRead, 0) << "depths differ";
 }
 
 /** A VPS that says to have 2^32 layer sets of two layers, and ends right behind that number. */
