@@ -1,0 +1,261 @@
+#include <gtest/gtest.h>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/pixdesc.h>
+}
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "codec/zvmjpeg.h"
+#include "support/media.h"
+
+namespace {
+
+/** A picture in three blocks of exactly the bytes that the interface asks for. */
+struct Picture {
+    Picture(int width, int height) : size{width, height} {
+        for (int i = 0; i < 3; i++) {
+            planes[i].resize(static_cast<size_t>(Width(i)) * Height(i), 0x55);
+            record.pData[i] = planes[i].data();
+            record.uLineSize[i] = static_cast<ULONG_32>(Width(i));
+        }
+        record.uPicWidth = static_cast<ULONG_32>(width);
+        record.uPicHeight = static_cast<ULONG_32>(height);
+    }
+    int Width(int plane) const { return plane == 0 ? size[0] : size[0] / 2; }
+    int Height(int plane) const { return plane == 0 ? size[1] : size[1] / 2; }
+
+    int size[2];
+    Bytes planes[3];
+    DSP_Picture_Mjpeg record{};
+};
+
+class JpegAdapter : public testing::Test {
+ protected:
+    ~JpegAdapter() override {
+        DSP_JpegDecDestroy(decoder);
+        DSP_JpegEncDestroy(encoder);
+    }
+    LONG_32 Probe(Span data, DSP_Picture_Mjpeg *picture) {
+        return DSP_JpegDecode(decoder, data.data(), static_cast<ULONG_32>(data.size()), picture, 1);
+    }
+    LONG_32 Decode(Span data, Picture *picture) {
+        return DSP_JpegDecode(decoder, data.data(), static_cast<ULONG_32>(data.size()), &picture->record, 0);
+    }
+    Bytes Encode(const Picture &picture) {
+        Bytes out(0x100000);
+        auto length = static_cast<ULONG_32>(out.size());
+        EXPECT_EQ(ZVMJPEG_OK, DSP_JpegEncode(encoder, &picture.record, 1, out.data(), &length));
+        out.resize(length);
+        return out;
+    }
+
+    HANDLE decoder = DSP_JpegDecInit();
+    HANDLE encoder = DSP_JpegEncInit();
+};
+
+Bytes Seed(const std::string &name) {
+    const char *root = std::getenv("ZELVANE_SOURCE");
+    return ReadFile(std::string(root != nullptr ? root : ".") + "/fuzz/corpus/jpeg/" + name);
+}
+
+using FramePtr = std::unique_ptr<AVFrame, void (*)(AVFrame *)>;
+
+// The picture as libavcodec decodes it, in the sampling of the file.
+FramePtr Reference(const Bytes &jpeg) {
+    const AVCodec *codec = avcodec_find_decoder(AV_CODEC_ID_MJPEG);
+    AVCodecContext *context = avcodec_alloc_context3(codec);
+    AVPacket *packet = av_packet_alloc();
+    FramePtr frame(av_frame_alloc(), [](AVFrame *f) { av_frame_free(&f); });
+    EXPECT_EQ(0, avcodec_open2(context, codec, nullptr));
+    EXPECT_EQ(0, av_new_packet(packet, static_cast<int>(jpeg.size())));
+    std::memcpy(packet->data, jpeg.data(), jpeg.size());
+    EXPECT_EQ(0, avcodec_send_packet(context, packet));
+    avcodec_send_packet(context, nullptr);
+    EXPECT_EQ(0, avcodec_receive_frame(context, frame.get()));
+    av_packet_free(&packet);
+    avcodec_free_context(&context);
+    return frame;
+}
+
+// Mean of what the file holds for the 2 x 2 pixels that one sample of the output serves.
+double Expected(const AVFrame &frame, int plane, int x, int y) {
+    if (plane == 0) {
+        return frame.data[0][y * frame.linesize[0] + x];
+    }
+    const AVPixFmtDescriptor *form = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame.format));
+    if (form->nb_components == 1) {
+        return 128;
+    }
+    double sum = 0;
+    for (int i = 0; i < 4; i++) {
+        const int column = (2 * x + i % 2) >> form->log2_chroma_w;
+        const int row = (2 * y + i / 2) >> form->log2_chroma_h;
+        sum += frame.data[plane][row * frame.linesize[plane] + column];
+    }
+    return sum / 4;
+}
+
+TEST_F(JpegAdapter, BringsEverySamplingAndOddSizesTo420) {
+    for (const char *name : {"odd_420.jpg", "even_422.jpg", "odd_444.jpg", "even_411.jpg", "even_440.jpg",
+                             "odd_gray.jpg", "progressive_420.jpg"}) {
+        SCOPED_TRACE(name);
+        const Bytes jpeg = Seed(name);
+        ASSERT_FALSE(jpeg.empty());
+        const FramePtr reference = Reference(jpeg);
+        DSP_Picture_Mjpeg size{};
+        ASSERT_EQ(ZVMJPEG_OK, Probe(jpeg, &size));
+        Picture picture(static_cast<int>(size.uPicWidth), static_cast<int>(size.uPicHeight));
+        ASSERT_EQ(reference->width, picture.size[0]);
+        ASSERT_EQ(reference->height, picture.size[1]);
+        ASSERT_EQ(ZVMJPEG_OK, Decode(jpeg, &picture));
+        for (int plane = 0; plane < 3; plane++) {
+            for (int y = 0; y < picture.Height(plane); y++) {
+                for (int x = 0; x < picture.Width(plane); x++) {
+                    ASSERT_NEAR(Expected(*reference, plane, x, y),
+                                picture.planes[plane][static_cast<size_t>(y) * picture.Width(plane) + x], 3)
+                        << "plane " << plane << " at " << x << "," << y;
+                }
+            }
+        }
+    }
+}
+
+TEST_F(JpegAdapter, ProbeTellsTheSizeAndTouchesNothingElse) {
+    DSP_Picture_Mjpeg size{};
+    size.uLineSize[0] = 77;
+    size.lPixFmt = 5;
+    ASSERT_EQ(ZVMJPEG_OK, Probe(Seed("odd_444.jpg"), &size));
+    EXPECT_EQ(35U, size.uPicWidth);
+    EXPECT_EQ(19U, size.uPicHeight);
+    EXPECT_EQ(77U, size.uLineSize[0]);
+    EXPECT_EQ(5, size.lPixFmt);
+    EXPECT_EQ(nullptr, size.pData[0]);
+}
+
+TEST_F(JpegAdapter, ShowsWhatThereIsOfAPictureWithoutItsEnd) {
+    const Bytes whole = Seed("odd_420.jpg");
+    Picture complete(33, 17);
+    ASSERT_EQ(ZVMJPEG_OK, Decode(whole, &complete));
+    Picture without_mark(33, 17);
+    ASSERT_EQ(ZVMJPEG_OK, Decode(Span(whole).first(whole.size() - 2), &without_mark));
+    EXPECT_EQ(complete.planes[0], without_mark.planes[0]);
+
+    const Bytes large = ReadFile(MediaPath("mjpeg_640x360/001.jpg"));
+    ASSERT_FALSE(large.empty());
+    Picture all(640, 360);
+    Picture half(640, 360);
+    ASSERT_EQ(ZVMJPEG_OK, Decode(large, &all));
+    ASSERT_EQ(ZVMJPEG_OK, Decode(Span(large).first(large.size() / 2), &half));
+    EXPECT_EQ(0, std::memcmp(all.planes[0].data(), half.planes[0].data(), 640 * 64));
+}
+
+TEST_F(JpegAdapter, AnswersEveryPrefixWithoutReadingBehindIt) {
+    for (const char *name : {"progressive_420.jpg", "odd_gray.jpg"}) {
+        const Bytes whole = Seed(name);
+        for (size_t length = 0; length < whole.size(); length++) {
+            const Bytes part(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
+            DSP_Picture_Mjpeg size{};
+            if (Probe(part, &size) == ZVMJPEG_OK) {
+                Picture picture(static_cast<int>(size.uPicWidth), static_cast<int>(size.uPicHeight));
+                Decode(part, &picture);
+            }
+        }
+    }
+    DSP_Picture_Mjpeg size{};
+    EXPECT_EQ(ZVMJPEG_STREAM, Probe(Bytes(100, 0xFF), &size));
+    EXPECT_EQ(ZVMJPEG_STREAM, Probe(Bytes(1, 0), &size));
+    EXPECT_EQ(ZVMJPEG_PARAM, DSP_JpegDecode(decoder, nullptr, 5, &size, 1));
+}
+
+TEST_F(JpegAdapter, RefusesASizeThatNoCameraHas) {
+    Bytes jpeg = Seed("odd_420.jpg");
+    for (size_t i = 0; i + 9 < jpeg.size(); i++) {
+        if (jpeg[i] == 0xFF && jpeg[i + 1] == 0xC0) {
+            std::memset(&jpeg[i + 5], 0xFF, 4);  // 65535 x 65535
+            jpeg[i + 5] = jpeg[i + 7] = 0xFE;
+        }
+    }
+    DSP_Picture_Mjpeg size{};
+    EXPECT_EQ(ZVMJPEG_STREAM, Probe(jpeg, &size));
+}
+
+TEST_F(JpegAdapter, RefusesPlanesThatDoNotHoldThePicture) {
+    const Bytes jpeg = Seed("even_422.jpg");
+    Picture wrong_size(64, 30);
+    EXPECT_EQ(ZVMJPEG_PARAM, Decode(jpeg, &wrong_size));
+    Picture no_plane(64, 32);
+    no_plane.record.pData[2] = nullptr;
+    EXPECT_EQ(ZVMJPEG_PARAM, Decode(jpeg, &no_plane));
+    Picture short_line(64, 32);
+    short_line.record.uLineSize[0] = 63;
+    EXPECT_EQ(ZVMJPEG_PARAM, Decode(jpeg, &short_line));
+    EXPECT_EQ(0x55, short_line.planes[0][0]);
+}
+
+void Paint(Picture *picture) {
+    for (int plane = 0; plane < 3; plane++) {
+        for (int y = 0; y < picture->Height(plane); y++) {
+            for (int x = 0; x < picture->Width(plane); x++) {
+                picture->planes[plane][static_cast<size_t>(y) * picture->Width(plane) + x] =
+                    static_cast<uint8_t>(128 + 60 * std::sin(x * 0.11 + plane) * std::cos(y * 0.07));
+            }
+        }
+    }
+}
+
+double Psnr(const Bytes &a, const Bytes &b) {
+    double sum = 0;
+    for (size_t i = 0; i < a.size(); i++) {
+        sum += (a[i] - b[i]) * (a[i] - b[i]);
+    }
+    return sum == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum);
+}
+
+TEST_F(JpegAdapter, EncodesWhatDecodesToTheSamePicture) {
+    for (const auto &[width, height] : {std::pair{640, 360}, {35, 21}, {34, 21}, {2, 2}, {16, 3}}) {
+        SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));
+        Picture picture(width, height);
+        Paint(&picture);
+        const Bytes jpeg = Encode(picture);
+        ASSERT_LT(4U, jpeg.size());
+        EXPECT_EQ(0xFFD8, jpeg[0] << 8 | jpeg[1]);
+        Picture again(width, height);
+        ASSERT_EQ(ZVMJPEG_OK, Decode(jpeg, &again));
+        for (int plane = 0; plane < 3; plane++) {
+            EXPECT_LT(35, Psnr(picture.planes[plane], again.planes[plane])) << "plane " << plane;
+        }
+    }
+}
+
+TEST_F(JpegAdapter, EncodesNeitherNothingNorPastItsRoom) {
+    Picture picture(64, 48);
+    Paint(&picture);
+    const size_t needed = Encode(picture).size();
+    Bytes exact(needed);
+    auto length = static_cast<ULONG_32>(needed);
+    EXPECT_EQ(ZVMJPEG_OK, DSP_JpegEncode(encoder, &picture.record, 1, exact.data(), &length));
+    EXPECT_EQ(needed, length);
+    length = static_cast<ULONG_32>(needed - 1);
+    EXPECT_EQ(ZVMJPEG_NO_ROOM, DSP_JpegEncode(encoder, &picture.record, 1, exact.data(), &length));
+    EXPECT_EQ(0U, length);
+    picture.record.uPicHeight = 0;
+    length = static_cast<ULONG_32>(needed);
+    EXPECT_EQ(ZVMJPEG_PARAM, DSP_JpegEncode(encoder, &picture.record, 1, exact.data(), &length));
+    EXPECT_EQ(0U, length);
+}
+
+TEST(JpegVersion, IsThere) {
+    CHAR *version = nullptr;
+    DSP_mjpeg_get_version(&version);
+    ASSERT_NE(nullptr, version);
+    EXPECT_NE('\0', version[0]);
+}
+
+}  // namespace
