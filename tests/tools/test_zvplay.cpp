@@ -207,7 +207,9 @@ namespace {
 /** Looks at the only window of an X server and sends keys to it. */
 class Desk {
  public:
-    explicit Desk(const std::string &name) : display_(XOpenDisplay(name.c_str())) {}
+    explicit Desk(const std::string &name) : display_(XOpenDisplay(name.c_str())) {
+        XSetErrorHandler([](Display *, XErrorEvent *) { return 0; });  // a window that is gone fails the test, no more
+    }
     ~Desk() { XCloseDisplay(display_); }
 
     bool FindWindow() {
@@ -253,6 +255,10 @@ class Desk {
 }  // namespace
 
 TEST(Zvplay, PlaysInAWindowAndObeysItsKeys) {
+#ifdef ZELVANE_SANITIZED
+    // OpenGL drivers are unloaded with what they leaked, which then can't be told from our own leaks.
+    setenv("SDL_RENDER_DRIVER", "software", 1);
+#endif
     support::Xvfb server;
     ASSERT_NE(server.Name(), "") << "no Xvfb";
     Play run({"--stats", "json", MediaPath("camera.rtp")}, server.Name());
