@@ -16,6 +16,8 @@ struct PORT_LOCK_S {
     QLOM_SDK_MUTEX_S stBeside = PTHREAD_MUTEX_INITIALIZER; /**< held by the one call that goes on beside a push */
     ULONG_32 ulClosing = 0;                                /**< closes under way */
     BOOL_T bPushing = 0;                                   /**< the holder of stApi is a push */
+    ULONG_32 ulWaiting = 0;                                /**< calls that wait for stApi in turn */
+    ULONG_32 ulBeside = 0;                                 /**< calls that go on beside a push, or try to */
 };
 
 PORT_LOCK_S gastSdkMutexLockArray[PLAYER_MAX_PORT_NUM];
@@ -36,18 +38,35 @@ bool LockForASlice(QLOM_SDK_MUTEX_S *pstMutex) {
 }
 
 void TakeInTurn(PORT_LOCK_S &stLock) {
+    if (word::Load(stLock.ulWaiting) == 0 && pthread_mutex_trylock(&stLock.stApi) == 0) {
+        return;
+    }
+    word::Add(stLock.ulWaiting, 1);
     QLOM_SDK_mutex_lock(&stLock.stTurn);
     QLOM_SDK_mutex_lock(&stLock.stApi);
     QLOM_SDK_mutex_unlock(&stLock.stTurn);
+    word::Sub(stLock.ulWaiting, 1);
 }
 
 bool TakeInTurnForASlice(PORT_LOCK_S &stLock) {
-    if (!LockForASlice(&stLock.stTurn)) {
-        return false;
+    word::Add(stLock.ulWaiting, 1);
+    bool bTaken = false;
+    if (LockForASlice(&stLock.stTurn)) {
+        bTaken = LockForASlice(&stLock.stApi);
+        QLOM_SDK_mutex_unlock(&stLock.stTurn);
     }
-    bool bTaken = LockForASlice(&stLock.stApi);
-    QLOM_SDK_mutex_unlock(&stLock.stTurn);
+    word::Sub(stLock.ulWaiting, 1);
     return bTaken;
+}
+
+/** Ends a push. Whoever went on beside it is done before the next call gets the lock. */
+void EndPush(PORT_LOCK_S &stLock) {
+    // Either this sees the call beside it, or that call sees that the push is over.
+    __atomic_store_n(&stLock.bPushing, 0, __ATOMIC_SEQ_CST);
+    if (__atomic_load_n(&stLock.ulBeside, __ATOMIC_SEQ_CST) != 0) {
+        QLOM_SDK_mutex_lock(&stLock.stBeside);
+        QLOM_SDK_mutex_unlock(&stLock.stBeside);
+    }
 }
 
 /** Wakes the port's waits while the table keeps the record from being freed. */
@@ -86,16 +105,13 @@ CPortLock::~CPortLock() {
         gtlInnermost = m_poOuter;
     }
     if (m_enState == STATE_BESIDE) {
-        QLOM_SDK_mutex_unlock(&stLock.stBeside);
+        LeaveBeside();
     }
     if (m_enState != STATE_LOCKED) {
         return;
     }
     if (m_enCall == PORT_CALL_PUSH) {
-        // Whoever went on beside this push is done before the next call gets the lock.
-        word::Store(stLock.bPushing, 0);
-        QLOM_SDK_mutex_lock(&stLock.stBeside);
-        QLOM_SDK_mutex_unlock(&stLock.stBeside);
+        EndPush(stLock);
     }
     QLOM_SDK_mutex_unlock(&stLock.stApi);
     if (m_enCall == PORT_CALL_CLOSE) {
@@ -142,11 +158,18 @@ bool CPortLock::TryBeside() {
     if (!word::Load(stLock.bPushing) || !LockForASlice(&stLock.stBeside)) {
         return false;
     }
-    if (!word::Load(stLock.bPushing)) {
-        QLOM_SDK_mutex_unlock(&stLock.stBeside);
+    __atomic_add_fetch(&stLock.ulBeside, 1, __ATOMIC_SEQ_CST);
+    if (__atomic_load_n(&stLock.bPushing, __ATOMIC_SEQ_CST) == 0) {
+        LeaveBeside();
         return false;
     }
     return true;
+}
+
+void CPortLock::LeaveBeside() {
+    PORT_LOCK_S &stLock = gastSdkMutexLockArray[m_ulPort];
+    __atomic_sub_fetch(&stLock.ulBeside, 1, __ATOMIC_SEQ_CST);
+    QLOM_SDK_mutex_unlock(&stLock.stBeside);
 }
 
 void PortThread_Begin(const PLAEYR_PORT_S *pstPort) { gtlPipelinePort = pstPort->ulPort; }

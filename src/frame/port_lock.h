@@ -41,6 +41,7 @@ class CPortLock {
     STATE_E EnterFromClient();
     STATE_E EnterFromPipeline();
     bool TryBeside();
+    void LeaveBeside();
 
     ULONG_32 m_ulPort;
     PORT_CALL_E m_enCall;

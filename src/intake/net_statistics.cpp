@@ -1,5 +1,7 @@
 #include "intake/module_net.h"
 
+#include <time.h>
+
 #include "foundations/com_public_fun.h"
 #include "foundations/shared_word.h"
 
@@ -7,6 +9,13 @@ namespace {
 
 const LONG_32 RATE_PERIOD_MS = 2500;
 const LONG_32 LOSS_STEP_MS = 1000;
+
+/** The time in seconds and milliseconds, from the clock's last tick: exact enough for periods of seconds. */
+struct timeval TickTime() {
+    struct timespec stNow;
+    clock_gettime(CLOCK_REALTIME_COARSE, &stNow);
+    return {stNow.tv_sec, stNow.tv_nsec / 1000000};
+}
 
 /** Sums a list of counters, drops the oldest and starts a new one at 0. */
 LONG_32 ShiftWindow(LONG_32 *plList) {
@@ -26,8 +35,7 @@ LONG_32 ShiftWindow(LONG_32 *plList) {
 
 ULONG_32 NET_MathBitRate(ULONG_32 ulRecvDataLen, NET_STATEINFO_S *pstStateInfo) {
     pstStateInfo->dulCurRecvBit += ulRecvDataLen;
-    struct timeval stNow;
-    WYK_gettimeofday(&stNow, nullptr);
+    const struct timeval stNow = TickTime();
     LONG_32 lElapsed = Time_ElapsedMs(&pstStateInfo->stBitPrevTime, &stNow);
     if (lElapsed <= RATE_PERIOD_MS) {
         return PLAYER_ERR_OK;
@@ -45,8 +53,7 @@ ULONG_32 NET_MathBitRate(ULONG_32 ulRecvDataLen, NET_STATEINFO_S *pstStateInfo) 
 
 ULONG_32 NET_MathPacket(NET_STATEINFO_S *pstStateInfo) {
     word::Add(pstStateInfo->alALLPktList[0], 1);
-    struct timeval stNow;
-    WYK_gettimeofday(&stNow, nullptr);
+    const struct timeval stNow = TickTime();
     if (Time_ElapsedMs(&pstStateInfo->stPktPrevTime, &stNow) <= LOSS_STEP_MS) {
         return PLAYER_ERR_OK;
     }
