@@ -91,7 +91,7 @@ TEST(Files, RemovingADirectoryEmptiesItAndStaysInside) {
     ASSERT_EQ(0, symlink(stDir.At("outside").c_str(), "tree/link"));
     EXPECT_EQ(0, QLOM_SDK_rmdir("tree/", 0));
     EXPECT_TRUE(std::filesystem::is_empty("tree")) << "0 keeps the directory";
-    EXPECT_EQ("stays", ReadFile("outside"));
+    EXPECT_EQ("stays", ReadText("outside"));
     EXPECT_EQ(0, QLOM_SDK_rmdir("tree", 1));
     EXPECT_EQ(-1, QLOM_SDK_Access("tree"));
     EXPECT_EQ(-1, QLOM_SDK_rmdir("tree", 1));
@@ -104,14 +104,14 @@ TEST(Files, CopyingAFile) {
     std::string strContent(5000, 'q');
     WriteFile("source", strContent);
     EXPECT_EQ(0, QLOM_SDK_cp("source", "copy"));
-    EXPECT_EQ(strContent, ReadFile("copy"));
+    EXPECT_EQ(strContent, ReadText("copy"));
     EXPECT_EQ(1, QLOM_SDK_cp("source", "./source"));
-    EXPECT_EQ(strContent, ReadFile("source")) << "a copy onto itself must not empty the file";
+    EXPECT_EQ(strContent, ReadText("source")) << "a copy onto itself must not empty the file";
     EXPECT_EQ(1, QLOM_SDK_cp("missing", "other"));
     EXPECT_EQ(-1, QLOM_SDK_Access("other"));
     WriteFile("a\\name", "joined");
     EXPECT_EQ(0, QLOM_SDK_cp("a\\name", "to\\"));
-    EXPECT_EQ("joined", ReadFile("to\\name"));
+    EXPECT_EQ("joined", ReadText("to\\name"));
     EXPECT_EQ(1, QLOM_SDK_cp("source", (std::string(250, 'd') + "\\").c_str())) << "257 characters";
 }
 

@@ -27,9 +27,9 @@ class PlayerLog : public testing::Test {
         return Player_SetLog(ulLevel, strCopy.data(), ulSize);
     }
     std::string Current(const std::string &strDir = "log") {
-        return ReadFile(m_stDir.At(strDir + "/Player_SDK00.log"));
+        return ReadText(m_stDir.At(strDir + "/Player_SDK00.log"));
     }
-    std::string Older() { return ReadFile(m_stDir.At("log/Player_SDK01.log")); }
+    std::string Older() { return ReadText(m_stDir.At("log/Player_SDK01.log")); }
     static void Write(ULONG_32 ulLevel, const std::string &strText) {
         Player_Log(ulLevel, 358, 0, "src/room/module.cpp", 12, strText.c_str());
     }
@@ -49,7 +49,7 @@ TEST(PlayerLogInit, TheDefaultDirectoryIsANameWithBackslashes) {
     Player_Log(PLAYER_LOG_DEBUG, 358, 0, "f", 1, "below the first threshold");
     EXPECT_EQ(0u, Player_LogCleanUp());
     EXPECT_TRUE(std::filesystem::is_directory(DEFAULT_DIR));
-    std::string strFile = ReadFile(std::string(DEFAULT_DIR) + "Player_SDK00.log");
+    std::string strFile = ReadText(std::string(DEFAULT_DIR) + "Player_SDK00.log");
     int iYear = 0;
     int iMonth = 0;
     int iEnd = 0;

@@ -27,7 +27,7 @@ class TempDir {
     std::filesystem::path m_stPath;
 };
 
-inline std::string ReadFile(const std::string &strPath) {
+inline std::string ReadText(const std::string &strPath) {
     std::ifstream stFile(strPath, std::ios::binary);
     return {std::istreambuf_iterator<char>(stFile), std::istreambuf_iterator<char>()};
 }
