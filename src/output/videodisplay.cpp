@@ -90,6 +90,8 @@ void Video_CutOsdBand(PLAYER_OSD_STYL_E enOSDStyle, const CODE_DECODED_DATA_S &s
     stDst.lHeight = stSrc.lHeight - lBand;
 }
 
+bool Video_IsWatching(void) { return X11Window_IsWatching(); }
+
 bool Video_NeedsRedraw(HANDLE hDisplayDec) { return hDisplayDec && Display(hDisplayDec)->needsRedraw(); }
 
 void Video_SetRedrawWake(HANDLE hDisplayDec, VIDEO_REDRAW_WAKE_PF pfnWake, void *pUser) {

@@ -67,6 +67,11 @@ MODULE_API ULONG_32 Video_DisPlayPic(ULONG_32 ulPort, HANDLE hDisplayDec, CODE_D
 MODULE_API bool Video_NeedsRedraw(HANDLE hDisplayDec);
 
 /**
+ * Whether windows wake their displays; otherwise a render thread looks at Video_NeedsRedraw() once a second.
+ */
+MODULE_API bool Video_IsWatching(void);
+
+/**
  * Sets who is woken when Video_NeedsRedraw() turns true by an event of the window; null for nobody. After the return no
  * call of the former one is under way. A display that is deleted wakes nobody.
  */

@@ -9,7 +9,7 @@
 namespace {
 
 const ULONG_32 BUSY_WAIT_MS = 2;        /**< while a frame is half there, or packets come in bulk */
-const ULONG_32 IDLE_WAIT_MS = 1000;     /**< when nothing flows: something else wakes the thread */
+const ULONG_32 IDLE_WAIT_MS = 10000;    /**< when nothing flows: something else wakes the thread */
 const ULONG_32 BUSY_WAITS = 25;         /**< short waits for the rest of a frame before it counts as broken off */
 const ULONG_32 BULK_PACKETS = 64;       /**< packets taken at one go that tell of bulk */
 

@@ -13,7 +13,8 @@ namespace {
 const ULONG_32 REAL_ROUND_MS = 5;     /**< shortest time between two pictures without pacing */
 const ULONG_32 REFILL_WAIT_MS = 10;   /**< after the queue ran dry while frames are on their way */
 const LONG_32 EMPTY_SLOWDOWN_MS = 10; /**< an empty queue slows the display a little */
-const ULONG_32 IDLE_WAIT_MS = 1000;   /**< nothing to show: a picture, a setting or the window wakes the thread */
+const ULONG_32 IDLE_WAIT_MS = 10000;  /**< nothing to show: a picture, a setting or the window wakes the thread */
+const ULONG_32 LOOK_WAIT_MS = 1000;   /**< the same where windows wake nobody */
 const ULONG_32 UNSET = 65535;
 const UCHAR NEUTRAL_LUMA = 62;
 const UCHAR NEUTRAL_CHROMA = 128;
@@ -183,7 +184,7 @@ void Present(RENDER_LOOP_S *pstLoop, bool bNewPicture) {
 /** Sleeps when nothing is to be done until something happens. */
 void WaitForSomething(PLAEYR_PORT_S *pstPort) {
     if (IsRunning(pstPort) && !Video_NeedsRedraw(pstPort->hDisplayDev)) {
-        QUEUE_WaitForDecodeData(&pstPort->stDecodeBufferQueue, IDLE_WAIT_MS);
+        QUEUE_WaitForDecodeData(&pstPort->stDecodeBufferQueue, Video_IsWatching() ? IDLE_WAIT_MS : LOOK_WAIT_MS);
     }
 }
 
