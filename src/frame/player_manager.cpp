@@ -5,6 +5,7 @@
 #include "foundations/PlayerLog.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "frame/port_lock.h"
 #include "output/audioplay.h"
 #include "output/videodisplay.h"
 
@@ -46,6 +47,7 @@ void FreePorts(bool bOwners) {
     for (ULONG_32 ulPort = 0; ulPort < PLAYER_MAX_PORT_NUM; ulPort++) {
         const PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
         if (pstPort != nullptr && (!bOwners || word::Load(pstPort->ulPortUsed) != PORT_USED_TYPE_NULL)) {
+            CPortLock oLock(ulPort, PORT_CALL_CLOSE);  // another thread may still be inside a call on the port
             Player_FreePort(ulPort);
         }
     }

@@ -134,6 +134,24 @@ TEST_F(Callbacks, ClosesAtAnyMomentAreQuick) {
     }
 }
 
+TEST_F(Callbacks, FreeAndCleanupWhileAnotherThreadPushes) {
+    for (int i = 0; i < 6; i++) {
+        ASSERT_TRUE(Zelvane_Init());
+        ULONG_32 port = 0;
+        ASSERT_TRUE(Zelvane_AllocPort(&port));
+        ASSERT_TRUE(Zelvane_OpenInputStream(port, nullptr, 0, 0));
+        Pusher pusher(port);
+        std::this_thread::sleep_for(std::chrono::milliseconds(5 * i));
+        if (i % 2 == 0) {
+            Zelvane_FreePort(port);
+        } else {
+            Zelvane_Cleanup();
+        }
+        Zelvane_Cleanup();
+        ASSERT_TRUE(i % 2 == 0 || Zelvane_Init());
+    }
+}
+
 TEST_F(Callbacks, ReopenedPortPlaysAgainFromTheNextKeyFrame) {
     InputPort port;
     ASSERT_TRUE(port.PushAll(CameraPackets()));
