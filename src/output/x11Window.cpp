@@ -28,9 +28,10 @@ struct Xlib {
     decltype(&::XSelectInput) pXSelectInput;
     decltype(&::XEventsQueued) pXEventsQueued;
     decltype(&::XNextEvent) pXNextEvent;
+    decltype(&::XSync) pXSync;
     void (*pXSetIOErrorExitHandler)(Display *, void (*)(Display *, void *), void *); /**< null before Xlib 1.7 */
 
-    bool CanWatch() const { return pXSelectInput && pXEventsQueued && pXNextEvent; }
+    bool CanWatch() const { return pXSelectInput && pXEventsQueued && pXNextEvent && pXSync; }
 };
 
 std::mutex gstConnectionLock;        // guards the connection and the watches
@@ -117,6 +118,7 @@ void FindFunctions() {
     FindSymbol(gstXlib.pXSelectInput, "XSelectInput");
     FindSymbol(gstXlib.pXEventsQueued, "XEventsQueued");
     FindSymbol(gstXlib.pXNextEvent, "XNextEvent");
+    FindSymbol(gstXlib.pXSync, "XSync");
     FindSymbol(gstXlib.pXSetIOErrorExitHandler, "XSetIOErrorExitHandler");
     FindSymbol(gstXlib.pXOpenDisplay, "XOpenDisplay");
 }
@@ -165,6 +167,7 @@ void TakeEvents(int iMode) {
 void Select(unsigned long windowID, long lMask) {
     if (x11display && gstXlib.CanWatch()) {
         gstXlib.pXSelectInput(x11display, windowID, lMask);
+        gstXlib.pXSync(x11display, False);  // what the client does to the window from now on is seen
         TakeEvents(QueuedAfterFlush);
     }
 }
