@@ -9,19 +9,17 @@
 
 namespace {
 
-struct Port {
-    Port() : record(static_cast<PLAEYR_PORT_S *>(calloc(1, sizeof(PLAEYR_PORT_S)))) {
-        record->pcFrameDataAddr = static_cast<CHAR *>(malloc(VIDEO_FRAME_BUFFER_SIZE));
-        record->pcRtpAudioFrameDataAddr = static_cast<CHAR *>(malloc(AUDIO_FRAME_BUFFER_SIZE));
-        record->stStateInfo.lFrameIntervalTime = 40;
-    }
-    ~Port() {
-        free(record->pcFrameDataAddr);
-        free(record->pcRtpAudioFrameDataAddr);
-        free(record);
-    }
-    PLAEYR_PORT_S *record;
-};
+/** A port as after its open call; its buffers are made once, since two megabytes a run would be all that is tested. */
+PLAEYR_PORT_S *FreshPort() {
+    static CHAR *const video = static_cast<CHAR *>(malloc(VIDEO_FRAME_BUFFER_SIZE));
+    static CHAR *const audio = static_cast<CHAR *>(malloc(AUDIO_FRAME_BUFFER_SIZE));
+    static PLAEYR_PORT_S *const port = static_cast<PLAEYR_PORT_S *>(malloc(sizeof(PLAEYR_PORT_S)));
+    memset(static_cast<void *>(port), 0, sizeof(*port));
+    port->pcFrameDataAddr = video;
+    port->pcRtpAudioFrameDataAddr = audio;
+    port->stStateInfo.lFrameIntervalTime = 40;
+    return port;
+}
 
 /** Touches every byte of the frame: it has to lie in memory of the port or of the packet. */
 void ReadFrame(const PLAYER_FRAMEDATA_S &frame) {
@@ -51,11 +49,11 @@ void Parse(PLAEYR_PORT_S *port, const uint8_t *data, size_t length) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    Port port;
+    PLAEYR_PORT_S *port = FreshPort();
     while (size > 2) {
         const size_t wanted = static_cast<size_t>(data[0]) << 8 | data[1];
         const size_t length = wanted < size - 2 ? wanted : size - 2;
-        Parse(port.record, data + 2, length);
+        Parse(port, data + 2, length);
         data += 2 + length;
         size -= 2 + length;
     }
