@@ -7,8 +7,9 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
-#include <libavutil/log.h>
 }
+
+#include "common/quiet.h"
 
 namespace {
 
@@ -125,7 +126,7 @@ LONG_32 dsp_faac_enc_init(HANDLE *phEncoder, const rawSampleFormat *pstFormat, L
     if (pstFormat == nullptr || pstFormat->rawChannels != 1 || pstFormat->rawBitsPerSample != 16 || lBitRate <= 0) {
         return -1;
     }
-    av_log_set_level(AV_LOG_QUIET);
+    zv::QuietFfmpeg();
     auto pstEncoder = std::make_unique<AAC_ENCODER>();
     if (!Open(*pstEncoder, *pstFormat, lBitRate)) {
         return -1;

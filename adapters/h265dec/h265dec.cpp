@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <new>
 
+#include "common/quiet.h"
 #include "h265dec/h265_decoder.h"
 
 namespace {
@@ -55,7 +56,7 @@ INT32 IHW265D_Create(void **phDecoder, IHW265D_INIT_PARAM *pstInitParam) {
         pstInitParam->iMaxWidth <= 0 || pstInitParam->iMaxHeight <= 0) {
         return IHW265D_INVALID_PARAM;
     }
-    av_log_set_level(AV_LOG_QUIET);
+    zv::QuietFfmpeg();
     zv::H265Decoder *decoder = Construct(*pstInitParam);
     if (decoder == nullptr) {
         return IHW265D_NO_MEMORY;

@@ -9,9 +9,10 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
-#include <libavutil/log.h>
 #include <libswresample/swresample.h>
 }
+
+#include "common/quiet.h"
 
 namespace {
 
@@ -117,7 +118,7 @@ LONG_32 DecodeFrame(MP2_DECODER &stDecoder, MPEG_AUDIO_DEC_S &stInOut, ULONG_32 
 }  // namespace
 
 HANDLE mpeg_audio_dec_init(void) try {
-    av_log_set_level(AV_LOG_QUIET);
+    zv::QuietFfmpeg();
     auto pstDecoder = std::make_unique<MP2_DECODER>();
     return Open(*pstDecoder) ? pstDecoder.release() : nullptr;
 } catch (const std::bad_alloc &) {

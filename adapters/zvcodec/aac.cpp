@@ -9,6 +9,7 @@ extern "C" {
 #include <memory>
 
 #include "common/packet_buffer.h"
+#include "common/quiet.h"
 
 namespace zv {
 namespace {
@@ -147,7 +148,7 @@ int dsp_aac_dec_init(void **handle) {
     }
     *handle = nullptr;
     try {
-        av_log_set_level(AV_LOG_QUIET);
+        zv::QuietFfmpeg();
         auto decoder = std::make_unique<zv::AacDecoder>();
         if (!decoder->Open()) {
             return -1;

@@ -1,11 +1,12 @@
 // The exported H.264 functions: arguments are checked here, the work is H264Decoder's.
 #include "codec/zvcodec.h"
 
+#include "common/quiet.h"
 #include "zvcodec/h264_decoder.h"
 
 extern "C" {
 
-void h264_global_init(void) { av_log_set_level(AV_LOG_QUIET); }
+void h264_global_init(void) { zv::QuietFfmpeg(); }
 
 void h264_global_free(void) {}
 

@@ -94,7 +94,7 @@ TEST_P(H264Streams, ALostSliceCostsNothingBehindTheNextKeyFrame) {
 
 INSTANTIATE_TEST_SUITE_P(Encoded, H264Streams,
                          testing::Values(Case{"h264_640x360_bf0.264", 0}, Case{"h264_640x360_bf2.264", 2},
-                                         Case{"h264_640x360_slices4.264", 0}, Case{"h264_576i_mbaff.264", 2}),
+                                         Case{"h264_640x360_slices4.264", 0}, Case{"h264_576i_mbaff.264", 0}),
                          [](const auto &info) {
                              const std::string name = info.param.name;
                              return name.substr(0, name.find('.'));
@@ -103,16 +103,12 @@ INSTANTIATE_TEST_SUITE_P(Encoded, H264Streams,
 TEST(H264Library, CutPicturesAreConcealedAsByTheReference) {
     const Bytes stream = ReadFile(MediaPath("h264_640x360_slices4.264"));
     std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
-    Bytes damaged;
-    for (size_t i = 0; i < buffers.size(); ++i) {
-        if (i > 26 && i < 36) {
-            buffers[i].resize(buffers[i].size() / 2);
-        }
-        damaged.insert(damaged.end(), buffers[i].begin(), buffers[i].end());
+    for (size_t i = 27; i < 36; ++i) {
+        buffers[i].resize(buffers[i].size() / 2);
     }
     Decoder decoder;
     decoder.FeedAll(buffers);
-    EXPECT_EQ(Withheld(decoder.md5s, ReferenceMd5s(damaged, kCodec)), 0);
+    EXPECT_EQ(Withheld(decoder.md5s, ReferenceMd5s(Joined(buffers), kCodec)), 0);
     EXPECT_TRUE(SameTail(decoder.md5s, ReferenceMd5s(stream, kCodec), 0, 20));
 }
 
@@ -138,17 +134,16 @@ TEST(H264Library, PicturesThatWaitAreBoundedAndTheOldestGiveWay) {
     EXPECT_EQ(decoder.md5s, std::vector<std::string>(reference.end() - 4, reference.end()));
 }
 
-TEST(H264Library, FullHdIsCroppedAndBitExact) {
-    const Bytes stream = ReadFile(MediaPath("h264_1080p_bf0.264"));
-    std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
-    ASSERT_EQ(buffers.size(), 75U);
-    buffers.resize(15);
-    Bytes start;
-    for (const Bytes &buffer : buffers) {
-        start.insert(start.end(), buffer.begin(), buffer.end());
+TEST(H264Library, ANewSizeInTheStreamIsFollowed) {
+    std::vector<Bytes> buffers = UnitBuffers(ReadFile(MediaPath("h264_640x360_bf0.264")), kCodec);
+    buffers.resize(10);
+    for (const Bytes &unit : UnitBuffers(ReadFile(MediaPath("h264_1080p_bf0.264")), kCodec)) {
+        if (buffers.size() < 25) {
+            buffers.push_back(unit);
+        }
     }
     Decoder decoder(2);
-    EXPECT_EQ(Withheld(decoder.FeedAll(buffers), ReferenceMd5s(start, kCodec)), 0);
+    EXPECT_EQ(Withheld(decoder.FeedAll(buffers), ReferenceMd5s(Joined(buffers), kCodec)), 0);
     EXPECT_EQ(decoder.info.width, 1920);
     EXPECT_EQ(decoder.info.height, 1080);
 }

@@ -44,6 +44,15 @@ inline std::vector<Bytes> UnitBuffers(Span stream, AVCodecID codec, size_t count
     return buffers;
 }
 
+/** Buffers as one stream again. */
+inline Bytes Joined(const std::vector<Bytes> &buffers) {
+    Bytes stream;
+    for (const Bytes &buffer : buffers) {
+        stream.insert(stream.end(), buffer.begin(), buffer.end());
+    }
+    return stream;
+}
+
 /** One independent decode a stream, however many tests compare with it. */
 inline const std::vector<std::string> &CachedReference(const char *name, Span stream, AVCodecID codec) {
     static std::map<std::string, std::vector<std::string>> references;
