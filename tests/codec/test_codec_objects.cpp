@@ -24,10 +24,10 @@ class SpsWriter {
         sps.Golomb((height + 15) / 16 - 1);
         sps.Bits(0b1100, 4);  // frames only, direct 8x8, no crop, no VUI
         sps.Bits(1, 1);
-        Bytes frame = {0, 0, 0, 1, 0x67};
-        frame.insert(frame.end(), sps.bytes_.begin(), sps.bytes_.end());
-        frame.insert(frame.end(), {0, 0, 0, 1, 0x65, 0x88, 0x84, 0, 0x10, 0xFF, 0xFE});
-        return frame;
+        for (const uint8_t byte : {0, 0, 0, 1, 0x65, 0x88, 0x84, 0, 0x10, 0xFF, 0xFE}) {  // an IDR slice behind it
+            sps.bytes_.push_back(byte);
+        }
+        return sps.bytes_;
     }
 
  private:
@@ -48,8 +48,8 @@ class SpsWriter {
         Bits(value + 1, bits + 1);
     }
 
-    Bytes bytes_;
-    int used_ = 0;
+    Bytes bytes_ = {0, 0, 0, 1, 0x67};
+    int used_ = 40;  // bits
 };
 
 class CodecCreate : public CodecTest {};
