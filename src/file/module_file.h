@@ -51,6 +51,9 @@ typedef struct tagFileInfoS {
     DULONG dulFileStartPos;    /**< region of a record inside a larger file; both 0 for a whole file */
     DULONG dulFileEndPos;
     struct timeval tiProTime; /**< when the last paced frame went; the second field holds milliseconds */
+
+    CHAR *pcStreamBuffer; /**< buffer of pFile, released after it */
+    const BOOL_T *pbRun;  /**< searches through the file end when this becomes 0; null: they run on */
 } FILE_INFO_S;
 
 /** What one read of a file gives. */
@@ -58,11 +61,132 @@ typedef struct tagFileFrameInfoS {
     UCHAR ucAudioType;      /**< MP4 with AAC only: index of the sampling rate */
     UCHAR ucFrequencyIndex; /**< MP4 with AAC only: audio object type */
     UCHAR ucChannelNum;     /**< MP4 with AAC only: channel configuration */
-    UCHAR *pucBuffer;       /**< the frame, in the file record's frame buffer */
+    UCHAR *pucBuffer;       /**< the frame, in the file record's frame buffer until the next read */
     ULONG_32 ulBufferLen;   /**< its bytes */
     LONG_32 lPayload;       /**< PLAYER_PAYLOAD_E */
     LONG_32 lFormatType;    /**< as PLAYER_FRAMEDATA_S */
     DULONG dulTimestamp;    /**< 90 kHz ticks */
 } FILE_FRAME_INFO_S;
+
+/** Which way File_GetPCR() goes. */
+enum : ULONG_32 { FILE_PCR_FORWARD = 0, FILE_PCR_BACKWARD = 1 };
+
+/** The one kind of recording that File_CreatePacketDec() and File_PacketData() mux: MPEG-TS. */
+enum : ULONG_32 { FILE_PACKET_TYPE_TS = 1 };
+
+extern "C" {
+
+/* ---- open and release ------------------------------------------------------------------------------------------ */
+
+/**
+ * Opens a file, finds out what it is (MP4, then TS, AVI, KRDF), makes its parser and fills in the properties.
+ * @param pcFileName  path
+ * @param pstFileInfo zeroed record, but for dulFileStartPos and dulFileEndPos, and for ulPreIFrameTime and
+ *                    fIFrameIntervalTime, which stay
+ * @return 0; PLAYER_ERR_FILE_OPEN; PLAYER_ERR_MALLOC; PLAYER_ERR_NOT_SUPPORT for a file of no known kind, or of one
+ *         without a parser; PLAYER_ERR_PARAM for a damaged MP4 file; the code of File_GetFileProperty(). On failure
+ *         nothing is left open
+ */
+MODULE_API ULONG_32 File_CreateFileParser(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo);
+
+/** Releases all and zeroes the record. An AVI parser is the caller's to close before that. */
+MODULE_API ULONG_32 File_ReleaseFileParser(FILE_INFO_S *pstFileInfo);
+
+/**
+ * Opens a file that is known to be MPEG-TS, without frame buffers: for callers that read packets themselves. The record
+ * is zeroed first.
+ * @return 0; PLAYER_ERR_FILE_OPEN; the code of File_GetFileProperty()
+ */
+MODULE_API ULONG_32 File_CreateTsParser(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo);
+
+/** Counterpart of File_CreateTsParser(). */
+MODULE_API ULONG_32 File_ReleaseTsParser(FILE_INFO_S *pstFileInfo);
+
+/** Fills in total time, frame rate, first time and size, and measures the distance of key frames; rewinds. */
+MODULE_API ULONG_32 File_GetFileProperty(FILE_INFO_S *pstFileInfo);
+
+/* ---- frames and times ------------------------------------------------------------------------------------------ */
+
+/**
+ * Reads the next frame that the control value lets through.
+ * @param pstFrame    result
+ * @param ulFrameCtrl FILE_FRAME_CTRL_TYPE_E
+ * @return 0; PLAYER_ERR_FILE_END at the end; otherwise what the parser said
+ */
+MODULE_API ULONG_32 File_ReadOneFrame(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstFrame, ULONG_32 ulFrameCtrl);
+
+/**
+ * Moves to the key frame behind a time.
+ * @param ulSeconds  since the start; MPEG-TS: at or past the total time nothing moves, with success
+ * @param lFrameRate frames a second, where time is counted in frames; outside 1 to 60 it counts as 25
+ * @return 0; 1 when an MP4 or AVI file has no such frame; PLAYER_ERR_FILE_READ
+ */
+MODULE_API ULONG_32 File_SetPlayTime(FILE_INFO_S *pstFileInfo, ULONG_32 ulSeconds, LONG_32 lFrameRate);
+
+/** Gives the time of the frame read last, seconds since the start. */
+MODULE_API ULONG_32 File_GetPlayTime(FILE_INFO_S *pstFileInfo, ULONG_32 *pulPlayTime);
+
+/** Gives the total time, seconds. */
+MODULE_API ULONG_32 File_GetFileTime(FILE_INFO_S *pstFileInfo, ULONG_32 *pulFileTime);
+
+/** Measures fIFrameIntervalTime on the first two key or SP frames and rewinds; without two of them it stays. */
+MODULE_API ULONG_32 File_GetIFrameIntervalTime(FILE_INFO_S *pstFileInfo);
+
+/* ---- MPEG-TS --------------------------------------------------------------------------------------------------- */
+
+/**
+ * Finds the next packet with a PCR.
+ * @param ulDirection FILE_PCR_FORWARD from the position; FILE_PCR_BACKWARD from the end, in steps of a packet
+ * @param pusPid      in and out: 0 takes the PID found, another value must be equal to it
+ * @param pdulPCR     90 kHz
+ * @return 0, the position being behind the packet (backward: anywhere); PLAYER_ERR_FILE_READ at either end of the file
+ *         and at what is no packet
+ */
+MODULE_API ULONG_32 File_GetPCR(FILE *pFile, ULONG_32 ulDirection, USHORT *pusPid, DULONG *pdulPCR);
+
+/**
+ * Halves a range until the PCR found is above the target by two seconds at most, or after 999 steps.
+ * @param ulDepth    step to begin with, 1
+ * @param dulLow     range, bytes
+ * @param pucScratch room for two packets
+ * @param dulTarget  90 kHz
+ * @param pdulOffset packet that carries the PCR found last
+ * @return 0; PLAYER_ERR_FILE_READ; PLAYER_ERR_FAILED when no packet begins at the middle
+ */
+MODULE_API ULONG_32 File_DivToFindPCR(FILE_INFO_S *pstFileInfo, ULONG_32 ulDepth, DULONG dulLow, DULONG dulHigh,
+                                      UCHAR *pucScratch, DULONG dulTarget, DULONG *pdulOffset);
+
+/** Moves to the first PAT behind the place that File_DivToFindPCR() gives. If that gives none, nothing moves. */
+MODULE_API ULONG_32 File_GetFileOffset(FILE_INFO_S *pstFileInfo, DULONG dulTarget);
+
+/**
+ * Reads packets up to the one that ends a frame.
+ * @param pulLen in: room; out: bytes stored
+ * @return 0; PLAYER_ERR_FILE_READ
+ */
+MODULE_API ULONG_32 File_ReadTSPacket(FILE *pFile, UCHAR *pucBuffer, ULONG_32 *pulLen);
+
+/* ---- muxing, for recordings ------------------------------------------------------------------------------------ */
+
+/** Prepares a recording of type FILE_PACKET_TYPE_TS with these payloads; nothing for another type. */
+MODULE_API ULONG_32 File_CreatePacketDec(ULONG_32 ulType, LONG_32 lVideoType, LONG_32 lAudioType,
+                                         TS_PACKET_DEC_S *pstRecordInfo);
+
+/** Does nothing: the record holds nothing to release. */
+MODULE_API ULONG_32 File_DestoryPacketDec(TS_PACKET_DEC_S *pstRecordInfo);
+
+/**
+ * Muxes one frame. G.711 and AAC are announced as MPEG audio: the recorder has turned them into that.
+ * @param pstFrame frame; its payload is changed accordingly
+ * @param ppucData packets, inside the record, valid until the next call
+ * @param pulLen   bytes
+ */
+MODULE_API ULONG_32 File_PacketData(TS_PACKET_DEC_S *pstRecordInfo, TS_FRAMEDATA_S *pstFrame, ULONG_32 ulType,
+                                    UCHAR **ppucData, ULONG_32 *pulLen);
+
+/** 0 becomes the present time in whole thousands of seconds; another value grows by 3600. */
+MODULE_API ULONG_32 File_GetBaseTimestamp(DULONG *pdulValue);
+
+}  // extern "C"
 
 #endif
