@@ -35,7 +35,7 @@ class CodecStream : public CodecVideo, public testing::WithParamInterface<Stream
 
 TEST_P(CodecStream, GivesEveryPictureAsItIs) {
     const StreamRow row = GetParam();
-    Open(row.name, row.payload);
+    ASSERT_NO_FATAL_FAILURE(Open(row.name, row.payload));
     const std::vector<std::string> expected = ReferenceMd5s(stream, Id(row.payload));
     size_t pictures = 0;
     for (size_t i = 0; i < units.size(); i++) {
@@ -52,7 +52,7 @@ TEST_P(CodecStream, GivesEveryPictureAsItIs) {
 
 TEST_P(CodecStream, HidesAMarkedFrameOnce) {
     const StreamRow row = GetParam();
-    Open(row.name, row.payload);
+    ASSERT_NO_FATAL_FAILURE(Open(row.name, row.payload));
     const std::vector<std::string> expected = ReferenceMd5s(stream, Id(row.payload));
     size_t pictures = 0;
     for (size_t i = 0; i < units.size(); i++) {
@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(Streams, CodecStream,
                                          StreamRow{"h265_640x360.265", PLAYER_PAYLOAD_H265, 0}));
 
 TEST_F(CodecVideo, CountsABrokenFrameAsGivenOut) {
-    Open("h264_640x360_bf0.264", PLAYER_PAYLOAD_H264);
+    ASSERT_NO_FATAL_FAILURE(Open("h264_640x360_bf0.264", PLAYER_PAYLOAD_H264));
     ASSERT_EQ(0U, Decode(units[0]));
     const LONG_32 given = codec.lOutNum;
     EXPECT_EQ(528U, Decode({}));
@@ -83,7 +83,7 @@ TEST_F(CodecVideo, CountsABrokenFrameAsGivenOut) {
 }
 
 TEST_F(CodecVideo, LosesOneFrameWhenH265OutgrowsItsDecoder) {
-    Open("h265_640x360.265", PLAYER_PAYLOAD_H265);
+    ASSERT_NO_FATAL_FAILURE(Open("h265_640x360.265", PLAYER_PAYLOAD_H265));
     ASSERT_EQ(0U, Decode(units[0]));
     const Bytes large = ReadFile(MediaPath("h265_1080p.265"));
     const std::vector<Span> large_units = SplitAccessUnits(large, AV_CODEC_ID_HEVC);
@@ -99,7 +99,7 @@ TEST_F(CodecVideo, LosesOneFrameWhenH265OutgrowsItsDecoder) {
 }
 
 TEST_F(CodecVideo, DoublesLinesWithoutHarmToPicturesToCome) {
-    Open("h264_640x360_bf0.264", PLAYER_PAYLOAD_H264);
+    ASSERT_NO_FATAL_FAILURE(Open("h264_640x360_bf0.264", PLAYER_PAYLOAD_H264));
     const std::vector<std::string> expected = ReferenceMd5s(stream, AV_CODEC_ID_H264);
     for (size_t i = 0; i < units.size(); i++) {
         const bool doubled = i % 3 != 2;
