@@ -107,6 +107,11 @@ MODULE_API ULONG_32 File_GetFileProperty(FILE_INFO_S *pstFileInfo);
 
 /* ---- frames and times ------------------------------------------------------------------------------------------ */
 
+/** What a parser is asked for under a frame control value: MP4_FRAME_GET_TYPE_E and its like. */
+MODULE_API ULONG_32 File_FileCtrlToMp4Ctrl(ULONG_32 ulFrameCtrl);
+MODULE_API ULONG_32 File_FileCtrlToAviCtrl(ULONG_32 ulFrameCtrl);
+MODULE_API ULONG_32 File_FileCtrlToKrdfCtrl(ULONG_32 ulFrameCtrl);
+
 /**
  * Reads the next frame that the control value lets through.
  * @param pstFrame    result
