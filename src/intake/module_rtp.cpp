@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "foundations/com_log.h"
+#include "foundations/shared_word.h"
 #include "intake/rtp_head.h"
 
 namespace {
@@ -50,7 +51,7 @@ bool TakeExtension(const UCHAR *pucPacket, ULONG_32 ulPacketLen, ULONG_32 ulExte
     if (!rtp::Inside(ulExtension, 8, ulPacketLen)) {
         return false;
     }
-    pstStream->ulPlaybackTime = rtp::Be32(pucPacket + ulExtension + 4);
+    word::Store(pstStream->ulPlaybackTime, rtp::Be32(pucPacket + ulExtension + 4));
     if (rtp::Inside(ulExtension, 13, ulPacketLen) && (pucPacket[ulExtension + 12] & 16) != 0) {
         pstStream->bPlaybckFinish = 1;
     }

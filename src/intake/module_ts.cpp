@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "foundations/com_log.h"
+#include "foundations/shared_word.h"
 
 namespace {
 
@@ -154,7 +155,7 @@ void ParseAdaptationField(const UCHAR *pucData, TS_PACKET_INFO_S &stPacket, TS_S
     const UCHAR *pucAt = pucData + 6;
     if (stPacket.ucPCRFlag != 0) {
         stPacket.dulPCR = ReadClockBase(pucAt);
-        stStream.dulPCR = stPacket.dulPCR;
+        word::Store(stStream.dulPCR, stPacket.dulPCR);
         pucAt += 6;
     }
     if (stPacket.ucOPCRFlag != 0) {
@@ -162,7 +163,7 @@ void ParseAdaptationField(const UCHAR *pucData, TS_PACKET_INFO_S &stPacket, TS_S
         pucAt += 6;
     }
     if (stPacket.ucTransportPrivateDataFlag != 0 && pucAt[0] == 4) {
-        stStream.ulPlayBackTime = ReadU32(pucAt + 1);
+        word::Store(stStream.ulPlayBackTime, ReadU32(pucAt + 1));
     }
 }
 

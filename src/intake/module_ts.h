@@ -253,4 +253,8 @@ MODULE_API ULONG_32 TS_PackOtherPacket(TS_FRAMEDATA_S *pstFrame, TS_PACKET_DEC_S
 
 }  // extern "C"
 
+/** TS_GetOneFrameData() that gives PLAYER_ERR_FAILED (1) between two frames once the word is 0; null: it never is. */
+ULONG_32 TS_GetOneFrameDataWhile(FILE *pFile, ULONG_32 ulFrameCtrl, UCHAR *pucTsDataAddr, ULONG_32 *pulReadLen,
+                                 const BOOL_T *pbRun);
+
 #endif

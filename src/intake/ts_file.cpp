@@ -8,6 +8,7 @@
 
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
+#include "foundations/shared_word.h"
 #include "intake/module_ts.h"
 
 namespace {
@@ -134,12 +135,20 @@ BOOL_T TS_IsTSFile(FILE *pFile) {
 }
 
 ULONG_32 TS_GetOneFrameData(FILE *pFile, ULONG_32 ulFrameCtrl, UCHAR *pucTsDataAddr, ULONG_32 *pulReadLen) {
+    return TS_GetOneFrameDataWhile(pFile, ulFrameCtrl, pucTsDataAddr, pulReadLen, nullptr);
+}
+
+ULONG_32 TS_GetOneFrameDataWhile(FILE *pFile, ULONG_32 ulFrameCtrl, UCHAR *pucTsDataAddr, ULONG_32 *pulReadLen,
+                                 const BOOL_T *pbRun) {
     if (pFile == nullptr || pucTsDataAddr == nullptr || pulReadLen == nullptr) {
         return PLAYER_ERR_PARAM;
     }
     ULONG_32 ulLen = 0;
     do {
         *pulReadLen = 0;
+        if (pbRun != nullptr && !word::Load(*pbRun)) {
+            return PLAYER_ERR_FAILED;
+        }
         ULONG_32 ulResult = ReadFrame(pFile, pucTsDataAddr, &ulLen);
         if (ulResult != PLAYER_ERR_OK) {
             return ulResult;

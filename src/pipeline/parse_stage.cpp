@@ -14,6 +14,7 @@ const LONG_32 MAX_INTERVAL_MS = 500;
 const LONG_32 ONE_FRAME_A_SECOND_MS = 1000;
 const ULONG_32 MAX_SPS_FRAME_RATE = 120;
 const LONG_32 FORMAT_JPEG_BY_SIGNATURE = -1;
+const CHAR RECORD_HEAD_FLAG[] = "RdHd";
 
 void SetFrame(PLAEYR_PORT_S *pstPort, UCHAR *pucData, ULONG_32 ulLen) {
     pstPort->stFrameData.pucData = pucData;
@@ -45,7 +46,7 @@ void BindRtpBuffers(PLAEYR_PORT_S *pstPort) {
     pstPort->stRtpAudioStreamInfo.pucFrameData = reinterpret_cast<UCHAR *>(pstPort->pcRtpAudioFrameDataAddr);
     pstPort->stRtpVideoStreamInfo.ulFrameLen = 0;
     pstPort->stRtpAudioStreamInfo.ulFrameLen = 0;
-    pstPort->stRtpVideoStreamInfo.ulPlaybackTime = 0;
+    word::Store(pstPort->stRtpVideoStreamInfo.ulPlaybackTime, 0);
     pstPort->stTsStreamInfo.pucFrameData = nullptr;
 }
 
@@ -222,11 +223,16 @@ bool StartsWith(const CHAR *pcData, ULONG_32 ulLen, const CHAR *pcPrefix, ULONG_
     return ulLen >= ulPrefixLen && memcmp(pcData, pcPrefix, ulPrefixLen) == 0;
 }
 
+/** A packet that is a head and nothing else. */
+bool IsRecordHead(const CHAR *pcData, ULONG_32 ulLen) {
+    return ulLen == sizeof(PLAYER_RECORDHEAD_S) && StartsWith(pcData, ulLen, RECORD_HEAD_FLAG, 4);
+}
+
 ULONG_32 ParseBySignature(CHAR *pcData, ULONG_32 ulLen, PLAEYR_PORT_S *pstPort) {
     if (StartsWith(pcData, ulLen, "\xFF\xD8", 2)) {
         return ParseJpeg(pcData, ulLen, pstPort);
     }
-    if (ulLen >= sizeof(PLAYER_RECORDHEAD_S) && StartsWith(pcData, ulLen, "RdHd", 4)) {
+    if (ulLen >= sizeof(PLAYER_RECORDHEAD_S) && StartsWith(pcData, ulLen, RECORD_HEAD_FLAG, 4)) {
         return ParseRecordHead(pcData, pstPort);
     }
     if (StartsWith(pcData, ulLen, "\0\0\1", 3)) {
@@ -328,7 +334,8 @@ ULONG_32 Player_ParseStream(CHAR *pcRecvDataAddr, ULONG_32 ulRecvDataLen, PLAEYR
     if (pcRecvDataAddr == nullptr || ulRecvDataLen == 0) {
         return PLAYER_ERR_NEED_MORE_DATA;
     }
-    if (pstPort->bFindRecordHead == 1) {
+    // A head behind a head: the frame of the first one was never sent.
+    if (pstPort->bFindRecordHead == 1 && !IsRecordHead(pcRecvDataAddr, ulRecvDataLen)) {
         SetFrame(pstPort, reinterpret_cast<UCHAR *>(pcRecvDataAddr), ulRecvDataLen);
         pstPort->bFindRecordHead = 0;
         return PLAYER_ERR_OK;
