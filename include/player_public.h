@@ -491,6 +491,12 @@ typedef enum tagPlayerPlaySpeedE {
     PLAYER_SPEED_32_BACKWARD = 35
 } PLAYER_PLAY_SPEED_E;
 
+/** Play position of one port; see Zelvane_GetPlayTimeEx(). */
+typedef struct tagPlayTimeInfoS {
+    ULONG_32 ulPort;     /**< port, filled in by the client */
+    ULONG_32 ulPlayTime; /**< position, seconds */
+} PLAYBACK_PLAY_TIME;
+
 /** Where a camera's text band lies relative to the picture. */
 typedef enum tagOSDStyle {
     PLAYER_OSD_INSIDE = 0,        /**< in the picture */

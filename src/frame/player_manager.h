@@ -236,6 +236,8 @@ typedef struct tagPlayerPortS {
     LONG_32 lVideoCodecID;                      /**< stVideoDecode.lCodecID, for getters likewise */
     LONG_32 lAudioCodecID;                      /**< stAudioDecode.lCodecID likewise */
     HANDLE hRetiredPayloadType;                 /**< override table replaced while threads may still read it */
+    ULONG_32 ulControlTicket;                   /**< ticket of stControlWake that the play thread's pass began with */
+    ULONG_32 ulFilePlayTime;                    /**< position of the play thread, seconds, for calls without the lock */
 } PLAEYR_PORT_S;
 
 /** The port table. Null is a free port. Written under gstPortMutexLock. */
@@ -291,6 +293,39 @@ MODULE_API ULONG_32 Player_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *ps
 MODULE_API ULONG_32 Player_GetBitRate(ULONG_32 ulPort, LONG_32 *plBitRate);
 MODULE_API ULONG_32 Player_GetLostPacketRate(ULONG_32 ulPort, LONG_32 *plRecvPktNum, LONG_32 *plLostPktNum);
 MODULE_API ULONG_32 Player_ResetLostPacketRate(ULONG_32 ulPort);
+
+/* ---- files ---- */
+
+/** Opens a file and starts its play thread, paused. PLAYER_ERR_PARAM for a port in use. */
+MODULE_API ULONG_32 Player_OpenMediaFile(ULONG_32 ulPort, const CHAR *pcFilename);
+/** Stops everything that runs on a file port and closes the file; success for a port without a file. */
+MODULE_API ULONG_32 Player_CloseMediaFile(ULONG_32 ulPort);
+/** The play thread of a file port; pParam is the port. */
+MODULE_API void *__FilePlayThreadEntry(void *pParam);
+/** Reads the next frame of the file into stFrameData; learns the frame rate; puts a head in front of AAC. */
+MODULE_API ULONG_32 Player_ParserFile(PLAEYR_PORT_S *pstPort, ULONG_32 ulFrameCtrl);
+/**
+ * Waits until the picture at hand has stood long enough. Any control call ends the wait.
+ * @param pstStart when the pass began, as WYK_gettimeofday() gives it
+ * @param fSpeed   factor on the time that a picture stands
+ */
+MODULE_API ULONG_32 Player_FileSleepProc(struct timeval *pstStart, FLOAT fSpeed, PLAEYR_PORT_S *pstPort);
+MODULE_API ULONG_32 Player_PausePlay(ULONG_32 ulPort, BOOL_T bPause);
+/** ulSpeed is a PLAYER_PLAY_SPEED_E. */
+MODULE_API ULONG_32 Player_SpeedPlay(ULONG_32 ulPort, ULONG_32 ulSpeed);
+/** Shows the next picture and pauses; returns when it has been read, PLAYER_ERR_FAILED if the port closes meanwhile. */
+MODULE_API ULONG_32 Player_AFrameGo(ULONG_32 ulPort);
+/** PLAYER_ERR_NOT_SUPPORT. */
+MODULE_API ULONG_32 Player_AFrameBack(ULONG_32 ulPort);
+MODULE_API ULONG_32 Player_GetFileTime(ULONG_32 ulPort, ULONG_32 *pulTotalTime);
+/** The play thread moves; this only tells it to. */
+MODULE_API ULONG_32 Player_SetPlayedTime(ULONG_32 ulPort, ULONG_32 ulTime);
+/** Region of the next file to open, bytes. */
+MODULE_API ULONG_32 Player_SetFilePos(ULONG_32 ulPort, DULONG dulFileStartPos, DULONG dulFileEndPos);
+MODULE_API ULONG_32 Player_CurPlayTime(ULONG_32 ulPort, ULONG_32 *pulPlayTime);
+/** Fills in the positions of ulPortNum ports; needs no lock. */
+MODULE_API ULONG_32 Player_CurPlayTimeEx(ULONG_32 ulPortNum, PLAYBACK_PLAY_TIME *pstPlayTimeArray);
+MODULE_API ULONG_32 Player_Mp4GetRealTime(const CHAR *pcFileName, ULONG_32 *pulRealTime);
 
 /* ---- pipeline ---- */
 
@@ -374,7 +409,6 @@ MODULE_API ULONG_32 Player_SetPlaySoundChannel(ULONG_32 ulPort, ULONG_32 ulChann
 MODULE_API ULONG_32 Player_SetIvaEnable(ULONG_32 ulPort, BOOL_T bAble);
 MODULE_API ULONG_32 Player_StopRecord(ULONG_32 ulPort);
 MODULE_API ULONG_32 Player_CloseNetStream(ULONG_32 ulPort);
-MODULE_API ULONG_32 Player_CloseMediaFile(ULONG_32 ulPort);
 MODULE_API ULONG_32 Player_CloseVoiceSvc(ULONG_32 ulPort);
 MODULE_API ULONG_32 Player_CloseHlsStream(ULONG_32 ulPort);
 /** Empties the table of the broadcast service. */
