@@ -65,15 +65,12 @@ class FrameStore {
         }
     }
 
-    /** Ends the caller's hold on the frame that Take() gave. */
-    void Release() { av_frame_unref(given_); }
-
-    /** Gives the oldest waiting frame, valid until Release() or the next Take(); null if none waits. */
+    /** Gives the oldest waiting frame, valid until the next one is given; null if none waits. */
     AVFrame *Take() {
-        Release();
         if (count_ == 0) {
             return nullptr;
         }
+        av_frame_unref(given_);
         std::swap(given_, queue_[first_]);
         first_ = (first_ + 1) % queue_.size();
         --count_;

@@ -73,7 +73,6 @@ bool H265Decoder::Open() {
 }
 
 INT32 H265Decoder::Decode(const uint8_t *data, size_t size, Planes *planes) {
-    frames_.Release();
     refusal_ = IHW265D_OK;
     failed_ = false;
     units_seen_ = false;

@@ -55,7 +55,6 @@ bool H264Decoder::Open(unsigned threads) {
 }
 
 bool H264Decoder::Decode(const uint8_t *data, size_t size) {
-    frames_.Release();
     sent_ = 0;
     failed_ = 0;
     slice_seen_ = false;

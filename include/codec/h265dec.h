@@ -93,7 +93,7 @@ typedef struct tagIH265DEC_INARGS {
 
 /** Output of a decode call; all 0 unless it gave IHW265D_OK. */
 typedef struct tagIH265DEC_OUTARGS {
-    UINT8 *pPlane[3];   /**< 8-bit YUV 4:2:0 as Y, U, V; the decoder's until the next call or its deletion */
+    UINT8 *pPlane[3];   /**< 8-bit YUV 4:2:0 as Y, U, V; the decoder's until the next picture or its deletion */
     UINT32 uiYStride;   /**< bytes from one row of Y to the next */
     UINT32 uiUVStride;  /**< the same for U and V */
     UINT32 uiDecWidth;  /**< pixels as shown (after the conformance window) */

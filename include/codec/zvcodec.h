@@ -5,7 +5,7 @@
  * The player opens the library by name and looks each function up; nothing links to it. Compiles as C11 and as C++.
  *
  * A handle belongs to one thread at a time; different handles may be used at once. Memory given out (planes, PCM)
- * stays the decoder's and lasts until the next call with that handle, its destruction included: never release it.
+ * stays the decoder's and lasts until the next picture of that handle or its destruction: never release it.
  */
 #ifndef ZELVANE_CODEC_ZVCODEC_H
 #define ZELVANE_CODEC_ZVCODEC_H

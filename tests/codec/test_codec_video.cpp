@@ -82,6 +82,18 @@ TEST_F(CodecVideo, CountsABrokenFrameAsGivenOut) {
     EXPECT_EQ(0U, Decode(units[1]));
 }
 
+// A snapshot may ask for the last picture while a stream of another size has begun and shows nothing yet.
+TEST_F(CodecVideo, KeepsTheLastPictureWhileNoneComesOut) {
+    ASSERT_NO_FATAL_FAILURE(Open("h264_1080p_bf0.264", PLAYER_PAYLOAD_H264));
+    ASSERT_EQ(0U, Decode(units[0]));
+    const std::string shown = OutMd5();
+    const Bytes other = ReadFile(MediaPath("h264_640x360_bf2.264"));
+    const std::vector<Span> other_units = SplitAccessUnits(other, AV_CODEC_ID_H264);
+    ASSERT_EQ(538U, Decode(other_units[0]));
+    ASSERT_EQ(538U, Decode(other_units[1]));
+    EXPECT_EQ(shown, OutMd5());
+}
+
 TEST_F(CodecVideo, LosesOneFrameWhenH265OutgrowsItsDecoder) {
     ASSERT_NO_FATAL_FAILURE(Open("h265_640x360.265", PLAYER_PAYLOAD_H265));
     ASSERT_EQ(0U, Decode(units[0]));
