@@ -10,6 +10,8 @@
 #include "cloud/hls_types.h"
 #include "codec/module_code.h"
 #include "file/module_file.h"
+#include "file/mp4_boxes.h"
+#include "file/mp4_parse.h"
 #include "foundations/PlayerLog.h"
 #include "foundations/bytes.h"
 #include "foundations/com_log.h"

@@ -1,0 +1,293 @@
+/**
+ * @file mp4_frame.cpp
+ * @brief Samples of an MP4 file as frames: choosing, reading, and turning them into byte streams.
+ */
+#include <cstring>
+
+#include "file/mp4_inner.h"
+#include "file/mp4_parse.h"
+#include "foundations/com_log.h"
+#include "foundations/shared_word.h"
+
+namespace {
+
+constexpr UCHAR START_CODE[] = {0, 0, 0, 1};
+constexpr ULONG_32 START_CODE_SIZE = sizeof(START_CODE);
+
+/** A frame leaves this much room, for the ADTS header that AAC gets in front later. */
+constexpr ULONG_32 FRAME_TAIL_ROOM = 7;
+
+/** As much of a sample as is looked at to tell whether it is a marked P frame. */
+constexpr ULONG_32 PEEK_SIZE = 4096;
+
+constexpr DULONG TICKS_A_SECOND = 90000;
+
+/** What a frame's first units say. */
+enum class SpVerdict { kUndecided, kSp, kPlain, kUnknownPayload };
+
+/** First description of a node's track, or null. A node of a track that isn't there takes the first track. */
+const Sample_description *Description(const mp4_moov_box &stParser, LONG_32 lTrack) {
+    if (stParser.trak.empty()) {
+        return nullptr;
+    }
+    const size_t ulTrack = static_cast<size_t>(lTrack) < stParser.trak.size() ? static_cast<size_t>(lTrack) : 0;
+    const mp4_stsd_box &stStsd = stParser.trak[ulTrack].mdia.minf.stbl.stsd;
+    return stStsd.number_of_entries != 0 ? stStsd.sample_description.get() : nullptr;
+}
+
+const mp4_avcC_box *Configuration(const mp4_moov_box &stParser, LONG_32 lTrack) {
+    const Sample_description *pstEntry = Description(stParser, lTrack);
+    return pstEntry != nullptr && pstEntry->avc1 != nullptr ? pstEntry->avc1->avcC.get() : nullptr;
+}
+
+LONG_32 PayloadOf(const mp4_moov_box &stParser, const mp4_sample_node &stNode) {
+    const Sample_description *pstEntry = Description(stParser, stNode.type);
+    if (stNode.type == stParser.iVideoTrak) {
+        const bool bH265 = pstEntry != nullptr && strcmp(pstEntry->type, "hev1") == 0;
+        return bH265 ? PLAYER_PAYLOAD_H265 : PLAYER_PAYLOAD_H264;
+    }
+    const mp4_mp4a_box *pstAudio = pstEntry != nullptr ? pstEntry->mp4a.get() : nullptr;
+    return pstAudio != nullptr && pstAudio->lCodeType == MP4_CODE_AAC ? PLAYER_PAYLOAD_AAC : PLAYER_PAYLOAD_MP1L2;
+}
+
+/** Bytes in front of a frame: parameter sets with start codes at a key frame that has a configuration. */
+ULONG_32 PrefixSize(const mp4_moov_box &stParser, const mp4_sample_node &stNode) {
+    const mp4_avcC_box *pstOwn = stNode.key == 1 ? Configuration(stParser, stNode.type) : nullptr;
+    if (pstOwn == nullptr) {
+        return 0;
+    }
+    // The second start code goes by the length of the first track's SPS, whatever track this is.
+    const mp4_avcC_box *pstFirst = Configuration(stParser, 0);
+    const ULONG_32 ulSpsLen = pstFirst != nullptr ? pstFirst->sps.sequenceParameterSetLength : 0;
+    return 2 * START_CODE_SIZE + ulSpsLen + pstOwn->pps.pictureParameterSetLength;
+}
+
+/** Writes the bytes that PrefixSize() counted. */
+void PutPrefix(const mp4_avcC_box &stOwn, ULONG_32 ulPrefix, UCHAR *pucTo) {
+    const ULONG_32 ulPps = ulPrefix - stOwn.pps.pictureParameterSetLength;
+    const ULONG_32 ulSpsLen = std::min<ULONG_32>(stOwn.sps.sequenceParameterSetLength, ulPrefix - START_CODE_SIZE);
+    memset(pucTo, 0, ulPrefix);
+    memcpy(pucTo, START_CODE, START_CODE_SIZE);
+    if (ulSpsLen != 0) {
+        memcpy(pucTo + START_CODE_SIZE, stOwn.sps.sequenceParameterSetNALUnit.get(), ulSpsLen);
+    }
+    memcpy(pucTo + ulPps - START_CODE_SIZE, START_CODE, START_CODE_SIZE);
+    if (stOwn.pps.pictureParameterSetLength != 0) {
+        memcpy(pucTo + ulPps, stOwn.pps.pictureParameterSetNALUnit.get(), stOwn.pps.pictureParameterSetLength);
+    }
+}
+
+/** Samples follow each other in the file: it is asked to move only where they don't. */
+bool ReadAt(FILE *pFile, DLONG dlOffset, void *pTo, size_t ulCount) {
+    if (ftello(pFile) != dlOffset && fseeko(pFile, dlOffset, SEEK_SET) != 0) {
+        return false;
+    }
+    return fread(pTo, 1, ulCount, pFile) == ulCount;
+}
+
+/** Turns the length in front of each unit into a start code. Gives the bytes up to which that could be done. */
+ULONG_32 ToByteStream(UCHAR *pucSample, ULONG_32 ulLen) {
+    DULONG dulAt = 0;
+    while (dulAt + START_CODE_SIZE <= ulLen) {
+        UCHAR *pucUnit = pucSample + dulAt;
+        const ULONG_32 ulUnit =
+            ULONG_32{pucUnit[0]} << 24 | ULONG_32{pucUnit[1]} << 16 | ULONG_32{pucUnit[2]} << 8 | pucUnit[3];
+        memcpy(pucUnit, START_CODE, START_CODE_SIZE);
+        dulAt += DULONG{ulUnit} + START_CODE_SIZE;
+    }
+    return static_cast<ULONG_32>(std::min<DULONG>(dulAt, ulLen));
+}
+
+/** Fills in what a frame is, and moves on. */
+void FinishFrame(mp4_moov_box *pstParser, const mp4_sample_node &stNode, ULONG_32 ulLen, MP4_FRAME_INFO_S *pstFrame) {
+    pstFrame->lPayload = PayloadOf(*pstParser, stNode);
+    if (stNode.type == pstParser->iVideoTrak) {
+        pstFrame->lFormatType = stNode.key == 1 ? 0 : 1;
+    } else if (pstFrame->lPayload == PLAYER_PAYLOAD_AAC) {
+        const mp4_mp4a_box &stAudio = *Description(*pstParser, stNode.type)->mp4a;
+        pstFrame->lFormatType = 7;
+        pstFrame->ucAudioType = stAudio.ucAudioType;
+        pstFrame->ucFrequencyIndex = stAudio.ucFrequencyIndex;
+        pstFrame->ucChannelNum = stAudio.ucChannelNum;
+    } else {
+        pstFrame->lFormatType = 0;
+    }
+    pstFrame->ulBufferLen = ulLen;
+    pstFrame->dulTimestamp = stNode.timestamp;
+    word::Store(pstParser->iPlayTime, static_cast<LONG_32>(stNode.timestamp / TICKS_A_SECOND));
+    ++pstParser->iCurSampleIndex;
+}
+
+/** What the unit behind a start code says about its frame. */
+SpVerdict UnitVerdict(LONG_32 lPayload, const UCHAR *pucUnit, size_t ulLen) {
+    const UCHAR ucHead = pucUnit[0];
+    if (lPayload == PLAYER_PAYLOAD_H264) {
+        const UCHAR ucType = ucHead & 31;
+        if (ucHead == 6 && ulLen > 1 && pucUnit[1] == 0x21) {
+            return SpVerdict::kSp;
+        }
+        return ucType == 5 || ucType == 1 ? SpVerdict::kPlain : SpVerdict::kUndecided;
+    }
+    if (lPayload == PLAYER_PAYLOAD_H265) {
+        const UCHAR ucType = ucHead >> 1 & 63;
+        if (ulLen > 2 && memcmp(pucUnit, "\x4E\x01\xE6", 3) == 0) {
+            return SpVerdict::kSp;
+        }
+        return ucType >= 1 && ucType <= 21 ? SpVerdict::kPlain : SpVerdict::kUndecided;
+    }
+    return SpVerdict::kUnknownPayload;
+}
+
+/** Looks through a frame up to the unit that settles what it is. */
+SpVerdict ScanFrame(LONG_32 lPayload, const UCHAR *pucFrame, size_t ulLen) {
+    const UCHAR *pucEnd = pucFrame + ulLen;
+    const UCHAR *pucAt = pucFrame;
+    for (;;) {
+        const void *pFound = memmem(pucAt, static_cast<size_t>(pucEnd - pucAt), START_CODE + 1, 3);
+        if (pFound == nullptr) {
+            return SpVerdict::kUndecided;
+        }
+        pucAt = static_cast<const UCHAR *>(pFound) + 3;
+        if (pucAt == pucEnd) {
+            return SpVerdict::kUndecided;
+        }
+        const SpVerdict enVerdict = UnitVerdict(lPayload, pucAt, static_cast<size_t>(pucEnd - pucAt));
+        if (enVerdict != SpVerdict::kUndecided) {
+            return enVerdict;
+        }
+    }
+}
+
+/**
+ * Steps over a plain P frame after a look at its start alone, leaving all as if it had been made. False if that doesn't
+ * settle it, and for samples that would fail.
+ */
+bool StepOverPlain(FILE *pFile, mp4_moov_box *pstParser, const mp4_sample_node &stNode, MP4_FRAME_INFO_S *pstFrame) {
+    const ULONG_32 ulSize = static_cast<ULONG_32>(stNode.size);
+    if (stNode.key == 1 || ulSize <= PEEK_SIZE || ulSize + FRAME_TAIL_ROOM > VIDEO_FRAME_BUFFER_SIZE ||
+        stNode.dlOffset + stNode.size > pstParser->dlMdatDataEnd ||
+        !ReadAt(pFile, stNode.dlOffset, pstFrame->pucBuffer, PEEK_SIZE)) {
+        return false;
+    }
+    const LONG_32 lPayload = PayloadOf(*pstParser, stNode);
+    // A length that the end of the look cuts in two is left out: as raw bytes it could pass for a start code.
+    const ULONG_32 ulLen = lPayload == PLAYER_PAYLOAD_H264 ? ToByteStream(pstFrame->pucBuffer, PEEK_SIZE) : PEEK_SIZE;
+    if (ScanFrame(lPayload, pstFrame->pucBuffer, ulLen) != SpVerdict::kPlain) {
+        return false;
+    }
+    FinishFrame(pstParser, stNode, ulSize, pstFrame);
+    return true;
+}
+
+ULONG_32 ReadComplete() {
+    LOG_INFO("MP4_GetOneFrameData Info, File Read Complete.");
+    return PLAYER_ERR_FILE_END;
+}
+
+/** The node at the place of reading, or null at the end of the list. */
+const mp4_sample_node *CurrentNode(const mp4_moov_box &stParser) {
+    const size_t ulIndex = static_cast<size_t>(stParser.iCurSampleIndex);
+    return ulIndex < stParser.list.size() ? &stParser.list[ulIndex] : nullptr;
+}
+
+/** Reads on to the next key or marked P frame. */
+ULONG_32 ReadKeyOrSpFrame(FILE *pFile, mp4_moov_box *pstParser, MP4_FRAME_INFO_S *pstFrame) {
+    while (const mp4_sample_node *pstNode = CurrentNode(*pstParser)) {
+        if (pstNode->type != pstParser->iVideoTrak) {
+            ++pstParser->iCurSampleIndex;
+            continue;
+        }
+        if (StepOverPlain(pFile, pstParser, *pstNode, pstFrame)) {
+            continue;
+        }
+        ULONG_32 ulResult = MP4_MakeOneFrame(pFile, pstParser, pstNode, pstFrame);
+        if (ulResult != PLAYER_ERR_OK) {
+            LOG_ERROR("MP4_GetOneFrameData Failed, MP4_MakeOneFrame Failed, Error[0x%x].", ulResult);
+            return ulResult;
+        }
+        const SpVerdict enVerdict = pstNode->key == 1
+                                        ? SpVerdict::kSp
+                                        : ScanFrame(pstFrame->lPayload, pstFrame->pucBuffer, pstFrame->ulBufferLen);
+        if (enVerdict == SpVerdict::kSp) {
+            return PLAYER_ERR_OK;
+        }
+        if (enVerdict == SpVerdict::kUnknownPayload) {
+            ulResult = PLAYER_ERR_FAILED;
+            LOG_ERROR("MP4_GetOneFrameData Failed, Unknow PayLoad[%d] Failed, Error[0x%x].", pstFrame->lPayload,
+                      ulResult);
+            return ulResult;
+        }
+    }
+    return ReadComplete();
+}
+
+/** Whether a node is of a kind that was asked for. */
+bool IsWanted(const mp4_moov_box &stParser, const mp4_sample_node &stNode, LONG_32 lGetType) {
+    switch (lGetType) {
+        case MP4_FRAME_GET_TYPE_ONLY_I_FRAME:
+            return stNode.key == 1;
+        case MP4_FRAME_GET_TYPE_ONLY_VIDEO_FRAME:
+            return stNode.type == stParser.iVideoTrak;
+        default:
+            return true;
+    }
+}
+
+}  // namespace
+
+ULONG_32 MP4_GetOneFrameData(FILE *pFile, mp4_moov_box *pstParser, LONG_32 lGetType, MP4_FRAME_INFO_S *pstFrame) {
+    if (pstParser == nullptr) {
+        LOG_ERROR("MP4_GetOneFrameData Failed, Mp4info is Null.");
+        return PLAYER_ERR_PARAM;
+    }
+    if (pFile == nullptr || pstFrame == nullptr || pstFrame->pucBuffer == nullptr) {
+        return PLAYER_ERR_PARAM;
+    }
+    pstFrame->dulTimestamp = 0;
+    pstFrame->ulBufferLen = 0;
+    pstFrame->lPayload = 0;
+    pstFrame->lFormatType = 0;
+    if (pstParser->bInitRead == 0) {
+        pstParser->iCurSampleIndex = 0;
+        pstParser->bInitRead = 1;
+    }
+    if (lGetType == MP4_FRAME_GET_TYPE_ONLY_I_SP_FRAME) {
+        return ReadKeyOrSpFrame(pFile, pstParser, pstFrame);
+    }
+    while (const mp4_sample_node *pstNode = CurrentNode(*pstParser)) {
+        if (IsWanted(*pstParser, *pstNode, lGetType)) {
+            return MP4_MakeOneFrame(pFile, pstParser, pstNode, pstFrame);
+        }
+        ++pstParser->iCurSampleIndex;
+    }
+    return ReadComplete();
+}
+
+ULONG_32 MP4_MakeOneFrame(FILE *pFile, mp4_moov_box *pstParser, const mp4_sample_node *pstNode,
+                          MP4_FRAME_INFO_S *pstFrame) {
+    if (pFile == nullptr || pstParser == nullptr || pstNode == nullptr || pstFrame == nullptr ||
+        pstFrame->pucBuffer == nullptr) {
+        return PLAYER_ERR_PARAM;
+    }
+    const ULONG_32 ulPrefix = PrefixSize(*pstParser, *pstNode);
+    const ULONG_32 ulSize = static_cast<ULONG_32>(pstNode->size);
+    if (DULONG{ulPrefix} + ulSize + FRAME_TAIL_ROOM > VIDEO_FRAME_BUFFER_SIZE) {
+        LOG_ERROR("MP4_MakeOneFrame Failed, Sample Size[%d] OverFlow.", pstNode->size);
+        ++pstParser->iCurSampleIndex;
+        return PLAYER_ERR_FILE_READ;
+    }
+    if (ulPrefix != 0) {
+        PutPrefix(*Configuration(*pstParser, pstNode->type), ulPrefix, pstFrame->pucBuffer);
+    }
+    UCHAR *pucSample = pstFrame->pucBuffer + ulPrefix;
+    if (!ReadAt(pFile, pstNode->dlOffset, pucSample, ulSize)) {
+        LOG_ERROR("MP4_MakeOneFrame Failed, File Ends In Sample[%d].", pstParser->iCurSampleIndex);
+        ++pstParser->iCurSampleIndex;
+        return PLAYER_ERR_FILE_END;
+    }
+    if (pstNode->type == pstParser->iVideoTrak && PayloadOf(*pstParser, *pstNode) == PLAYER_PAYLOAD_H264) {
+        ToByteStream(pucSample, ulSize);
+    }
+    FinishFrame(pstParser, *pstNode, ulPrefix + ulSize, pstFrame);
+    return PLAYER_ERR_OK;
+}
