@@ -4,8 +4,9 @@
  *
  * Compiles alone as C11 and as C++20; all functions have C linkage.
  *
- * A first player: Zelvane_Init(), Zelvane_AllocPort(), one open call (Zelvane_OpenInputStream()), Zelvane_StartPlay()
- * with a window, Zelvane_InputMediaData() for each packet; then the close call, Zelvane_FreePort(), Zelvane_Cleanup().
+ * A first player: Zelvane_Init(), Zelvane_AllocPort(), one open call (Zelvane_OpenInputStream(),
+ * Zelvane_OpenMediaFile()), Zelvane_StartPlay() with a window, and for a pushed stream Zelvane_InputMediaData() for each
+ * packet; then the close call, Zelvane_FreePort(), Zelvane_Cleanup().
  *
  * Results. A function that returns BOOL_T gives 1 for success and 0 for failure; after a 0, Zelvane_GetLastError() on
  * the same thread gives the code (PLAYER_ERROR_E), unless the function says that it sets none. A port number of 256 or
@@ -227,6 +228,119 @@ ZELVANE_API BOOL_T Zelvane_SetPayloadType(ULONG_32 ulPort, ULONG_32 ulNum, PLAYE
  * @return 1; 0 with PLAYER_ERR_PORT; 2 for a null pointer
  */
 ZELVANE_API BOOL_T Zelvane_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *pstAudioInfo);
+
+/* ---- local files ------------------------------------------------------------------------------------------------ */
+
+/**
+ * Opens a local file, MP4 or MPEG-TS of the platform's devices, on a port without an open source. The port is paused:
+ * Zelvane_StartPlay() plays it in a window, Zelvane_PausePlay() with 0 without one. Without a window pictures are not
+ * paced: frames are read and decoded as fast as they can be, unless the picture callback was set with bContinue 0. At
+ * the end of the file the port pauses and sends a run message of kind PLAYER_RUN_INFO_MEDIA_PROCESS with
+ * PLAYER_ERR_FILE_END.
+ * @param ulPort     port
+ * @param pcFilename path
+ * @return 1; or 0 with PLAYER_ERR_PARAM (null, a port in use, a damaged MP4 file), PLAYER_ERR_FILE_OPEN (no such file),
+ *         PLAYER_ERR_NOT_SUPPORT (no file of a known kind), PLAYER_ERR_FILE_READ or PLAYER_ERR_FAILED (no MPEG-TS that
+ *         can be played), PLAYER_ERR_MALLOC, PLAYER_ERR_RESOURCE
+ */
+ZELVANE_API BOOL_T Zelvane_OpenMediaFile(ULONG_32 ulPort, const CHAR *pcFilename);
+
+/**
+ * Stops what runs on the port (recording, sound, picture) and closes its file. Without a file it does nothing.
+ * @param ulPort port
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_CloseMediaFile(ULONG_32 ulPort);
+
+/**
+ * Pauses a file or a cloud recording, or plays on. After a pause every frame is played again, at the pace set before:
+ * a choice of key frames made by Zelvane_SpeedPlay() is not taken up again.
+ * @param ulPort port
+ * @param bPause 1 pauses, another value plays
+ * @return 1; or 0 with PLAYER_ERR_NOT_SUPPORT for another kind of source
+ */
+ZELVANE_API BOOL_T Zelvane_PausePlay(ULONG_32 ulPort, BOOL_T bPause);
+
+/**
+ * Sets the speed of a file, a pushed or a network stream, or up to 4 times that of a cloud recording. It ends a pause.
+ * Sound plays at PLAYER_SPEED_1_FORWARD, and at the slow backward speeds, which are the same.
+ * @param ulPort  port
+ * @param ulSpeed PLAYER_PLAY_SPEED_E; from PLAYER_SPEED_4_FORWARD on a file shows its key frames only, save one of JPEG
+ *                pictures. The ..._IFRAME speeds and the fast backward ones show each key frame for a part of the
+ *                distance of two that depends on the frame rate. PLAYER_SPEED_INTELLIGENT_FORWARD,
+ *                PLAYER_SPEED_1_FRAME_FORWARD and PLAYER_SPEED_I_FRAME_BACKWARD change nothing
+ * @return 1; or 0 with PLAYER_ERR_NOT_SUPPORT for another kind of source, PLAYER_ERR_PARAM for another value
+ */
+ZELVANE_API BOOL_T Zelvane_SpeedPlay(ULONG_32 ulPort, ULONG_32 ulSpeed);
+
+/**
+ * Shows the next picture of a file and pauses. Returns when the picture has been read; from a callback of the port it
+ * is refused.
+ * @param ulPort port
+ * @return 1; or 0 with PLAYER_ERR_NOT_SUPPORT for another kind of source, PLAYER_ERR_FAILED when the port is closed
+ *         meanwhile or the call comes from one of its callbacks
+ */
+ZELVANE_API BOOL_T Zelvane_AFrameGo(ULONG_32 ulPort);
+
+/**
+ * Not there in this version.
+ * @param ulPort port
+ * @return 0 with PLAYER_ERR_NOT_SUPPORT
+ */
+ZELVANE_API BOOL_T Zelvane_AFrameBack(ULONG_32 ulPort);
+
+/**
+ * Moves a file to the first key frame behind a time. The call returns at once; the play thread moves, shows one picture
+ * of the new place even while paused, and goes on as before. Time is counted in frames at the rate of the stream, or
+ * 25 a second before the first picture has told it. Past the end an MP4 file stays where it is or ends; an MPEG-TS
+ * file stays.
+ * @param ulPort port
+ * @param ulTime seconds since the start
+ * @return 1; or 0 with PLAYER_ERR_NOT_SUPPORT for another kind of source
+ */
+ZELVANE_API BOOL_T Zelvane_SetPlayedTime(ULONG_32 ulPort, ULONG_32 ulTime);
+
+/**
+ * Sets the region of a KRDF record inside a larger file, for the next Zelvane_OpenMediaFile(). A close forgets it.
+ * @param ulPort          port
+ * @param dulFileStartPos first byte
+ * @param dulFileEndPos   byte behind the last; 0 for the whole file
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetFilePos(ULONG_32 ulPort, DULONG dulFileStartPos, DULONG dulFileEndPos);
+
+/**
+ * Total time of a file.
+ * @param ulPort            port
+ * @param[out] pulTotalTime seconds
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer, PLAYER_ERR_NOT_SUPPORT for another kind of source
+ */
+ZELVANE_API BOOL_T Zelvane_GetFileTime(ULONG_32 ulPort, ULONG_32 *pulTotalTime);
+
+/**
+ * Position of what is being played: of a file or a cloud recording, or the playback time that a stream carries.
+ * @param ulPort           port
+ * @param[out] pulPlayTime seconds
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer, PLAYER_ERR_FAILED when the stream carries none
+ */
+ZELVANE_API BOOL_T Zelvane_GetPlayTime(ULONG_32 ulPort, ULONG_32 *pulPlayTime);
+
+/**
+ * Positions of several ports at once; it never waits for another call on them. A stream that carries no playback time
+ * gives 0.
+ * @param ulPortNum        entries
+ * @param pstPlayTimeArray entries, ulPort filled in by the client; ulPlayTime is filled in up to the first failure
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer, PLAYER_ERR_PORT for a port that is not there
+ */
+ZELVANE_API BOOL_T Zelvane_GetPlayTimeEx(ULONG_32 ulPortNum, PLAYBACK_PLAY_TIME *pstPlayTimeArray);
+
+/**
+ * Time of day at which an MP4 recording of this library starts. Sets no last error.
+ * @param pcFileName       path
+ * @param[out] pulRealTime seconds since local midnight; 0 when the file does not say
+ * @return 1; or 0
+ */
+ZELVANE_API BOOL_T Zelvane_MP4GetRealTime(const CHAR *pcFileName, ULONG_32 *pulRealTime);
 
 /* ---- figures of a running stream -------------------------------------------------------------------------------- */
 

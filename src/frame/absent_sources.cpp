@@ -9,8 +9,6 @@ ULONG_32 Player_StopRecord(ULONG_32) { return PLAYER_ERR_OK; }
 
 ULONG_32 Player_CloseNetStream(ULONG_32) { return PLAYER_ERR_OK; }
 
-ULONG_32 Player_CloseMediaFile(ULONG_32) { return PLAYER_ERR_OK; }
-
 ULONG_32 Player_CloseVoiceSvc(ULONG_32) { return PLAYER_ERR_OK; }
 
 ULONG_32 Player_CloseHlsStream(ULONG_32) { return PLAYER_ERR_OK; }

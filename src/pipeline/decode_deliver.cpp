@@ -18,6 +18,21 @@ const LONG_32 LENGTH_TOLERANCE = 2;
 const ULONG_32 EXTRACT_FRAME_NUM = 100;
 const ULONG_32 DEC_COUNT_CYCLE = 11;
 const ULONG_32 QUEUE_LOG_STEP = 1000;
+const FLOAT NORMAL_SPEED = 1.0F;
+
+/** How a thread's log lines begin. */
+struct DELIVER_WORDS_S {
+    const CHAR *pcThread;
+    const CHAR *pcAdjust;
+    const CHAR *pcVolume;
+};
+
+/** By DELIVER_THREAD_E. */
+const DELIVER_WORDS_S gastWords[] = {
+    {"Decode Thread", "Decode Thread: SetVideoAdjust", "Decode Thread Warning: Audio_SetSoundVolume"},
+    {"FilePlay Thread", "FilePlay Thread Warning: CODE_SetVideoAdjust", "FilePlay Thread: Audio_SetSoundVolume"}};
+
+const DELIVER_WORDS_S &Words(const DELIVER_STATE_S *pstState) { return gastWords[pstState->enThread]; }
 
 /* ---- callbacks ---- */
 
@@ -47,7 +62,7 @@ bool IsOnGpu(const PLAEYR_PORT_S *pstPort) {
 }
 
 /** Makes the adjusted picture's buffer fit the decoded one. Caller holds stLock. */
-bool FitAdjustBuffer(PLAEYR_PORT_S *pstPort) {
+bool FitAdjustBuffer(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
     const CODE_DECODED_DATA_S &stFrom = pstPort->stDecodeVideoData;
     CODE_DECODED_DATA_S &stTo = pstPort->stAdjustVideoData;
     if (stTo.pucData[0] != nullptr && stTo.lLineSize[0] == stFrom.lLineSize[0] && stTo.lWidth == stFrom.lWidth &&
@@ -59,7 +74,7 @@ bool FitAdjustBuffer(PLAEYR_PORT_S *pstPort) {
     const size_t ulArea = static_cast<size_t>(stFrom.lLineSize[0]) * static_cast<size_t>(stFrom.lHeight);
     UCHAR *pucBuffer = static_cast<UCHAR *>(calloc(1, ulArea + ulArea / 2));
     if (pucBuffer == nullptr) {
-        LOG_ERROR("Port[%03d] Decode Thread: Malloc Failed, Size:[%d].", pstPort->ulPort,
+        LOG_ERROR("Port[%03d] %s: Malloc Failed, Size:[%d].", pstPort->ulPort, Words(pstState).pcThread,
                   static_cast<LONG_32>(ulArea + ulArea / 2));
         return false;
     }
@@ -74,19 +89,19 @@ bool FitAdjustBuffer(PLAEYR_PORT_S *pstPort) {
     return true;
 }
 
-bool AdjustPicture(PLAEYR_PORT_S *pstPort) {
+bool AdjustPicture(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
     QLOM_SDK_mutex_lock(&pstPort->stDecodeVideoData.stLock);
-    bool bFits = FitAdjustBuffer(pstPort);
+    bool bFits = FitAdjustBuffer(pstPort, pstState);
     ULONG_32 ulResult = PLAYER_ERR_OK;
     if (bFits) {
         pstPort->stAdjustVideoData.lDuration = pstPort->stDecodeVideoData.lDuration;
         pstPort->stAdjustVideoData.lMediaType = pstPort->stDecodeVideoData.lMediaType;
-        ulResult = CODE_SetVideoAdjust(&pstPort->stAdjustParam, &pstPort->stDecodeVideoData,
-                                       &pstPort->stAdjustVideoData);
+        ulResult =
+            CODE_SetVideoAdjust(&pstPort->stAdjustParam, &pstPort->stDecodeVideoData, &pstPort->stAdjustVideoData);
     }
     QLOM_SDK_mutex_unlock(&pstPort->stDecodeVideoData.stLock);
     if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("Port[%03d] Decode Thread: SetVideoAdjust Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        LOG_ERROR("Port[%03d] %s Failed, Error:[0x%x].", pstPort->ulPort, Words(pstState).pcAdjust, ulResult);
     }
     return bFits;
 }
@@ -119,8 +134,10 @@ bool LeaveOutAtSpeed(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
     if (enSpeed < PLAYER_SPEED_2_FORWARD || enSpeed > PLAYER_SPEED_16_FORWARD || !(fSpeed > 0)) {
         return false;
     }
-    const FLOAT fFrameNum = static_cast<FLOAT>(word::Load(pstPort->stStateInfo.lFrameRate)) / (EXTRACT_FRAME_NUM * fSpeed);
-    if (static_cast<FLOAT>(pstState->glDecCount) <= fFrameNum && fFrameNum < static_cast<FLOAT>(pstState->glDecCount + 1)) {
+    const FLOAT fFrameNum =
+        static_cast<FLOAT>(word::Load(pstPort->stStateInfo.lFrameRate)) / (EXTRACT_FRAME_NUM * fSpeed);
+    if (static_cast<FLOAT>(pstState->glDecCount) <= fFrameNum &&
+        fFrameNum < static_cast<FLOAT>(pstState->glDecCount + 1)) {
         pstState->glDecCount = 0;
         return false;
     }
@@ -128,10 +145,11 @@ bool LeaveOutAtSpeed(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
     return word::Load(pstPort->stDecodeBufferQueue.ulBufNum) > 2;
 }
 
-void QueuePicture(PLAEYR_PORT_S *pstPort, bool bAdjust) {
-    CODE_DECODED_DATA_S *pstPicture = bAdjust ? &pstPort->stAdjustVideoData : &pstPort->stDecodeVideoData;
-    ULONG_32 ulResult = QUEUE_AddDecodeData(pstPicture, 0, &pstPort->stDecodeBufferQueue);
-    if (ulResult == PLAYER_ERR_OK) {
+/** A window that can't keep up costs pictures. The decode thread counts them and logs now and then. */
+void LogRefused(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState, ULONG_32 ulResult) {
+    if (pstState->enThread == DELIVER_FILE_THREAD) {
+        LOG_WARN("Port[%03d] FilePlay Thread Warning: QUEUE_AddDecodeData Failed, Error:[0x%x].", pstPort->ulPort,
+                 ulResult);
         return;
     }
     if (pstPort->stOffScreenQueue.ulErrorNum % QUEUE_LOG_STEP == 0) {
@@ -141,22 +159,11 @@ void QueuePicture(PLAEYR_PORT_S *pstPort, bool bAdjust) {
     pstPort->stOffScreenQueue.ulErrorNum++;
 }
 
-void ShowPicture(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
-    if (IsOnGpu(pstPort)) {
-        word::Store(pstPort->bUseGpuRander, 1);
-        return;
-    }
-    word::Store(pstPort->bUseGpuRander, 0);
-    const bool bAdjust = word::Load(pstPort->bAdjust) == 1;
-    if (bAdjust && !AdjustPicture(pstPort)) {
-        return;
-    }
-    AttachDrawInfo(pstPort);
-    if (bAdjust) {
-        pstPort->stAdjustVideoData.stDrawInfo.hIvaInfo = pstPort->stDecodeVideoData.stDrawInfo.hIvaInfo;
-    }
-    if (!LeaveOutAtSpeed(pstPort, pstState)) {
-        QueuePicture(pstPort, bAdjust);
+void QueuePicture(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState, bool bAdjust) {
+    CODE_DECODED_DATA_S *pstPicture = bAdjust ? &pstPort->stAdjustVideoData : &pstPort->stDecodeVideoData;
+    ULONG_32 ulResult = QUEUE_AddDecodeData(pstPicture, 0, &pstPort->stDecodeBufferQueue);
+    if (ulResult != PLAYER_ERR_OK) {
+        LogRefused(pstPort, pstState, ulResult);
     }
 }
 
@@ -179,19 +186,20 @@ void DropMisfitDevice(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
 }
 
 /** Makes and opens a device; on failure sound is off until the client opens it again. */
-bool OpenDevice(PLAEYR_PORT_S *pstPort) {
+bool OpenDevice(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
     const CODE_DECODED_DATA_S &stBlock = pstPort->stDecodeAudioData;
     const AUDIO_DEC_PARAM_S stParam = {stBlock.ulSampleRate, stBlock.ulChannels, stBlock.ulBitsPerSample,
                                        stBlock.lLineSize[0]};
     HANDLE hDevice = Audio_CreatePlayDec(&stParam);
     if (hDevice == nullptr) {
-        LOG_ERROR("Port[%03d] Decode Thread: Audio_CreatePlayDec Failed.", pstPort->ulPort);
+        LOG_ERROR("Port[%03d] %s: Audio_CreatePlayDec Failed.", pstPort->ulPort, Words(pstState).pcThread);
         word::Store(pstPort->bStartAudio, 0);
         return false;
     }
     ULONG_32 ulResult = Audio_OpenSound(hDevice);
     if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("Port[%03d] Decode Thread: Audio_OpenSound Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        LOG_ERROR("Port[%03d] %s: Audio_OpenSound Failed, Error:[0x%x].", pstPort->ulPort, Words(pstState).pcThread,
+                  ulResult);
         Audio_DestoryPlayDec(&hDevice);
         word::Store(pstPort->bStartAudio, 0);
         return false;
@@ -207,41 +215,107 @@ void ApplyVolume(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
     }
     ULONG_32 ulResult = Audio_SetSoundVolume(pstPort->hSoundDev, lVolume);
     if (ulResult != PLAYER_ERR_OK) {
-        LOG_WARN("Port[%03d] Decode Thread Warning: Audio_SetSoundVolume Failed, Error:[0x%x].", pstPort->ulPort,
-                 ulResult);
+        LOG_WARN("Port[%03d] %s Failed, Error:[0x%x].", pstPort->ulPort, Words(pstState).pcVolume, ulResult);
         return;
     }
     pstState->lCurSoundVolume = lVolume;
 }
 
-void PlaySound(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
-    if (!word::Load(pstPort->bStartAudio)) {
-        PortState_DropSoundDevice(pstPort);
-        pstState->lCurSoundVolume = 0;
-        return;
-    }
+/** A file sounds at normal speed only. */
+bool IsSoundOn(const PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
+    return word::Load(pstPort->bStartAudio) != 0 &&
+           (pstState->enThread == DELIVER_DECODE_THREAD || word::Load(pstPort->fFilePlaySpeed) == NORMAL_SPEED);
+}
+
+void AddSound(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
     const CODE_DECODED_DATA_S &stBlock = pstPort->stDecodeAudioData;
-    if (pstPort->ulCurDataType != AUDIO_DATA || stBlock.pucData[0] == nullptr) {
-        return;
+    ULONG_32 ulResult =
+        Audio_AddSoundData(pstPort->hSoundDev, stBlock.pucData[0], static_cast<ULONG_32>(stBlock.lLineSize[0]));
+    if (ulResult != PLAYER_ERR_OK && pstState->enThread == DELIVER_FILE_THREAD) {
+        LOG_ERROR("Port[%03d] FilePlay Thread: Audio_AddSoundData Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
     }
-    DropMisfitDevice(pstPort, pstState);
-    if (pstPort->hSoundDev == nullptr && !OpenDevice(pstPort)) {
-        return;
-    }
-    ApplyVolume(pstPort, pstState);
-    Audio_AddSoundData(pstPort->hSoundDev, stBlock.pucData[0], static_cast<ULONG_32>(stBlock.lLineSize[0]));
 }
 
 }  // namespace
 
-void Deliver_Begin(DELIVER_STATE_S *pstState) { *pstState = {NO_RATE_YET, NO_LENGTH_YET, VOLUME_UNKNOWN, 0}; }
+void Deliver_Begin(DELIVER_STATE_S *pstState, DELIVER_THREAD_E enThread) {
+    *pstState = {enThread, NO_RATE_YET, NO_LENGTH_YET, VOLUME_UNKNOWN, 0};
+}
+
+bool Deliver_PassKeyFrameGate(PLAEYR_PORT_S *pstPort) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+    if (pstPort->bNeedIFrame != 1 ||
+        (stFrame.lPayload != PLAYER_PAYLOAD_H264 && stFrame.lPayload != PLAYER_PAYLOAD_H265)) {
+        return true;
+    }
+    if (stFrame.lFormatType != PLAYER_VIDEO_FRAME_I) {
+        return false;
+    }
+    pstPort->bNeedIFrame = 0;
+    return true;
+}
+
+bool Deliver_PassSoundChannel(const PLAEYR_PORT_S *pstPort) {
+    const LONG_32 LEFT_TRACK = 0;
+    const LONG_32 RIGHT_TRACK = 4;
+    if (!Payload_IsAudio(pstPort->stFrameData.lPayload)) {
+        return true;
+    }
+    switch (word::Load(pstPort->enSoundChannel)) {
+        case PLAYER_SOUND_CHANNEL_LEFT:
+            return pstPort->stFrameData.lFormatType != RIGHT_TRACK;
+        case PLAYER_SOUND_CHANNEL_RIGHT:
+            return pstPort->stFrameData.lFormatType != LEFT_TRACK;
+        case PLAYER_SOUND_CHANNEL_NONE:
+            return false;
+        default:
+            return true;
+    }
+}
+
+bool Deliver_ShowPicture(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
+    if (IsOnGpu(pstPort)) {
+        word::Store(pstPort->bUseGpuRander, 1);
+        return true;
+    }
+    word::Store(pstPort->bUseGpuRander, 0);
+    const bool bAdjust = word::Load(pstPort->bAdjust) == 1;
+    if (bAdjust && !AdjustPicture(pstPort, pstState)) {
+        return false;
+    }
+    AttachDrawInfo(pstPort);
+    if (bAdjust) {
+        pstPort->stAdjustVideoData.stDrawInfo.hIvaInfo = pstPort->stDecodeVideoData.stDrawInfo.hIvaInfo;
+    }
+    if (pstState->enThread == DELIVER_FILE_THREAD || !LeaveOutAtSpeed(pstPort, pstState)) {
+        QueuePicture(pstPort, pstState, bAdjust);
+    }
+    return true;
+}
+
+void Deliver_PlaySound(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
+    if (!IsSoundOn(pstPort, pstState)) {
+        PortState_DropSoundDevice(pstPort);
+        pstState->lCurSoundVolume = pstState->enThread == DELIVER_FILE_THREAD ? VOLUME_UNKNOWN : 0;
+        return;
+    }
+    if (pstPort->ulCurDataType != AUDIO_DATA || pstPort->stDecodeAudioData.pucData[0] == nullptr) {
+        return;
+    }
+    DropMisfitDevice(pstPort, pstState);
+    if (pstPort->hSoundDev == nullptr && !OpenDevice(pstPort, pstState)) {
+        return;
+    }
+    ApplyVolume(pstPort, pstState);
+    AddSound(pstPort, pstState);
+}
 
 void Deliver_Result(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
     if (!PassDecodeTap(pstPort) || word::Load(pstPort->bPause) == 1) {
         return;
     }
     if (word::Load(pstPort->bStartVideo) == 1 && pstPort->ulCurDataType == VIDEO_DATA) {
-        ShowPicture(pstPort, pstState);
+        Deliver_ShowPicture(pstPort, pstState);
     }
-    PlaySound(pstPort, pstState);
+    Deliver_PlaySound(pstPort, pstState);
 }

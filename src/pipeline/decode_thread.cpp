@@ -57,20 +57,6 @@ bool TakeFrame(DECODE_LOOP_S *pstLoop) {
     return false;
 }
 
-/** Drops pictures that lean on a lost one, until a key frame. */
-bool PassKeyFrameGate(PLAEYR_PORT_S *pstPort) {
-    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
-    if (pstPort->bNeedIFrame != 1 ||
-        (stFrame.lPayload != PLAYER_PAYLOAD_H264 && stFrame.lPayload != PLAYER_PAYLOAD_H265)) {
-        return true;
-    }
-    if (stFrame.lFormatType != PLAYER_VIDEO_FRAME_I) {
-        return false;
-    }
-    pstPort->bNeedIFrame = 0;
-    return true;
-}
-
 /** Takes analytics records out of the stream. */
 void ParseAnalytics(PLAEYR_PORT_S *pstPort) {
     ULONG_32 ulResult = DataParse(&pstPort->stIvaInfo, reinterpret_cast<CHAR *>(pstPort->stFrameData.pucData),
@@ -100,25 +86,6 @@ bool PassFrameTap(DECODE_LOOP_S *pstLoop) {
     return true;
 }
 
-/** Whether the chosen sound track takes this frame. */
-bool PassSoundChannel(const PLAEYR_PORT_S *pstPort) {
-    const LONG_32 LEFT_TRACK = 0;
-    const LONG_32 RIGHT_TRACK = 4;
-    if (!Payload_IsAudio(pstPort->stFrameData.lPayload)) {
-        return true;
-    }
-    switch (word::Load(pstPort->enSoundChannel)) {
-        case PLAYER_SOUND_CHANNEL_LEFT:
-            return pstPort->stFrameData.lFormatType != RIGHT_TRACK;
-        case PLAYER_SOUND_CHANNEL_RIGHT:
-            return pstPort->stFrameData.lFormatType != LEFT_TRACK;
-        case PLAYER_SOUND_CHANNEL_NONE:
-            return false;
-        default:
-            return true;
-    }
-}
-
 void PaceAfterVideo(DECODE_LOOP_S *pstLoop) {
     if (pstLoop->bWaitForDecodeCheckFlag == 1) {
         Player_WaitForDecodeTime(pstLoop->pstPort);
@@ -129,11 +96,11 @@ void PaceAfterVideo(DECODE_LOOP_S *pstLoop) {
 void DecodeRound(DECODE_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     PaceAfterVideo(pstLoop);
-    if (!TakeFrame(pstLoop) || !PassKeyFrameGate(pstPort)) {
+    if (!TakeFrame(pstLoop) || !Deliver_PassKeyFrameGate(pstPort)) {
         return;
     }
     pstPort->stSeiInfo.ulSeiTotalLen = 0;
-    if (!PassFrameTap(pstLoop) || !PassSoundChannel(pstPort)) {
+    if (!PassFrameTap(pstLoop) || !Deliver_PassSoundChannel(pstPort)) {
         return;
     }
     if (Deliver_DecodeFrame(pstPort)) {
@@ -153,7 +120,7 @@ void *__DecodeThreadEntry(void *pParam) {
     LOG_INFO("Port[%03d] Start __DecodeThreadEntry Thread Succeed.", pstPort->ulPort);
     DECODE_LOOP_S stLoop = {};
     stLoop.pstPort = pstPort;
-    Deliver_Begin(&stLoop.stDeliver);
+    Deliver_Begin(&stLoop.stDeliver, DELIVER_DECODE_THREAD);
     WYK_gettimeofday(&pstPort->tiProTime, nullptr);
     LOG_INFO("Port[%03d] Start Decode......", pstPort->ulPort);
     WYK_gettimeofday(&pstPort->stStateInfo.stPktPrevTime, nullptr);
