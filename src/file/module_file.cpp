@@ -203,7 +203,12 @@ ULONG_32 File_GetIFrameIntervalTime(FILE_INFO_S *pstFileInfo) {
     if (pstFileInfo->pucFrameDataAddr != nullptr) {
         MeasureKeyInterval(pstFileInfo);
     }
-    return File_SetPlayTime(pstFileInfo, 0, DEFAULT_FRAME_RATE);
+    ULONG_32 ulResult = File_SetPlayTime(pstFileInfo, 0, DEFAULT_FRAME_RATE);
+    if (pstFileInfo->hMp4Parser != nullptr) {
+        // That went to the first key frame; the first read is to take what lies in front of it too, sound mostly.
+        Mp4Of(pstFileInfo)->bInitRead = 0;
+    }
+    return ulResult;
 }
 
 /* ---- muxing ---- */
