@@ -372,6 +372,23 @@ typedef enum tagBufferCtrlE {
     PLAYER_BUFFER_CTRL_BLOCK = 1   /**< wait for room, about a second at most; the default */
 } PLAYER_BUFFER_CTRL_E;
 
+/** How a network stream comes; see Zelvane_OpenNetStream(). */
+typedef enum tagPlayerProtocolE {
+    PLAYER_PROTOCOL_UDP = 0,        /**< one packet a datagram */
+    PLAYER_PROTOCOL_TCP = 1,        /**< packets behind the four bytes "$", channel, big-endian length (RFC 2326, 10.12) */
+    PLAYER_PROTOCOL_TCP_SERVER = 2, /**< opens nothing: a port of this kind stays silent */
+    PLAYER_PROTOCOL_PIPE = 3,       /**< opens nothing either */
+    PLAYER_PROTOCOL_TCP_REPALY = 4, /**< connects and then ends with its first read in this version */
+    PLAYER_PROTOCOL_MAX = 5
+} PLAYER_PROTOCOL_E;
+
+/** What a network stream does to keep a NAT open; see Zelvane_SetNatParam(). */
+typedef enum tagPlayerNatModeE {
+    PLAYER_NAT_NONE = 0, /**< nothing; the default */
+    PLAYER_NAT_IN = 1,   /**< one message to the peer, then PLAYER_NAT_NONE */
+    PLAYER_NAT_OUT = 2   /**< nothing in this version */
+} PLAYER_NAT_MODE_E;
+
 /** Pacing of the pictures; see Zelvane_SetPictureFluency(). */
 typedef enum tagPictureFluencyE {
     PLAYER_PICTURE_REAL = 0,         /**< as soon as possible; the default */

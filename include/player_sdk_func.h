@@ -342,6 +342,73 @@ ZELVANE_API BOOL_T Zelvane_GetPlayTimeEx(ULONG_32 ulPortNum, PLAYBACK_PLAY_TIME 
  */
 ZELVANE_API BOOL_T Zelvane_MP4GetRealTime(const CHAR *pcFileName, ULONG_32 *pulRealTime);
 
+/* ---- network streams -------------------------------------------------------------------------------------------- */
+
+/**
+ * Opens a port that receives RTP (RFC 3550) or MPEG-TS from the network.
+ *
+ * With PLAYER_PROTOCOL_UDP each datagram is a packet; the port takes them from any sender. With PLAYER_PROTOCOL_TCP the
+ * port connects, and each packet comes behind four bytes: "$", channel 0 or 2, and the packet's length, big-endian, at
+ * most 10240. When that framing is lost the receiver goes on at the next head.
+ *
+ * A stream that ends leaves the port open and silent until Zelvane_CloseNetStream(). An empty datagram counts as the
+ * end of a UDP stream and is told in a run message of kind PLAYER_RUN_INFO_STREAM.
+ *
+ * The call waits for a TCP connection for as long as the system tries; every later call returns at once.
+ * @param ulPort       port, without an open source
+ * @param pcLocalIP    local address for UDP; null, empty or zero for any; not used for TCP
+ * @param usLocalPort  local port for UDP; not used for TCP
+ * @param pcRemoteIP   address of the peer, IPv4 or IPv6, in figures; host names are not looked up. For UDP it chooses
+ *                     the family only; with a multicast address nothing arrives, since this version joins no group
+ * @param usRemotePort port of the peer; not used for UDP
+ * @param ulTransProtl PLAYER_PROTOCOL_E
+ * @return 1; or 0 with PLAYER_ERR_PARAM (port in use, no address, unknown protocol), PLAYER_ERR_SOCKET_CREATE (local
+ *         address or port not to be had, connection refused), PLAYER_ERR_MALLOC or PLAYER_ERR_RESOURCE
+ */
+ZELVANE_API BOOL_T Zelvane_OpenNetStream(ULONG_32 ulPort, const CHAR *pcLocalIP, USHORT usLocalPort,
+                                         const CHAR *pcRemoteIP, USHORT usRemotePort, ULONG_32 ulTransProtl);
+
+/**
+ * Closes a network stream: recording, sound, picture, threads, socket, buffers. A port without one is left alone, with
+ * success. Never waits for the peer.
+ * @param ulPort port
+ * @return 1; or 0 with PLAYER_ERR_PORT, or PLAYER_ERR_FAILED in the port's own callbacks
+ */
+ZELVANE_API BOOL_T Zelvane_CloseNetStream(ULONG_32 ulPort);
+
+/**
+ * Has a message sent to the peer of a TCP stream, once, that keeps a NAT open between the two. Before or after the
+ * open call. (A UDP stream has no peer to send to.)
+ * @param ulPort          port
+ * @param ulNatMode       PLAYER_NAT_MODE_E
+ * @param pcNatSessionStr session, of which 16 bytes are sent
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_SetNatParam(ULONG_32 ulPort, ULONG_32 ulNatMode, const CHAR *pcNatSessionStr);
+
+/**
+ * Not supported: the client chooses the local port itself.
+ * @param ulPort      port
+ * @param pcLocalIP   not used
+ * @param[out] plPort not touched
+ * @return 0 with PLAYER_ERR_NOT_SUPPORT, or PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetLocalNetPort(ULONG_32 ulPort, const CHAR *pcLocalIP, LONG *plPort);
+
+/**
+ * Not supported, as Zelvane_GetLocalNetPort().
+ * @param ulPort port
+ * @return 0 with PLAYER_ERR_NOT_SUPPORT
+ */
+ZELVANE_API BOOL_T Zelvane_ReleaseLocalNetPort(ULONG_32 ulPort);
+
+/**
+ * Stored and not used.
+ * @param lTcpOutTime seconds
+ * @return 1
+ */
+ZELVANE_API BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime);
+
 /* ---- figures of a running stream -------------------------------------------------------------------------------- */
 
 /**

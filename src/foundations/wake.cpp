@@ -1,6 +1,7 @@
 #include "foundations/wake.h"
 
 #include <linux/futex.h>
+#include <sys/eventfd.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -30,3 +31,28 @@ void Wake_Signal(WAKE_S *pstWake) {
 }
 
 bool Wake_HasWaiter(const WAKE_S *pstWake) { return __atomic_load_n(&pstWake->ulWaiters, __ATOMIC_SEQ_CST) != 0; }
+
+bool WakeFd_Open(WAKE_FD_S *pstWake) {
+    pstWake->lHandle = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC) + 1;
+    return pstWake->lHandle != 0;
+}
+
+void WakeFd_Close(WAKE_FD_S *pstWake) {
+    if (pstWake->lHandle != 0) {
+        close(pstWake->lHandle - 1);
+        pstWake->lHandle = 0;
+    }
+}
+
+void WakeFd_Signal(const WAKE_FD_S *pstWake) {
+    if (pstWake->lHandle != 0) {
+        eventfd_write(pstWake->lHandle - 1, 1);
+    }
+}
+
+void WakeFd_Take(const WAKE_FD_S *pstWake) {
+    eventfd_t ullCount;
+    if (pstWake->lHandle != 0) {
+        eventfd_read(pstWake->lHandle - 1, &ullCount);
+    }
+}

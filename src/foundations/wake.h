@@ -31,4 +31,27 @@ void Wake_Signal(WAKE_S *pstWake);
 /** Whether a thread sleeps on it or is about to. */
 bool Wake_HasWaiter(const WAKE_S *pstWake);
 
+/**
+ * The same for one thread that sleeps on a descriptor: it polls this one beside it. A signal stays until it is taken.
+ * All-zero is a valid record without a descriptor, on which every call but WakeFd_Open() does nothing.
+ */
+typedef struct tagWakeFdS {
+    LONG_32 lHandle; /**< descriptor + 1; 0 when there is none */
+} WAKE_FD_S;
+
+/** Makes the descriptor; false if the system has none left. */
+bool WakeFd_Open(WAKE_FD_S *pstWake);
+
+/** Closes it. No other thread may be about to signal. */
+void WakeFd_Close(WAKE_FD_S *pstWake);
+
+/** Makes the descriptor readable. Never blocks. */
+void WakeFd_Signal(const WAKE_FD_S *pstWake);
+
+/** Takes the signals that came so far. */
+void WakeFd_Take(const WAKE_FD_S *pstWake);
+
+/** What to poll for input; -1 when there is none. */
+inline LONG_32 WakeFd_Descriptor(const WAKE_FD_S *pstWake) { return pstWake->lHandle - 1; }
+
 #endif

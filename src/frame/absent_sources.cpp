@@ -7,8 +7,6 @@ PLAYER_BROADCAST_INFO_S gstBroadcastInfo;
 
 ULONG_32 Player_StopRecord(ULONG_32) { return PLAYER_ERR_OK; }
 
-ULONG_32 Player_CloseNetStream(ULONG_32) { return PLAYER_ERR_OK; }
-
 ULONG_32 Player_CloseVoiceSvc(ULONG_32) { return PLAYER_ERR_OK; }
 
 ULONG_32 Player_CloseHlsStream(ULONG_32) { return PLAYER_ERR_OK; }

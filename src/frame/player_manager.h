@@ -236,6 +236,7 @@ typedef struct tagPlayerPortS {
     LONG_32 lVideoCodecID;                      /**< stVideoDecode.lCodecID, for getters likewise */
     LONG_32 lAudioCodecID;                      /**< stAudioDecode.lCodecID likewise */
     HANDLE hRetiredPayloadType;                 /**< override table replaced while threads may still read it */
+    WAKE_FD_S stSourceWake;                     /**< wakes the net thread; made and closed under gstPortMutexLock too */
     ULONG_32 ulControlTicket;                   /**< ticket of stControlWake that the play thread's pass began with */
     ULONG_32 ulFilePlayTime;                    /**< position of the play thread, seconds, for calls without the lock */
 } PLAEYR_PORT_S;
@@ -290,6 +291,25 @@ MODULE_API ULONG_32 Player_SetBufferCtrl(ULONG_32 ulPort, ULONG_32 ulBufferCtrl)
 MODULE_API ULONG_32 Player_GetPacketQueueStart(ULONG_32 ulPort, ULONG_32 *pulFrameCount, ULONG_32 *pulPacketCount);
 MODULE_API ULONG_32 Player_SetPayloadType(ULONG_32 ulPort, ULONG_32 ulNum, PLAYER_PAYLOAD_TYPE_S *pstPayloadType);
 MODULE_API ULONG_32 Player_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *pstAudioInfo);
+MODULE_API ULONG_32 Player_OpenNetStream(ULONG_32 ulPort, const CHAR *pcLocalIP, USHORT usLocalPort,
+                                         const CHAR *pcRemoteIP, USHORT usRemotePort, ULONG_32 ulTransProtl);
+/** Success without a port. */
+MODULE_API ULONG_32 Player_CloseNetStream(ULONG_32 ulPort);
+MODULE_API ULONG_32 Player_SetNatParam(ULONG_32 ulPort, ULONG_32 ulNatMode, const CHAR *pcNatSessionStr);
+/** PLAYER_ERR_NOT_SUPPORT: the client chooses a stream's local port itself. */
+MODULE_API ULONG_32 Player_GetLocalNetPort(ULONG_32 ulPort, const CHAR *pcLocalIP, LONG *plPort);
+MODULE_API ULONG_32 Player_ReleaseLocalNetPort(ULONG_32 ulPort);
+/** Stored and not used. Returns 0. */
+MODULE_API ULONG_32 Player_SetTcpOutTime(LONG_32 lTcpOutTime);
+/** The net receive thread of a net port; pParam is the port. */
+MODULE_API void *__NetRecvThreadEntry(void *pParam);
+/**
+ * One step of taking frames out of a TCP stream: looks at what pcRecvDataAddr holds, or reads once.
+ * @return 0 when one whole frame with its head lies at the start of pcRecvDataAddr, ulRecvDataLen bytes long, and what
+ *         was behind it in pcRecvDataTmpAddr; 529 when it is to be called again; 2 without both buffers (NET_TCP_BUFFER_SIZE
+ *         bytes each); 5 or 6 when the stream is broken or at its end
+ */
+MODULE_API ULONG_32 Player_RecvPacketEx(NET_INFO_S *pstNetInfo, PLAEYR_PORT_S *pstPort);
 MODULE_API ULONG_32 Player_GetBitRate(ULONG_32 ulPort, LONG_32 *plBitRate);
 MODULE_API ULONG_32 Player_GetLostPacketRate(ULONG_32 ulPort, LONG_32 *plRecvPktNum, LONG_32 *plLostPktNum);
 MODULE_API ULONG_32 Player_ResetLostPacketRate(ULONG_32 ulPort);
@@ -408,7 +428,6 @@ MODULE_API ULONG_32 Player_SetPlaySoundChannel(ULONG_32 ulPort, ULONG_32 ulChann
 
 MODULE_API ULONG_32 Player_SetIvaEnable(ULONG_32 ulPort, BOOL_T bAble);
 MODULE_API ULONG_32 Player_StopRecord(ULONG_32 ulPort);
-MODULE_API ULONG_32 Player_CloseNetStream(ULONG_32 ulPort);
 MODULE_API ULONG_32 Player_CloseVoiceSvc(ULONG_32 ulPort);
 MODULE_API ULONG_32 Player_CloseHlsStream(ULONG_32 ulPort);
 /** Empties the table of the broadcast service. */

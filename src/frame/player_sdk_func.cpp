@@ -152,6 +152,46 @@ BOOL_T Zelvane_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *pstAudioInfo) 
     return form::Entered(__func__, ulPort, PORT_CALL_NORMAL, [&] { return Player_SetAudioInfo(ulPort, pstAudioInfo); });
 }
 
+/* ---- network streams ---- */
+
+BOOL_T Zelvane_OpenNetStream(ULONG_32 ulPort, const CHAR *pcLocalIP, USHORT usLocalPort, const CHAR *pcRemoteIP,
+                             USHORT usRemotePort, ULONG_32 ulTransProtl) {
+    LOG_INFO("Call Port[%03d] Zelvane_OpenNetStream, LocalIP[%s] LocalPort[%d] RemoteIP[%s] RemotePort[%d] Protocol[%d].",
+             ulPort, form::Text(pcLocalIP), usLocalPort, form::Text(pcRemoteIP), usRemotePort, ulTransProtl);
+    return form::Entered(__func__, ulPort, PORT_CALL_NORMAL, [&] {
+        return Player_OpenNetStream(ulPort, pcLocalIP, usLocalPort, pcRemoteIP, usRemotePort, ulTransProtl);
+    });
+}
+
+BOOL_T Zelvane_CloseNetStream(ULONG_32 ulPort) {
+    return form::Close(__func__, ulPort, [&] {
+        return Library_IsPortUsedAs(ulPort, {PORT_USED_TYPE_NET, PORT_USED_TYPE_VOICE})
+                   ? Player_CloseNetStream(ulPort)
+                   : static_cast<ULONG_32>(PLAYER_ERR_OK);
+    });
+}
+
+BOOL_T Zelvane_SetNatParam(ULONG_32 ulPort, ULONG_32 ulNatMode, const CHAR *pcNatSessionStr) {
+    LOG_INFO("Call Port[%03d] Zelvane_SetNatParam, NatMode[%d] NatSession[%s].", ulPort, ulNatMode,
+             form::Text(pcNatSessionStr));
+    return form::Entered(__func__, ulPort, PORT_CALL_NORMAL,
+                         [&] { return Player_SetNatParam(ulPort, ulNatMode, pcNatSessionStr); });
+}
+
+BOOL_T Zelvane_GetLocalNetPort(ULONG_32 ulPort, const CHAR *pcLocalIP, LONG *plPort) {
+    return form::WithPointer(__func__, ulPort, plPort,
+                             [&] { return Player_GetLocalNetPort(ulPort, pcLocalIP, plPort); });
+}
+
+BOOL_T Zelvane_ReleaseLocalNetPort(ULONG_32 ulPort) {
+    return form::Standard(__func__, ulPort, [&] { return Player_ReleaseLocalNetPort(ulPort); });
+}
+
+BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime) {
+    LOG_INFO("Call %s.", __func__);
+    return form::Global(__func__, [&] { return Player_SetTcpOutTime(lTcpOutTime); });
+}
+
 /* ---- figures ---- */
 
 BOOL_T Zelvane_GetBitRate(ULONG_32 ulPort, LONG_32 *plBitRate) {

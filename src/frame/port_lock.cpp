@@ -191,6 +191,7 @@ void Port_WakeAll(PLAEYR_PORT_S *pstPort) {
     QUEUE_WakeAll(&pstPort->stRecordBufferQueue);
     QUEUE_WakeDecodeReader(&pstPort->stDecodeBufferQueue);
     Wake_Signal(&pstPort->stControlWake);
+    WakeFd_Signal(&pstPort->stSourceWake);
 }
 
 void Port_Sleep(PLAEYR_PORT_S *pstPort, const BOOL_T *pbRun, ULONG_32 ulMSeconds) {

@@ -20,6 +20,9 @@ inline BOOL_T Fail(ULONG_32 ulError) {
     return 0;
 }
 
+/** A client's text for a log line. */
+inline const CHAR *Text(const CHAR *pcText) { return pcText != nullptr ? pcText : "(null)"; }
+
 inline bool IsPort(const CHAR *pcName, ULONG_32 ulPort) {
     if (ulPort < PLAYER_MAX_PORT_NUM) {
         return true;

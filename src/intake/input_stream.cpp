@@ -7,15 +7,14 @@
 #include "foundations/shared_word.h"
 #include "frame/player_manager.h"
 #include "frame/port_lock.h"
+#include "intake/stream_common.h"
 #include "pipeline/port_state.h"
 
 namespace {
 
-const ULONG_32 RING_SLOT_PAYLOAD = 2048;
 const ULONG_32 RING_MIN_SLOTS = 1000;
 const ULONG_32 RING_MAX_SLOTS = 5000;
 const ULONG_32 MAX_DELAY_MS = 10000;
-const ULONG_32 ROOM_WAIT_MS = 10;
 const ULONG_32 ROOM_WAIT_TIMES = 100;
 
 CHAR *AllocBuffer(ULONG_32 ulPort, ULONG_32 ulSize) {
@@ -39,30 +38,16 @@ ULONG_32 AllocFrameBuffers(PLAEYR_PORT_S *pstPort) {
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 StartDecodeThread(PLAEYR_PORT_S *pstPort) {
-    WYK_gettimeofday(&pstPort->stStateInfo.stBitPrevTime, nullptr);
-    word::Store(pstPort->bStartRecv, 1);
-    LONG lResult = QLOM_SDK_thr_create(__DecodeThreadEntry, pstPort, 0, 0, nullptr, &pstPort->hDecodeThread);
-    if (lResult == 0) {
-        return PLAYER_ERR_OK;
-    }
-    LOG_ERROR("Port[%03d] Create Decode Thread Failed, Error:[0x%x].", pstPort->ulPort, static_cast<ULONG_32>(lResult));
-    word::Store(pstPort->bStartRecv, 0);
-    return PLAYER_ERR_RESOURCE;
-}
-
 ULONG_32 MakeStream(PLAEYR_PORT_S *pstPort) {
     ULONG_32 ulResult = AllocFrameBuffers(pstPort);
     if (ulResult != PLAYER_ERR_OK) {
         return ulResult;
     }
-    ulResult = QUEUE_InitPacketBuffer(&pstPort->stPacketBufferQueue, RING_SLOT_PAYLOAD, pstPort->ulBufferNum);
-    if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("Port[%03d] QUEUE_InitPacketBuffer Failed, Num:[%d].", pstPort->ulPort, pstPort->ulBufferNum);
-        PortState_FreeFrameBuffers(pstPort);
-        return PLAYER_ERR_RESOURCE;
+    ulResult = Stream_MakeRing(pstPort);
+    if (ulResult == PLAYER_ERR_OK) {
+        Stream_Begin(pstPort);
+        ulResult = Stream_StartDecodeThread(pstPort);
     }
-    ulResult = StartDecodeThread(pstPort);
     if (ulResult != PLAYER_ERR_OK) {
         QUEUE_CleanupPacketBuffer(&pstPort->stPacketBufferQueue);
         PortState_FreeFrameBuffers(pstPort);
@@ -74,18 +59,11 @@ ULONG_32 MakeStream(PLAEYR_PORT_S *pstPort) {
 ULONG_32 AddWithPatience(PLAEYR_PORT_S *pstPort, PACKET_BUFFER_QUEUE_S *pstQueue, const UCHAR *pucData,
                          ULONG_32 ulDataLen, const BOOL_T *pbWhile) {
     CHAR *pcData = const_cast<CHAR *>(reinterpret_cast<const CHAR *>(pucData));
-    RTP_PAYLOAD_TYPE_S *pstTable = word::LoadAcquire(pstPort->pstPayloadType);
-    ULONG_32 ulResult = QUEUE_AddPacketEx(pcData, ulDataLen, pstTable, pstQueue);
-    for (ULONG_32 i = 0; i < ROOM_WAIT_TIMES && ulResult == PLAYER_ERR_QUEUE_FULL; i++) {
-        bool bWait = word::Load(pstPort->ulBufferCtrl) == PLAYER_BUFFER_CTRL_BLOCK &&
-                     !PortLock_IsClosing(pstPort->ulPort) && (pbWhile == nullptr || word::Load(*pbWhile));
-        if (!bWait) {
-            break;
-        }
-        QUEUE_WaitForRoom(pstQueue, ROOM_WAIT_MS);
-        ulResult = QUEUE_AddPacketEx(pcData, ulDataLen, pstTable, pstQueue);
-    }
-    return ulResult;
+    ULONG_32 ulTimes = 0;
+    return Stream_AddPacket(pstPort, pstQueue, pcData, ulDataLen, [&] {
+        return ulTimes++ < ROOM_WAIT_TIMES && !PortLock_IsClosing(pstPort->ulPort) &&
+               (pbWhile == nullptr || word::Load(*pbWhile));
+    });
 }
 
 void AddToRecording(PLAEYR_PORT_S *pstPort, const UCHAR *pucData, ULONG_32 ulDataLen) {
@@ -172,10 +150,7 @@ ULONG_32 Player_CloseInputStream(ULONG_32 ulPort) {
         return PLAYER_ERR_FAILED;
     }
     PortState_StopOutputs(pstPort);
-    word::Store(pstPort->bStartRecv, 0);
-    Port_WakeAll(pstPort);
-    QLOM_SDK_thr_join(pstPort->hDecodeThread);
-    pstPort->hDecodeThread = 0;
+    Stream_JoinThreads(pstPort);
     PortState_FreePipeline(pstPort);
     PortState_ResetIntake(pstPort);
     word::Store(pstPort->bInit, 0);
