@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <set>
 #include <vector>
 
 #include "intake/MakeJpegHeader.h"
@@ -19,80 +20,66 @@ Bytes Headers(int iType, USHORT usDri) {
     return oHeaders;
 }
 
-struct Segment {
-    UCHAR ucMarker;
-    Bytes oBody;
-};
-
-/** Walks the segments behind SOI by their lengths; empty if they do not fill the headers exactly. */
-std::vector<Segment> Split(const Bytes &oHeaders) {
-    std::vector<Segment> oSegments;
-    size_t i = 2;
-    while (i + 4 <= oHeaders.size() && oHeaders[i] == 0xFF) {
-        size_t ulLen = static_cast<size_t>(oHeaders[i + 2] << 8 | oHeaders[i + 3]);
-        if (ulLen > oHeaders.size() - i - 2) {
-            return {};
+/** The segments behind SOI by their lengths, each with its marker ahead; empty if they do not fill the headers. */
+std::vector<Bytes> Split(const Bytes &oHeaders) {
+    std::vector<Bytes> oSegments;
+    for (size_t i = 2; i + 4 <= oHeaders.size() && oHeaders[i] == 0xFF;) {
+        size_t ulEnd = i + 2 + static_cast<size_t>(oHeaders[i + 2] << 8 | oHeaders[i + 3]);
+        if (ulEnd > oHeaders.size()) {
+            break;
         }
-        auto itBody = oHeaders.begin() + static_cast<long>(i);
-        oSegments.push_back({oHeaders[i + 1], Bytes(itBody + 4, itBody + 2 + static_cast<long>(ulLen))});
-        i += 2 + ulLen;
+        oSegments.push_back({oHeaders[i + 1]});
+        oSegments.back().insert(oSegments.back().end(), &oHeaders[i + 4], oHeaders.data() + ulEnd);
+        i = ulEnd;
+        if (i == oHeaders.size()) {
+            return oSegments;
+        }
     }
-    return i == oHeaders.size() ? oSegments : std::vector<Segment>{};
-}
-
-Bytes Markers(const Bytes &oHeaders) {
-    Bytes oMarkers;
-    for (const Segment &stSegment : Split(oHeaders)) {
-        oMarkers.push_back(stSegment.ucMarker);
-    }
-    return oMarkers;
+    return {};
 }
 
 TEST(JpegHeader, SegmentsInOrder) {
-    EXPECT_EQ(Markers(Headers(0, 0)), (Bytes{0xE0, 0xDB, 0xDB, 0xC0, 0xC4, 0xC4, 0xC4, 0xC4, 0xDA}));
-    EXPECT_EQ(Markers(Headers(0, 7)), (Bytes{0xE0, 0xDB, 0xDB, 0xDD, 0xC0, 0xC4, 0xC4, 0xC4, 0xC4, 0xDA}));
-    EXPECT_EQ(Headers(0, 0).size(), 623u);
+    for (USHORT usDri : {0, 7}) {
+        Bytes oMarkers;
+        for (const Bytes &oSegment : Split(Headers(0, usDri))) {
+            oMarkers.push_back(oSegment[0]);
+        }
+        EXPECT_EQ(oMarkers, usDri == 0 ? (Bytes{0xE0, 0xDB, 0xDB, 0xC0, 0xC4, 0xC4, 0xC4, 0xC4, 0xDA})
+                                       : (Bytes{0xE0, 0xDB, 0xDB, 0xDD, 0xC0, 0xC4, 0xC4, 0xC4, 0xC4, 0xDA}));
+    }
     EXPECT_EQ(Headers(0, 7).size(), JPEG_HEADER_MAX_SIZE);
-
-    std::vector<Segment> oSegments = Split(Headers(1, 0x1234));
-    EXPECT_EQ(oSegments[0].oBody, (Bytes{'J', 'F', 'I', 'F', 0, 1, 1, 0, 0, 1, 0, 1, 0, 0}));
-    EXPECT_EQ(oSegments[2].oBody[0], 1);
-    EXPECT_EQ(oSegments[2].oBody[64], 0x22);
-    EXPECT_EQ(oSegments[3].oBody, (Bytes{0x12, 0x34}));
-    EXPECT_EQ(oSegments[4].oBody, (Bytes{8, 0x04, 0x40, 0x07, 0x80, 3, 1, 0x22, 0, 2, 0x11, 1, 3, 0x11, 1}));
-    EXPECT_EQ(Split(Headers(0, 0))[3].oBody[7], 0x21);
-    EXPECT_EQ(oSegments.back().oBody, (Bytes{3, 1, 0x00, 2, 0x11, 3, 0x11, 0, 63, 0}));
-}
-
-TEST(JpegHeader, HuffmanTablesAreWhole) {
-    std::vector<Segment> oSegments = Split(Headers(0, 0));
-    const UCHAR aucIds[] = {0x00, 0x10, 0x01, 0x11};
-    for (size_t i = 0; i < 4; ++i) {
-        const Bytes &oBody = oSegments[4 + i].oBody;
-        EXPECT_EQ(oBody[0], aucIds[i]);
+    std::vector<Bytes> oSegments = Split(Headers(1, 0x1234));
+    EXPECT_EQ(oSegments[0], (Bytes{0xE0, 'J', 'F', 'I', 'F', 0, 1, 1, 0, 0, 1, 0, 1, 0, 0}));
+    EXPECT_EQ(oSegments[2][1], 1);
+    EXPECT_EQ(oSegments[2][65], 0x22);
+    EXPECT_EQ(oSegments[3], (Bytes{0xDD, 0x12, 0x34}));
+    EXPECT_EQ(oSegments[4], (Bytes{0xC0, 8, 0x04, 0x40, 0x07, 0x80, 3, 1, 0x22, 0, 2, 0x11, 1, 3, 0x11, 1}));
+    EXPECT_EQ(oSegments[9], (Bytes{0xDA, 3, 1, 0x00, 2, 0x11, 3, 0x11, 0, 63, 0}));
+    oSegments = Split(Headers(0, 0));
+    EXPECT_EQ(oSegments[3][8], 0x21);
+    for (size_t i = 0; i < 4; ++i) {  // whole Huffman tables: as many symbols as codes, none twice
+        const Bytes &oTable = oSegments[4 + i];
+        EXPECT_EQ(oTable[1], (Bytes{0x00, 0x10, 0x01, 0x11})[i]);
         size_t ulCodes = 0;
-        for (size_t j = 1; j <= 16; ++j) {
-            ulCodes += oBody[j];
+        for (size_t j = 2; j < 18; ++j) {
+            ulCodes += oTable[j];
         }
-        EXPECT_EQ(oBody.size(), 17 + ulCodes);
-        Bytes oSeen(256);
-        for (size_t j = 17; j < oBody.size(); ++j) {
-            EXPECT_EQ(oSeen[oBody[j]]++, 0) << "symbol twice";
-        }
+        EXPECT_EQ(std::set<UCHAR>(oTable.begin() + 18, oTable.end()).size(), ulCodes);
+        EXPECT_EQ(oTable.size(), 18 + ulCodes);
     }
 }
 
 TEST(JpegHeader, TablesByQuality) {
-    Bytes oLow(128), oLowest(128), oHigh(128), oHighest(128), oMiddle(128);
-    MakeTables(0, oLow.data(), oLow.data() + 64);
-    MakeTables(1, oLowest.data(), oLowest.data() + 64);
-    EXPECT_EQ(oLow, oLowest);
-    EXPECT_EQ(oLow[0], 255);
-    MakeTables(99, oHigh.data(), oHigh.data() + 64);
-    MakeTables(1000, oHighest.data(), oHighest.data() + 64);
-    EXPECT_EQ(oHigh, oHighest);
-    EXPECT_EQ(oHigh[0], 1) << "never 0";
-    MakeTables(50, oMiddle.data(), oMiddle.data() + 64);
+    auto Tables = [](int iQ) {
+        Bytes oTables(128);
+        MakeTables(iQ, oTables.data(), oTables.data() + 64);
+        return oTables;
+    };
+    EXPECT_EQ(Tables(0), Tables(1));
+    EXPECT_EQ(Tables(1)[0], 255);
+    EXPECT_EQ(Tables(99), Tables(1000));
+    EXPECT_EQ(Tables(99)[0], 1) << "never 0";
+    const Bytes oMiddle = Tables(50);
     EXPECT_EQ(Bytes(oMiddle.begin(), oMiddle.begin() + 8), (Bytes{16, 11, 12, 14, 12, 10, 16, 14}));
     EXPECT_EQ(Bytes(oMiddle.begin() + 64, oMiddle.begin() + 72), (Bytes{17, 18, 18, 24, 21, 24, 47, 26}));
     EXPECT_EQ(oMiddle[63], 99);

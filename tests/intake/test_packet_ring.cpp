@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -7,15 +8,16 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <vector>
 
-#include "foundations/shared_word.h"
-#include "intake/log_lines.h"
 #include "intake/module_queue.h"
 #include "intake/module_rtp.h"
+#include "support/log_lines.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 class Ring {
  public:
@@ -25,6 +27,10 @@ class Ring {
     PACKET_BUFFER_QUEUE_S *Get() { return &m_st; }
     ULONG_32 Add(std::string oPacket) {
         return QUEUE_AddPacket(oPacket.data(), static_cast<ULONG_32>(oPacket.size()), &m_st);
+    }
+    void Fill() {
+        while (Add("x") == 0) {
+        }
     }
     // The next packet, or its error code in words.
     std::string Take() {
@@ -51,111 +57,81 @@ std::string Bytes(size_t ulSize, unsigned uiSeed) {
     return oBytes;
 }
 
-long MillisecondsSince(Clock::time_point tiStart) {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - tiStart).count();
-}
-
-TEST(PacketRing, KeepsOneSlotEmpty) {
-    Ring oRing(2048, 3);
-    LogLines oLog;
-    EXPECT_EQ(0U, oRing.Add("one"));
-    EXPECT_EQ(0U, oRing.Add("two"));
-    EXPECT_EQ(260U, oRing.Add("three"));
-    EXPECT_EQ(1U, oRing->ulErrCount);
-    EXPECT_EQ(0U, LogLines::Total());
-    EXPECT_EQ("one", oRing.Take());
-    EXPECT_EQ("two", oRing.Take());
-    EXPECT_EQ("error 261", oRing.Take());
-}
-
-TEST(PacketRing, LongPacketsTakeSlotsInARow) {
-    Ring oRing(2048, 6);
-    EXPECT_EQ(0U, oRing.Add(Bytes(2048, 1)));  // exactly one slot's payload
-    EXPECT_EQ(1U, oRing.InUse());
-    EXPECT_EQ(0U, oRing.Add(Bytes(5000, 2)));
-    EXPECT_EQ(4U, oRing.InUse());
-    for (ULONG_32 i = 0, ulRest = 5000; i < 3; i++, ulRest -= 2048) {  // each slot tells what is still to come
-        ULONG_32 ulLen = 0;
-        memcpy(&ulLen, oRing->pcPacketBuf + (1 + i) * oRing->ulOneBufSize, 4);
-        EXPECT_EQ(ulRest, ulLen);
-    }
-    EXPECT_EQ(Bytes(2048, 1), oRing.Take());
-    EXPECT_EQ(Bytes(5000, 2), oRing.Take());
-    EXPECT_EQ(4U, oRing->ulReadIndex);
-}
-
-TEST(PacketRing, RefusedLongPacketLeavesOnlyItsCount) {
-    Ring oRing(2048, 5);
-    LogLines oLog;
-    oRing.Add("a");
-    oRing.Add("b");
-    for (int i = 0; i < 41; i++) {
-        EXPECT_EQ(260U, oRing.Add(Bytes(5000, 3)));
-    }
-    EXPECT_EQ(41U, oRing->ulErrCount);
-    EXPECT_EQ(3U, LogLines::Total());  // the 1st, 21st and 41st
-    EXPECT_EQ(1, LogLines::Count(PLAYER_LOG_ERROR, " Buffer Full[5], Count[21]."));
-    EXPECT_EQ(0U, oRing.Add("c"));
-    EXPECT_EQ("a", oRing.Take());
-    EXPECT_EQ("b", oRing.Take());
-    EXPECT_EQ("c", oRing.Take());
-}
-
-TEST(PacketRing, NothingOfAnOlderPacketStaysInASlot) {
-    Ring oRing(16, 2);
-    oRing.Add(std::string(16, 'x'));
-    oRing.Take();
-    oRing.Add("ab");
-    oRing.Take();
-    oRing.Add("cd");
-    EXPECT_EQ(std::string("cd") + std::string(14, '\0'), std::string(oRing->pcPacketBuf + 4, 16));
-}
-
-TEST(PacketRing, ReadBufferGrowsBeyondNeed) {
-    Ring oRing(2048, 20);
-    oRing.Add(Bytes(10240, 4));
-    oRing.Add(Bytes(10241, 5));
-    EXPECT_EQ(Bytes(10240, 4), oRing.Take());
-    EXPECT_EQ(10240U, oRing->ulTmpBufSize);
-    EXPECT_EQ(Bytes(10241, 5), oRing.Take());
-    EXPECT_EQ(20241U, oRing->ulTmpBufSize);
-
-    Ring oWide(60000, 2);  // a packet shorter than its slot can be too long for the read buffer as well
-    oWide.Add(Bytes(50000, 6));
-    EXPECT_EQ(Bytes(50000, 6), oWide.Take());
-}
-
 TEST(PacketRing, BehavesAsAQueueOfWholePackets) {
     std::mt19937 oRandom(7);
-    for (ULONG_32 ulPayload : {1U, 13U, 64U}) {
-        Ring oRing(ulPayload, 17);
+    for (ULONG_32 ulPayload : {1U, 13U, 64U, 2048U}) {
+        const ULONG_32 ulSlots = ulPayload == 2048 ? 3 : 17;  // one slot stays empty
+        Ring oRing(ulPayload, ulSlots);
         std::deque<std::string> oModel;
         size_t ulUsed = 0;
-        auto fnSlots = [ulPayload](const std::string &oPacket) {
-            return std::max<size_t>(1, (oPacket.size() + ulPayload - 1) / ulPayload);
-        };
+        ULONG_32 ulRefused = 0;
+        auto fnSlots = [ulPayload](size_t ulLen) { return std::max<size_t>(1, (ulLen + ulPayload - 1) / ulPayload); };
         for (unsigned i = 0; i < 20000; i++) {
             if (oRandom() % 2 != 0) {
                 std::string oPacket = Bytes(oRandom() % (ulPayload * 7), i);
-                bool bFits = ulUsed + fnSlots(oPacket) <= 16;
+                bool bFits = ulUsed + fnSlots(oPacket.size()) < ulSlots;
                 ASSERT_EQ(bFits ? 0U : 260U, oRing.Add(oPacket));
                 if (bFits) {
-                    ulUsed += fnSlots(oPacket);
+                    ulUsed += fnSlots(oPacket.size());
                     oModel.push_back(oPacket);
                 }
+                ulRefused += !bFits;
             } else if (oModel.empty()) {
                 ASSERT_EQ("error 261", oRing.Take());
             } else {
                 ASSERT_EQ(oModel.front(), oRing.Take());
-                ulUsed -= fnSlots(oModel.front());
+                ulUsed -= fnSlots(oModel.front().size());
                 oModel.pop_front();
             }
             ASSERT_EQ(ulUsed, oRing.InUse());
             ULONG_32 ulLevel = 0;
             QUEUE_GetCurPacketUsed(oRing.Get(), &ulLevel);
-            ASSERT_EQ(ulUsed * 1000 / 17, ulLevel);
+            ASSERT_EQ(ulUsed * 1000 / ulSlots, ulLevel);
         }
+        EXPECT_EQ(ulRefused, oRing->ulErrCount);
     }
+}
+
+TEST(PacketRing, LongPacketsTakeSlotsInARow) {
+    Ring oRing(2048, 6);
+    LogLines oLog;
+    EXPECT_EQ(0U, oRing.Add(Bytes(2048, 1)));  // exactly one slot's payload
+    EXPECT_EQ(1U, oRing.InUse());
+    EXPECT_EQ(0U, oRing.Add(Bytes(5000, 2)));
+    for (ULONG_32 i = 0, ulRest = 5000; i < 3; i++, ulRest -= 2048) {  // each slot tells what is still to come
+        ULONG_32 ulLen = 0;
+        memcpy(&ulLen, oRing->pcPacketBuf + (1 + i) * oRing->ulOneBufSize, 4);
+        EXPECT_EQ(ulRest, ulLen);
+    }
+    for (int i = 0; i < 41; i++) {
+        EXPECT_EQ(260U, oRing.Add(Bytes(5000, 3)));  // a refusal leaves only its count
+    }
+    EXPECT_EQ(41U, oRing->ulErrCount);
+    EXPECT_EQ(3U, LogLines::Total());  // the 1st, 21st and 41st
+    EXPECT_EQ(1U, LogLines::Errors(" Buffer Full[6], Count[21]."));
+    EXPECT_EQ(0U, oRing.Add("c"));
+    EXPECT_EQ(Bytes(2048, 1), oRing.Take());
+    EXPECT_EQ(Bytes(5000, 2), oRing.Take());
+    EXPECT_EQ("c", oRing.Take());
+
+    Ring oSmall(16, 2);
+    for (const char *pcPacket : {"longer than the", "ab", "cd"}) {
+        oSmall.Take();
+        oSmall.Add(pcPacket);
+    }
+    EXPECT_EQ(std::string("cd") + std::string(14, '\0'), std::string(oSmall->pcPacketBuf + 4, 16));  // nothing older
+}
+
+TEST(PacketRing, ReadBufferGrowsBeyondNeed) {
+    Ring oRing(2048, 20);
+    for (size_t ulLen : {10240, 10241}) {
+        oRing.Add(Bytes(ulLen, 4));
+        EXPECT_EQ(Bytes(ulLen, 4), oRing.Take());
+        EXPECT_EQ(ulLen == 10240 ? 10240U : 20241U, oRing->ulTmpBufSize);
+    }
+    Ring oWide(60000, 2);  // a packet shorter than its slot can be too long for the read buffer as well
+    oWide.Add(Bytes(50000, 6));
+    EXPECT_EQ(Bytes(50000, 6), oWide.Take());
 }
 
 TEST(PacketRing, RefusesWhatItCannotServe) {
@@ -165,7 +141,7 @@ TEST(PacketRing, RefusesWhatItCannotServe) {
     CHAR *pcPacket = nullptr;
     ULONG_32 ulLen = 7;
     EXPECT_EQ(2U, QUEUE_AddPacket(acPacket, 4, &stQueue));
-    EXPECT_EQ(1, LogLines::Count(PLAYER_LOG_WARN, "QUEUE_AddPacket Warning, Buffer Num is Zero"));
+    EXPECT_EQ(1U, LogLines::Count(PLAYER_LOG_WARN, "QUEUE_AddPacket Warning, Buffer Num is Zero"));
     EXPECT_EQ(261U, QUEUE_GetPacket(&stQueue, &pcPacket, &ulLen));
     EXPECT_EQ(0U, QUEUE_GetCurPacketUsed(&stQueue, &ulLen));
     EXPECT_EQ(0U, ulLen);
@@ -191,30 +167,32 @@ TEST(PacketRing, IsMadeAgainInAnyState) {
     PACKET_BUFFER_QUEUE_S stQueue;
     memset(static_cast<void *>(&stQueue), 0xA5, sizeof(stQueue));  // leftovers of a stack frame
     CHAR acPacket[4] = {'a', 'b', 'c', 'd'};
-    for (int i = 0; i < 3; i++) {
+    for (int i = 0; i < 4; i++) {
         ASSERT_EQ(0U, QUEUE_InitPacketBuffer(&stQueue, 8, 4));
         EXPECT_EQ(0U, stQueue.ulErrCount);
         EXPECT_EQ(0U, QUEUE_AddPacket(acPacket, 4, &stQueue));
         if (i == 1) {  // the others are made anew while in use
             QUEUE_CleanupPacketBuffer(&stQueue);
+        } else if (i == 2) {
+            QUEUE_DestroyPacketBuffer(&stQueue);
         }
     }
-    QUEUE_DestroyPacketBuffer(&stQueue);
-    ASSERT_EQ(0U, QUEUE_InitPacketBuffer(&stQueue, 8, 4));
     QUEUE_CleanupPacketBuffer(&stQueue);
 }
 
 TEST(PacketRing, CountsVideoFrames) {
     Ring oRing(2048, 8);
     RTP_PAYLOAD_TYPE_S astTable[2] = {};
-    auto fnAdd = [&](UCHAR ucSecond, ULONG_32 ulLen) {
+    const std::pair<UCHAR, ULONG_32> astRows[] = {
+        {26, 20},         // JPEG, more to come
+        {0x80 | 26, 20},  // JPEG, last of its frame
+        {0x80 | 26, 5},   // too short for RTP
+        {0x80, 20},       // sound
+    };
+    for (auto [ucSecond, ulLen] : astRows) {
         UCHAR aucPacket[20] = {0x80, ucSecond, 0, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0x65};
         ASSERT_EQ(0U, QUEUE_AddPacketEx(reinterpret_cast<CHAR *>(aucPacket), ulLen, astTable, oRing.Get()));
-    };
-    fnAdd(26, 20);         // JPEG, more to come
-    fnAdd(0x80 | 26, 20);  // JPEG, last of its frame
-    fnAdd(0x80 | 26, 5);   // too short for RTP
-    fnAdd(0x80, 20);       // sound
+    }
     ULONG_32 ulFrames = 0;
     EXPECT_EQ(0U, QUEUE_GetCurFrameCount(oRing.Get(), &ulFrames));
     EXPECT_EQ(1U, ulFrames);
@@ -228,49 +206,36 @@ TEST(PacketRing, CountsVideoFrames) {
 
 /* ---- threads --------------------------------------------------------------------------------------------------- */
 
-struct Stamp {
-    unsigned uiWriter;
-    unsigned uiNumber;
-};
-
-// Sends uiCount packets of many lengths, each filled with its number; waits for room when refused.
-void Write(Ring &oRing, unsigned uiWriter, unsigned uiCount) {
-    for (unsigned i = 0; i < uiCount; i++) {
-        Stamp stStamp = {uiWriter, i};
-        std::string oPacket(sizeof(stStamp) + i * 37 % 500, static_cast<char>(i));
-        memcpy(oPacket.data(), &stStamp, sizeof(stStamp));
-        while (oRing.Add(oPacket) == 260) {
-            QUEUE_WaitForRoom(oRing.Get(), 1000);
-        }
-    }
-}
-
 TEST(PacketRing, ManyWritersOneReader) {
     constexpr unsigned WRITERS = 3;
     constexpr unsigned COUNT = 20000;
     Ring oRing(100, 40);
+    // Packets of many lengths, each with its writer ahead and filled with its number.
+    auto fnPacket = [](unsigned w, unsigned i) {
+        return std::string(1, static_cast<char>(w)) + std::string(i * 37 % 500, static_cast<char>(i));
+    };
     std::vector<std::thread> oWriters;
     for (unsigned w = 0; w < WRITERS; w++) {
-        oWriters.emplace_back([&oRing, w] { Write(oRing, w, COUNT); });
+        oWriters.emplace_back([&, w] {
+            for (unsigned i = 0; i < COUNT; i++) {
+                while (oRing.Add(fnPacket(w, i)) == 260) {
+                    QUEUE_WaitForRoom(oRing.Get(), 1000);
+                }
+            }
+        });
     }
     unsigned auiNext[WRITERS] = {};
     Clock::time_point tiStart = Clock::now();
     for (unsigned uiGot = 0; uiGot < WRITERS * COUNT;) {
-        CHAR *pcPacket = nullptr;
-        ULONG_32 ulLen = 0;
-        if (QUEUE_GetPacket(oRing.Get(), &pcPacket, &ulLen) != 0) {
+        std::string oPacket = oRing.Take();
+        if (oPacket == "error 261") {
             QUEUE_WaitForPacket(oRing.Get(), 2000, 0);
-            ASSERT_LT(MillisecondsSince(tiStart), 100000) << "a wake was lost";
+            ASSERT_LT(Clock::now() - tiStart, std::chrono::seconds(100)) << "a wake was lost";
             continue;
         }
-        Stamp stStamp;
-        memcpy(&stStamp, pcPacket, sizeof(stStamp));
-        ASSERT_LT(stStamp.uiWriter, WRITERS);
-        ASSERT_EQ(auiNext[stStamp.uiWriter]++, stStamp.uiNumber);
-        ASSERT_EQ(sizeof(stStamp) + stStamp.uiNumber * 37 % 500, ulLen);
-        for (ULONG_32 i = sizeof(stStamp); i < ulLen; i++) {
-            ASSERT_EQ(static_cast<char>(stStamp.uiNumber), pcPacket[i]);
-        }
+        unsigned uiWriter = static_cast<UCHAR>(oPacket[0]);
+        ASSERT_LT(uiWriter, WRITERS);
+        ASSERT_EQ(fnPacket(uiWriter, auiNext[uiWriter]++), oPacket);
         uiGot++;
     }
     for (std::thread &oThread : oWriters) {
@@ -282,8 +247,7 @@ TEST(PacketRing, ManyWritersOneReader) {
 TEST(PacketRing, LateWritersMeetACleanedRing) {
     PACKET_BUFFER_QUEUE_S stQueue = {};
     std::atomic<bool> bRun = true;
-    std::atomic<unsigned> uiAdded = 0;
-    std::atomic<unsigned> uiOther = 0;
+    std::atomic<unsigned> uiAdded = 0, uiOther = 0;
     auto fnWrite = [&] {
         std::string oPacket(200, 'w');
         while (bRun) {
@@ -292,8 +256,7 @@ TEST(PacketRing, LateWritersMeetACleanedRing) {
             uiOther += ulResult != 0 && ulResult != 2 && ulResult != 260;
         }
     };
-    std::thread oFirst(fnWrite);
-    std::thread oSecond(fnWrite);
+    std::thread aoWriters[] = {std::thread(fnWrite), std::thread(fnWrite)};
     for (int i = 0; i < 100; i++) {
         QUEUE_CleanupPacketBuffer(&stQueue);
         unsigned uiSeen = uiAdded;
@@ -303,56 +266,57 @@ TEST(PacketRing, LateWritersMeetACleanedRing) {
         }
     }
     bRun = false;
-    oFirst.join();
-    oSecond.join();
+    for (std::thread &oWriter : aoWriters) {
+        oWriter.join();
+    }
     EXPECT_EQ(0U, uiOther);
     QUEUE_DestroyPacketBuffer(&stQueue);
 }
 
-// Runs fnWait on a thread of its own, lets it fall asleep, then does fnWake. Gives the milliseconds from then to its
-// end.
-template <class Wait, class Wake>
-long WakeTime(Wait fnWait, Wake fnWake) {
-    std::thread oSleeper(fnWait);
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+/** Runs a wait on a thread of its own, lets it fall asleep and through fnQuiet, which must not end it, and then fnWake,
+ * which must. */
+template <class Wait, class Quiet, class Wake>
+void ExpectWake(Wait fnWait, Quiet fnQuiet, Wake fnWake) {
+    std::atomic<bool> bAwake = false;
+    std::thread oSleeper([&] {
+        fnWait();
+        bAwake = true;
+    });
+    std::this_thread::sleep_for(milliseconds(50));
+    fnQuiet();
+    std::this_thread::sleep_for(milliseconds(30));
+    EXPECT_FALSE(bAwake);
     Clock::time_point tiStart = Clock::now();
     fnWake();
     oSleeper.join();
-    return MillisecondsSince(tiStart);
+    EXPECT_LT(Clock::now() - tiStart, std::chrono::seconds(2));
 }
 
 TEST(PacketRingWaits, ReaderWakesForAPacketAndForTheClose) {
     Ring oRing(64, 16);
     auto fnWait = [&] { QUEUE_WaitForPacket(oRing.Get(), 5000, 0); };
-    EXPECT_LT(WakeTime(fnWait, [&] { oRing.Add("x"); }), 2000);
+    ExpectWake(
+        fnWait, [] {}, [&] { oRing.Add("x"); });
     oRing.Take();
-    EXPECT_LT(WakeTime(fnWait, [&] { QUEUE_WakeAll(oRing.Get()); }), 2000);
+    ExpectWake(
+        fnWait, [] {}, [&] { QUEUE_WakeAll(oRing.Get()); });
     QUEUE_WakeAll(oRing.Get());  // before the wait: the next one returns at once, the one after sleeps again
     Clock::time_point tiStart = Clock::now();
     EXPECT_FALSE(QUEUE_WaitForPacket(oRing.Get(), 5000, 0));
-    EXPECT_LT(MillisecondsSince(tiStart), 2000);
+    EXPECT_LT(Clock::now() - tiStart, std::chrono::seconds(2));
     tiStart = Clock::now();
     EXPECT_FALSE(QUEUE_WaitForPacket(oRing.Get(), 30, 0));
-    EXPECT_GE(MillisecondsSince(tiStart), 25);
+    EXPECT_GE(Clock::now() - tiStart, milliseconds(25));
 }
 
 TEST(PacketRingWaits, BulkReaderSleepsUntilAQuarterIsThere) {
     Ring oRing(64, 16);
-    std::atomic<bool> bAwake = false;
-    std::thread oReader([&] {
-        EXPECT_TRUE(QUEUE_WaitForPacket(oRing.Get(), 5000, 1));
-        bAwake = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    for (int i = 0; i < 3; i++) {
-        oRing.Add("x");
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(bAwake);
-    Clock::time_point tiStart = Clock::now();
-    oRing.Add("x");
-    oReader.join();
-    EXPECT_LT(MillisecondsSince(tiStart), 2000);
+    auto fnAdd = [&](int iCount) {
+        for (int i = 0; i < iCount; i++) {
+            oRing.Add("x");
+        }
+    };
+    ExpectWake([&] { EXPECT_TRUE(QUEUE_WaitForPacket(oRing.Get(), 5000, 1)); }, [&] { fnAdd(3); }, [&] { fnAdd(1); });
     oRing.Take();
     EXPECT_TRUE(QUEUE_WaitForPacket(oRing.Get(), 1, 1));  // the limit is over: what is there can be taken
     EXPECT_TRUE(QUEUE_WaitForPacket(oRing.Get(), 5000, 0));
@@ -360,41 +324,22 @@ TEST(PacketRingWaits, BulkReaderSleepsUntilAQuarterIsThere) {
 
 TEST(PacketRingWaits, WriterWakesWhenItsPacketHasRoom) {
     Ring oRing(64, 9);
-    auto fnFill = [&] {
-        while (oRing.Add("x") == 0) {
+    auto fnWait = [&] { QUEUE_WaitForRoom(oRing.Get(), 5000); };
+    auto fnTake = [&](int iCount) {
+        for (int i = 0; i < iCount; i++) {
+            oRing.Take();
         }
     };
-    std::atomic<bool> bAwake = false;
-    auto fnWait = [&] {
-        QUEUE_WaitForRoom(oRing.Get(), 5000);
-        bAwake = true;
-    };
-    fnFill();
-    EXPECT_LT(WakeTime(fnWait,
-                       [&] {
-                           for (int i = 0; i < 3; i++) {
-                               oRing.Take();
-                           }
-                           std::this_thread::sleep_for(std::chrono::milliseconds(30));
-                           EXPECT_FALSE(bAwake);  // 5 of 8 slots in use
-                           oRing.Take();
-                       }),
-              2000);
-    fnFill();
+    oRing.Fill();
+    ExpectWake(
+        fnWait, [&] { fnTake(3); }, [&] { fnTake(1); });  // at half, 4 of 8 slots
+    oRing.Fill();
     EXPECT_EQ(260U, oRing.Add(Bytes(64 * 7, 1)));  // needs 7 of the 8: half is not enough
-    bAwake = false;
-    EXPECT_LT(WakeTime(fnWait,
-                       [&] {
-                           for (int i = 0; i < 7; i++) {
-                               oRing.Take();
-                           }
-                           std::this_thread::sleep_for(std::chrono::milliseconds(30));
-                           EXPECT_FALSE(bAwake);
-                           oRing.Take();
-                       }),
-              2000);
-    fnFill();
-    EXPECT_LT(WakeTime(fnWait, [&] { QUEUE_WakeAll(oRing.Get()); }), 2000);
+    ExpectWake(
+        fnWait, [&] { fnTake(7); }, [&] { fnTake(1); });
+    oRing.Fill();
+    ExpectWake(
+        fnWait, [] {}, [&] { QUEUE_WakeAll(oRing.Get()); });
 }
 
 TEST(PacketRingWaits, StopLeavesTheReaderItsLastPacket) {
@@ -410,7 +355,7 @@ TEST(PacketRingWaits, StopLeavesTheReaderItsLastPacket) {
     EXPECT_EQ(2U, oRing.Add("late"));
     Clock::time_point tiStart = Clock::now();
     EXPECT_FALSE(QUEUE_WaitForPacket(oRing.Get(), 5000, 0));
-    EXPECT_LT(MillisecondsSince(tiStart), 2000);
+    EXPECT_LT(Clock::now() - tiStart, std::chrono::seconds(2));
 }
 
 }  // namespace

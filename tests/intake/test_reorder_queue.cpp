@@ -4,10 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "intake/log_lines.h"
 #include "intake/module_queue.h"
+#include "support/log_lines.h"
 
 namespace {
+
+using Numbers = std::vector<int>;
 
 class Window {
  public:
@@ -15,11 +17,11 @@ class Window {
     ~Window() { QUEUE_CleanupAdjustPktSeqQueue(&m_st); }
     ADJUST_PACKET_SEQ_QUEUE_S *operator->() { return &m_st; }
     ADJUST_PACKET_SEQ_QUEUE_S *Get() { return &m_st; }
-    ULONG_32 Add(unsigned uiSequence, size_t ulLen = 12) {
+    ULONG_32 Add(int iSequence, size_t ulLen = 12) {
         std::string oPacket(ulLen, 'p');
         oPacket[0] = static_cast<char>(0x80);
-        oPacket[2] = static_cast<char>(uiSequence >> 8);
-        oPacket[3] = static_cast<char>(uiSequence);
+        oPacket[2] = static_cast<char>(iSequence >> 8);
+        oPacket[3] = static_cast<char>(iSequence);
         return QUEUE_AddAdjustPktSeqData(oPacket.data(), static_cast<ULONG_32>(ulLen), &m_st);
     }
     // The sequence number of the next packet, or -1.
@@ -30,8 +32,8 @@ class Window {
         EXPECT_TRUE(ulResult == 0 || ulResult == 261);
         return ulResult == 0 ? static_cast<UCHAR>(pcPacket[2]) << 8 | static_cast<UCHAR>(pcPacket[3]) : -1;
     }
-    std::vector<int> TakeAll() {
-        std::vector<int> oAll;
+    Numbers TakeAll() {
+        Numbers oAll;
         for (int i = Take(); i >= 0; i = Take()) {
             oAll.push_back(i);
         }
@@ -42,39 +44,34 @@ class Window {
     ADJUST_PACKET_SEQ_QUEUE_S m_st = {};
 };
 
-TEST(ReorderQueue, PutsPacketsInOrder) {
-    Window oWindow(1500, 10);
-    for (unsigned uiSequence : {1U, 3U, 2U}) {
-        EXPECT_EQ(0U, oWindow.Add(uiSequence));
-    }
-    EXPECT_EQ((std::vector<int>{1, 2, 3}), oWindow.TakeAll());
-    EXPECT_EQ(3, oWindow->usPreSequence);
-}
-
-TEST(ReorderQueue, FollowsTheWrapOfSequenceNumbers) {
-    Window oWindow(1500, 10);
+TEST(ReorderQueue, PutsPacketsInOrderAndGivesLostOnesUp) {
+    const struct {
+        Numbers oBefore, oAdded, oTaken;  // what is added and read first; what is added then, and what is read
+        ULONG_32 ulReadIndex;             // ahead of that reading
+    } astRows[] = {
+        {{}, {1, 3, 2}, {1, 2, 3}, 0},
+        {{65535}, {0}, {0}, 1},
+        {{65534}, {0, 65535, 2, 1}, {65535, 0, 1, 2}, 1},
+        {{1}, {3, 4, 5, 6, 7, 8, 9, 10, 11}, {}, 1},  // waits for 2
+        {{1}, {3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, {3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, 2},
+        {{7}, {7, 8}, {8}, 1},  // a repeated number leaves reading where it was
+    };
     LogLines oLog;
-    oWindow.Add(65534);
-    EXPECT_EQ(65534, oWindow.Take());
-    for (unsigned uiSequence : {0U, 65535U, 2U, 1U}) {
-        EXPECT_EQ(0U, oWindow.Add(uiSequence));
+    for (const auto &stRow : astRows) {
+        SCOPED_TRACE(&stRow - astRows);
+        Window oWindow(1500, 10);
+        for (int iSequence : stRow.oBefore) {
+            EXPECT_EQ(0U, oWindow.Add(iSequence));
+            EXPECT_EQ(iSequence, oWindow.Take());
+        }
+        for (int iSequence : stRow.oAdded) {
+            EXPECT_EQ(0U, oWindow.Add(iSequence));
+        }
+        EXPECT_EQ(stRow.ulReadIndex, oWindow->ulReadIndex);
+        EXPECT_EQ(stRow.oTaken, oWindow.TakeAll());
     }
-    EXPECT_EQ(1, LogLines::Count(PLAYER_LOG_INFO,
-                                 "QUEUE_AddAdjustPktSeqData Warning, CurSequenceNum(0), PreSequence(65534)"));
-    EXPECT_EQ((std::vector<int>{65535, 0, 1, 2}), oWindow.TakeAll());
-}
-
-TEST(ReorderQueue, GivesAGapUpWhenTheWindowIsPassed) {
-    Window oWindow(1500, 10);
-    oWindow.Add(1);
-    EXPECT_EQ(1, oWindow.Take());
-    for (unsigned uiSequence = 3; uiSequence <= 11; uiSequence++) {  // 2 never comes
-        oWindow.Add(uiSequence);
-    }
-    EXPECT_EQ(-1, oWindow.Take());
-    oWindow.Add(12);
-    EXPECT_EQ(2U, oWindow->ulReadIndex);
-    EXPECT_EQ((std::vector<int>{3, 4, 5, 6, 7, 8, 9, 10, 11, 12}), oWindow.TakeAll());
+    EXPECT_EQ(1U, LogLines::Count(PLAYER_LOG_INFO,
+                                  "QUEUE_AddAdjustPktSeqData Warning, CurSequenceNum(0), PreSequence(65534)"));
 }
 
 TEST(ReorderQueue, FarPacketMovesTheReadPositionPastItself) {
@@ -87,18 +84,6 @@ TEST(ReorderQueue, FarPacketMovesTheReadPositionPastItself) {
     EXPECT_EQ(1, oWindow->pcPacketBuf[2 * (oWindow->ulOneBufSize + 5)]);  // it lies just behind
 }
 
-TEST(ReorderQueue, RepeatedNumberLeavesReadingWhereItWas) {
-    Window oWindow(1500, 10);
-    oWindow.Add(7);
-    oWindow.Add(8);  // against no packet read yet, its distance is 8
-    EXPECT_EQ(7, oWindow.Take());
-    EXPECT_EQ(0U, oWindow.Add(7));
-    EXPECT_EQ(1U, oWindow->ulReadIndex);
-    EXPECT_EQ(-1, oWindow.Take());
-    EXPECT_EQ(0U, oWindow.Add(8));
-    EXPECT_EQ(8, oWindow.Take());
-}
-
 TEST(ReorderQueue, TakesPacketsUpToItsSlotSizeOnly) {
     Window oWindow(20, 3);
     LogLines oLog;
@@ -108,8 +93,9 @@ TEST(ReorderQueue, TakesPacketsUpToItsSlotSizeOnly) {
     EXPECT_EQ(0U, oWindow.Add(2, 24));  // the longest: the packet in the next slot stays whole
     EXPECT_EQ(0U, oWindow.Add(4, 24));
     EXPECT_EQ(2U, oWindow.Add(4, 25));
-    EXPECT_EQ(1, LogLines::Count(PLAYER_LOG_ERROR, "Buffer Size 25 out of Queue Buffer:25"));
-    EXPECT_EQ((std::vector<int>{2, 3, 4}), oWindow.TakeAll());
+    EXPECT_EQ(1U, LogLines::Errors("Buffer Size 25 out of Queue Buffer:25"));
+    EXPECT_EQ((Numbers{2, 3, 4}), oWindow.TakeAll());
+    EXPECT_EQ(4, oWindow->usPreSequence);
 }
 
 TEST(ReorderQueue, RefusesWhatIsNoPacket) {
@@ -117,18 +103,18 @@ TEST(ReorderQueue, RefusesWhatIsNoPacket) {
     LogLines oLog;
     CHAR acPacket[12] = {0x40, 0, 0, 1};
     EXPECT_EQ(0U, QUEUE_AddAdjustPktSeqData(acPacket, 0, oWindow.Get()));
-    EXPECT_EQ(1, LogLines::Count(PLAYER_LOG_WARN, "Buffer Size 0 out of Queue Buffer:105"));
+    EXPECT_EQ(1U, LogLines::Count(PLAYER_LOG_WARN, "Buffer Size 0 out of Queue Buffer:105"));
     EXPECT_EQ(2U, QUEUE_AddAdjustPktSeqData(acPacket, 12, oWindow.Get()));  // version 1
     EXPECT_EQ(2U, QUEUE_AddAdjustPktSeqData(nullptr, 12, oWindow.Get()));
     acPacket[0] = static_cast<CHAR>(0x80);
     EXPECT_EQ(2U, QUEUE_AddAdjustPktSeqData(acPacket, 3, oWindow.Get()));  // no whole sequence number
-    EXPECT_EQ(3, LogLines::Count(PLAYER_LOG_ERROR, "QUEUE_AddAdjustPktSeqData Failed, Invalid Param"));
+    EXPECT_EQ(3U, LogLines::Errors("QUEUE_AddAdjustPktSeqData Failed, Invalid Param"));
     EXPECT_EQ(-1, oWindow.Take());
 
     ADJUST_PACKET_SEQ_QUEUE_S stQueue = {};
     EXPECT_EQ(2U, QUEUE_InitAdjustPktSeqQueue(&stQueue, 0, 10));
     EXPECT_EQ(2U, QUEUE_InitAdjustPktSeqQueue(&stQueue, 10, 0));
-    EXPECT_EQ(2, LogLines::Count(PLAYER_LOG_ERROR, "QUEUE_InitAdjustPktSeqQueue Failed, Invalid Param"));
+    EXPECT_EQ(2U, LogLines::Errors("QUEUE_InitAdjustPktSeqQueue Failed, Invalid Param"));
     EXPECT_EQ(3U, QUEUE_InitAdjustPktSeqQueue(&stQueue, 0xFFFFFFFF, 0xFFFFFFFF));
     EXPECT_EQ(2U, QUEUE_AddAdjustPktSeqData(acPacket, 12, &stQueue));
     QUEUE_CleanupAdjustPktSeqQueue(nullptr);

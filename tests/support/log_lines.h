@@ -30,6 +30,8 @@ class LogLines {
             return st.ulLevel == ulLevel && st.strText == strText;
         }));
     }
+    static size_t Errors(const std::string &strText) { return Count(PLAYER_LOG_ERROR, strText); }
+    static size_t Total() { return All().size(); }
 
  private:
     static std::vector<Line> &Lines() {
