@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <ctime>
+#include <iterator>
 #include <memory>
 #include <new>
 
@@ -21,20 +22,46 @@ constexpr ULONG_32 USUAL_FRAME_RATE = 25;
 constexpr LONG_32 FRAME_RATE_MAX = 60;
 constexpr LONG_32 SECONDS_A_DAY = 86400;
 
-/** Where the run of zeros at a place ends, so far as no box can start in it: its last four may open one. */
-DLONG SkipZeros(FILE *pFile, DLONG dlPos, DLONG dlLength) {
+/** Zeros from a place on. */
+DLONG CountZeros(FILE *pFile, DLONG dlPos) {
     UCHAR aucBlock[4096];
-    DLONG dlEnd = dlPos;
-    for (bool bZero = fseeko(pFile, dlPos, SEEK_SET) == 0; bZero && dlEnd < dlLength;) {
+    DLONG dlZeros = 0;
+    for (bool bZero = fseeko(pFile, dlPos, SEEK_SET) == 0; bZero;) {
         const size_t ulRead = fread(aucBlock, 1, sizeof(aucBlock), pFile);
         size_t i = 0;
         while (i < ulRead && aucBlock[i] == 0) {
             ++i;
         }
-        dlEnd += static_cast<DLONG>(i);
+        dlZeros += static_cast<DLONG>(i);
         bZero = i == sizeof(aucBlock);
     }
-    return std::max(dlPos, dlEnd - 4);
+    return dlZeros;
+}
+
+bool IsRootType(const UCHAR *pucType) {
+    constexpr CHAR aszTypes[][5] = {"ftyp", "moov", "mdat", "free"};
+    return std::any_of(std::begin(aszTypes), std::end(aszTypes),
+                       [pucType](const CHAR *pcType) { return memcmp(pucType, pcType, 4) == 0; });
+}
+
+/**
+ * Where the next box starts, at a place or behind the zeros there. The last four zeros may belong to its size, so that
+ * its type decides how many do; if it has none of the known ones, all four are taken to.
+ */
+DLONG SkipZeros(FILE *pFile, DLONG dlPos) {
+    constexpr DLONG SIZE_BYTES = 4;
+    const DLONG dlEnd = dlPos + CountZeros(pFile, dlPos);
+    const DLONG dlFirst = std::max(dlPos, dlEnd - SIZE_BYTES);
+    UCHAR aucHeads[12] = {};
+    if (fseeko(pFile, dlFirst, SEEK_SET) == 0) {
+        Mp4_ReadBytes(pFile, aucHeads, sizeof(aucHeads));
+    }
+    for (DLONG dlAt = dlFirst; dlAt <= dlEnd; ++dlAt) {
+        if (IsRootType(aucHeads + (dlAt - dlFirst) + SIZE_BYTES)) {
+            return dlAt;
+        }
+    }
+    return dlFirst;
 }
 
 /** Walks the boxes of a file. False for a damaged one. */
@@ -50,10 +77,7 @@ bool ReadRootBoxes(FILE *pFile, mp4_moov_box *pstParser) {
         if (dlBoxSize <= 0 || dlLength - dlPos < dlBoxSize) {
             break;
         }
-        dlPos += dlBoxSize;
-        if (dlBoxSize == 1) {
-            dlPos = SkipZeros(pFile, dlPos, dlLength);
-        }
+        dlPos = SkipZeros(pFile, dlPos + dlBoxSize);
         if (dlLength - dlPos < static_cast<DLONG>(MP4_HEAD_SIZE)) {
             return true;
         }
