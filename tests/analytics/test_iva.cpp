@@ -1,31 +1,25 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "analytics/module_iva.h"
 #include "support/log_lines.h"
+#include "support/made_bytes.h"
 
 namespace {
 
-std::string Word(ULONG_32 ulWord) {
-    return {static_cast<CHAR>(ulWord >> 24), static_cast<CHAR>(ulWord >> 16), static_cast<CHAR>(ulWord >> 8),
-            static_cast<CHAR>(ulWord)};
-}
-
-std::string Half(ULONG_32 ulHalf) { return Word(ulHalf).substr(2); }
-
-/** A data frame in one segment. */
-std::string Frame(int lKind, const std::string &strBody) {
-    return static_cast<CHAR>(lKind) + Half(static_cast<ULONG_32>(strBody.size())) + strBody;
-}
+std::string Word(ULONG_32 ulWord) { return Be(ulWord, 4); }
+std::string Half(ULONG_32 ulHalf) { return Be(ulHalf, 2); }
 
 /** A data frame in segments of ulSegment bytes. */
-std::string SegmentedFrame(int lKind, const std::string &strBody, size_t ulSegment) {
+std::string Frame(int lKind, const std::string &strBody, size_t ulSegment = 65535) {
     std::string strFrame;
-    for (size_t i = 0; i < strBody.size(); i += ulSegment) {
-        strFrame += Frame(i == 0 ? lKind : 0x99, strBody.substr(i, ulSegment));
+    for (size_t i = 0; i == 0 || i < strBody.size(); i += ulSegment) {
+        const std::string strPart = strBody.substr(i, ulSegment);
+        strFrame += Be(i == 0 ? lKind : 0x99, 1) + Half(static_cast<ULONG_32>(strPart.size())) + strPart;
     }
     return strFrame;
 }
@@ -56,18 +50,11 @@ class Iva : public testing::Test {
     }
     ~Iva() override { IVA_FreeBuffers(&m_st); }
     ULONG_32 Data(const std::string &strFrame) {
-        std::vector<CHAR> acFrame(strFrame.begin(), strFrame.end());
-        acFrame.shrink_to_fit();
-        static CHAR cNothing;
-        return DataParse(&m_st, acFrame.empty() ? &cNothing : acFrame.data(), static_cast<LONG_32>(acFrame.size()));
+        return DataParse(&m_st, Exact(strFrame), static_cast<LONG_32>(strFrame.size()));
     }
     ULONG_32 Sei(ULONG_32 ulType, const std::string &strBody) {
         m_st.ulMetaDataVersion = 2;
-        std::vector<CHAR> acBody(strBody.begin(), strBody.end());
-        acBody.shrink_to_fit();
-        static CHAR cNothing;
-        return IvaV2Parse(ulType, &m_st.stMetaV2, acBody.empty() ? &cNothing : acBody.data(),
-                          static_cast<ULONG_32>(acBody.size()));
+        return IvaV2Parse(ulType, &m_st.stMetaV2, Exact(strBody), static_cast<ULONG_32>(strBody.size()));
     }
     /** How many pictures in a row carry what pbHave of their copy tells. */
     template <class META>
@@ -83,6 +70,13 @@ class Iva : public testing::Test {
         }
         return 1000;
     }
+    /** The bytes in memory of exactly their size. */
+    CHAR *Exact(const std::string &strBytes) {
+        m_pcExact.reset(new CHAR[strBytes.size()]);
+        memcpy(m_pcExact.get(), strBytes.data(), strBytes.size());
+        return m_pcExact.get();
+    }
+    std::unique_ptr<CHAR[]> m_pcExact;
     IVA_INFO_S m_st = {};
     LogLines m_stLog;
 };
@@ -147,14 +141,14 @@ TEST_F(Iva, SegmentsAreJoined) {
     }
     for (size_t ulSegment : {1, 30, 218, 435}) {
         m_st.stMetaV1.bHaveResult = 0;
-        EXPECT_EQ(0U, Data(SegmentedFrame(0, strBody, ulSegment)));
+        EXPECT_EQ(0U, Data(Frame(0, strBody, ulSegment)));
         EXPECT_EQ(1, m_st.stMetaV1.bHaveResult) << ulSegment;
         ASSERT_EQ(400, m_st.stMetaV1.lIVAResultBufLen);
         ULONG_32 ulLast = 0;
         memcpy(&ulLast, m_st.stMetaV1.pcResultBuf + 396, 4);
         EXPECT_EQ(99U, ulLast);
     }
-    EXPECT_TRUE(LogLines::All().empty());
+    EXPECT_EQ(0U, LogLines::Total());
 }
 
 TEST_F(Iva, LengthsThatDontAddUpDropTheFrame) {
@@ -171,12 +165,12 @@ TEST_F(Iva, LengthsThatDontAddUpDropTheFrame) {
                                              strGood + "x",
                                              strGood + "x\1\1",
                                              std::string("\0\0\0x\0\1yz", 8),
-                                             SegmentedFrame(0, std::string(40, 0), 20).substr(0, 45),
-                                             Frame(0, std::string(40, 0)) + Frame(0, std::string(5, 0)) + "!",
+                                             Frame(0, std::string(40, 0), 20).substr(0, 45),
+                                             strGood + Frame(0, std::string(5, 0)) + "!",
                                              std::string(70000, '\1')};
     for (size_t i = 0; i < astBad.size(); ++i) {
         EXPECT_EQ(0U, Data(astBad[i])) << i;
-        EXPECT_EQ(i + 1, LogLines::Count(PLAYER_LOG_ERROR, "DataParse: IVADataLen Failed.")) << i;
+        EXPECT_EQ(i + 1, LogLines::Errors("DataParse: IVADataLen Failed.")) << i;
     }
     EXPECT_EQ(
         0, m_st.stMetaV1.bHaveResult + m_st.stMetaV1.bHaveRule + m_st.stMetaV2.bHaveResult + m_st.stMetaV2.bHaveRule);
@@ -236,14 +230,12 @@ TEST_F(Iva, SeiRules) {
 
 TEST_F(Iva, SeiOfAWrongLengthIsNotShown) {
     EXPECT_EQ(0U, Sei(16, HeadV2(1, 200) + Target(1, "") + "!"));
-    EXPECT_EQ(1U, LogLines::Count(PLAYER_LOG_ERROR,
-                                  "IvaV2Parse: ulDataLen Is Invalid, TargetNum Is [1], ulDataLen Is [49], "
-                                  "Attlen Is [0]."));
+    EXPECT_EQ(1U, LogLines::Errors("IvaV2Parse: ulDataLen Is Invalid, TargetNum Is [1], ulDataLen Is [49], "
+                                   "Attlen Is [0]."));
     EXPECT_EQ(0U, Sei(17, HeadV2(2, 200) + RuleV2(1)));
-    EXPECT_EQ(1U, LogLines::Count(PLAYER_LOG_ERROR, "IvaV2Parse: ulDataLen Is Invalid, ulDataLen Is [120]."));
+    EXPECT_EQ(1U, LogLines::Errors("IvaV2Parse: ulDataLen Is Invalid, ulDataLen Is [120]."));
     EXPECT_EQ(2U, Sei(16, HeadV2(2, 200) + Target(1, "")));
-    EXPECT_EQ(
-        1U, LogLines::Count(PLAYER_LOG_ERROR, "DataMallocAndCopyEx: Data Invalid, Total Len is [36], Offset is [72]."));
+    EXPECT_EQ(1U, LogLines::Errors("DataMallocAndCopyEx: Data Invalid, Total Len is [36], Offset is [72]."));
     std::string strHuge = Target(1, "");
     strHuge.replace(28, 4, Word(0xFFFFFFFF));
     EXPECT_EQ(2U, Sei(16, HeadV2(2, 200) + strHuge));
@@ -257,15 +249,17 @@ TEST_F(Iva, SeiOfAWrongLengthIsNotShown) {
 }
 
 TEST_F(Iva, ClearTakesRecordsOffTheDisplay) {
+    const auto Have = [this] {
+        return std::vector<BOOL_T>{m_st.stMetaV1.bHaveRule, m_st.stMetaV2.bHaveRule, m_st.stMetaV1.bHaveResult,
+                                   m_st.stMetaV2.bHaveResult};
+    };
     m_st.stMetaV1.bHaveRule = m_st.stMetaV2.bHaveRule = m_st.stMetaV1.bHaveResult = m_st.stMetaV2.bHaveResult = 1;
     ClearData(IVA_CLEAR_DATA_TRACK, &m_st);
-    EXPECT_EQ(
-        4, m_st.stMetaV1.bHaveRule + m_st.stMetaV2.bHaveRule + m_st.stMetaV1.bHaveResult + m_st.stMetaV2.bHaveResult);
+    EXPECT_EQ((std::vector<BOOL_T>{1, 1, 1, 1}), Have());
     ClearData(IVA_CLEAR_DATA_RULE, &m_st);
-    EXPECT_EQ(2, m_st.stMetaV1.bHaveResult + m_st.stMetaV2.bHaveResult);
-    EXPECT_EQ(0, m_st.stMetaV1.bHaveRule + m_st.stMetaV2.bHaveRule);
+    EXPECT_EQ((std::vector<BOOL_T>{0, 0, 1, 1}), Have());
     ClearData(IVA_CLEAR_DATA_RESULT, &m_st);
-    EXPECT_EQ(0, m_st.stMetaV1.bHaveResult + m_st.stMetaV2.bHaveResult);
+    EXPECT_EQ((std::vector<BOOL_T>{0, 0, 0, 0}), Have());
 }
 
 }  // namespace

@@ -107,26 +107,27 @@ TEST(Bits, AnyWidthsGiveTheBitsOfTheBytes) {
 }
 
 TEST(Bits, GolombCodes) {
-    const UCHAR aucSmall[] = {0xA6, 0x42, 0x80};  // 1, 010, 011, 00100, 00101
-    bytes::BitReader stUnsigned(aucSmall, sizeof(aucSmall));
-    bytes::BitReader stSigned(aucSmall, sizeof(aucSmall));
-    for (LONG_32 lSigned : {0, 1, -1, 2, -2}) {
-        EXPECT_EQ(static_cast<ULONG_32>(lSigned > 0 ? lSigned * 2 - 1 : lSigned * -2), stUnsigned.Ue());
-        EXPECT_EQ(lSigned, stSigned.Se());
+    const struct {
+        std::vector<UCHAR> aucBits;
+        ULONG_32 ulUnsigned;
+        LONG_32 lSigned;
+    } astRows[] = {
+        {{0xFF}, 0, 0},  {{0x40}, 1, 1},
+        {{0x60}, 2, -1}, {{0x20}, 3, 2},
+        {{0x28}, 4, -2}, {{0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFE}, 0xFFFFFFFE, -0x7FFFFFFF}};  // 31 zeros, 1, 31 ones
+    for (const auto &st : astRows) {
+        EXPECT_EQ(st.ulUnsigned, bytes::BitReader(st.aucBits.data(), st.aucBits.size()).Ue());
+        EXPECT_EQ(st.lSigned, bytes::BitReader(st.aucBits.data(), st.aucBits.size()).Se());
     }
-    const std::vector<UCHAR> aucLargest = {0, 0, 0, 1, 0xFF, 0xFF, 0xFF, 0xFE};  // 31 zeros, 1, 31 ones
-    EXPECT_EQ(0xFFFFFFFEu, bytes::BitReader(aucLargest.data(), 8).Ue());
-    EXPECT_EQ(-0x7FFFFFFF, bytes::BitReader(aucLargest.data(), 8).Se());
-    for (size_t ulSize = 0; ulSize < aucLargest.size(); ulSize++) {
-        std::vector<UCHAR> aucCut = Prefix(aucLargest, ulSize);
-        bytes::BitReader stCut(aucCut.data(), ulSize);
-        EXPECT_EQ(0u, stCut.Ue());
-        EXPECT_TRUE(stCut.Dry()) << ulSize;
+    std::vector<std::vector<UCHAR>> aucDry = {{0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}};  // too long
+    for (size_t ulSize = 0; ulSize < 8; ulSize++) {
+        aucDry.push_back(Prefix(astRows[5].aucBits, ulSize));
     }
-    const UCHAR aucTooLong[] = {0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-    bytes::BitReader stTooLong(aucTooLong, sizeof(aucTooLong));
-    EXPECT_EQ(0u, stTooLong.Ue());
-    EXPECT_TRUE(stTooLong.Dry());
+    for (const std::vector<UCHAR> &aucBits : aucDry) {
+        bytes::BitReader stBits(aucBits.data(), aucBits.size());
+        EXPECT_EQ(0u, stBits.Ue());
+        EXPECT_TRUE(stBits.Dry()) << aucBits.size();
+    }
 }
 
 }  // namespace

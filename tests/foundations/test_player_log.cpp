@@ -50,9 +50,7 @@ TEST(PlayerLogInit, TheDefaultDirectoryIsANameWithBackslashes) {
     EXPECT_EQ(0u, Player_LogCleanUp());
     EXPECT_TRUE(std::filesystem::is_directory(DEFAULT_DIR));
     std::string strFile = ReadText(std::string(DEFAULT_DIR) + "Player_SDK00.log");
-    int iYear = 0;
-    int iMonth = 0;
-    int iEnd = 0;
+    int iYear = 0, iMonth = 0, iEnd = 0;
     sscanf(strFile.c_str(), "%4d-%2d-%*2d %*2d:%*2d:%*2d.000[INFO][module.cpp-12]hello\r\n%n", &iYear, &iMonth, &iEnd);
     EXPECT_EQ(static_cast<int>(strFile.size()), iEnd) << strFile;
     EXPECT_EQ("\r\n", strFile.substr(strFile.size() - 2));
@@ -189,30 +187,30 @@ TEST(PlayerLogPath, Separators) {
 
 TEST_F(PlayerLog, SettingsEndAndStartWhileOthersWrite) {
     std::atomic<bool> bStop{false};
-    std::vector<std::thread> astWriters;
-    for (int i = 0; i < 3; i++) {
-        astWriters.emplace_back([&bStop, i] {
+    auto Repeat = [&bStop](auto pfnDo) {
+        return std::thread([&bStop, pfnDo] {
             while (!bStop) {
-                Write(PLAYER_LOG_INFO, "writer" + std::to_string(i) + std::string(300, 'w'));
+                pfnDo();
             }
         });
+    };
+    std::vector<std::thread> astThreads;
+    for (int i = 0; i < 3; i++) {
+        astThreads.push_back(Repeat([] { Write(PLAYER_LOG_INFO, std::string(300, 'w')); }));
     }
-    std::thread stSetter([this, &bStop] {
-        while (!bStop) {
-            Set(PLAYER_LOG_INFO, "other", 2);
-            Set(PLAYER_LOG_CLOSE, "log", 2);
-            Set(PLAYER_LOG_INFO, "log", 2);
-        }
-    });
+    astThreads.push_back(Repeat([this] {
+        Set(PLAYER_LOG_INFO, "other", 2);
+        Set(PLAYER_LOG_CLOSE, "log", 2);
+        Set(PLAYER_LOG_INFO, "log", 2);
+    }));
     for (int i = 0; i < 50; i++) {
         EXPECT_EQ(0u, Player_LogCleanUp());
         EXPECT_EQ(0u, Player_LogInit());
         std::this_thread::sleep_for(std::chrono::milliseconds(4));
     }
     bStop = true;
-    stSetter.join();
-    for (std::thread &stWriter : astWriters) {
-        stWriter.join();
+    for (std::thread &stThread : astThreads) {
+        stThread.join();
     }
 }
 

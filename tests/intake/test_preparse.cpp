@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "intake/dsp_mcfw_preparse.h"
+#include "support/made_bytes.h"
 
 namespace {
 
@@ -109,35 +110,54 @@ TEST(PreparseH264, ParameterSetsOfRealEncoders) {
 }
 
 TEST(PreparseH264, FramesWithoutAUsableSps) {
-    H264_BitStreamInfo_S stInfo = Preparse(kStart + "\x41\x9A\x02\x03");
-    EXPECT_EQ(stInfo.uiFrameType, 255u);
-    EXPECT_EQ(stInfo.usWidth, 0);
-    EXPECT_EQ(stInfo.bSPSFrame, 0);
-    stInfo = Preparse(kIdr);
-    EXPECT_EQ(stInfo.uiFrameType, 0u);
-    EXPECT_EQ(stInfo.usHeight, 0);
-    std::string oGood = kStart + Hex("6742c00cda05825b0110000003001000000301e0f142aa");
-    for (size_t i = 0; i < oGood.size(); ++i) {
-        Preparse(oGood.substr(0, i));
+    const std::string oGood = kStart + Hex("6742c00cda05825b0110000003001000000301e0f142aa");
+    const struct {
+        std::string oFrame;
+        unsigned uiType;
+        int iWidth, iRate;
+        BOOL_T bSps;
+    } astRows[] = {
+        {kStart + "\x41\x9A\x02\x03", 255, 0, 0, 0},
+        {kIdr, 0, 0, 0, 0},
+        {kStart + "\x67\x42" + kIdr, 0, 0, 0, 1},                                           // it ends before the size
+        {kStart + "\x67\x42\xC0\x0C\xB0" + std::string(220, '\0') + oGood, 0, 352, 15, 1},  // the next one is tried
+    };
+    for (const auto &stRow : astRows) {
+        SCOPED_TRACE(&stRow - astRows);
+        H264_BitStreamInfo_S stInfo = Preparse(stRow.oFrame);
+        EXPECT_EQ(stInfo.uiFrameType, stRow.uiType);
+        EXPECT_EQ(stInfo.usWidth, stRow.iWidth);
+        EXPECT_EQ(stInfo.usFrameRate, stRow.iRate);
+        EXPECT_EQ(stInfo.bSPSFrame, stRow.bSps);
     }
-    stInfo = Preparse(kStart + "\x67\x42" + kIdr);
-    EXPECT_EQ(stInfo.bSPSFrame, 1);
-    EXPECT_EQ(stInfo.usWidth, 0) << "it ends before the size";
-    stInfo = Preparse(kStart + "\x67\x42\xC0\x0C\xB0" + std::string(220, '\0') + oGood);
-    EXPECT_EQ(stInfo.usWidth, 352) << "the next one is tried";
-    EXPECT_EQ(stInfo.usFrameRate, 15);
+    TryDamaged(oGood, Preparse);
 }
 
 TEST(PreparseH264, LimitsOfTheFields) {
-    EXPECT_EQ(SpsWriter().Order(1, 255).Size(1, 20, 15, true).Parse().usWidth, 320);
-    EXPECT_EQ(SpsWriter().Order(1, 256).Size(1, 20, 15, true).Parse(-1).usWidth, 0);
-    EXPECT_EQ(SpsWriter().Order(3).Size(1, 20, 15, true).Parse(-1).usHeight, 0);
-    EXPECT_EQ(SpsWriter().Order(2).Size(16, 20, 15, true).Parse().usHeight, 240);
-    EXPECT_EQ(SpsWriter().Order(2).Size(17, 20, 15, true).Parse(-1).usHeight, 0);
-    EXPECT_EQ(SpsWriter().Order(2).Size(32, 20, 15, false).Parse().usHeight, 480);
-    EXPECT_EQ(SpsWriter().Order(2).Size(33, 20, 15, false).Parse(-1).usHeight, 0);
-    EXPECT_EQ(SpsWriter().Order(2).Size(1, 252, 1, true).Parse().usWidth, 4016);
-    EXPECT_EQ(SpsWriter().Order(2).Size(1, 0x7FFFFFFF, 1, true).Parse().usWidth, 4016);
+    const struct {
+        ULONG_32 ulOrder, ulOffsets, ulRefs, ulWidth, ulHeight;
+        bool bFrames;
+        int iWidth, iHeight;  // 0 where the parser stops
+    } astRows[] = {
+        {1, 255, 1, 20, 15, true, 320, 240},
+        {1, 256, 1, 20, 15, true, 0, 0},
+        {3, 0, 1, 20, 15, true, 0, 0},
+        {2, 0, 16, 20, 15, true, 320, 240},
+        {2, 0, 17, 20, 15, true, 0, 0},
+        {2, 0, 32, 20, 15, false, 320, 480},
+        {2, 0, 33, 20, 15, false, 0, 0},
+        {2, 0, 1, 252, 1, true, 4016, 16},
+        {2, 0, 1, 0x7FFFFFFF, 1, true, 4016, 16},
+    };
+    for (const auto &stRow : astRows) {
+        SCOPED_TRACE(&stRow - astRows);
+        H264_BitStreamInfo_S stInfo = SpsWriter()
+                                          .Order(stRow.ulOrder, stRow.ulOffsets)
+                                          .Size(stRow.ulRefs, stRow.ulWidth, stRow.ulHeight, stRow.bFrames)
+                                          .Parse(stRow.iWidth == 0 ? -1 : 0);
+        EXPECT_EQ(stInfo.usWidth, stRow.iWidth);
+        EXPECT_EQ(stInfo.usHeight, stRow.iHeight);
+    }
 }
 
 TEST(PreparseH264, FrameRateIsAQuotientOfWholeNumbers) {
@@ -200,32 +220,34 @@ const std::string kVps720 = kStart + Hex("40010c01ffff01600000030090000003000003
 const std::string kSlice265 = kStart + "\x26\1\xAF";
 
 TEST(PreparseH265, ParameterSetsOfRealEncoders) {
-    H265Result stResult = ReadH265(kVps1080 + kSps1080 + kSlice265);
-    EXPECT_EQ(stResult.bRead, 1);
-    EXPECT_EQ(stResult.stInfo.lWidth, 1920);
-    EXPECT_EQ(stResult.stInfo.lHeight, 1088) << "the coded size";
-    EXPECT_EQ(stResult.stInfo.ulProfile, 1u);
-    EXPECT_EQ(stResult.stInfo.ulLevel, 120u);
-    EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, 4u);
-    EXPECT_EQ(stResult.stInfo.ulNumUnits, 0u);
-    stResult = ReadH265(kVps720 + kSps720);
-    EXPECT_EQ(stResult.stInfo.lHeight, 720);
-    EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, 5u);
-    stResult = ReadH265(kSps720);
-    EXPECT_EQ(stResult.bRead, 1) << "without a VPS";
-    EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, 1u);
-}
-
-TEST(PreparseH265, WhatEndsTheSearch) {
-    EXPECT_EQ(ReadH265(kSlice265 + kVps1080 + kSps1080).bRead, 0);
-    EXPECT_EQ(ReadH265(kStart + "\x02\1\xD0" + kVps1080 + kSps1080).bRead, 0);
-    EXPECT_EQ(ReadH265(kVps1080 + kSlice265 + kSps1080).bRead, 0);
-    EXPECT_EQ(ReadH265(kVps1080).bRead, 0);
-    EXPECT_EQ(ReadH265(kSps720.substr(0, 19)).bRead, 0);
-    std::string oWhole = kVps1080 + kSps1080;
-    for (size_t i = 0; i < oWhole.size(); ++i) {
-        ReadH265(oWhole.substr(0, i));
+    const struct {
+        std::string oFrame;
+        LONG_32 lWidth, lHeight;  // 0 where no picture size is found
+        ULONG_32 ulRefs;
+    } astRows[] = {
+        {kVps1080 + kSps1080 + kSlice265, 1920, 1088, 4},  // the coded size
+        {kVps720 + kSps720, 1280, 720, 5},
+        {kSps720, 1280, 720, 1},  // without a VPS
+        {kSlice265 + kVps1080 + kSps1080, 0, 0, 0},
+        {kStart + "\x02\1\xD0" + kVps1080 + kSps1080, 0, 0, 0},
+        {kVps1080 + kSlice265 + kSps1080, 0, 0, 0},
+        {kVps1080, 0, 0, 0},
+        {kSps720.substr(0, 19), 0, 0, 0},
+    };
+    for (const auto &stRow : astRows) {
+        SCOPED_TRACE(&stRow - astRows);
+        H265Result stResult = ReadH265(stRow.oFrame);
+        ASSERT_EQ(stResult.bRead, stRow.lWidth != 0 ? 1 : 0);
+        if (stResult.bRead == 1) {
+            EXPECT_EQ(stResult.stInfo.lWidth, stRow.lWidth);
+            EXPECT_EQ(stResult.stInfo.lHeight, stRow.lHeight);
+            EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, stRow.ulRefs);
+            EXPECT_EQ(stResult.stInfo.ulProfile, 1u);
+            EXPECT_EQ(stResult.stInfo.ulNumUnits, 0u);
+        }
     }
+    EXPECT_EQ(ReadH265(kSps1080).stInfo.ulLevel, 120u);
+    TryDamaged(kVps1080 + kSps1080, ReadH265);
 }
 
 /** profile_tier_level() without long runs of zeros. */

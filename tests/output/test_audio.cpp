@@ -13,8 +13,9 @@
 #include <thread>
 #include <vector>
 
-#include "foundations/com_log.h"
 #include "output/audioplay.h"
+#include "support/log_lines.h"
+#include "support/temp_dir.h"
 
 namespace {
 
@@ -38,24 +39,14 @@ extern "C" __attribute__((visibility("default"))) void SDL_PauseAudio(int iPause
 
 namespace {
 
-std::vector<std::string> logLines;
-void TakeLog(ULONG_32, ULONG_32, ULONG_32, const CHAR *, ULONG_32, const CHAR *pcText) {
-    logLines.emplace_back(pcText);
-}
-
 class AudioTest : public testing::Test {
  protected:
     void SetUp() override {
         setenv("SDL_AUDIODRIVER", "dummy", 1);
         holdDevice = true;
-        logLines.clear();
-        Log_SetSysLogCB(TakeLog);
         ASSERT_EQ(0u, Audio_Init());
     }
-    void TearDown() override {
-        Audio_Cleanup();
-        Log_SetSysLogCB(nullptr);
-    }
+    void TearDown() override { Audio_Cleanup(); }
     static HANDLE Create(ULONG_32 ulRate, ULONG_32 ulChannels, LONG_32 lBlock) {
         AUDIO_DEC_PARAM_S param{ulRate, ulChannels, 16, lBlock};
         return Audio_CreatePlayDec(&param);
@@ -75,6 +66,7 @@ class AudioTest : public testing::Test {
         lastSpec.callback(nullptr, heard.data(), iLen);
         return heard;
     }
+    LogLines m_log;
 };
 
 TEST_F(AudioTest, DeviceIsAskedForInTheBlocksOfTheStream) {
@@ -123,7 +115,7 @@ TEST_F(AudioTest, EleventhBlockDropsTheFirst) {
     for (UCHAR i = 1; i <= 11; i++) {
         Push(hDevice, i, 320);
     }
-    EXPECT_EQ("SDL_AudioDateSize:[11].", logLines.back());
+    EXPECT_EQ("SDL_AudioDateSize:[11].", LogLines::All().back().strText);
     for (UCHAR i = 2; i <= 11; i++) {
         EXPECT_EQ(i, Hear(320)[0]);
     }
@@ -137,7 +129,7 @@ TEST_F(AudioTest, DestroyingADeviceClearsTheQueueOfAll) {
     Push(hDevice, 1, 320);
     Push(hOther, 2, 320);
     Audio_DestoryPlayDec(&hOther);
-    EXPECT_EQ("SDL_AudioDateSize clear.", logLines.back());
+    EXPECT_EQ("SDL_AudioDateSize clear.", LogLines::All().back().strText);
     EXPECT_EQ(0, Hear(320)[0]);
     Audio_DestoryPlayDec(&hDevice);
     Audio_DestoryPlayDec(&hDevice);
@@ -148,7 +140,7 @@ TEST_F(AudioTest, SecondDeviceIsRefusedAndLeavesTheFirstAlone) {
     HANDLE hFirst = Open();
     HANDLE hSecond = Create(8000, 1, 320);
     EXPECT_EQ(1u, Audio_OpenSound(hSecond));
-    EXPECT_EQ(0u, logLines.back().find("SDL_Open_Audio Failed, Error:("));
+    EXPECT_EQ(0u, LogLines::All().back().strText.find("SDL_Open_Audio Failed, Error:("));
     Audio_DestoryPlayDec(&hSecond);
     auto pfnStatus = reinterpret_cast<decltype(&SDL_GetAudioStatus)>(dlsym(RTLD_DEFAULT, "SDL_GetAudioStatus"));
     EXPECT_EQ(SDL_AUDIO_PAUSED, pfnStatus()) << "closed by a port that never had it";

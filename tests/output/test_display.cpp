@@ -12,13 +12,13 @@
 #include <chrono>
 #include <cstring>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
-#include "foundations/com_log.h"
 #include "intake/module_rtp.h"
 #include "output/videodisplay.h"
+#include "support/log_lines.h"
 #include "support/xvfb.h"
 
 // ---- what the library asks of SDL: counted here, made to fail on demand, and passed on ------------------------------
@@ -171,19 +171,6 @@ class ClientWindow {
     Window m_window;
 };
 
-std::mutex logLock;
-std::vector<std::string> logLines;
-
-void TakeLog(ULONG_32, ULONG_32, ULONG_32, const CHAR *, ULONG_32, const CHAR *pcText) {
-    std::lock_guard<std::mutex> lock(logLock);
-    logLines.emplace_back(pcText);
-}
-
-long Logged(const char *pcLine) {
-    std::lock_guard<std::mutex> lock(logLock);
-    return std::count(logLines.begin(), logLines.end(), pcLine);
-}
-
 struct WakeCount {
     std::atomic<int> count{0};
     static void Wake(void *pUser) { static_cast<WakeCount *>(pUser)->count++; }
@@ -208,15 +195,19 @@ class DisplayTest : public testing::Test {
         setenv("SDL_RENDER_DRIVER", "software", 1);
 #endif
         setenv("DISPLAY", pcDisplay, 1);
-        logLines.clear();
-        Log_SetSysLogCB(TakeLog);
+        log.emplace();
         ASSERT_EQ(0u, Video_Init());
         spy.Reset();
     }
     void TearDown() override {
         Video_Cleanup();
-        Log_SetSysLogCB(nullptr);
+        log.reset();
     }
+    static long Logged(const std::string &line) {
+        auto lines = LogLines::All();
+        return std::count_if(lines.begin(), lines.end(), [&](auto &taken) { return taken.strText == line; });
+    }
+    std::optional<LogLines> log;
     /** A display that has had its first picture. */
     HANDLE Open(ClientWindow &window, Picture &first) {
         HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
