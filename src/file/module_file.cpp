@@ -205,8 +205,8 @@ ULONG_32 File_GetIFrameIntervalTime(FILE_INFO_S *pstFileInfo) {
     }
     ULONG_32 ulResult = File_SetPlayTime(pstFileInfo, 0, DEFAULT_FRAME_RATE);
     if (pstFileInfo->hMp4Parser != nullptr) {
-        // That went to the first key frame; the first read is to take what lies in front of it too, sound mostly.
-        Mp4Of(pstFileInfo)->bInitRead = 0;
+        // That went to the first key frame; play begins with what lies in front of it too, sound mostly.
+        Mp4Of(pstFileInfo)->iCurSampleIndex = 0;
     }
     return ulResult;
 }
