@@ -309,7 +309,7 @@ void *__FilePlayThreadEntry(void *pParam) {
         LOG_ERROR("Port Not Exist.");
         return reinterpret_cast<void *>(PLAYER_ERR_PORT);
     }
-    PortThread_Begin(pstPort);
+    PortThread_Begin(pstPort, &pstPort->bStartRecv);
     LOG_INFO("Port[%03d] Start __FilePayThreadEntry Thread Succeed.", pstPort->ulPort);
     FILE_LOOP_S stLoop = {};
     stLoop.pstPort = pstPort;

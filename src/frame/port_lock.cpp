@@ -24,7 +24,11 @@ PORT_LOCK_S gastSdkMutexLockArray[PLAYER_MAX_PORT_NUM];
 
 thread_local CPortLock *gtlInnermost = nullptr;  /**< locks of this thread: a source callback may push to another port */
 thread_local ULONG_32 gtlPipelinePort = NO_PORT; /**< this thread is one of that port's */
-thread_local ULONG_32 gtlSourcePort = NO_PORT;   /**< this thread is inside that port's source callback */
+thread_local const BOOL_T *gtlRunFlag = nullptr; /**< that thread's run flag, or null */
+thread_local const CSourceCallbackMark *gtlSourceMark = nullptr; /**< source callbacks that this thread is inside of */
+
+/** Whether somebody waits for this thread of a port to end, and holds the port's lock meanwhile. */
+bool IsAwaited() { return gtlRunFlag != nullptr && word::Load(*gtlRunFlag) == 0; }
 
 bool LockForASlice(QLOM_SDK_MUTEX_S *pstMutex) {
     struct timespec stTime;
@@ -142,7 +146,7 @@ CPortLock::STATE_E CPortLock::EnterFromPipeline() {
     if (m_enCall == PORT_CALL_CLOSE) {
         return STATE_NESTED;
     }
-    while (!PortLock_IsClosing(m_ulPort)) {
+    while (!PortLock_IsClosing(m_ulPort) && !IsAwaited()) {
         if (m_enCall != PORT_CALL_PUSH && TryBeside()) {
             return STATE_BESIDE;
         }
@@ -172,15 +176,30 @@ void CPortLock::LeaveBeside() {
     QLOM_SDK_mutex_unlock(&stLock.stBeside);
 }
 
-void PortThread_Begin(const PLAEYR_PORT_S *pstPort) { gtlPipelinePort = pstPort->ulPort; }
+void PortThread_Begin(const PLAEYR_PORT_S *pstPort, const BOOL_T *pbRun) {
+    gtlPipelinePort = pstPort->ulPort;
+    gtlRunFlag = pbRun;
+}
 
-bool PortThread_IsOwn(ULONG_32 ulPort) { return gtlPipelinePort == ulPort || gtlSourcePort == ulPort; }
+bool PortThread_IsOwn(ULONG_32 ulPort) {
+    return gtlPipelinePort == ulPort || CSourceCallbackMark::IsInside(ulPort);
+}
 
-bool PortThread_IsAny() { return gtlPipelinePort != NO_PORT || gtlSourcePort != NO_PORT; }
+bool PortThread_IsAny() { return gtlPipelinePort != NO_PORT || gtlSourceMark != nullptr; }
 
-CSourceCallbackMark::CSourceCallbackMark(ULONG_32 ulPort) : m_ulBefore(gtlSourcePort) { gtlSourcePort = ulPort; }
+CSourceCallbackMark::CSourceCallbackMark(ULONG_32 ulPort) : m_ulPort(ulPort), m_poOuter(gtlSourceMark) {
+    gtlSourceMark = this;
+}
 
-CSourceCallbackMark::~CSourceCallbackMark() { gtlSourcePort = m_ulBefore; }
+CSourceCallbackMark::~CSourceCallbackMark() { gtlSourceMark = m_poOuter; }
+
+bool CSourceCallbackMark::IsInside(ULONG_32 ulPort) {
+    const CSourceCallbackMark *poMark = gtlSourceMark;
+    while (poMark != nullptr && poMark->m_ulPort != ulPort) {
+        poMark = poMark->m_poOuter;
+    }
+    return poMark != nullptr;
+}
 
 bool PortLock_IsClosing(ULONG_32 ulPort) {
     return ulPort < PLAYER_MAX_PORT_NUM && word::Load(gastSdkMutexLockArray[ulPort].ulClosing) != 0;

@@ -6,8 +6,8 @@
  * rules keep callbacks from waiting for themselves:
  *
  * - A call inside the source callback of a push runs on the thread that holds the lock already: it goes on without.
- * - A call from a pipeline callback waits for the lock only while nobody closes the port, since a close waits for that
- *   very thread. During a close it is turned away.
+ * - A call from a pipeline callback waits for the lock only while nobody closes the port or ends that thread alone, since
+ *   either waits for that very thread. It is turned away then.
  * - A push that waits for room in the ring holds the lock while it waits for the decode thread. A call from a pipeline
  *   callback then goes on beside it, since a push touches nothing but the ring.
  */
@@ -49,23 +49,32 @@ class CPortLock {
     CPortLock *m_poOuter; /**< the lock that this thread took before */
 };
 
-/** Makes the calling thread one of the port's pipeline threads; first thing in a thread's entry. */
-void PortThread_Begin(const PLAEYR_PORT_S *pstPort);
+/**
+ * Makes the calling thread one of the port's pipeline threads; first thing in a thread's entry.
+ * @param pbRun the thread's run flag: once it has fallen the thread's calls on the port are turned away, since whoever
+ *              cleared it holds the lock and waits for the thread. Null for a thread that only a close ends.
+ */
+void PortThread_Begin(const PLAEYR_PORT_S *pstPort, const BOOL_T *pbRun);
 
-/** Whether the calling thread is one of the port's pipeline threads or inside its source callback. */
+/** Whether the calling thread is one of the port's pipeline threads or inside a source callback of it. */
 bool PortThread_IsOwn(ULONG_32 ulPort);
 
 /** Whether the calling thread is a pipeline thread, or inside a source callback, of any port. */
 bool PortThread_IsAny();
 
-/** Marks the calling thread as inside the port's source callback. */
+/** Marks the calling thread as inside the port's source callback, which may push to other ports. */
 class CSourceCallbackMark {
    public:
     explicit CSourceCallbackMark(ULONG_32 ulPort);
     ~CSourceCallbackMark();
+    CSourceCallbackMark(const CSourceCallbackMark &) = delete;
+    CSourceCallbackMark &operator=(const CSourceCallbackMark &) = delete;
+
+    static bool IsInside(ULONG_32 ulPort);
 
    private:
-    ULONG_32 m_ulBefore;
+    ULONG_32 m_ulPort;
+    const CSourceCallbackMark *m_poOuter;
 };
 
 /** Whether a close of this port number is under way: whoever waits inside a call is to give up. */

@@ -374,7 +374,7 @@ void *__NetRecvThreadEntry(void *pParam) {
         LOG_ERROR("Port Not Exist.");
         return reinterpret_cast<void *>(PLAYER_ERR_PORT);
     }
-    PortThread_Begin(pstPort);
+    PortThread_Begin(pstPort, &pstPort->bStartRecv);
     LOG_INFO("Port[%03d] Start __NetRecvThreadEntry Thread Succeed.", pstPort->ulPort);
     while (word::Load(pstPort->bStartRecv) && ReceiveRound(pstPort)) {
     }

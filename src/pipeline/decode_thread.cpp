@@ -116,7 +116,7 @@ void *__DecodeThreadEntry(void *pParam) {
         LOG_ERROR("Port Not Exist.");
         return reinterpret_cast<void *>(PLAYER_ERR_PORT);
     }
-    PortThread_Begin(pstPort);
+    PortThread_Begin(pstPort, &pstPort->bStartRecv);
     LOG_INFO("Port[%03d] Start __DecodeThreadEntry Thread Succeed.", pstPort->ulPort);
     DECODE_LOOP_S stLoop = {};
     stLoop.pstPort = pstPort;

@@ -12,6 +12,7 @@ namespace {
 
 const ULONG_32 REAL_ROUND_MS = 5;     /**< shortest time between two pictures without pacing */
 const ULONG_32 REFILL_WAIT_MS = 10;   /**< after the queue ran dry while frames are on their way */
+const ULONG_32 NO_DISPLAY_WAIT_MS = 2;
 const LONG_32 EMPTY_SLOWDOWN_MS = 10; /**< an empty queue slows the display a little */
 const ULONG_32 IDLE_WAIT_MS = 10000;  /**< nothing to show: a picture, a setting or the window wakes the thread */
 const ULONG_32 LOOK_WAIT_MS = 1000;   /**< the same where windows wake nobody */
@@ -172,6 +173,11 @@ bool PassesZoom(RENDER_LOOP_S *pstLoop) {
 /** Draws, if the picture, a setting or the window is new. */
 void Present(RENDER_LOOP_S *pstLoop, bool bNewPicture) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    if (pstPort->hDisplayDev == nullptr) {
+        Pacing_Wait(pstPort, &pstPort->bStartVideo, NO_DISPLAY_WAIT_MS);
+        LOG_WARN("Port[%03d] Render Thread Warning, DisplayDev is Null.", pstPort->ulPort);
+        return;
+    }
     const bool bNewSetting = static_cast<int>(PassesScale(pstLoop)) | static_cast<int>(PassesZoom(pstLoop));
     if (pstLoop->pstDecodeVideoData == nullptr) {
         return;
@@ -208,7 +214,8 @@ void SoftwareRound(RENDER_LOOP_S *pstLoop) {
 void RedrawWake(void *pUser) { QUEUE_WakeDecodeReader(&static_cast<PLAEYR_PORT_S *>(pUser)->stDecodeBufferQueue); }
 
 ULONG_32 StartRenderThread(PLAEYR_PORT_S *pstPort, HANDLE hWnd) {
-    ULONG_32 ulResult = QUEUE_InitDecodedBufferQueue(&pstPort->stDecodeBufferQueue, pstPort->ulDecodeBufferNum);
+    ULONG_32 ulResult = QUEUE_InitDecodedBufferQueue(&pstPort->stDecodeBufferQueue,
+                                                      word::Load(pstPort->ulDecodeBufferNum));
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] Player_StartPlay Failed, QUEUE_InitDecodedBufferQueue Failed, Error:[0x%x].",
                   pstPort->ulPort, ulResult);
@@ -234,7 +241,7 @@ void *__RenderThreadEntry(void *pParam) {
         LOG_ERROR("Port Not Exist.");
         return reinterpret_cast<void *>(PLAYER_ERR_PORT);
     }
-    PortThread_Begin(pstPort);
+    PortThread_Begin(pstPort, &pstPort->bStartVideo);
     RENDER_LOOP_S stLoop = {};
     stLoop.pstPort = pstPort;
     stLoop.ulCurDisplayScale = UNSET;
