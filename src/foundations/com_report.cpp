@@ -32,6 +32,7 @@ typedef struct tagReportInfoS {
 REPORT_INFO_S gstReportInfo;
 WAKE_S gstEventWake;  // an event came, or stop
 WAKE_S gstStopWake;   // stop alone: ends the gathering
+thread_local bool gtlReportThread = false;
 
 /** Whether the thread of this start is still the one that delivers: a thread whose own callback stopped the library
  *  must not go on if that callback has started it again. */
@@ -69,6 +70,7 @@ bool DeliverAll(ULONG_32 ulRun) {
 }
 
 void *__ReportThreadEntry(void *pArgs) {
+    gtlReportThread = true;
     ULONG_32 ulRun = static_cast<ULONG_32>(reinterpret_cast<uintptr_t>(pArgs));
     while (IsRunning(ulRun)) {
         ULONG_32 ulEventTicket = Wake_Ticket(&gstEventWake);
@@ -172,3 +174,5 @@ ULONG_32 Report_ReadMsg(ULONG_32 *pulRunInfoType, void **ppMsg) {
     *ppMsg = pcPacket + sizeof(*pulRunInfoType);
     return PLAYER_ERR_OK;
 }
+
+bool Report_IsOwnThread() { return gtlReportThread; }

@@ -48,4 +48,7 @@ MODULE_API ULONG_32 Report_SendMsg(ULONG_32 ulPort, REPORT_MSG_S *pstMsg);
 MODULE_API ULONG_32 Report_ReadMsg(ULONG_32 *pulRunInfoType, void **ppMsg);
 }
 
+/** Whether the calling thread is a report thread. */
+bool Report_IsOwnThread();
+
 #endif

@@ -16,12 +16,45 @@ ULONG_32 gstInitRefCount = 0;
 BOOL_T gbLogCB = 0;
 /** Start and stop take turns, so that a second user never runs ahead of the first one's start-up. */
 QLOM_SDK_MUTEX_S gstStartMutex = PTHREAD_MUTEX_INITIALIZER;
+BOOL_T gbStopping = 0;
+const LONG_32 TURN_POLL_MS = 1;
 
+/** A turn at starting or stopping. A callback gets none while the library stops: the stop waits for its thread. */
 class CStartGuard {
-   public:
-    CStartGuard() { QLOM_SDK_mutex_lock(&gstStartMutex); }
-    ~CStartGuard() { QLOM_SDK_mutex_unlock(&gstStartMutex); }
+ public:
+    CStartGuard() : m_bHeld(PortThread_IsAny() || Report_IsOwnThread() ? TakeUnlessStopping() : Take()) {}
+    ~CStartGuard() {
+        if (m_bHeld) {
+            QLOM_SDK_mutex_unlock(&gstStartMutex);
+        }
+    }
+    CStartGuard(const CStartGuard &) = delete;
+    CStartGuard &operator=(const CStartGuard &) = delete;
+
+    bool Held() const { return m_bHeld; }
+
+ private:
+    static bool Take() { return QLOM_SDK_mutex_lock(&gstStartMutex) == 0; }
+
+    static bool TakeUnlessStopping() {
+        while (pthread_mutex_trylock(&gstStartMutex) != 0) {
+            if (word::Load(gbStopping)) {
+                return false;
+            }
+            QLOM_SDK_msleep(TURN_POLL_MS);
+        }
+        return true;
+    }
+
+    bool m_bHeld;
 };
+
+void StopLibrary() {
+    word::Store(gbStopping, 1);
+    Player_Cleanup();
+    word::Store(gbStopping, 0);
+    LOG_INFO("Call %s Success.", "Zelvane_Cleanup");
+}
 
 BOOL_T StartLibrary() {
     if (!word::Load(gbLogCB)) {
@@ -44,6 +77,11 @@ BOOL_T StartLibrary() {
 
 BOOL_T Library_Init() {
     CStartGuard oGuard;
+    if (!oGuard.Held()) {
+        LOG_ERROR("Call Zelvane_Init Failed, Called In A Callback While The Library Stops.");
+        LastError_Set(PLAYER_ERR_INIT);
+        return 0;
+    }
     LastError_NewGeneration();
     ULONG_32 ulCount = word::Add(gstInitRefCount, 1);
     if (ulCount != 1) {
@@ -55,11 +93,12 @@ BOOL_T Library_Init() {
 
 void Library_Cleanup() {
     LOG_INFO("Call %s.", "Zelvane_Cleanup");
-    if (PortThread_IsAny()) {
+    CStartGuard oGuard;
+    // The last user's call frees the ports, which waits for their threads.
+    if (!oGuard.Held() || (PortThread_IsAny() && word::Load(gstInitRefCount) == 1)) {
         LOG_ERROR("Call Zelvane_Cleanup Failed, Called In A Callback Of A Port.");
         return;
     }
-    CStartGuard oGuard;
     LONG_32 lCount = static_cast<LONG_32>(word::Sub(gstInitRefCount, 1));
     if (lCount < 0) {
         word::Store(gstInitRefCount, 0);
@@ -69,8 +108,7 @@ void Library_Cleanup() {
         LOG_INFO("Call Zelvane_Cleanup info, Player had Been Initlized[%d].", lCount);
         return;
     }
-    Player_Cleanup();
-    LOG_INFO("Call %s Success.", "Zelvane_Cleanup");
+    StopLibrary();
 }
 
 ULONG_32 Library_InitCount() { return word::Load(gstInitRefCount); }
