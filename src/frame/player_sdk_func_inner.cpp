@@ -13,8 +13,8 @@ BOOL_T Zelvane_SetDrawMediaDataCBEx(ULONG_32 ulPort, PLAYER_DRAW_DATA_CALLBACK_P
 }
 
 BOOL_T Zelvane_SetDecodeQueueBufferNum(ULONG_32 ulPort, ULONG_32 ulDecodeBufferNum) {
-    return form::LogOnly(__func__, ulPort,
-                         [&] { return Player_SetDecodeQueueBufferNum(ulPort, ulDecodeBufferNum); });
+    return form::LogOnlyDetail(__func__, ulPort, "BufferNum:[%d]",
+                               [&] { return Player_SetDecodeQueueBufferNum(ulPort, ulDecodeBufferNum); });
 }
 
 BOOL_T Zelvane_SetRunMsgCB(ULONG_32 ulPort, PLAYER_RUN_INFO_CALLBACK_PF pfnRunInfoFunc) {

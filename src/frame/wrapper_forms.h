@@ -129,10 +129,9 @@ BOOL_T Global(const CHAR *pcName, CALL &&oCall) {
     return 1;
 }
 
-/** Log-only form: no lock, no check of the number here, no last error. */
+/** After the entry line of the log-only form: call, result line. */
 template <class CALL>
-BOOL_T LogOnly(const CHAR *pcName, ULONG_32 ulPort, CALL &&oCall) {
-    LOG_INFO("Port[%03d] Call %s.", ulPort, pcName);
+BOOL_T LogOnlyResult(const CHAR *pcName, ULONG_32 ulPort, CALL &&oCall) {
     ULONG_32 ulResult = oCall();
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] Call %s Failed, Error:[0x%x].", ulPort, pcName, ulResult);
@@ -140,6 +139,20 @@ BOOL_T LogOnly(const CHAR *pcName, ULONG_32 ulPort, CALL &&oCall) {
     }
     LOG_INFO("Port[%03d] Call %s Success.", ulPort, pcName);
     return 1;
+}
+
+/** Log-only form: no lock, no check of the number here, no last error. */
+template <class CALL>
+BOOL_T LogOnly(const CHAR *pcName, ULONG_32 ulPort, CALL &&oCall) {
+    LOG_INFO("Port[%03d] Call %s.", ulPort, pcName);
+    return LogOnlyResult(pcName, ulPort, oCall);
+}
+
+/** Log-only form whose entry line names a detail. */
+template <class CALL>
+BOOL_T LogOnlyDetail(const CHAR *pcName, ULONG_32 ulPort, const CHAR *pcDetail, CALL &&oCall) {
+    LOG_INFO("Port[%03d] Call %s, %s.", ulPort, pcName, pcDetail);
+    return LogOnlyResult(pcName, ulPort, oCall);
 }
 
 }  // namespace form

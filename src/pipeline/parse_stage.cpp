@@ -223,11 +223,6 @@ bool StartsWith(const CHAR *pcData, ULONG_32 ulLen, const CHAR *pcPrefix, ULONG_
     return ulLen >= ulPrefixLen && memcmp(pcData, pcPrefix, ulPrefixLen) == 0;
 }
 
-/** A packet that is a head and nothing else. */
-bool IsRecordHead(const CHAR *pcData, ULONG_32 ulLen) {
-    return ulLen == sizeof(PLAYER_RECORDHEAD_S) && StartsWith(pcData, ulLen, RECORD_HEAD_FLAG, 4);
-}
-
 ULONG_32 ParseBySignature(CHAR *pcData, ULONG_32 ulLen, PLAEYR_PORT_S *pstPort) {
     if (StartsWith(pcData, ulLen, "\xFF\xD8", 2)) {
         return ParseJpeg(pcData, ulLen, pstPort);
@@ -334,8 +329,8 @@ ULONG_32 Player_ParseStream(CHAR *pcRecvDataAddr, ULONG_32 ulRecvDataLen, PLAEYR
     if (pcRecvDataAddr == nullptr || ulRecvDataLen == 0) {
         return PLAYER_ERR_NEED_MORE_DATA;
     }
-    // A head behind a head: the frame of the first one was never sent.
-    if (pstPort->bFindRecordHead == 1 && !IsRecordHead(pcRecvDataAddr, ulRecvDataLen)) {
+    // Whatever follows a head is its frame: a frame's bytes may look like anything.
+    if (pstPort->bFindRecordHead == 1) {
         SetFrame(pstPort, reinterpret_cast<UCHAR *>(pcRecvDataAddr), ulRecvDataLen);
         pstPort->bFindRecordHead = 0;
         return PLAYER_ERR_OK;

@@ -62,24 +62,31 @@ bool IsWholePicture(const PLAYER_RECT_S &stRect) {
            stRect.lRight == WHOLE_PICTURE.lRight && stRect.lBottom == WHOLE_PICTURE.lBottom;
 }
 
+/** Whether a stream's thread owns the codec records, so that getters read the copies that it keeps for them. */
+bool OwnsCodecs(const PLAEYR_PORT_S *pstPort) { return word::Load(pstPort->ulPortUsed) != PORT_USED_TYPE_NULL; }
+
 }  // namespace
 
 /* ---- what is being played ---- */
 
 ULONG_32 Player_GetPictureSize(ULONG_32 ulPort, LONG_32 *plWidth, LONG_32 *plHeight) {
-    ULONG_32 ulResult = Get(ulPort, &PLAEYR_PORT_S::lPictureWidth, plWidth);
-    return ulResult == PLAYER_ERR_OK ? Get(ulPort, &PLAEYR_PORT_S::lPictureHeight, plHeight) : ulResult;
+    PLAYER_GET_PORT(pstPort, ulPort);
+    const bool bOwned = OwnsCodecs(pstPort);
+    *plWidth = bOwned ? word::Load(pstPort->lPictureWidth) : pstPort->stDecodeVideoData.lWidth;
+    *plHeight = bOwned ? word::Load(pstPort->lPictureHeight) : pstPort->stDecodeVideoData.lHeight;
+    return PLAYER_ERR_OK;
 }
 
 ULONG_32 Player_GetEncodeType(ULONG_32 ulPort, ULONG_32 *pulVideoEncodeType, ULONG_32 *pulAudioEncodeType) {
     PLAYER_GET_PORT(pstPort, ulPort);
+    const bool bOwned = OwnsCodecs(pstPort);
     if (pulVideoEncodeType != nullptr) {
-        *pulVideoEncodeType =
-            MapEncodeType(gastVideoType, word::Load(pstPort->lVideoCodecID), PLAYER_VIDEO_ENCODE_NULL);
+        const LONG_32 lCodecID = bOwned ? word::Load(pstPort->lVideoCodecID) : pstPort->stVideoDecode.lCodecID;
+        *pulVideoEncodeType = MapEncodeType(gastVideoType, lCodecID, PLAYER_VIDEO_ENCODE_NULL);
     }
     if (pulAudioEncodeType != nullptr) {
-        *pulAudioEncodeType =
-            MapEncodeType(gastAudioType, word::Load(pstPort->lAudioCodecID), PLAYER_AUDIO_ENCODE_NULL);
+        const LONG_32 lCodecID = bOwned ? word::Load(pstPort->lAudioCodecID) : pstPort->stAudioDecode.lCodecID;
+        *pulAudioEncodeType = MapEncodeType(gastAudioType, lCodecID, PLAYER_AUDIO_ENCODE_NULL);
     }
     return PLAYER_ERR_OK;
 }
@@ -165,7 +172,7 @@ ULONG_32 Player_PauseLive(ULONG_32 ulPort, BOOL_T bPause) { return Set(ulPort, &
 ULONG_32 Player_SetDecodeQueueBufferNum(ULONG_32 ulPort, ULONG_32 ulDecodeBufferNum) {
     PLAYER_GET_PORT(pstPort, ulPort);
     if (ulDecodeBufferNum > MIN_DECODE_BUFFER_NUM) {
-        pstPort->ulDecodeBufferNum = ulDecodeBufferNum;
+        word::Store(pstPort->ulDecodeBufferNum, ulDecodeBufferNum);
     }
     return PLAYER_ERR_OK;
 }
