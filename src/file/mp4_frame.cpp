@@ -2,6 +2,9 @@
  * @file mp4_frame.cpp
  * @brief Samples of an MP4 file as frames: choosing, reading, and turning them into byte streams.
  */
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstring>
 
 #include "file/mp4_inner.h"
@@ -77,12 +80,25 @@ void PutPrefix(const mp4_avcC_box &stOwn, ULONG_32 ulPrefix, UCHAR *pucTo) {
     }
 }
 
-/** Samples follow each other in the file: it is asked to move only where they don't. */
-bool ReadAt(FILE *pFile, DLONG dlOffset, void *pTo, size_t ulCount) {
-    if (ftello(pFile) != dlOffset && fseeko(pFile, dlOffset, SEEK_SET) != 0) {
-        return false;
+/**
+ * Reads bytes of the file; false if not all are there. Past the stream's buffer, which would add a copy and a second
+ * system call to each sample; a stream without a descriptor is read as it can be.
+ */
+bool ReadAt(FILE *pFile, DLONG dlOffset, UCHAR *pucTo, size_t ulCount) {
+    const int iFile = fileno(pFile);
+    if (iFile < 0) {
+        return fseeko(pFile, dlOffset, SEEK_SET) == 0 && fread(pucTo, 1, ulCount, pFile) == ulCount;
     }
-    return fread(pTo, 1, ulCount, pFile) == ulCount;
+    size_t ulDone = 0;
+    while (ulDone < ulCount) {
+        const ssize_t lRead = pread(iFile, pucTo + ulDone, ulCount - ulDone, dlOffset + static_cast<DLONG>(ulDone));
+        if (lRead > 0) {
+            ulDone += static_cast<size_t>(lRead);
+        } else if (lRead == 0 || errno != EINTR) {
+            return false;
+        }
+    }
+    return true;
 }
 
 /** Turns the length in front of each unit into a start code. Gives the bytes up to which that could be done. */

@@ -55,6 +55,7 @@ struct Track {
     std::vector<uint32_t> sizes;
     std::vector<uint32_t> chunks;
     std::optional<std::vector<uint32_t>> sync;
+    std::vector<uint32_t> map;  // "stsc", three words an entry
     uint32_t constantSize = 0;
     uint32_t timescale = 25;
     std::optional<uint32_t> duration;
@@ -66,6 +67,9 @@ struct Track {
         text += Box("stts", Zeros(4) + U32(1) + U32(Samples()) + U32(1));
         if (sync) {
             text += Box("stss", Zeros(4) + U32(syncCount.value_or(static_cast<uint32_t>(sync->size()))) + Table(*sync));
+        }
+        if (!map.empty()) {
+            text += Box("stsc", Zeros(4) + U32(static_cast<uint32_t>(map.size() / 3)) + Table(map));
         }
         text += Box("stsz", Zeros(4) + U32(constantSize) + U32(Samples()) + Table(sizes));
         text += Box("stco", Zeros(4) + U32(chunkCount.value_or(static_cast<uint32_t>(chunks.size()))) + Table(chunks));
