@@ -3,12 +3,9 @@
 
 #include <SDL2/SDL.h>
 #include <dlfcn.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -171,7 +168,8 @@ TEST_F(AudioTest, NullArgumentsAndWhatDoesNothing) {
 // The whole way, at the device's own pace: SDL's disk driver writes down what a loudspeaker would get.
 TEST_F(AudioTest, FileOfTheDeviceHoldsThePushedSound) {
     Audio_Cleanup();
-    std::string file = testing::TempDir() + "zelvane_sound_" + std::to_string(getpid());
+    TempDir dir;
+    const std::string file = dir.At("sound");
     setenv("SDL_AUDIODRIVER", "disk", 1);
     setenv("SDL_DISKAUDIOFILE", file.c_str(), 1);
     setenv("SDL_DISKAUDIODELAY", "5", 1);
@@ -191,9 +189,7 @@ TEST_F(AudioTest, FileOfTheDeviceHoldsThePushedSound) {
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     Audio_CloseSound(hDevice);
     Audio_DestoryPlayDec(&hDevice);
-    std::ifstream in(file, std::ios::binary);
-    std::string written((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    unlink(file.c_str());
+    const std::string written = ReadText(file);
     std::string heard;
     for (size_t i = 0; i + 320 <= written.size(); i += 320) {
         if (written[i] != 0) {

@@ -182,6 +182,24 @@ struct WakeCount {
     }
 };
 
+/** A display of a window for the life of an object. */
+class Shown {
+ public:
+    explicit Shown(HANDLE hWindow) : m_hDisplay(Video_CreateDisplayDec(hWindow)) { EXPECT_NE(nullptr, m_hDisplay); }
+    /** One that has had so many pictures; the first is not drawn. */
+    Shown(ClientWindow &window, Picture &picture, int iPictures = 2) : Shown(window.Handle()) {
+        for (int i = 0; i < iPictures; i++) {
+            EXPECT_EQ(0u, Draw(picture));
+        }
+    }
+    ~Shown() { Video_DeleteDisplayDec(&m_hDisplay); }
+    operator HANDLE() const { return m_hDisplay; }
+    ULONG_32 Draw(Picture &picture) { return Video_DisPlayPic(0, m_hDisplay, &picture.data); }
+
+ private:
+    HANDLE m_hDisplay;
+};
+
 class DisplayTest : public testing::Test {
  protected:
     void SetUp() override {
@@ -208,13 +226,6 @@ class DisplayTest : public testing::Test {
         return std::count_if(lines.begin(), lines.end(), [&](auto &taken) { return taken.strText == line; });
     }
     std::optional<LogLines> log;
-    /** A display that has had its first picture. */
-    HANDLE Open(ClientWindow &window, Picture &first) {
-        HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
-        EXPECT_NE(nullptr, hDisplay);
-        EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &first.data));
-        return hDisplay;
-    }
 };
 
 // ---- drawing --------------------------------------------------------------------------------------------------------
@@ -222,53 +233,30 @@ class DisplayTest : public testing::Test {
 TEST_F(DisplayTest, FirstPictureSetsTheWindowUpAndTheSecondIsDrawn) {
     ClientWindow window(320, 240);
     Picture picture(640, 360, RED, GREEN, 16);
-    HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
-    ASSERT_NE(nullptr, hDisplay);
-    EXPECT_EQ(1u, Video_DisplayEnvCheck(hDisplay));
+    Shown display(window.Handle());
+    EXPECT_EQ(1u, Video_DisplayEnvCheck(display));
     EXPECT_EQ(0, spy.wrappers) << "the window is wrapped before there is a picture";
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_EQ(0u, display.Draw(picture));
     EXPECT_EQ(0, spy.presents);
-    EXPECT_TRUE(Video_NeedsRedraw(hDisplay)) << "nobody would draw the picture that is held";
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_TRUE(Video_NeedsRedraw(display)) << "nobody would draw the picture that is held";
+    EXPECT_EQ(0u, display.Draw(picture));
     EXPECT_EQ(1, spy.presents);
-    EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
-    EXPECT_TRUE(window.Shows(3, 3, RED));
-    EXPECT_TRUE(window.Shows(150, 236, RED));
-    EXPECT_TRUE(window.Shows(170, 3, GREEN));
-    EXPECT_TRUE(window.Shows(316, 236, GREEN));
-    Video_DeleteDisplayDec(&hDisplay);
-    EXPECT_EQ(nullptr, hDisplay);
-}
-
-TEST_F(DisplayTest, RestartOnAWindowDrawsFromTheSecondPictureAgain) {
-    ClientWindow window(160, 120);
-    Picture first(64, 48, RED, RED);
-    Picture second(64, 48, GREEN, GREEN);
-    HANDLE hDisplay = Open(window, first);
-    Video_DisPlayPic(0, hDisplay, &first.data);
-    Video_DeleteDisplayDec(&hDisplay);
-    hDisplay = Open(window, second);
-    EXPECT_EQ(1, spy.presents);
-    EXPECT_EQ(2, spy.wrappers);
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &second.data));
-    EXPECT_TRUE(window.Shows(80, 60, GREEN));
-    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_FALSE(Video_NeedsRedraw(display));
+    EXPECT_TRUE(window.Shows(3, 3, RED) && window.Shows(150, 236, RED));
+    EXPECT_TRUE(window.Shows(170, 3, GREEN) && window.Shows(316, 236, GREEN));
 }
 
 TEST_F(DisplayTest, NewPictureSizeGetsATextureAndKeepsTheWindow) {
     ClientWindow window(320, 180);
     Picture large(1920, 1080, RED, RED);
     Picture small(1280, 720, GREEN, RED);
-    HANDLE hDisplay = Open(window, large);
-    Video_DisPlayPic(0, hDisplay, &large.data);
-    Video_DisPlayPic(0, hDisplay, &large.data);
+    Shown display(window, large);
+    display.Draw(large);
     EXPECT_EQ(1, spy.textures);
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &small.data));
+    EXPECT_EQ(0u, display.Draw(small));
     EXPECT_EQ(2, spy.textures);
     EXPECT_EQ(1, spy.wrappers);
-    EXPECT_TRUE(window.Shows(20, 90, GREEN));
-    EXPECT_TRUE(window.Shows(300, 90, RED));
-    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_TRUE(window.Shows(20, 90, GREEN) && window.Shows(300, 90, RED));
 }
 
 TEST_F(DisplayTest, ProportionKeepsTheShapeOfThePicture) {
@@ -280,36 +268,32 @@ TEST_F(DisplayTest, ProportionKeepsTheShapeOfThePicture) {
     for (const auto &row : cases) {
         ClientWindow window(row.uWidth, row.uHeight);
         Picture picture(row.lWidth, row.lHeight, RED, GREEN);
-        HANDLE hDisplay = Open(window, picture);
-        Video_DisPlayPic(0, hDisplay, &picture.data);
+        Shown display(window, picture);
         EXPECT_TRUE(window.Shows(1, 1, RED)) << "the default is the whole window";
-        EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
-        Video_SetDisPlayScale(hDisplay, PLAYER_RENDER_SCALE_PROPORTION);
-        EXPECT_TRUE(Video_NeedsRedraw(hDisplay));
-        EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+        EXPECT_FALSE(Video_NeedsRedraw(display));
+        Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_PROPORTION);
+        EXPECT_TRUE(Video_NeedsRedraw(display));
+        EXPECT_EQ(0u, display.Draw(picture));
         int iRight = row.where.x + row.where.w - 1;
         int iBottom = row.where.y + row.where.h - 1;
-        EXPECT_TRUE(window.Shows(row.where.x, row.where.y, RED));
-        EXPECT_TRUE(window.Shows(iRight, iBottom, GREEN));
+        EXPECT_TRUE(window.Shows(row.where.x, row.where.y, RED) && window.Shows(iRight, iBottom, GREEN));
         int iOutX = row.where.x ? row.where.x - 1 : 0;
         int iOutY = row.where.y ? row.where.y - 1 : 0;
         EXPECT_TRUE(window.Shows(iOutX, iOutY, BLACK));
         EXPECT_TRUE(
             window.Shows(static_cast<int>(row.uWidth) - 1 - iOutX, static_cast<int>(row.uHeight) - 1 - iOutY, BLACK));
-        Video_SetDisPlayScale(hDisplay, PLAYER_RENDER_SCALE_REAL);
-        Video_DisPlayPic(0, hDisplay, &picture.data);
+        Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_REAL);
+        display.Draw(picture);
         EXPECT_TRUE(window.Shows(1, 1, RED)) << "real size works as the whole window";
-        Video_DeleteDisplayDec(&hDisplay);
     }
 }
 
 TEST_F(DisplayTest, OddPicturesAreDrawnAndImpossibleOnesSkipped) {
     ClientWindow window(200, 200);
     Picture odd(33, 31, RED, GREEN);
-    HANDLE hDisplay = Open(window, odd);
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &odd.data));
-    EXPECT_TRUE(window.Shows(20, 190, RED));
-    EXPECT_TRUE(window.Shows(195, 195, GREEN)) << "the odd last column or row has no chroma of its own";
+    Shown display(window, odd);
+    EXPECT_TRUE(window.Shows(20, 190, RED) && window.Shows(195, 195, GREEN))
+        << "the odd last column or row has no chroma of its own";
     void (*const damages[])(CODE_DECODED_DATA_S &) = {
         [](CODE_DECODED_DATA_S &d) { d.lHeight = 0; },          [](CODE_DECODED_DATA_S &d) { d.lWidth = -16; },
         [](CODE_DECODED_DATA_S &d) { d.lWidth = 1; },           [](CODE_DECODED_DATA_S &d) { d.pucData[0] = nullptr; },
@@ -318,13 +302,12 @@ TEST_F(DisplayTest, OddPicturesAreDrawnAndImpossibleOnesSkipped) {
     for (auto pfnDamage : damages) {
         CODE_DECODED_DATA_S bad = odd.data;
         pfnDamage(bad);
-        Video_SetDisPlayScale(hDisplay, PLAYER_RENDER_SCALE_FULL);
-        EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &bad));
-        EXPECT_FALSE(Video_NeedsRedraw(hDisplay)) << "a thread that holds such a picture would spin";
+        Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_FULL);
+        EXPECT_EQ(1u, Video_DisPlayPic(0, display, &bad));
+        EXPECT_FALSE(Video_NeedsRedraw(display)) << "a thread that holds such a picture would spin";
     }
     EXPECT_EQ(1, spy.presents);
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &odd.data));
-    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_EQ(0u, display.Draw(odd));
 }
 
 // ---- what happens to the window -------------------------------------------------------------------------------------
@@ -332,105 +315,91 @@ TEST_F(DisplayTest, OddPicturesAreDrawnAndImpossibleOnesSkipped) {
 TEST_F(DisplayTest, ResizeWakesAndMakesTheWrapperAnew) {
     ClientWindow window(320, 240);
     Picture picture(64, 48, RED, GREEN);
-    HANDLE hDisplay = Open(window, picture);
-    Video_DisPlayPic(0, hDisplay, &picture.data);
+    Shown display(window, picture);
     WakeCount wake;
-    Video_SetRedrawWake(hDisplay, WakeCount::Wake, &wake);
+    Video_SetRedrawWake(display, WakeCount::Wake, &wake);
     window.Resize(500, 400);
     EXPECT_TRUE(wake.Reaches(1));
-    EXPECT_TRUE(Video_NeedsRedraw(hDisplay));
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    EXPECT_TRUE(Video_NeedsRedraw(display));
+    EXPECT_EQ(0u, display.Draw(picture));
     EXPECT_EQ(2, spy.wrappers);
     EXPECT_EQ(2, spy.renderers);
     EXPECT_EQ(2, spy.textures);
-    EXPECT_TRUE(window.Shows(10, 395, RED));
-    EXPECT_TRUE(window.Shows(495, 395, GREEN));
+    EXPECT_TRUE(window.Shows(10, 395, RED) && window.Shows(495, 395, GREEN));
     Picture later(64, 48, GREEN, RED);
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &later.data));
+    EXPECT_EQ(0u, display.Draw(later));
     EXPECT_EQ(2, spy.wrappers) << "one size, one wrapper";
     EXPECT_TRUE(window.Shows(10, 10, GREEN));
-    Video_DeleteDisplayDec(&hDisplay);
 }
 
 TEST_F(DisplayTest, UncoveringWakesAndMovingDoesNot) {
     ClientWindow window(200, 200);
     Picture picture(64, 48, RED, GREEN);
-    HANDLE hDisplay = Open(window, picture);
-    Video_DisPlayPic(0, hDisplay, &picture.data);
+    Shown display(window, picture);
     WakeCount wake;
-    Video_SetRedrawWake(hDisplay, WakeCount::Wake, &wake);
+    Video_SetRedrawWake(display, WakeCount::Wake, &wake);
     window.Move(300, 300);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(0, wake.count);
-    EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
+    EXPECT_FALSE(Video_NeedsRedraw(display));
     { ClientWindow cover(1000, 1000); }
     EXPECT_TRUE(wake.Reaches(1));
-    EXPECT_TRUE(Video_NeedsRedraw(hDisplay));
-    Video_DisPlayPic(0, hDisplay, &picture.data);
-    EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
+    EXPECT_TRUE(Video_NeedsRedraw(display));
+    display.Draw(picture);
+    EXPECT_FALSE(Video_NeedsRedraw(display));
     EXPECT_TRUE(window.Shows(10, 10, RED));
-    Video_SetRedrawWake(hDisplay, nullptr, nullptr);
+    Video_SetRedrawWake(display, nullptr, nullptr);
     int iBefore = wake.count;
     { ClientWindow cover(1000, 1000); }
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(iBefore, wake.count);
-    EXPECT_TRUE(Video_NeedsRedraw(hDisplay)) << "it is seen without a wake too";
-    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_TRUE(Video_NeedsRedraw(display)) << "it is seen without a wake too";
 }
 
 TEST_F(DisplayTest, NothingIsToBeDrawnBeforeThereIsAPicture) {
     ClientWindow window(200, 200);
     WakeCount wake;
-    HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
-    Video_SetRedrawWake(hDisplay, WakeCount::Wake, &wake);
-    Video_SetDisPlayScale(hDisplay, PLAYER_RENDER_SCALE_PROPORTION);
+    Shown display(window.Handle());
+    Video_SetRedrawWake(display, WakeCount::Wake, &wake);
+    Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_PROPORTION);
     window.Resize(300, 300);
     EXPECT_TRUE(wake.Reaches(1));
-    EXPECT_FALSE(Video_NeedsRedraw(hDisplay)) << "a thread without a picture would spin";
-    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_FALSE(Video_NeedsRedraw(display)) << "a thread without a picture would spin";
 }
 
 TEST_F(DisplayTest, UnmappedWindowIsShown) {
     ClientWindow window(200, 200, false);
     Picture picture(64, 48, RED, GREEN);
-    HANDLE hDisplay = Open(window, picture);
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    Shown display(window, picture);
     window.Sync();
     EXPECT_TRUE(window.IsMapped());
-    Video_DeleteDisplayDec(&hDisplay);
 }
 
 TEST_F(DisplayTest, DestroyedWindowFailsEachPictureAndNothingElse) {
     Picture picture(64, 48, RED, GREEN);
     for (bool bResized : {false, true}) {
         ClientWindow window(200, 200);
-        HANDLE hDisplay = Open(window, picture);
-        Video_DisPlayPic(0, hDisplay, &picture.data);
+        Shown display(window, picture);
         if (bResized) {
             window.Resize(210, 190);
-            EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+            EXPECT_EQ(0u, display.Draw(picture));
         }
         window.Destroy();
-        EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
-        EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
-        Video_DeleteDisplayDec(&hDisplay);
+        EXPECT_EQ(1u, display.Draw(picture));
+        EXPECT_EQ(1u, display.Draw(picture));
     }
     ClientWindow other(200, 200);
-    HANDLE hDisplay = Open(other, picture);
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data));
+    Shown display(other, picture);
     EXPECT_TRUE(other.Shows(10, 10, RED));
-    Video_DeleteDisplayDec(&hDisplay);
 }
 
 TEST_F(DisplayTest, WindowThatNeverWasIsLoggedOnceInALongWhile) {
     Picture picture(16, 16, RED, GREEN);
-    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(0x7fffff1));
-    ASSERT_NE(nullptr, hDisplay);
+    Shown display(reinterpret_cast<HANDLE>(0x7fffff1));
     for (int i = 0; i < 7600; i++) {
-        ASSERT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
+        ASSERT_EQ(1u, display.Draw(picture));
     }
     EXPECT_EQ(1, Logged("DisplayPic: SDL_CreateWindowFrom Fail"));
-    Video_DeleteDisplayDec(&hDisplay);
 }
 
 // A client's own errors are its own business: only those of our connections are swallowed.
@@ -450,12 +419,12 @@ TEST_F(DisplayTest, EveryFailureIsOverWithTheNextPicture) {
     ClientWindow window(200, 200);
     Picture small(64, 48, RED, GREEN);
     Picture large(128, 96, GREEN, RED);
-    HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
+    Shown display(window.Handle());
     spy.failWrappers = 1;
-    EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &small.data));
+    EXPECT_EQ(1u, display.Draw(small));
     spy.failRenderers = 1;
-    EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &small.data));
-    EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &small.data));
+    EXPECT_EQ(1u, display.Draw(small));
+    EXPECT_EQ(0u, display.Draw(small));
     unsigned uSize = 200;
     struct {
         std::atomic<int> &fail;
@@ -475,30 +444,35 @@ TEST_F(DisplayTest, EveryFailureIsOverWithTheNextPicture) {
         }
         row.fail = 1;
         Picture &picture = row.bNewPicture ? large : small;
-        EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data)) << row.pcLog;
+        EXPECT_EQ(1u, display.Draw(picture)) << row.pcLog;
         EXPECT_EQ(1, Logged(row.pcLog)) << row.pcLog;
-        EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &picture.data)) << row.pcLog;
+        EXPECT_EQ(0u, display.Draw(picture)) << row.pcLog;
         EXPECT_TRUE(window.Shows(10, 10, row.bNewPicture ? GREEN : RED)) << row.pcLog;
-        EXPECT_EQ(0u, Video_DisPlayPic(0, hDisplay, &small.data)) << row.pcLog;
+        EXPECT_EQ(0u, display.Draw(small)) << row.pcLog;
     }
-    Video_DeleteDisplayDec(&hDisplay);
 }
 
 // ---- the channel table and the arguments ----------------------------------------------------------------------------
 
 TEST_F(DisplayTest, AWindowServesOneDisplayAtATime) {
-    ClientWindow window(100, 100);
+    ClientWindow window(160, 120);
+    Picture first(64, 48, RED, RED);
+    Picture second(64, 48, GREEN, GREEN);
     HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
-    ASSERT_NE(nullptr, hDisplay);
     EXPECT_EQ(nullptr, Video_CreateDisplayDec(window.Handle()));
     EXPECT_EQ(nullptr, Video_CreateDisplayDec(nullptr));
     EXPECT_EQ(2, Logged("Video_CreateDisplayDec Fail, Error:[0x2]."));
+    Video_DisPlayPic(0, hDisplay, &first.data);
+    Video_DisPlayPic(0, hDisplay, &first.data);
     Video_DeleteDisplayDec(&hDisplay);
-    hDisplay = Video_CreateDisplayDec(window.Handle());
-    EXPECT_NE(nullptr, hDisplay);
-    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_EQ(nullptr, hDisplay);
     Video_DeleteDisplayDec(&hDisplay);
     Video_DeleteDisplayDec(nullptr);
+    Shown display(window, second, 1);
+    EXPECT_EQ(1, spy.presents) << "drawn from the second picture again";
+    EXPECT_EQ(2, spy.wrappers);
+    EXPECT_EQ(0u, display.Draw(second));
+    EXPECT_TRUE(window.Shows(80, 60, GREEN));
 }
 
 TEST_F(DisplayTest, ChannelsAreGivenByWindowAndThenByPlace) {
@@ -532,11 +506,7 @@ TEST_F(DisplayTest, NullHandlesAreToldOrIgnored) {
     Video_SetDisPlayScale(nullptr, PLAYER_RENDER_SCALE_FULL);
     Video_SetReserveInfo(nullptr, {});
     Video_SetRedrawWake(nullptr, nullptr, nullptr);
-    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(0x7fffff1));
-    EXPECT_EQ(531u, Video_DisPlayPic(0, hDisplay, nullptr));
-    EXPECT_EQ(0u, Video_SetDrawDataCallBack(hDisplay, nullptr, nullptr));
-    EXPECT_EQ(0u, Video_SetDrawDataCallBack2(hDisplay, nullptr, nullptr));
-    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_EQ(531u, Video_DisPlayPic(0, Shown(reinterpret_cast<HANDLE>(0x7fffff1)), nullptr));
 }
 
 // ---- many windows, no server, a server that goes --------------------------------------------------------------------
@@ -571,12 +541,12 @@ TEST_F(DisplayTest, ManyThreadsDrawResizeAndCloseTheirWindows) {
 TEST_F(DisplayTest, CleanupBeforeADisplayIsDeletedLetsGoOfItsWindow) {
     ClientWindow window(100, 100);
     Picture picture(64, 48, RED, GREEN);
-    HANDLE hDisplay = Open(window, picture);
-    Video_DisPlayPic(0, hDisplay, &picture.data);
-    Video_Cleanup();
-    EXPECT_EQ(1, Logged("dlopen fun pXCloseDisplay success."));
-    EXPECT_EQ(1, Logged("SDL_Quit()."));
-    Video_DeleteDisplayDec(&hDisplay);
+    {
+        Shown display(window, picture);
+        Video_Cleanup();
+        EXPECT_EQ(1, Logged("dlopen fun pXCloseDisplay success."));
+        EXPECT_EQ(1, Logged("SDL_Quit()."));
+    }
     EXPECT_EQ(0u, Video_Init());
 }
 
@@ -593,13 +563,11 @@ TEST_F(DisplayServerTest, WithoutAServerEverythingWorksAndNothingShows) {
     EXPECT_EQ(1, Logged("dlopen libX11.so success."));
     EXPECT_EQ(1, Logged("call fun pXOpenDisplay fail."));
     Picture picture(64, 48, RED, GREEN);
-    HANDLE hDisplay = Video_CreateDisplayDec(reinterpret_cast<HANDLE>(0x400001));
-    ASSERT_NE(nullptr, hDisplay);
-    EXPECT_EQ(1u, Video_DisPlayPic(0, hDisplay, &picture.data));
-    EXPECT_FALSE(Video_NeedsRedraw(hDisplay));
+    Shown display(reinterpret_cast<HANDLE>(0x400001));
+    EXPECT_EQ(1u, display.Draw(picture));
+    EXPECT_FALSE(Video_NeedsRedraw(display));
     std::this_thread::sleep_for(std::chrono::milliseconds(1050));
-    EXPECT_TRUE(Video_NeedsRedraw(hDisplay)) << "a window that can't be watched is looked at once a second";
-    Video_DeleteDisplayDec(&hDisplay);
+    EXPECT_TRUE(Video_NeedsRedraw(display)) << "a window that can't be watched is looked at once a second";
 }
 
 // In a process of its own, which can't show anything afterwards.
@@ -637,10 +605,8 @@ TEST(OsdBandTest, BandIsCutWithoutCopying) {
     } const cases[] = {{704, 640, 64},   {720, 576, 0},   {720, 640, 64},      {1280, 784, 64}, {1280, 725, 64},
                        {1920, 1080, 0},  {1920, 1088, 8}, {1920, 1200, 120},   {720, 560, 64},  {352, 40, 40},
                        {4096, 2224, 64}, {352, -8, 0},    {1920, INT32_MIN, 0}};
-    UCHAR ucBase = 0;
+    std::vector<UCHAR> plane(4096 * 2224);
     for (const auto &row : cases) {
-        // Planes are only pointed at, so small heights may use one byte and the rest a buffer of their size.
-        std::vector<UCHAR> plane(static_cast<size_t>(row.lWidth) * static_cast<size_t>(std::max(row.lHeight, 1)));
         CODE_DECODED_DATA_S src{};
         src.pucData[0] = src.pucData[1] = plane.data();
         src.lLineSize[0] = row.lWidth;
@@ -648,22 +614,20 @@ TEST(OsdBandTest, BandIsCutWithoutCopying) {
         src.lWidth = row.lWidth;
         src.lHeight = row.lHeight;
         src.dulTimeStamp = 77;
-        CODE_DECODED_DATA_S top{};
-        Video_CutOsdBand(PLAYER_OSD_OUTSIDE_TOP, src, top);
-        EXPECT_EQ(row.lHeight - row.lBand, top.lHeight) << row.lWidth << "x" << row.lHeight;
-        EXPECT_EQ(static_cast<ptrdiff_t>(row.lBand) * row.lWidth, top.pucData[0] - plane.data());
-        EXPECT_EQ(static_cast<ptrdiff_t>(row.lBand / 2) * (row.lWidth / 2), top.pucData[1] - plane.data());
-        EXPECT_EQ(nullptr, top.pucData[2]);
-        EXPECT_EQ(src.lLineSize[1], top.lLineSize[1]);
-        CODE_DECODED_DATA_S bottom{};
-        Video_CutOsdBand(PLAYER_OSD_OUTSIDE_BOTTOM, src, bottom);
-        EXPECT_EQ(row.lHeight - row.lBand, bottom.lHeight);
-        EXPECT_EQ(plane.data(), bottom.pucData[0]);
+        for (auto place : {PLAYER_OSD_OUTSIDE_TOP, PLAYER_OSD_OUTSIDE_BOTTOM}) {
+            const ptrdiff_t lSkipped = place == PLAYER_OSD_OUTSIDE_TOP ? row.lBand : 0;
+            CODE_DECODED_DATA_S cut{};
+            Video_CutOsdBand(place, src, cut);
+            EXPECT_EQ(row.lHeight - row.lBand, cut.lHeight) << row.lWidth << "x" << row.lHeight;
+            EXPECT_EQ(lSkipped * row.lWidth, cut.pucData[0] - plane.data());
+            EXPECT_EQ(lSkipped / 2 * (row.lWidth / 2), cut.pucData[1] - plane.data());
+            EXPECT_EQ(nullptr, cut.pucData[2]);
+            EXPECT_EQ(src.lLineSize[1], cut.lLineSize[1]);
+        }
         CODE_DECODED_DATA_S inside{};
-        inside.pucData[0] = &ucBase;
         inside.lHeight = 5;
         Video_CutOsdBand(PLAYER_OSD_INSIDE, src, inside);
-        EXPECT_EQ(&ucBase, inside.pucData[0]);
+        EXPECT_EQ(nullptr, inside.pucData[0]);
         EXPECT_EQ(5, inside.lHeight);
         EXPECT_EQ(77u, inside.dulTimeStamp);
     }
