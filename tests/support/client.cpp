@@ -40,13 +40,17 @@ void Library::ForgetLines() {
     logLines.clear();
 }
 
-InputPort::InputPort() {
+InputPort::InputPort()
+    : InputPort([](ULONG_32 port) { return Zelvane_OpenInputStream(port, nullptr, 0, 0) != 0; },
+                Zelvane_CloseInputStream) {}
+
+InputPort::InputPort(const std::function<bool(ULONG_32 port)> &open, BOOL_T (*close)(ULONG_32 port)) : m_close(close) {
     EXPECT_TRUE(Zelvane_AllocPort(&m_port));
     Zelvane_SetParseVideoDataCB(m_port, TakeFrame, 1, this);
     Zelvane_SetParseAudioDataCB(m_port, TakeAudioFrame, 1, this);
     Zelvane_SetDecodeVideoMediaDataCB(m_port, TakePicture, 1, this);
     Zelvane_SetDecodeAudioMediaDataCB(m_port, TakeWave, 1, this);
-    EXPECT_TRUE(Zelvane_OpenInputStream(m_port, nullptr, 0, 0));
+    EXPECT_TRUE(open(m_port));
 }
 
 InputPort::~InputPort() { Zelvane_FreePort(m_port); }
@@ -63,7 +67,7 @@ void InputPort::Drain() {
     Close();
 }
 
-void InputPort::Close() { EXPECT_TRUE(Zelvane_CloseInputStream(m_port)); }
+void InputPort::Close() { EXPECT_TRUE(m_close(m_port)); }
 
 std::vector<std::string> InputPort::PictureMd5s() const {
     std::lock_guard guard(m_mutex);

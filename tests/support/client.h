@@ -26,10 +26,12 @@ class Library {
     static void ForgetLines();
 };
 
-/** A port with an open input stream that collects frames, pictures and sound. */
+/** A port with an open live stream, pushed unless told otherwise, that collects frames, pictures and sound. */
 class InputPort {
  public:
     InputPort();
+    /** A port whose source the caller opens; `close` is that source's close call. */
+    InputPort(const std::function<bool(ULONG_32 port)> &open, BOOL_T (*close)(ULONG_32 port));
     ~InputPort();
     InputPort(const InputPort &) = delete;
     InputPort &operator=(const InputPort &) = delete;
@@ -58,6 +60,7 @@ class InputPort {
     static void TakePicture(ULONG_32, PLAYER_PICTURE_DATA_S *data, void *user, LONG_REAL);
     static void TakeWave(ULONG_32, PLAYER_WAVE_DATA_S *data, void *user, LONG_REAL);
 
+    BOOL_T (*m_close)(ULONG_32 port);
     ULONG_32 m_port = PLAYER_MAX_PORT_NUM;
     mutable std::mutex m_mutex;
     std::vector<std::string> m_pictures;
