@@ -4,9 +4,12 @@
 
 #include <vector>
 
-#include "mapped_file.h"
+#include "common/mapped_file.h"
+#include "source.h"
 
 namespace zvplay {
+
+using tools::MappedFile;
 
 /** Gives one JPEG a push, at a fixed rate. */
 class JpegReader : public Source {

@@ -20,10 +20,7 @@
 namespace zvplay {
 namespace {
 
-int Fail(const Failure &failure) {
-    PrintFailure(failure);
-    return failure.exit_code;
-}
+int Fail(const Failure &failure) { return tools::PrintFailure("zvplay", failure); }
 
 void OnSignal(int) { PlayLoop::Interrupt(); }
 

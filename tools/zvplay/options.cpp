@@ -1,8 +1,9 @@
 #include "options.h"
 
-#include <cmath>
-#include <cstdlib>
-#include <cstring>
+#include <string>
+#include <vector>
+
+#include "common/command_line.h"
 
 namespace zvplay {
 namespace {
@@ -46,89 +47,30 @@ bool Fail(Failure *failure, const std::string &what, const char *advice = "see z
     return false;
 }
 
-struct Flag {
-    const char *name;
-    bool Options::*field;
-};
-const Flag kFlags[] = {{"--headless", &Options::headless}, {"--fast", &Options::fast},       {"--mute", &Options::mute},
-                       {"--help", &Options::help},         {"--version", &Options::version}, {"-h", &Options::help}};
-
-struct Number {
-    const char *name;
-    double Options::*field;
-    double most;
-};
-const Number kNumbers[] = {{"--seconds", &Options::seconds, 1e9}, {"--fps", &Options::fps, 1000}};
-
-bool ReadNumber(const Number &number, const char *text, Options *options, Failure *failure) {
-    char *end = nullptr;
-    const double value = std::strtod(text, &end);
-    if (end == text || *end != '\0' || !std::isfinite(value) || value <= 0 || value > number.most) {
-        return Fail(failure, std::string(number.name) + " wants a number above 0, not '" + text + "'");
-    }
-    options->*number.field = value;
-    return true;
-}
-
-/** An option with a value: false with an empty failure when `name` is none. */
-bool ReadValue(const std::string &name, const char *value, Options *options, Failure *failure) {
-    if (name == "--log") {
-        options->log = value;
-        return true;
-    }
-    if (name == "--stats") {
-        options->json = std::strcmp(value, "json") == 0;
-        return options->json || Fail(failure, std::string("--stats knows only json, not '") + value + "'");
-    }
-    for (const Number &number : kNumbers) {
-        if (name == number.name) return ReadNumber(number, value, options, failure);
-    }
-    return false;
-}
-
-bool TakesValue(const std::string &name) {
-    return name == "--log" || name == "--stats" || name == kNumbers[0].name || name == kNumbers[1].name;
-}
-
-bool ReadFlag(const std::string &name, Options *options) {
-    for (const Flag &flag : kFlags) {
-        if (name == flag.name) {
-            options->*flag.field = true;
-            return true;
-        }
-    }
-    return false;
-}
-
-bool Check(const Options &options, Failure *failure) {
-    if (options.help || options.version || !options.source.empty()) return true;
-    return Fail(failure, "no source given", "name a file: zvplay camera.rtp; see zvplay --help");
-}
-
 }  // namespace
 
 bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *failure) {
-    bool only_names = false;  // behind "--"
-    for (int i = 1; i < argc; ++i) {
-        std::string word = argv[i];
-        if (!only_names && word == "--") {
-            only_names = true;
-            continue;
-        }
-        if (only_names || word.size() < 2 || word[0] != '-') {
-            if (!options->source.empty()) return Fail(failure, "two sources: " + options->source + " and " + word);
-            options->source = word;
-            continue;
-        }
-        if (ReadFlag(word, options)) continue;
-        const size_t equals = word.find('=');
-        const std::string name = word.substr(0, equals);
-        if (!TakesValue(name)) return Fail(failure, "unknown option " + word);
-        if (equals == std::string::npos && i + 1 >= argc) return Fail(failure, name + " wants a value");
-        const char *value = equals != std::string::npos ? argv[i] + equals + 1 : argv[++i];
-        if (!ReadValue(name, value, options, failure)) return false;
-    }
-    return Check(*options, failure);
+    static const char *const kStats[] = {"none", "json"};
+    int stats = 0;
+    const tools::Option table[] = {
+        {"--headless", &options->headless},
+        {"--fast", &options->fast},
+        {"--mute", &options->mute},
+        {"--help", &options->help},
+        {"-h", &options->help},
+        {"--version", &options->version},
+        {"--seconds", tools::Number{&options->seconds, 0.001, 1e9}},
+        {"--fps", tools::Number{&options->fps, 0.001, 1000}},
+        {"--stats", tools::Choice{&stats, kStats}},
+        {"--log", &options->log},
+    };
+    std::vector<std::string> names;
+    if (!tools::ParseCommandLine(argc, argv, table, &names, failure)) return false;
+    options->json = stats == 1;
+    if (names.size() > 1) return Fail(failure, "two sources: " + names[0] + " and " + names[1]);
+    if (!names.empty()) options->source = names[0];
+    if (options->help || options->version || !options->source.empty()) return true;
+    return Fail(failure, "no source given", "name a file: zvplay camera.rtp; see zvplay --help");
 }
 
 const char *HelpText() { return kHelp; }

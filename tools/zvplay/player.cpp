@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "common/library_failure.h"
+
 namespace zvplay {
 namespace {
 
@@ -12,36 +14,6 @@ constexpr ULONG_32 kSlotBytes = 2048;
 std::atomic<uint32_t> decode_failures{0};
 
 size_t Slots(Bytes data) { return (data.size() + kSlotBytes - 1) / kSlotBytes; }
-
-const char *VideoName(ULONG_32 coding) {
-    switch (coding) {
-        case PLAYER_VIDEO_ENCODE_H264:
-            return "H.264";
-        case PLAYER_VIDEO_ENCODE_H265:
-            return "H.265";
-        case PLAYER_VIDEO_ENCODE_MJPEG:
-            return "JPEG";
-        default:
-            return "";
-    }
-}
-
-const char *AudioName(ULONG_32 coding) {
-    switch (coding) {
-        case PLAYER_AUDIO_ENCODE_G711U:
-            return "G.711 mu-law";
-        case PLAYER_AUDIO_ENCODE_G711A:
-            return "G.711 A-law";
-        case PLAYER_AUDIO_ENCODE_MP2:
-            return "MP2";
-        case PLAYER_AUDIO_ENCODE_AAC:
-            return "AAC";
-        case PLAYER_AUDIO_ENCODE_PCM:
-            return "PCM";
-        default:
-            return "";
-    }
-}
 
 }  // namespace
 
@@ -64,7 +36,7 @@ void Player::OnMessage(ULONG_32, void *message) {
 
 bool Player::Open(Failure *failure) {
     const auto fail = [failure](const char *what) {
-        *failure = LibraryFailure(what);
+        *failure = tools::LibraryFailure(what);
         return false;
     };
     if (!Zelvane_Init()) return fail("the library does not start");
@@ -85,7 +57,7 @@ bool Player::Open(Failure *failure) {
 bool Player::Show(unsigned long window, Failure *failure) {
     window_ = reinterpret_cast<HANDLE>(window);
     if (!Zelvane_StartPlay(port_, window_)) {
-        *failure = LibraryFailure("the library does not play in the window");
+        *failure = tools::LibraryFailure("the library does not play in the window");
         return false;
     }
     shown_ = true;
@@ -106,7 +78,7 @@ bool Player::HasRoom(const Push &push) {
 bool Player::Give(const Push &push, Failure *failure) {
     for (const Bytes &data : {push.head, push.data}) {
         if (!data.empty() && !Zelvane_InputMediaData(port_, data.data(), static_cast<ULONG_32>(data.size()))) {
-            *failure = LibraryFailure("the library refuses data");
+            *failure = tools::LibraryFailure("the library refuses data");
             return false;
         }
         room_ -= std::min(room_, Slots(data));
@@ -148,8 +120,8 @@ Figures Player::Read() const {
     Zelvane_GetPacketQueueStart(port_, &frames, &figures.waiting);
     Zelvane_GetEncodeType(port_, &video, &audio);
     figures.fill = static_cast<double>(figures.waiting) / kSlots;
-    figures.video = VideoName(video);
-    figures.audio = AudioName(audio);
+    figures.video = tools::VideoName(video);
+    figures.audio = tools::AudioName(audio);
     return figures;
 }
 

@@ -2,10 +2,13 @@
 #ifndef ZVPLAY_RTP_READER_H
 #define ZVPLAY_RTP_READER_H
 
-#include "mapped_file.h"
+#include "common/mapped_file.h"
+#include "source.h"
 #include "stream_clock.h"
 
 namespace zvplay {
+
+using tools::MappedFile;
 
 /**
  * Gives one packet a push, paced by the timestamps of the video, or of the sound if there is no video. The other

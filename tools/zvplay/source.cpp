@@ -8,8 +8,9 @@
 #include <vector>
 
 #include "annexb_reader.h"
+#include "common/access_units.h"
+#include "common/mapped_file.h"
 #include "jpeg_reader.h"
-#include "mapped_file.h"
 #include "rtp_reader.h"
 #include "ts_reader.h"
 
@@ -42,7 +43,7 @@ Kind KindByEnding(const std::string &name) {
 Kind KindByContent(Bytes data) {
     if (JpegLength(data) > 0) return Kind::kJpeg;
     if (TsReader::Recognise(data)) return Kind::kTs;
-    const int coding = AnnexBReader::Recognise(data);
+    const int coding = tools::AccessUnitReader::Recognise(data);
     if (coding != 0) return coding == 264 ? Kind::kH264 : Kind::kH265;
     return RtpReader::Recognise(data) ? Kind::kRtp : Kind::kUnknown;
 }
@@ -69,16 +70,7 @@ SourcePtr OpenJpegFile(const Options &options, Bytes data, Failure *failure) {
 }
 
 SourcePtr OpenAnnexB(const Options &options, MappedFile file, bool h265, Failure *failure) {
-    const int found = AnnexBReader::Recognise(file.All());
-    if (!AnnexBReader::HasUnits(file.All())) {
-        return Fail(failure, options.source + ": no H.264 or H.265 found",
-                    "it has to be the encoder's byte stream with start codes; for an .mp4 or .mkv make one: "
-                    "ffmpeg -i FILE -c copy -bsf:v h264_mp4toannexb OUT.264");
-    }
-    if (found != 0 && (found == 265) != h265) {  // else the ending decides
-        return Fail(failure, options.source + (found == 265 ? ": this is H.265" : ": this is H.264"),
-                    found == 265 ? "give the file the ending .265" : "give the file the ending .264");
-    }
+    if (!tools::CheckByteStream(options.source, file.All(), h265, failure)) return nullptr;
     return std::make_unique<AnnexBReader>(std::move(file), h265, options.fps > 0 ? options.fps : 25);
 }
 

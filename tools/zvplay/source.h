@@ -7,18 +7,16 @@
 #ifndef ZVPLAY_SOURCE_H
 #define ZVPLAY_SOURCE_H
 
-#include <cstddef>
-#include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 
+#include "common/bytes.h"
 #include "failure.h"
 #include "options.h"
 
 namespace zvplay {
 
-using Bytes = std::span<const uint8_t>;
+using tools::Bytes;
 
 /** One piece of data. */
 struct Push {

@@ -99,9 +99,4 @@ void Status::Report(const Figures &figures, const PlayState &state, const std::s
     }
 }
 
-void PrintFailure(const Failure &failure) {
-    std::fprintf(stderr, "zvplay: %s\n", failure.what.c_str());
-    if (!failure.advice.empty()) std::fprintf(stderr, "        %s\n", failure.advice.c_str());
-}
-
 }  // namespace zvplay

@@ -45,9 +45,6 @@ class Status {
     double pictures_a_second_ = 0;
 };
 
-/** "zvplay: what" and the advice, on standard error. */
-void PrintFailure(const Failure &failure);
-
 }  // namespace zvplay
 
 #endif

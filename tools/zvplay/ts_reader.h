@@ -2,10 +2,13 @@
 #ifndef ZVPLAY_TS_READER_H
 #define ZVPLAY_TS_READER_H
 
-#include "mapped_file.h"
+#include "common/mapped_file.h"
+#include "source.h"
 #include "stream_clock.h"
 
 namespace zvplay {
+
+using tools::MappedFile;
 
 /**
  * Gives the packets of one frame a push: up to and with the packet that has the transport priority bit, by which this

@@ -1,12 +1,13 @@
 /** A regular file, mapped for reading. */
-#ifndef ZVPLAY_MAPPED_FILE_H
-#define ZVPLAY_MAPPED_FILE_H
+#ifndef TOOLS_MAPPED_FILE_H
+#define TOOLS_MAPPED_FILE_H
 
 #include <string>
 
-#include "source.h"
+#include "common/bytes.h"
+#include "common/failure.h"
 
-namespace zvplay {
+namespace tools {
 
 /** Owns the mapping; can be moved, not copied. */
 class MappedFile {
@@ -29,6 +30,6 @@ class MappedFile {
     size_t size_ = 0;
 };
 
-}  // namespace zvplay
+}  // namespace tools
 
 #endif

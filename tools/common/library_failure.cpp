@@ -1,8 +1,8 @@
-#include "failure.h"
+#include "common/library_failure.h"
 
 #include "player_sdk_func.h"
 
-namespace zvplay {
+namespace tools {
 namespace {
 
 struct Row {
@@ -71,6 +71,36 @@ const char *ErrorName(unsigned code) {
     return row != nullptr ? row->name : "unknown error";
 }
 
+const char *VideoName(unsigned coding) {
+    switch (coding) {
+        case PLAYER_VIDEO_ENCODE_H264:
+            return "H.264";
+        case PLAYER_VIDEO_ENCODE_H265:
+            return "H.265";
+        case PLAYER_VIDEO_ENCODE_MJPEG:
+            return "JPEG";
+        default:
+            return "";
+    }
+}
+
+const char *AudioName(unsigned coding) {
+    switch (coding) {
+        case PLAYER_AUDIO_ENCODE_G711U:
+            return "G.711 mu-law";
+        case PLAYER_AUDIO_ENCODE_G711A:
+            return "G.711 A-law";
+        case PLAYER_AUDIO_ENCODE_MP2:
+            return "MP2";
+        case PLAYER_AUDIO_ENCODE_AAC:
+            return "AAC";
+        case PLAYER_AUDIO_ENCODE_PCM:
+            return "PCM";
+        default:
+            return "";
+    }
+}
+
 Failure LibraryFailure(const std::string &what) {
     const unsigned code = Zelvane_GetLastError();
     const Row *row = Find(code);
@@ -78,4 +108,4 @@ Failure LibraryFailure(const std::string &what) {
             row != nullptr ? row->advice : ""};
 }
 
-}  // namespace zvplay
+}  // namespace tools

@@ -1,4 +1,4 @@
-#include "mapped_file.h"
+#include "common/mapped_file.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <utility>
 
-namespace zvplay {
+namespace tools {
 
 MappedFile::MappedFile(MappedFile &&other) noexcept { *this = std::move(other); }
 
@@ -37,7 +37,7 @@ bool MappedFile::Open(const std::string &path, Failure *failure) {
     struct stat state = {};
     if (fstat(file, &state) != 0 || !S_ISREG(state.st_mode) || state.st_size == 0) {
         *failure = {kExitSource, path + (S_ISREG(state.st_mode) ? ": the file is empty" : ": not a regular file"),
-                    "zvplay reads files; save a pipe or device into one first"};
+                    "only files are read; save a pipe or device into one first"};
         close(file);
         return false;
     }
@@ -52,4 +52,4 @@ bool MappedFile::Open(const std::string &path, Failure *failure) {
     return data_ != nullptr;
 }
 
-}  // namespace zvplay
+}  // namespace tools
