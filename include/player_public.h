@@ -217,6 +217,56 @@ typedef union tagReportMsgU {
  */
 typedef void (*PLAYER_RUN_INFO_CALLBACK_PF)(ULONG_32 ulRunInfoType, void *pMsg);
 
+/* ---- recording ------------------------------------------------------------------------------------------------- */
+
+/**
+ * Container, name and content of a recording: Zelvane_StartRecord(). ADD_TIME puts the wall clock of start and end into
+ * the name, ADD_RCD_TIME the time that the stream itself tells (the wall clock if it tells none). AUDIO holds sound
+ * alone, VIDEO pictures alone.
+ */
+typedef enum tagPlayerFileFormateE {
+    PLAYER_FILE_FORMATE_MP4 = 0,
+    PLAYER_FILE_FORMATE_TS = 1,
+    PLAYER_FILE_FORMATE_MP4_ADD_TIME = 2,
+    PLAYER_FILE_FORMATE_TS_ADD_TIME = 3,
+    PLAYER_FILE_FORMATE_AUDIO_TS = 4,
+    PLAYER_FILE_FORMATE_AUDIO_MP4 = 5,
+    PLAYER_FILE_FORMATE_AUDIO_TS_ADD_TIME = 6,
+    PLAYER_FILE_FORMATE_AUDIO_MP4_ADD_TIME = 7,
+    PLAYER_FILE_FORMATE_MP4_ADD_RCD_TIME = 8,
+    PLAYER_FILE_FORMATE_TS_ADD_RCD_TIME = 9,
+    PLAYER_FILE_FORMATE_AUDIO_MP4_ADD_RCD_TIME = 10,
+    PLAYER_FILE_FORMATE_AUDIO_TS_ADD_RCD_TIME = 11,
+    PLAYER_FILE_FORMATE_VIDEO_MP4_ADD_RCD_TIME = 12,
+    PLAYER_FILE_FORMATE_VIDEO_TS_ADD_RCD_TIME = 13,
+    PLAYER_FILE_FORMATE_AVI = 14, /**< this and the rest: PLAYER_ERR_FILE_OPEN, this version has no AVI writer */
+    PLAYER_FILE_FORMATE_AVI_ADD_TIME = 15,
+    PLAYER_FILE_FORMATE_AUDIO_AVI = 16,
+    PLAYER_FILE_FORMATE_AUDIO_AVI_ADD_TIME = 17,
+    PLAYER_FILE_FORMATE_AVI_ADD_RCD_TIME = 18,
+    PLAYER_FILE_FORMATE_AUDIO_AVI_ADD_RCD_TIME = 19,
+    PLAYER_FILE_FORMATE_VIDEO_AVI_ADD_RCD_TIME = 20
+} PLAYER_FILE_FORMATE_E;
+
+/** Which of the finished files Zelvane_GetRecordFiles() gives. */
+typedef enum tagPlayerRecordGetFileNamePosE {
+    RECORD_GET_FILENAME_FIRST = 0, /**< the first */
+    RECORD_GET_FILENAME_LAST = 1,  /**< the last */
+    RECORD_GET_FILENAME_ALL = 2    /**< all */
+} PLAYER_RECORD_GET_FILENAME_POS_E;
+
+/** One finished record file. */
+typedef struct tagFileNameList {
+    CHAR szFileName[PLAYER_FILE_NAME_LEN]; /**< path; empty for a stop without a recording */
+    struct tagFileNameList *pstNext;       /**< next; counts as far as ulFileCount says */
+} PLAYER_RECORD_FILENAME_LIST_S;
+
+/** Finished record files of a port. The nodes belong to the port and last until Zelvane_FreePort(). */
+typedef struct tagFilesNameInfo {
+    ULONG_32 ulFileCount;                               /**< nodes that count */
+    PLAYER_RECORD_FILENAME_LIST_S *pstFileNameLinkList; /**< first of them */
+} PLAYER_RECORD_FILES_NAME_INFO_S;
+
 /* ---- codecs and media ------------------------------------------------------------------------------------------ */
 
 /** Video codings as the client sees them. */

@@ -409,6 +409,91 @@ ZELVANE_API BOOL_T Zelvane_ReleaseLocalNetPort(ULONG_32 ulPort);
  */
 ZELVANE_API BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime);
 
+/* ---- recording -------------------------------------------------------------------------------------------------- */
+
+/**
+ * Starts to record what comes into the port, without decoding it. The file begins with the first key frame that comes
+ * from now on. While it is written its name ends in ".temp"; it gets its final name when it is closed.
+ *
+ * Run messages of kind PLAYER_RUN_INFO_RECORD_VIDEO tell of PLAYER_RUN_RECORD_ROLLED (a file was finished, the next one
+ * follows), PLAYER_ERR_FILE_OPEN (the next one could not be opened), PLAYER_ERR_DISK_FULL and
+ * PLAYER_RUN_RECORD_FINISHED. After the two failures the recording stands still until it is stopped.
+ *
+ * A port holds two port numbers while it records.
+ * @param ulPort            port
+ * @param pcFileName        path, 255 characters at most; an ending ".mp4", ".ts" or ".avi" is cut off, the format chooses
+ *                          its own
+ * @param ulMediaFileFormat PLAYER_FILE_FORMATE_E
+ * @param pcFilePostfix     receives ".mp4", ".ts" or ".avi" without a terminator; may be null
+ * @return 1; or 0 with PLAYER_ERR_RECORD_STARTED (also after a failure that was not followed by a stop),
+ *         PLAYER_ERR_FILE_OPEN, PLAYER_ERR_PARAM (null, unknown format), PLAYER_ERR_PORT (also: no port number left for
+ *         the recording), PLAYER_ERR_MALLOC, PLAYER_ERR_RESOURCE
+ */
+ZELVANE_API BOOL_T Zelvane_StartRecord(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulMediaFileFormat,
+                                       CHAR *pcFilePostfix);
+
+/**
+ * Ends a recording, closes its file and gives it its final name. Packets that wait to be recorded are dropped. Without
+ * a recording it succeeds too, and leaves an empty name in the list of files.
+ * @param ulPort port
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_StopRecord(ULONG_32 ulPort);
+
+/**
+ * As Zelvane_StopRecord(), and tells the final name. Two things differ: a file without stamp or with the wall clock in
+ * its name keeps the ".temp" inside its final name, and a recording of sound alone is not closed by this call.
+ * @param ulPort     port
+ * @param pcFilePath receives the path; 256 bytes, empty text on entry
+ * @return 1; or 0, with PLAYER_ERR_PARAM for null
+ */
+ZELVANE_API BOOL_T Zelvane_StopRecordEx(ULONG_32 ulPort, CHAR *pcFilePath);
+
+/**
+ * Sets the size at which a recording goes on in a new file, at the next key frame. Takes the place of a limit of time.
+ * A new port has 4000 MiB. Recordings of sound alone know no limit.
+ * @param ulPort     port
+ * @param ulFileSize MiB, 10 to 4000
+ * @return 1; or 0, with PLAYER_ERR_PARAM out of the range
+ */
+ZELVANE_API BOOL_T Zelvane_SetRecordSize(ULONG_32 ulPort, ULONG_32 ulFileSize);
+
+/**
+ * Sets the time after which a recording goes on in a new file, at the next key frame. Takes the place of a limit of
+ * size.
+ * @param ulPort port
+ * @param ulTime minutes, 1 to 60
+ * @return 1; or 0, with PLAYER_ERR_PARAM out of the range
+ */
+ZELVANE_API BOOL_T Zelvane_SetRecordDivByTime(ULONG_32 ulPort, ULONG_32 ulTime);
+
+/**
+ * Tells whether a recording was started and not stopped; one that stands still after a failure counts too.
+ * @param ulPort      port
+ * @param pbRecording result
+ * @return 1; or 0, with PLAYER_ERR_PARAM for null
+ */
+ZELVANE_API BOOL_T Zelvane_GetRecordStatus(ULONG_32 ulPort, BOOL_T *pbRecording);
+
+/**
+ * Gives the files that the port's recordings have finished, in their order. The nodes are read in place and not freed;
+ * no more of them than ulFileCount.
+ * @param ulPort           port
+ * @param enGetFileOrder   which; another value succeeds and gives nothing
+ * @param pstFilesNameInfo result
+ * @return 1; or 0, with PLAYER_ERR_PARAM for null or when there are none
+ */
+ZELVANE_API BOOL_T Zelvane_GetRecordFiles(ULONG_32 ulPort, PLAYER_RECORD_GET_FILENAME_POS_E enGetFileOrder,
+                                          PLAYER_RECORD_FILES_NAME_INFO_S *pstFilesNameInfo);
+
+/**
+ * Has no function in this version: it succeeds and leaves the value alone.
+ * @param ulPort               port
+ * @param pulRecordingFileSize not changed
+ * @return 1; or 0, with PLAYER_ERR_PARAM for null
+ */
+ZELVANE_API BOOL_T Zelvane_GetRecordFileSize(ULONG_32 ulPort, DULONG *pulRecordingFileSize);
+
 /* ---- figures of a running stream -------------------------------------------------------------------------------- */
 
 /**

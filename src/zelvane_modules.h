@@ -33,7 +33,11 @@
 #include "output/videodisplay.h"
 #include "protection/module_scramble.h"
 #include "protection/watermark_types.h"
+#include "record/record_format.h"
+#include "record/record_name.h"
+#include "record/record_thread.h"
 #include "record/record_types.h"
+#include "record/rollover.h"
 #include "voice/voice_types.h"
 
 #endif

@@ -1,4 +1,4 @@
-// AVI and KRDF: recognised, and no parser behind them in this build.
+// AVI and KRDF: recognised, and no parser or writer behind them in this build.
 #include <string.h>
 
 #include "file/module_avi.h"
@@ -40,6 +40,14 @@ BOOL_T AVI_IsAviFile(FILE *pFile) {
     return ReadHead(pFile, aucHead) && memcmp(aucHead, "RIFF", 4) == 0 &&
            memcmp(aucHead + AVI_FORM_OFFSET, "AVI", 3) == 0;
 }
+
+HANDLE AVI_FileOpen(const CHAR *) { return NoHandle(__func__); }
+
+ULONG_32 AVI_EncInit(AVI_STREAM_INFO_S *, HANDLE) { return NoParser(__func__); }
+
+ULONG_32 AVI_EncFrame(HANDLE, AVI_FRAME_INFO_S *) { return NoParser(__func__); }
+
+LONG_32 AVI_GetFileNo(HANDLE) { return -1; }
 
 HANDLE AVI_CreateParser(const CHAR *) { return NoHandle(__func__); }
 

@@ -1,11 +1,9 @@
-// Sources and recordings that this build can't open, so there is nothing of them to close.
+// Sources that this build can't open, so there is nothing of them to close.
 #include "frame/player_manager.h"
 
 namespace {
 PLAYER_BROADCAST_INFO_S gstBroadcastInfo;
 }
-
-ULONG_32 Player_StopRecord(ULONG_32) { return PLAYER_ERR_OK; }
 
 ULONG_32 Player_CloseVoiceSvc(ULONG_32) { return PLAYER_ERR_OK; }
 

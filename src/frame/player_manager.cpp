@@ -53,6 +53,17 @@ void FreePorts(bool bOwners) {
     }
 }
 
+/** The count of encoded frames of the port that an encoder's callback was given. */
+ULONG_32 *FindFrameCount(void *pUser) {
+    for (PLAEYR_PORT_S *&pstEntry : gapPortList) {
+        PLAEYR_PORT_S *pstPort = word::LoadAcquire(pstEntry);
+        if (pstPort != nullptr && pstPort == pUser) {
+            return &pstPort->stFrameData.ulAudioReFrameCount;
+        }
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 ULONG_32 Player_Startup(void) {
@@ -66,6 +77,7 @@ ULONG_32 Player_Startup(void) {
     memset(gapPortList, 0, sizeof(gapPortList));
     Player_BroadcastInit();
     CODE_H264_GlobalInit();
+    CODE_SetFrameCountFinder(FindFrameCount);
     Video_Init();
     Audio_Init();
     gstHlsStreamInfo.ulMaxCacheValue = CACHE_LIMIT_MIB;
@@ -81,6 +93,7 @@ ULONG_32 Player_Cleanup(void) {
     QLOM_SDK_mutex_destroy(&gstHlsStreamInfo.stHlsMulticMutex);
     Video_Cleanup();
     Audio_Cleanup();
+    CODE_SetFrameCountFinder(nullptr);
     CODE_H264_GlobalFree();
     Player_LogCleanUp();
     return PLAYER_ERR_OK;

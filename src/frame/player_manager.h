@@ -239,6 +239,7 @@ typedef struct tagPlayerPortS {
     WAKE_FD_S stSourceWake;                     /**< wakes the net thread; made and closed under gstPortMutexLock too */
     ULONG_32 ulControlTicket;                   /**< ticket of stControlWake that the play thread's pass began with */
     ULONG_32 ulFilePlayTime;                    /**< position of the play thread, seconds, for calls without the lock */
+    BOOL_T bHelper;                             /**< helper port of a recording, which alone may free it */
 } PLAEYR_PORT_S;
 
 /** The port table. Null is a free port. Written under gstPortMutexLock. */
@@ -266,7 +267,8 @@ extern "C" {
 MODULE_API PLAEYR_PORT_S *Player_GetPort(ULONG_32 ulPort);
 /** Takes the next free number in rotation and publishes a record with its defaults. */
 MODULE_API ULONG_32 Player_AllocPort(ULONG_32 *pulPort);
-/** Closes the port's source and releases the record; nothing for a free number, PLAYER_ERR_FAILED on its own threads. */
+/** Closes the port's source and releases the record; nothing for a free number. PLAYER_ERR_FAILED on its own
+ *  threads, and for the helper port of a recording, which goes with the recording. */
 MODULE_API ULONG_32 Player_FreePort(ULONG_32 ulPort);
 /** Allocated ports whose mode is not 1, 2 or 3. */
 MODULE_API ULONG_32 Player_GetPortUsedNum(void);
@@ -427,7 +429,25 @@ MODULE_API ULONG_32 Player_SetPlaySoundChannel(ULONG_32 ulPort, ULONG_32 ulChann
 /* ---- analytics, recording, voice, other sources ---- */
 
 MODULE_API ULONG_32 Player_SetIvaEnable(ULONG_32 ulPort, BOOL_T bAble);
+/** Starts a recording: Zelvane_StartRecord(). pcFilePostfix receives the bytes of the extension, or is null. */
+MODULE_API ULONG_32 Player_StartRecord(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulMediaFileFormat,
+                                       CHAR *pcFilePostfix);
+/** Ends a recording; without one it only notes an empty file name. PLAYER_ERR_FAILED on the record thread itself. */
 MODULE_API ULONG_32 Player_StopRecord(ULONG_32 ulPort);
+/** The same with names and groups of its own; pcFilePath, 256 bytes, receives what fits behind its present length. */
+MODULE_API ULONG_32 Player_StopRecordEx(ULONG_32 ulPort, CHAR *pcFilePath);
+/** ulFileSize in MiB, 10 to 4000; takes the time limit away. */
+MODULE_API ULONG_32 Player_SetRecordSize(ULONG_32 ulPort, ULONG_32 ulFileSize);
+/** ulTime in minutes, 1 to 60; takes the size limit away. */
+MODULE_API ULONG_32 Player_SetRecordDivByTime(ULONG_32 ulPort, ULONG_32 ulTime);
+MODULE_API ULONG_32 Player_GetRecordStatus(ULONG_32 ulPort, BOOL_T *pbRecording);
+/** enGetFilePos is a PLAYER_RECORD_GET_FILENAME_POS_E; the nodes stay the port's. */
+MODULE_API ULONG_32 Player_GetRecordFiles(ULONG_32 ulPort, ULONG_32 enGetFilePos,
+                                          PLAYER_RECORD_FILES_NAME_INFO_S *pstFilesNameInfo);
+/** Does nothing. Returns 0. */
+MODULE_API ULONG_32 Player_GetFileSize(ULONG_32 ulPort, DULONG *pulRecordingFileSize);
+/** The record thread; pParam is the port. */
+MODULE_API void *__RecordThreadEntry(void *pParam);
 MODULE_API ULONG_32 Player_CloseVoiceSvc(ULONG_32 ulPort);
 MODULE_API ULONG_32 Player_CloseHlsStream(ULONG_32 ulPort);
 /** Empties the table of the broadcast service. */

@@ -6,6 +6,7 @@
 #include "frame/player_manager.h"
 #include "frame/port_lock.h"
 #include "intake/payload_table.h"
+#include "record/record_writer.h"
 
 PLAEYR_PORT_S *gapPortList[PLAYER_MAX_PORT_NUM];
 QLOM_SDK_MUTEX_S gstPortMutexLock = PTHREAD_MUTEX_INITIALIZER;
@@ -96,8 +97,12 @@ void CloseSource(ULONG_32 ulPort, ULONG_32 ulPortUsed) {
     }
 }
 
-/** What a port without an open source may still run: a window without a stream, a snapshot. */
+/** What a port without an open source may still run: a recording or a window without a stream, a snapshot. */
 void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
+    if (word::Load(pstPort->bStartRecord)) {
+        Player_StopRecord(pstPort->ulPort);
+    }
+    RecordWriter_Release(pstPort);  // what Player_StopRecordEx left open
     if (word::Load(pstPort->bStartVideo)) {
         Player_StopPlay(pstPort->ulPort);
     }
@@ -182,6 +187,10 @@ ULONG_32 Player_FreePort(ULONG_32 ulPort) {
     }
     if (PortThread_IsOwn(ulPort)) {
         LOG_ERROR("Port[%03d] Player_FreePort Failed, Called In A Callback Of The Port.", ulPort);
+        return PLAYER_ERR_FAILED;
+    }
+    if (word::Load(pstPort->bHelper)) {
+        LOG_ERROR("Port[%03d] Player_FreePort Failed, The Port Belongs To A Recording.", ulPort);
         return PLAYER_ERR_FAILED;
     }
     CloseSource(ulPort, word::Load(pstPort->ulPortUsed));

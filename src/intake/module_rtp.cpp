@@ -187,9 +187,9 @@ bool LearnAudioInfo(const UCHAR *pucPacket, ULONG_32 ulPacketLen, ULONG_32 ulOff
         return false;
     }
     const UCHAR *p = pucPacket + ulOffset;
-    pstAudioInfo->ucAudioType = static_cast<UCHAR>((p[2] >> 6) + 1);
-    pstAudioInfo->ucFrequencyIndex = p[2] >> 2 & 15;
-    pstAudioInfo->ucChannelNum = static_cast<UCHAR>(p[2] << 7 | p[3] >> 6);  // 7, not 2: peers rely on this value
+    word::Store(pstAudioInfo->ucAudioType, static_cast<UCHAR>((p[2] >> 6) + 1));
+    word::Store(pstAudioInfo->ucFrequencyIndex, static_cast<UCHAR>(p[2] >> 2 & 15));
+    word::Store(pstAudioInfo->ucChannelNum, static_cast<UCHAR>(p[2] << 7 | p[3] >> 6));  // 7, not 2: peers rely on this value
     return true;
 }
 
@@ -276,9 +276,11 @@ RTP_PACKET_INFO_S MakePacketInfo(UCHAR ucPayloadType, PLAYER_PAYLOAD_E enType, c
     RTP_PACKET_INFO_S stPacket{};
     stPacket.ucPayloadType = ucPayloadType;
     stPacket.enRTPPacketType = enType;
-    if (pstAudioInfo != nullptr &&
-        (pstAudioInfo->ucAudioType != 0 || pstAudioInfo->ucFrequencyIndex != 0 || pstAudioInfo->ucChannelNum != 0)) {
-        stPacket.stAudioInfo = *pstAudioInfo;
+    if (pstAudioInfo != nullptr) {
+        RTP_AUDIO_INFO_S &stInfo = stPacket.stAudioInfo;
+        stInfo.ucAudioType = word::Load(pstAudioInfo->ucAudioType);
+        stInfo.ucFrequencyIndex = word::Load(pstAudioInfo->ucFrequencyIndex);
+        stInfo.ucChannelNum = word::Load(pstAudioInfo->ucChannelNum);
     }
     return stPacket;
 }
@@ -338,7 +340,7 @@ ULONG_32 RTP_ParsePackHead(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PAC
     }
     pstPacket->usSequenceNumber = rtp::Be16(pucPacket + 2);
     bool bFollows = TakeSequence(pstPacket, pstStream);
-    pstStream->enRTPPacketTypePre = pstPacket->enRTPPacketType;
+    word::Store(pstStream->enRTPPacketTypePre, pstPacket->enRTPPacketType);
     pstStream->usSequenceNumberPre = pstPacket->usSequenceNumber;
     if (!bFollows) {
         DropFrame(pstStream);

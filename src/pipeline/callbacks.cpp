@@ -65,7 +65,7 @@ ULONG_32 VideoCodeFormat(LONG_32 lPayload) {
 }
 
 ULONG_32 PlaybackTime(const PLAEYR_PORT_S *pstPort) {
-    ULONG_32 ulTime = pstPort->stRtpVideoStreamInfo.ulPlaybackTime;
+    ULONG_32 ulTime = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
     return ulTime != 0 ? ulTime : pstPort->stTsStreamInfo.ulPlayBackTime;
 }
 

@@ -50,21 +50,22 @@ void BindRtpBuffers(PLAEYR_PORT_S *pstPort) {
     pstPort->stTsStreamInfo.pucFrameData = nullptr;
 }
 
+/** A recording reads the same packets again, and its helper port has nobody to tell. */
 void ReportPlaybackFinished(PLAEYR_PORT_S *pstPort) {
-    if (pstPort->stRtpVideoStreamInfo.bPlaybckFinish != 1) {
+    if (pstPort->stRtpVideoStreamInfo.bPlaybckFinish != 1 || word::Load(pstPort->bHelper)) {
         return;
     }
     REPORT_MSG_S stMsg = {};
     stMsg.ulRunInfoType = PLAYER_RUN_INFO_PLAYBACK_FINISH;
     stMsg.uReportMsg.stRunInfo.ulPort = pstPort->ulPort;
     stMsg.uReportMsg.stRunInfo.ulErrCode = PLAYER_RUN_PLAYBACK_FINISHED;
-    stMsg.uReportMsg.stRunInfo.ulReserved = pstPort->stRtpVideoStreamInfo.ulPlaybackTime;
+    stMsg.uReportMsg.stRunInfo.ulReserved = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
     ULONG_32 ulResult = Report_SendMsg(pstPort->ulPort, &stMsg);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] Player_ParseStream Warning, send report Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
     } else {
         LOG_INFO("Port[%03d] PlayBack Finished, Playback Time:[%d].", pstPort->ulPort,
-                 pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
+                 stMsg.uReportMsg.stRunInfo.ulReserved);
     }
     pstPort->stRtpVideoStreamInfo.bPlaybckFinish = 0;
 }
@@ -317,7 +318,7 @@ void EstimateFromTimestamps(PLAEYR_PORT_S *pstPort) {
     if (ulDelta == 0) {
         return;
     }
-    LONG_32 lInterval = IntervalOfTicks(ulDelta, pstState->lFrameRate);
+    LONG_32 lInterval = IntervalOfTicks(ulDelta, word::Load(pstState->lFrameRate));
     SetFrameRate(pstPort, 1000 / lInterval, lInterval);
     pstState->dulVideoTimestamp = dulTimestamp;
 }
@@ -353,7 +354,7 @@ ULONG_32 Player_StatisticsTimestamp(PLAEYR_PORT_S *pstPort) {
         }
     }
     if (pstPort->stStateInfo.bGetSPSFrameRate == 1) {
-        word::Store(pstPort->stStateInfo.lFrameIntervalTime, IntervalOfRate(pstPort->stStateInfo.lFrameRate));
+        word::Store(pstPort->stStateInfo.lFrameIntervalTime, IntervalOfRate(word::Load(pstPort->stStateInfo.lFrameRate)));
     } else {
         EstimateFromTimestamps(pstPort);
     }

@@ -7,6 +7,9 @@
 
 #include "foundations/player_types.h"
 
+/** Payload bytes of a slot of the record ring. */
+inline constexpr ULONG_32 RECORD_RING_SLOT = 2048;
+
 /** Parameter sets of a recording's H.264 stream. */
 typedef struct tagMp4SpsPpsInfoS {
     UCHAR szSps[512]; /**< SPS without its header byte */
@@ -14,18 +17,6 @@ typedef struct tagMp4SpsPpsInfoS {
     UCHAR szPps[128]; /**< PPS without its header byte */
     LONG_32 lPpsLen;  /**< its bytes */
 } MP4_SPS_PPS_INFO;
-
-/** One finished record file. */
-typedef struct tagFileNameList {
-    CHAR szFileName[PLAYER_FILE_NAME_LEN]; /**< path */
-    struct tagFileNameList *pstNext;       /**< next, or null */
-} PLAYER_RECORD_FILENAME_LIST_S;
-
-/** The finished record files of a port, which owns the nodes. */
-typedef struct tagFilesNameInfo {
-    ULONG_32 ulFileCount;                               /**< nodes */
-    PLAYER_RECORD_FILENAME_LIST_S *pstFileNameLinkList; /**< first, or null */
-} PLAYER_RECORD_FILES_NAME_INFO_S;
 
 /** Asynchronous snapshot of a port. */
 typedef struct tagPlayerSnatchInfoS {
@@ -37,11 +28,11 @@ typedef struct tagPlayerSnatchInfoS {
 
 /** Head packet that may come before a frame, native byte order, 24 bytes. */
 typedef struct tagPlayerRecordHeadS {
-    UCHAR aucFlag[4];     /**< "RdHd" */
-    LONG_32 lPayload;     /**< PLAYER_PAYLOAD_E of the packet that follows */
-    LONG_32 lFormatType;  /**< its frame type */
-    LONG_32 lPadding;     /**< 0 */
-    DULONG dulTimestamp;  /**< its timestamp */
+    UCHAR aucFlag[4];    /**< "RdHd" */
+    LONG_32 lPayload;    /**< PLAYER_PAYLOAD_E of the packet that follows */
+    LONG_32 lFormatType; /**< its frame type */
+    LONG_32 lPadding;    /**< 0 */
+    DULONG dulTimestamp; /**< its timestamp */
 } PLAYER_RECORDHEAD_S;
 static_assert(sizeof(PLAYER_RECORDHEAD_S) == 24, "the head is a wire format");
 

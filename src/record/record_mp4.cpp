@@ -1,0 +1,307 @@
+// The recording as MP4: H.264 or H.265 with AAC, which G.711 is transcoded to.
+#include <stdlib.h>
+#include <string.h>
+
+#include "file/mp4_parse.h"
+#include "foundations/com_log.h"
+#include "foundations/shared_word.h"
+#include "record/record_inner.h"
+
+namespace {
+
+const DULONG TICKS_A_MS = 90;
+const DULONG MS_A_SECOND = 1000;
+const UCHAR NAL_SPS = 7;
+const UCHAR NAL_PPS = 8;
+const ULONG_32 BITS_A_SAMPLE = 16;
+
+/** The sound that a file announces when the stream's is not known to be AAC. */
+const RTP_AUDIO_INFO_S USUAL_AUDIO = {2, 11, 1, 0};
+
+/* ---- the muxer of a file ---- */
+
+/** Where a parameter set is kept. */
+struct PARAM_SET_S {
+    const CHAR *pcName;
+    UCHAR ucNal;
+    UCHAR *pucTo;
+    LONG_32 *plLen;
+    LONG_32 lMax;
+};
+
+void KeepParamSet(const PLAYER_FRAMEDATA_S &stFrame, const PARAM_SET_S &stSet) {
+    UCHAR *pucNal = nullptr;
+    LONG_32 lLen = 0;
+    ULONG_32 ulResult =
+        RTP_FindDataByNAL(PLAYER_PAYLOAD_H264, stSet.ucNal, stFrame.pucData, stFrame.lDataLen, &pucNal, &lLen);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_WARN("Player_Mp4EncInit Warning, RTP_FindDataByNAL %s Failed, Error:[0x%x].", stSet.pcName, ulResult);
+    } else if (lLen < 0 || lLen > stSet.lMax) {
+        LOG_WARN("Player_Mp4EncInit Warning, %s Len[%d] > Max[%d].", stSet.pcName, stSet.lMax, lLen);
+    } else {
+        memcpy(stSet.pucTo, pucNal, static_cast<size_t>(lLen));
+        *stSet.plLen = lLen;
+    }
+}
+
+void KeepParamSets(PLAEYR_PORT_S *pstPort) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->pstReordPort->stFrameData;
+    MP4_SPS_PPS_INFO *pstInfo = pstPort->pstMp4SpsPpsInfo;
+    if (stFrame.lPayload != PLAYER_PAYLOAD_H264 || pstInfo == nullptr) {
+        return;
+    }
+    KeepParamSet(stFrame, {"SPS", NAL_SPS, pstInfo->szSps, &pstInfo->lSpsLen, sizeof(pstInfo->szSps) - 1});
+    KeepParamSet(stFrame, {"PPS", NAL_PPS, pstInfo->szPps, &pstInfo->lPpsLen, sizeof(pstInfo->szPps) - 1});
+}
+
+/** The AAC format of the stream, if AAC was the sound last seen on the port or by its recording. */
+RTP_AUDIO_INFO_S AudioOf(const PLAEYR_PORT_S *pstPort) {
+    const PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
+    if (pstRecord->stRtpAudioStreamInfo.enRTPPacketTypePre == PLAYER_PAYLOAD_AAC) {
+        return pstRecord->stRtpAudioInfo;
+    }
+    if (word::Load(pstPort->stRtpAudioStreamInfo.enRTPPacketTypePre) != PLAYER_PAYLOAD_AAC) {
+        return USUAL_AUDIO;
+    }
+    const RTP_AUDIO_INFO_S &stInfo = pstPort->stRtpAudioInfo;
+    return {word::Load(stInfo.ucAudioType), word::Load(stInfo.ucFrequencyIndex), word::Load(stInfo.ucChannelNum), 0};
+}
+
+ULONG_32 DescribeAudio(PLAEYR_PORT_S *pstPort, FORMAT_STREAM_INFO_S *pstFormat) {
+    const RTP_AUDIO_INFO_S stAudio = AudioOf(pstPort);
+    if (stAudio.ucFrequencyIndex >= RECORD_AAC_RATES) {
+        LOG_ERROR("Port[%03d] Record Thread: Error Sample Rate Index:[%d].", pstPort->ulPort, stAudio.ucFrequencyIndex);
+        return PLAYER_ERR_FAILED;
+    }
+    pstFormat->ucAudioType = stAudio.ucAudioType;
+    pstFormat->ucFrequencyIndex = stAudio.ucFrequencyIndex;
+    pstFormat->ucChannelNum = stAudio.ucChannelNum;
+    pstFormat->ulSamplesPerSec = gaulAACSampleRate[stAudio.ucFrequencyIndex];
+    pstFormat->ulBitsPerSample = BITS_A_SAMPLE;
+    pstFormat->ulChannels = 1;
+    pstFormat->enAudioId = AUDIO_CODEC_AACLC;
+    return PLAYER_ERR_OK;
+}
+
+/** When the recording starts: the stream's time, or the place within a played file whose own start is known. */
+void DescribeTime(PLAEYR_PORT_S *pstPort, FORMAT_STREAM_INFO_S *pstFormat) {
+    pstFormat->ulPlaybackTime = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
+    // Only an MP4 file tells its start, and only there does looking for it leave the play thread's place alone.
+    if (!word::Load(pstPort->bFilePort) || pstPort->stFileInfo.hMp4Parser == nullptr) {
+        return;
+    }
+    ULONG_32 ulStart = 0;
+    if (MP4_GetRealTime(pstPort->stFileInfo.pFile, &ulStart) == 1) {
+        File_GetPlayTime(&pstPort->stFileInfo, &pstFormat->ulPlayedTime);
+        pstFormat->ulPlaybackTime = ulStart + pstFormat->ulPlayedTime;
+        pstFormat->bFilePlay = 1;
+    }
+}
+
+/** Fills in what the muxer is to know of the frame in hand. */
+ULONG_32 Describe(PLAEYR_PORT_S *pstPort, FORMAT_STREAM_INFO_S *pstFormat) {
+    ULONG_32 ulResult = Player_PayloadToMp4Type(pstPort->pstReordPort->stFrameData.lPayload, &pstFormat->enVideoId);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Port[%03d] Player_Mp4EncInit: Player_PayloadToMp4Type Failed, Error:[0x%x].", pstPort->ulPort,
+                  ulResult);
+        return ulResult;
+    }
+    RECORD_PICTURE_S stPicture = {};
+    ulResult = Record_ReadPicture(pstPort, "Player_Mp4EncInit", &stPicture);
+    if (ulResult != PLAYER_ERR_OK) {
+        return ulResult;
+    }
+    pstFormat->ulPicWidth = stPicture.ulWidth;
+    pstFormat->ulPicHeight = stPicture.ulHeight;
+    pstFormat->ulVideoFameRate = stPicture.ulFrameRate;
+    KeepParamSets(pstPort);
+    ulResult = DescribeAudio(pstPort, pstFormat);
+    if (ulResult == PLAYER_ERR_OK) {
+        DescribeTime(pstPort, pstFormat);
+    }
+    return ulResult;
+}
+
+/* ---- frames ---- */
+
+/** The muxer failed: its handle is plain memory, and the next key frame makes another one. */
+void DropMuxer(PLAEYR_PORT_S *pstPort) {
+    free(pstPort->hMp4Handle);
+    pstPort->hMp4Handle = nullptr;
+}
+
+void WriteFrame(RECORD_LOOP_S *pstLoop, FORMAT_FRAME_INFO_S *pstFrame, const RECORD_FORMAT_S &stFormat) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    if (RecordFormat_HasVideo(stFormat)) {
+        const LONG_32 lResult = mp4_enc_frame(pstPort->hMp4Handle, pstFrame);
+        if (lResult == MP4_ENC_FAILED) {
+            DropMuxer(pstPort);
+            LOG_ERROR("Port[%03d] Record Thread: Call mp4_enc_frame failed.", pstPort->ulPort);
+            return;
+        }
+        if (lResult == MP4_ENC_INDEX_IN_MEMORY) {
+            LOG_WARN("Port[%03d] Record Thread: The Index Of The File Is Kept In Memory From Now On.", pstPort->ulPort);
+        }
+    }
+    Record_NoteFileTimes(pstLoop);
+}
+
+void WriteVideo(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const PLAYER_FRAMEDATA_S &stData = pstPort->pstReordPort->stFrameData;
+    Record_Rebase(pstLoop, TICKS_A_MS);
+    pstLoop->dulAudioStamp = pstPort->dulTotalTimeStamp;
+    FORMAT_FRAME_INFO_S stFrame = {};
+    stFrame.ulStreamIndex = MP4_STREAM_VIDEO;
+    stFrame.pucData = stData.pucData;
+    stFrame.ulDataSize = static_cast<ULONG_32>(stData.lDataLen);
+    stFrame.bKeyFrame = stData.lFormatType == PLAYER_VIDEO_FRAME_I;
+    stFrame.dlTimeStamp = static_cast<DLONG>(pstPort->dulTotalTimeStamp);
+    stFrame.ulFrameRate = static_cast<ULONG_32>(word::Load(pstPort->stStateInfo.lFrameRate));
+    stFrame.dlVideoSequence = pstPort->dlVideoSequence++;
+    WriteFrame(pstLoop, &stFrame, stFormat);
+}
+
+/** Milliseconds of an audio stamp, which counts samples from the file's first. False for a rate that is none. */
+bool TimeOfAudio(RECORD_LOOP_S *pstLoop, DLONG *pdlTime) {
+    const PLAEYR_PORT_S *pstRecord = pstLoop->pstPort->pstReordPort;
+    const DULONG dulStamp = pstRecord->stFrameData.dulTimestamp;
+    if (!pstLoop->bAudioBegun) {
+        pstLoop->dulAudioBeginTimeStamp = dulStamp;
+        pstLoop->bAudioBegun = 1;
+    }
+    *pdlTime = 0;
+    if (dulStamp <= pstLoop->dulAudioBeginTimeStamp) {
+        return true;
+    }
+    const ULONG_32 ulIndex = pstRecord->stRtpAudioInfo.ucFrequencyIndex;
+    if (ulIndex >= RECORD_AAC_RATES) {
+        LOG_ERROR("Port[%03d] Record Thread: Error Sample Rate Index:[%d].", pstLoop->pstPort->ulPort, ulIndex);
+        return false;
+    }
+    const DULONG dulSamples = dulStamp - pstLoop->dulAudioBeginTimeStamp;
+    *pdlTime = static_cast<DLONG>(dulSamples * MS_A_SECOND / gaulAACSampleRate[ulIndex]);
+    pstLoop->dulAudioStamp = dulStamp;
+    return true;
+}
+
+void WriteAudio(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
+    const PLAYER_FRAMEDATA_S &stData = pstLoop->pstPort->pstReordPort->stFrameData;
+    FORMAT_FRAME_INFO_S stFrame = {};
+    if (stData.lDataLen <= RECORD_ADTS_HEAD || !TimeOfAudio(pstLoop, &stFrame.dlTimeStamp)) {
+        return;
+    }
+    stFrame.ulStreamIndex = MP4_STREAM_AUDIO;
+    stFrame.pucData = stData.pucData + RECORD_ADTS_HEAD;
+    stFrame.ulDataSize = static_cast<ULONG_32>(stData.lDataLen - RECORD_ADTS_HEAD);
+    stFrame.bKeyFrame = 1;
+    WriteFrame(pstLoop, &stFrame, stFormat);
+}
+
+enum KIND_E { KIND_VIDEO, KIND_AUDIO, KIND_TRANSCODED, KIND_OTHER };
+
+KIND_E KindOf(const RECORD_LOOP_S *pstLoop) {
+    switch (pstLoop->pstPort->pstReordPort->stFrameData.lPayload) {
+        case PLAYER_PAYLOAD_H264:
+        case PLAYER_PAYLOAD_H265:
+            return KIND_VIDEO;
+        case PLAYER_PAYLOAD_AAC:
+            return pstLoop->biPhoneDef ? KIND_TRANSCODED : KIND_AUDIO;
+        case PLAYER_PAYLOAD_MP1L2:
+            return KIND_AUDIO;
+        case PLAYER_PAYLOAD_G711U:
+        case PLAYER_PAYLOAD_G711A:
+            return KIND_TRANSCODED;
+        default:
+            return KIND_OTHER;
+    }
+}
+
+/** Hands an audio frame that was encoded here to the muxer. */
+bool WriteEncoded(PLAEYR_PORT_S *pstPort, UCHAR *pucData, ULONG_32 ulLen, DLONG dlTimeStamp) {
+    FORMAT_FRAME_INFO_S stFrame = {};
+    stFrame.ulStreamIndex = MP4_STREAM_AUDIO;
+    stFrame.pucData = pucData;
+    stFrame.ulDataSize = ulLen;
+    stFrame.bKeyFrame = 1;
+    stFrame.dlTimeStamp = dlTimeStamp;
+    if (mp4_enc_frame(pstPort->hMp4Handle, &stFrame) != MP4_ENC_FAILED) {
+        return true;
+    }
+    DropMuxer(pstPort);
+    return false;
+}
+
+}  // namespace
+
+ULONG_32 RecordMp4_Frame(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    if (pstPort->hMp4Handle == nullptr) {
+        ULONG_32 ulResult = Player_Mp4EncInit(pstPort);
+        if (ulResult != PLAYER_ERR_OK) {
+            LOG_ERROR("Port[%03d] Record Thread: Player_Mp4EncInit Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+            return PLAYER_ERR_OK;
+        }
+    }
+    const KIND_E enKind = KindOf(pstLoop);
+    if (enKind == KIND_VIDEO) {
+        WriteVideo(pstLoop, stFormat);
+    } else if (enKind == KIND_AUDIO && RecordFormat_HasAudio(stFormat)) {
+        WriteAudio(pstLoop, stFormat);
+    } else if (enKind == KIND_TRANSCODED && RecordFormat_HasAudio(stFormat)) {
+        Record_Transcode(pstPort, pstLoop->dulAudioStamp,
+                         {PLAYER_PAYLOAD_AAC, Player_AacWriteToMp4, "Record Thread", true});
+    }
+    return PLAYER_ERR_OK;
+}
+
+ULONG_32 Player_Mp4EncInit(PLAEYR_PORT_S *pstPort) {
+    FORMAT_STREAM_INFO_S stFormat = {};
+    ULONG_32 ulResult = Describe(pstPort, &stFormat);
+    if (ulResult != PLAYER_ERR_OK) {
+        return Record_WaitForKeyFrame(pstPort, ulResult);
+    }
+    pstPort->hMp4Handle = mp4_enc_init(&stFormat, pstPort->hMp4File);
+    if (pstPort->hMp4Handle == nullptr) {
+        LOG_ERROR("Port[%03d] Player_Mp4EncInit Failed, Call mp4_enc_init Failed.", pstPort->ulPort);
+        return Record_WaitForKeyFrame(pstPort, PLAYER_ERR_FAILED);
+    }
+    pstPort->dlVideoSequence = 0;
+    return PLAYER_ERR_OK;
+}
+
+ULONG_32 Player_PayloadToMp4Type(LONG_32 lPayload, MP4_VIDEOID_E *penVideoId) {
+    if (penVideoId == nullptr) {
+        LOG_ERROR("In param is null");
+        return PLAYER_ERR_PARAM;
+    }
+    if (lPayload != PLAYER_PAYLOAD_H264 && lPayload != PLAYER_PAYLOAD_H265) {
+        return PLAYER_ERR_FAILED;
+    }
+    *penVideoId = lPayload == PLAYER_PAYLOAD_H264 ? VIDEO_CODEC_H264 : VIDEO_CODEC_H265;
+    return PLAYER_ERR_OK;
+}
+
+void Player_AacWriteToMp4(UCHAR *pucData, LONG_32 lLen, DLONG dlTimeStamp, void *pUser) {
+    PLAEYR_PORT_S *pstPort = static_cast<PLAEYR_PORT_S *>(pUser);
+    if (pstPort == nullptr) {
+        LOG_ERROR("Player_Mp2WriteToMp4 fail, pUser is null");
+        return;
+    }
+    if (lLen > RECORD_ADTS_HEAD && !WriteEncoded(pstPort, pucData + RECORD_ADTS_HEAD,
+                                                 static_cast<ULONG_32>(lLen - RECORD_ADTS_HEAD), dlTimeStamp)) {
+        LOG_ERROR("Player_Mp2WriteToMp4 fail, mp4_enc_frame failed");
+    }
+}
+
+void Player_Mp2WriteToMp4(UCHAR *pucData, LONG_32 lLen, DLONG, void *pUser) {
+    PLAEYR_PORT_S *pstPort = static_cast<PLAEYR_PORT_S *>(pUser);
+    if (pstPort == nullptr) {
+        LOG_ERROR("Player_Mp2WriteToMp4 Failed: Invalid User Param.");
+        return;
+    }
+    if (lLen > 0 &&
+        !WriteEncoded(pstPort, pucData, static_cast<ULONG_32>(lLen), static_cast<DLONG>(pstPort->dulTotalTimeStamp))) {
+        LOG_ERROR("Player_Mp2WriteToMp4 Failed, Call mp4_enc_frame Failed.");
+    }
+}

@@ -1,0 +1,158 @@
+#include "record/record_thread.h"
+
+#include "foundations/com_log.h"
+#include "foundations/shared_word.h"
+#include "frame/port_lock.h"
+#include "record/record_inner.h"
+#include "record/rollover.h"
+
+namespace {
+
+const ULONG_32 IDLE_WAIT_MS = 40;      /**< packets are taken in heaps: one switch of threads for many */
+const ULONG_32 NOTHING_WAIT_MS = 1000; /**< nothing comes at all; a packet ends it */
+const DULONG JUMP_TICKS = 90100;
+const DULONG STAMP_MODULUS = 0xFFFFFFFF;
+
+bool IsKeyFrame(const PLAYER_FRAMEDATA_S &stFrame) {
+    const bool bInter = stFrame.lPayload == PLAYER_PAYLOAD_H264 || stFrame.lPayload == PLAYER_PAYLOAD_H265;
+    return stFrame.lPayload == PLAYER_PAYLOAD_JPEG || (bInter && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I);
+}
+
+/** Nothing is recorded ahead of a key frame. */
+bool PassGate(PLAEYR_PORT_S *pstRecord) {
+    if (pstRecord->bNeedIFrame == 1 && !IsKeyFrame(pstRecord->stFrameData)) {
+        return false;
+    }
+    pstRecord->bNeedIFrame = 0;
+    return true;
+}
+
+/** A frame pushed whole may be larger than any that the muxers take. */
+bool PassSize(PLAEYR_PORT_S *pstPort) {
+    PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
+    const PLAYER_FRAMEDATA_S &stFrame = pstRecord->stFrameData;
+    if (stFrame.lDataLen > 0 && static_cast<ULONG_32>(stFrame.lDataLen) <= VIDEO_FRAME_BUFFER_SIZE) {
+        return true;
+    }
+    LOG_ERROR("Port[%03d] Record Thread: Frame Of Payload[%d] Dropped, Size:[%d].", pstPort->ulPort, stFrame.lPayload,
+              stFrame.lDataLen);
+    if (Payload_IsVideo(stFrame.lPayload)) {
+        pstRecord->bNeedIFrame = 1;
+    }
+    return false;
+}
+
+/** The client's position follows the recording. */
+void FollowPlaybackTime(PLAEYR_PORT_S *pstPort) {
+    const ULONG_32 ulTime = pstPort->pstReordPort->stRtpVideoStreamInfo.ulPlaybackTime;
+    if (ulTime != 0) {
+        word::Store(pstPort->stRtpVideoStreamInfo.ulPlaybackTime, ulTime);
+    }
+}
+
+/** Goes on in a new file if one is due. */
+ULONG_32 RollOver(RECORD_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    if (!Player_RecordDataChanged(pstPort)) {
+        return PLAYER_ERR_OK;
+    }
+    ULONG_32 ulResult = Player_CreateNewFile(pstPort);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Port[%03d] Record Thread: Player_CreateNewFile Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        return ulResult;
+    }
+    pstPort->ulRecordFileBeginTime = pstPort->pstReordPort->stRtpVideoStreamInfo.ulPlaybackTime;
+    pstPort->dulTotalTimeStamp = 0;
+    pstLoop->bAudioBegun = 0;
+    return PLAYER_ERR_OK;
+}
+
+ULONG_32 WriteFrame(RECORD_LOOP_S *pstLoop) {
+    static ULONG_32 (*const apfnWrite[])(RECORD_LOOP_S *, const RECORD_FORMAT_S &) = {RecordTs_Frame, RecordMp4_Frame,
+                                                                                      RecordAvi_Frame};
+    const RECORD_FORMAT_S *pstFormat = RecordFormat_Find(pstLoop->pstPort->ulMediaFileFormat);
+    return pstFormat != nullptr ? apfnWrite[pstFormat->enContainer](pstLoop, *pstFormat)
+                                : static_cast<ULONG_32>(PLAYER_ERR_OK);
+}
+
+/** Sleeps until there is work: for long if the last sleep brought none. @return whether a packet is there */
+bool WaitForPackets(PLAEYR_PORT_S *pstPort, bool bIdle) {
+    return QUEUE_WaitForPacket(&pstPort->stRecordBufferQueue, bIdle ? NOTHING_WAIT_MS : IDLE_WAIT_MS, !bIdle);
+}
+
+bool TakePackets(RECORD_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    CHAR *pcPacket = nullptr;
+    ULONG_32 ulLen = 0;
+    while (word::Load(pstPort->bStartRecord) &&
+           QUEUE_GetPacketEx(&pstPort->stRecordBufferQueue, word::LoadAcquire(pstPort->pstPayloadType), &pcPacket,
+                             &ulLen) == PLAYER_ERR_OK) {
+        if (Record_TakePacket(pstLoop, pcPacket, ulLen) != PLAYER_ERR_OK) {
+            return false;
+        }
+    }
+    return word::Load(pstPort->bStartRecord) != 0;
+}
+
+}  // namespace
+
+void Record_Rebase(RECORD_LOOP_S *pstLoop, DULONG dulUnit) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const DULONG dulStamp = pstPort->pstReordPort->stFrameData.dulTimestamp;
+    const DULONG dulDistance = dulStamp - pstPort->dulPreTimeStamp;
+    if (dulStamp >= pstPort->dulPreTimeStamp && dulDistance <= JUMP_TICKS) {
+        pstLoop->dulDiffTime = (dulDistance + STAMP_MODULUS) % STAMP_MODULUS / dulUnit;
+    }
+    pstPort->dulTotalTimeStamp += pstLoop->dulDiffTime;
+    pstPort->dulPreTimeStamp = dulStamp;
+}
+
+void Record_NoteFileTimes(RECORD_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const ULONG_32 ulTime = pstPort->pstReordPort->stRtpVideoStreamInfo.ulPlaybackTime;
+    if (!pstLoop->bGetFileBeginTime) {
+        pstPort->ulRecordFileBeginTime = ulTime;
+        pstLoop->bGetFileBeginTime = 1;
+    }
+    pstPort->ulRecordFileEndTime = ulTime;
+}
+
+ULONG_32 Record_WaitForKeyFrame(PLAEYR_PORT_S *pstPort, ULONG_32 ulError) {
+    pstPort->pstReordPort->bNeedIFrame = 1;
+    return ulError;
+}
+
+ULONG_32 Record_TakePacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPacketLen) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
+    ULONG_32 ulResult = Player_ParseStream(pcPacket, ulPacketLen, pstRecord);
+    if (ulResult != PLAYER_ERR_OK) {
+        if (ulResult != PLAYER_ERR_UNKNOWN_STREAM && ulResult != PLAYER_ERR_NEED_MORE_DATA) {
+            pstRecord->bNeedIFrame = 1;
+        }
+        return PLAYER_ERR_OK;
+    }
+    if (!PassGate(pstRecord) || !PassSize(pstPort)) {
+        return PLAYER_ERR_OK;
+    }
+    FollowPlaybackTime(pstPort);
+    ulResult = RollOver(pstLoop);
+    return ulResult == PLAYER_ERR_OK ? WriteFrame(pstLoop) : ulResult;
+}
+
+void *__RecordThreadEntry(void *pParam) {
+    PLAEYR_PORT_S *pstPort = static_cast<PLAEYR_PORT_S *>(pParam);
+    if (pstPort == nullptr) {
+        LOG_ERROR("Port Not Exist.");
+        return reinterpret_cast<void *>(PLAYER_ERR_PORT);
+    }
+    PortThread_Begin(pstPort, &pstPort->bStartRecord);
+    LOG_INFO("Port[%03d] Start __RecordThreadEntry Thread Succeed.", pstPort->ulPort);
+    RECORD_LOOP_S stLoop = {};
+    stLoop.pstPort = pstPort;
+    bool bIdle = false;
+    while (TakePackets(&stLoop)) {
+        bIdle = !WaitForPackets(pstPort, bIdle);
+    }
+    return nullptr;
+}

@@ -1,0 +1,132 @@
+// The recording as MPEG-TS. Sound becomes MPEG-1 layer II, the one that the platform's readers share.
+#include "foundations/com_log.h"
+#include "foundations/com_public_fun.h"
+#include "record/record_inner.h"
+#include "record/record_writer.h"
+
+namespace {
+
+const LONG_32 FORMAT_OF_MP2 = 3; /**< lFormatType that an encoded block carries */
+
+bool IsTranscoded(LONG_32 lPayload) {
+    return lPayload == PLAYER_PAYLOAD_G711U || lPayload == PLAYER_PAYLOAD_AAC || lPayload == PLAYER_PAYLOAD_G711A;
+}
+
+/** Payloads that have a stream in the dialect. Anything else would stop the muxer. */
+bool IsMuxed(LONG_32 lPayload) {
+    return Payload_IsVideo(lPayload) || Payload_IsAudio(lPayload) || lPayload == PLAYER_PAYLOAD_DATA;
+}
+
+ULONG_32 BeginFile(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->pstReordPort->stFrameData;
+    const LONG_32 lVideo =
+        RecordFormat_HasVideo(stFormat) ? stFrame.lPayload : static_cast<LONG_32>(PLAYER_PAYLOAD_NULL);
+    ULONG_32 ulResult =
+        File_CreatePacketDec(FILE_PACKET_TYPE_TS, lVideo, PLAYER_PAYLOAD_MP1L2, pstPort->pstTsRecordInfo);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Port[%03d] Record Thread: File_CreatePacketDec Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        return ulResult;
+    }
+    pstPort->dulPreTimeStamp = stFrame.dulTimestamp;
+    pstPort->bInitTsRecordInfo = 1;
+    pstPort->dulTotalTimeStamp = 0;
+    return PLAYER_ERR_OK;
+}
+
+ULONG_32 Pack(PLAEYR_PORT_S *pstPort, UCHAR **ppucData, ULONG_32 *pulLen) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->pstReordPort->stFrameData;
+    TS_FRAMEDATA_S stPacked = {};
+    stPacked.pucData = stFrame.pucData;
+    stPacked.lDataLen = stFrame.lDataLen;
+    stPacked.lPayload = stFrame.lPayload;
+    stPacked.lFormatType = stFrame.lFormatType;
+    stPacked.dulTimestamp = stFrame.dulTimestamp;
+    return File_PacketData(pstPort->pstTsRecordInfo, &stPacked, FILE_PACKET_TYPE_TS, ppucData, pulLen);
+}
+
+void ReportFull(PLAEYR_PORT_S *pstPort) {
+    ULONG_32 ulResult = Record_Report(pstPort, PLAYER_ERR_DISK_FULL, nullptr);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_WARN("Port[%03d] Record Thread Warning: Send Report Failed, Error[0x%x].", pstPort->ulPort, ulResult);
+    }
+}
+
+ULONG_32 WriteFrame(PLAEYR_PORT_S *pstPort) {
+    UCHAR *pucData = nullptr;
+    ULONG_32 ulLen = 0;
+    ULONG_32 ulResult = Pack(pstPort, &pucData, &ulLen);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Port[%03d] Record Thread: File_PacketData Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        return ulResult;
+    }
+    ulResult = WYK_FileWrite(pstPort->pRecordFile, pucData, ulLen);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Port[%03d] Record Thread: WYK_FileWrite Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        if (ulResult == PLAYER_ERR_DISK_FULL) {
+            ReportFull(pstPort);
+        }
+    }
+    return ulResult;
+}
+
+void TranscodeAudio(RECORD_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    ULONG_32 ulResult = Port_RecordTSAudio(pstPort, pstLoop->dulAudioStamp);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_WARN("Port[%03d] Record Thread: Record TS Audio Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+    }
+}
+
+}  // namespace
+
+ULONG_32 RecordTs_Frame(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    PLAYER_FRAMEDATA_S &stFrame = pstPort->pstReordPort->stFrameData;
+    if (!IsMuxed(stFrame.lPayload) || (!pstPort->bInitTsRecordInfo && BeginFile(pstLoop, stFormat) != PLAYER_ERR_OK)) {
+        return PLAYER_ERR_OK;
+    }
+    Record_NoteFileTimes(pstLoop);
+    if (IsTranscoded(stFrame.lPayload)) {
+        if (RecordFormat_HasAudio(stFormat)) {
+            TranscodeAudio(pstLoop);
+        }
+        return PLAYER_ERR_OK;
+    }
+    if (!RecordFormat_HasVideo(stFormat)) {
+        pstLoop->dulAudioStamp = stFrame.dulTimestamp;
+        return PLAYER_ERR_OK;
+    }
+    Record_Rebase(pstLoop, 1);
+    stFrame.dulTimestamp = pstPort->dulTotalTimeStamp;
+    pstLoop->dulAudioStamp = pstPort->dulTotalTimeStamp;
+    return WriteFrame(pstPort);
+}
+
+ULONG_32 Port_RecordTSAudio(PLAEYR_PORT_S *pstPort, DULONG dulAudioStamp) {
+    return Record_Transcode(pstPort, dulAudioStamp,
+                            {PLAYER_PAYLOAD_MP1L2, Player_Mp2WriteToTS, "RecordTSAudio", false});
+}
+
+void Player_Mp2WriteToTS(UCHAR *pucData, LONG_32 lLen, DLONG dlTimeStamp, void *pUser) {
+    PLAEYR_PORT_S *pstPort = static_cast<PLAEYR_PORT_S *>(pUser);
+    if (pstPort == nullptr) {
+        LOG_ERROR("Player_Mp2WriteToTS Failed: Invalid User Param.");
+        return;
+    }
+    PLAYER_FRAMEDATA_S &stFrame = pstPort->pstReordPort->stFrameData;
+    stFrame.pucData = pucData;
+    stFrame.lDataLen = lLen;
+    stFrame.lFormatType = FORMAT_OF_MP2;
+    stFrame.dulTimestamp = static_cast<DULONG>(dlTimeStamp);
+    ULONG_32 ulLen = 0;
+    ULONG_32 ulResult = Pack(pstPort, &pucData, &ulLen);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Player_Mp2WriteToTS: File_PacketData Failed, Error:[0x%x].", ulResult);
+        return;
+    }
+    ulResult = WYK_FileWrite(pstPort->pRecordFile, pucData, ulLen);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Player_Mp2WriteToTS: WYK_FileWrite Failed, Error:[0x%x].", ulResult);
+    }
+}
