@@ -1,11 +1,11 @@
-# cmake --install: the library with its codec libraries beside it, the headers, zvplay, and what clients need to find
+# cmake --install: the library with its codec libraries beside it, the headers, the tools, and what clients need to find
 # them: find_package(Zelvane) and pkg-config zelvane.
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Zelvane)
 
 install(TARGETS zelvane zvcodec h265dec zvmjpeg g711 mp2 faac zvmp4 EXPORT ZelvaneTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS zvplay RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS zvplay zvcam RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES include/player_public.h include/player_sdk_func.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zelvane)
 
 install(EXPORT ZelvaneTargets NAMESPACE Zelvane:: DESTINATION ${package_dir})

@@ -44,18 +44,33 @@ Bytes Begin(Bytes data) { return data.first(std::min<size_t>(data.size(), 4096))
 
 AccessUnitReader::AccessUnitReader(MappedFile file, bool h265) : file_(std::move(file)), h265_(h265) { Rewind(); }
 
+AccessUnitReader::AccessUnitReader(More more, bool h265) : more_(std::move(more)), h265_(h265) { Rewind(); }
+
 void AccessUnitReader::Rewind() {
-    next_ = FindStartCode(file_.All(), 0);
+    FindNext(0);
     pending_ = {0, 0};
 }
 
+/** Puts next_ to the next start code from `from` on, or to the end. @return false at the end */
+bool AccessUnitReader::FindNext(size_t from) {
+    for (;;) {
+        next_ = FindStartCode(All(), from);
+        if (next_ < All().size()) return true;
+        from = std::max(from, next_ - std::min<size_t>(next_, 2));  // two zeros may begin one
+        if (more_ == nullptr || !more_(&stream_)) return false;
+    }
+}
+
 bool AccessUnitReader::TakeUnit(Range *unit) {
-    const Bytes data = file_.All();
-    while (next_ < data.size()) {
+    if (!stream_.empty()) {
+        stream_.erase(stream_.begin(), stream_.begin() + static_cast<ptrdiff_t>(next_));
+        next_ = 0;
+    }
+    while (next_ < All().size()) {
         unit->begin = next_ + 3;
-        next_ = FindStartCode(data, unit->begin);
+        FindNext(unit->begin);
         unit->end = next_;
-        while (unit->end > unit->begin && data[unit->end - 1] == 0) --unit->end;  // trailing_zero_8bits
+        while (unit->end > unit->begin && All()[unit->end - 1] == 0) --unit->end;  // trailing_zero_8bits
         if (unit->end - unit->begin >= 2) return true;
     }
     *unit = {0, 0};
@@ -89,7 +104,7 @@ bool AccessUnitReader::Next(AccessUnit *unit) {
     ranges_.clear();
     first_slice_ = -1;
     while (pending_.begin < pending_.end || TakeUnit(&pending_)) {
-        const Bytes bytes = file_.All().subspan(pending_.begin, pending_.end - pending_.begin);
+        const Bytes bytes = All().subspan(pending_.begin, pending_.end - pending_.begin);
         if (StartsAccessUnit(bytes)) break;
         Append(bytes);
         pending_ = {0, 0};

@@ -1,0 +1,63 @@
+#include "zvcam/counters.h"
+
+#include <cstdio>
+
+namespace zvcam {
+namespace {
+
+struct Row {
+    const char *name;
+    uint64_t Counters::*field;
+};
+const Row kRows[] = {
+    {"frames", &Counters::frames},
+    {"key_frames", &Counters::key_frames},
+    {"sounds", &Counters::sounds},
+    {"drops", &Counters::drops},
+    {"packets", &Counters::packets},
+    {"bytes", &Counters::bytes},
+    {"lost", &Counters::lost},
+    {"reordered", &Counters::reordered},
+    {"duplicated", &Counters::duplicated},
+    {"damaged", &Counters::damaged},
+    {"truncated", &Counters::truncated},
+    {"garbage", &Counters::garbage},
+    {"false_lengths", &Counters::false_lengths},
+    {"stalls", &Counters::stalls},
+    {"resets", &Counters::resets},
+    {"closes", &Counters::closes},
+    {"refused", &Counters::refused},
+};
+
+}  // namespace
+
+void Add(const Counters &from, Counters *to) {
+    for (const Row &row : kRows) to->*row.field += from.*row.field;
+}
+
+std::string Json(const Counters &counters) {
+    std::string text;
+    for (const Row &row : kRows) {
+        if (!text.empty()) text += ", ";
+        text += std::string("\"") + row.name + "\": " + std::to_string(counters.*row.field);
+    }
+    return text;
+}
+
+std::string JsonText(const std::string &text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        char escaped[8];
+        if (c == '"' || c == '\\') {
+            quoted += {'\\', c};
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
+            quoted += escaped;
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + "\"";
+}
+
+}  // namespace zvcam

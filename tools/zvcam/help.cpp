@@ -1,0 +1,77 @@
+#include "zvcam/options.h"
+
+namespace zvcam {
+namespace {
+
+const char kHelp[] =
+    R"(zvcam - a camera for demonstrations and tests: sends H.264 or H.265 with sound
+
+usage: zvcam [option...] [FILE] DESTINATION...
+
+FILE is H.264 or H.265 as an encoder writes it (Annex B, .264 or .265). Without one a moving test picture is sent, which
+ffmpeg encodes. DESTINATION, one or many, is
+  udp://HOST:PORT     sends RTP datagrams there
+  tcp://[HOST]:PORT   serves any number of clients there, RTP packets behind "$" heads; port 0 takes a free one
+with ?ts behind it for MPEG-TS as this platform's devices write it, instead of RTP.
+
+examples
+  zvcam udp://127.0.0.1:5004                             the test picture, for zvplay udp://:5004
+  zvcam --loop --audio aac front.264 tcp://:8554         a file as a camera, for zvplay tcp://127.0.0.1:8554
+  zvcam --loss 1 --reorder 1 --seed 7 udp://127.0.0.1:5004
+  zvcam --fast --split 7 front.265 tcp://127.0.0.1:8554?ts
+  zvcam --sdp cam.sdp udp://127.0.0.1:5004               for ffplay -protocol_whitelist file,udp,rtp cam.sdp
+
+stream
+  --seconds T          stop after so much of the stream: seconds, or 1:30
+  --loop               begin again at the end of FILE
+  --fps N              frame rate of FILE; default its own, or 25
+  --speed X            X times as fast
+  --fast               as fast as the sockets take it; it ends when the last client has gone
+  --wait N             wait for N clients before the first frame; default 1 if all destinations are tcp://
+                       who comes later begins with the next key frame
+test picture
+  --size WxH           default 640x360
+  --codec h264|h265    default h264
+  --bit-rate KBIT      default 2000
+  --gop N              frames from key frame to key frame; default 2 seconds
+sound
+  --audio KIND         g711u, g711a or aac: a beep a second; default none
+  --audio-file FILE    instead of the beep: raw G.711 at 8000 Hz, or AAC with ADTS heads
+packets
+  --mtu N              most bytes of payload in a packet, default 1400
+  --aggregate          H.264 parameter sets and messages in one packet
+  --playback-time T    header extension with the playback time, from T seconds since 1970 on, or from now on
+  --finish             a last packet that says that the playback has finished
+  --spread MS          spread the datagrams of a frame over so many milliseconds
+  --sdp FILE           write a description of the first udp:// destination, for other players
+
+faults, as percentages of the packets; they repeat exactly with the same --seed N, default 1
+  --loss P             left out, --loss-burst N at a time
+  --reorder P          sent behind up to --reorder-depth N later ones, default 3
+  --duplicate P        sent twice
+  --damage P           one to three bytes changed, anywhere in the packet
+  --truncate P         cut short
+  --garbage P          random bytes in front (TCP)
+  --false-length P     another length in the head (TCP)
+faults of every client's connection
+  --split N            TCP writes of 1 to N bytes
+  --reset-after N      reset the connection behind N packets
+  --close-after N      close it behind N packets and half a packet
+  --stall-after N      send nothing behind N packets, for --stall SECONDS, default 5
+
+  --quiet              no notes on standard error
+  --version            print the library's version
+  --help               print this
+
+At its end, also when it is interrupted, it prints one line of JSON on standard output: what was sent, in all and by
+client. "drops" are frames left out for a client that does not keep up.
+
+exit codes
+  0 done   1 wrong command line   2 source   3 network
+)";
+
+}  // namespace
+
+const char *HelpText() { return kHelp; }
+
+}  // namespace zvcam

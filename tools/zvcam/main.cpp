@@ -1,0 +1,51 @@
+/**
+ * zvcam: a camera. ParseOptions() reads what is wanted; Media gives pictures and sound from files or encoders; Camera
+ * gives each frame, when it is due, to its Clients; a Client makes packets of it (RTP or MPEG-TS), lets its faults have
+ * their way with them, and sends them.
+ */
+#include <csignal>
+#include <cstdio>
+
+#include "player_sdk_func.h"
+#include "zvcam/camera.h"
+
+namespace zvcam {
+namespace {
+
+/** Signals end the run in order; they get through only while the camera sleeps, so none can be missed. */
+void TakeSignals() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) { Camera::Interrupt(); };
+    sigset_t ending;
+    sigemptyset(&ending);
+    for (const int number : {SIGINT, SIGTERM}) {
+        sigaction(number, &action, nullptr);
+        sigaddset(&ending, number);
+    }
+    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+int Main(int argc, char **argv) {
+    Options options;
+    Failure failure;
+    const auto fail = [&failure] { return tools::PrintFailure("zvcam", failure); };
+    if (!ParseOptions(argc, argv, &options, &failure)) return fail();
+    if (options.help) return std::fputs(HelpText(), stdout) < 0;
+    if (options.version) {
+        const ULONG_32 version = Zelvane_GetVersion();
+        return std::printf("zvcam, Zelvane %u.%u.%u\n", version & 255, version >> 8 & 255, version >> 16) < 0;
+    }
+    Camera camera(options);
+    TakeSignals();
+    if (!camera.Open(&failure)) return fail();
+    const bool good = camera.Run(&failure);
+    std::printf("%s\n", camera.Report().c_str());
+    std::fflush(stdout);
+    return good ? kExitOk : fail();
+}
+
+}  // namespace
+}  // namespace zvcam
+
+int main(int argc, char **argv) { return zvcam::Main(argc, argv); }

@@ -1,0 +1,48 @@
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "zvcam/camera.h"
+
+namespace zvcam {
+
+void Camera::Note(const std::string &text) const {
+    if (!options_.quiet) std::fprintf(stderr, "%szvcam: %s\n", isatty(STDERR_FILENO) ? "\r\033[K" : "", text.c_str());
+}
+
+/** A line a second on a terminal. */
+void Camera::ShowStatus(Clock::time_point now) {
+    const std::chrono::duration<double> past = now - shown_;
+    if (options_.quiet || past.count() < 1 || !isatty(STDERR_FILENO)) return;
+    Counters all;
+    for (const Past &client : past_) Add(client.counters, &all);
+    for (const std::unique_ptr<Client> &client : clients_) Add(client->Figures(), &all);
+    const double rate = static_cast<double>(all.bytes - shown_bytes_) * 8e-6 / past.count();
+    std::fprintf(stderr, "\r\033[K%.0f s  %llu frames  %zu clients  %.2f Mbit/s%s", position_,
+                 static_cast<unsigned long long>(frames_), clients_.size(), shown_ == Clock::time_point() ? 0 : rate,
+                 finished_ ? "\n" : "");
+    shown_ = now;
+    shown_bytes_ = all.bytes;
+}
+
+std::string Camera::Report() const {
+    static const char *const kSounds[] = {"none", "G.711 mu-law", "G.711 A-law", "AAC"};
+    const MediaInfo info = media_->Info();
+    Counters all;
+    std::string clients;
+    for (const Past &client : past_) {
+        Add(client.counters, &all);
+        clients += std::string(clients.empty() ? "" : ", ") + "{\"name\": " + JsonText(client.name) +
+                   ", \"end\": " + JsonText(client.ending) + ", " + Json(client.counters) + "}";
+    }
+    char stream[160];
+    std::snprintf(stream, sizeof stream,
+                  "\"video\": \"%s\", \"audio\": \"%s\", \"rate\": %.6g, \"seconds\": %.3f, \"seed\": %u, "
+                  "\"stream_frames\": %llu, \"units_left_out\": %llu",
+                  info.h265 ? "H.265" : "H.264", kSounds[info.audio], info.fps, position_, options_.faults.seed,
+                  static_cast<unsigned long long>(frames_), static_cast<unsigned long long>(media_->UnitsLeftOut()));
+    return "{\"source\": " + JsonText(options_.file.empty() ? "test picture" : options_.file) + ", " + stream +
+           ", \"clients\": [" + clients + "], \"all\": {" + Json(all) + "}}";
+}
+
+}  // namespace zvcam
