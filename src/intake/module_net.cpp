@@ -19,7 +19,7 @@ namespace {
 
 const LONG_32 RECV_WAIT_MS = 500;
 const int RECV_BUFFER_SIZE = 0x200000;
-const NET_WAIT_S gstHalfSecond = {nullptr, RECV_WAIT_MS};
+const NET_WAIT_S gstHalfSecond = {nullptr, RECV_WAIT_MS, 0};
 
 const CHAR *Text(const CHAR *pcText) { return pcText != nullptr ? pcText : ""; }
 
@@ -232,19 +232,27 @@ bool IsNothingThere(ssize_t lResult) {
     return lResult < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR || errno == EBADF);
 }
 
+bool ReadNow(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ssize_t *plResult) {
+    *plResult = recv(stSocket, pcData, ulSize, MSG_DONTWAIT);
+    return !IsNothingThere(*plResult);
+}
+
+/** Sleeps through the packets of a burst, and reads the first: one switch of threads instead of one a packet. */
+bool ReadGathered(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ssize_t *plResult, const NET_WAIT_S &stWait) {
+    if (stWait.ulGatherUs == 0) {
+        return false;
+    }
+    const struct timespec stTime = {0, static_cast<long>(stWait.ulGatherUs) * 1000};
+    nanosleep(&stTime, nullptr);
+    return ReadNow(stSocket, pcData, ulSize, plResult);
+}
+
 /** Reads once, after a wait when there is nothing yet. False when there still is nothing, *plResult being the read's.
  */
 bool Receive(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ssize_t *plResult, const NET_WAIT_S &stWait) {
     // A busy stream has its next packet there already: the wait, a second call of the system, is left out.
-    *plResult = recv(stSocket, pcData, ulSize, MSG_DONTWAIT);
-    if (!IsNothingThere(*plResult)) {
-        return true;
-    }
-    if (!WaitForData(stSocket, stWait)) {
-        return false;
-    }
-    *plResult = recv(stSocket, pcData, ulSize, MSG_DONTWAIT);
-    return !IsNothingThere(*plResult);
+    return ReadNow(stSocket, pcData, ulSize, plResult) || ReadGathered(stSocket, pcData, ulSize, plResult, stWait) ||
+           (WaitForData(stSocket, stWait) && ReadNow(stSocket, pcData, ulSize, plResult));
 }
 
 ULONG_32 ReceiveDatagram(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 *pulDataLen, const NET_WAIT_S &stWait) {

@@ -86,6 +86,7 @@ static_assert(sizeof(NET_NAT_MSG_HDR_S) == 28);
 typedef struct tagNetWaitS {
     const WAKE_FD_S *pstWake; /**< ends the wait at once; null for none */
     LONG_32 lMSeconds;        /**< the longest wait */
+    ULONG_32 ulGatherUs;      /**< microseconds that come first, so that a burst gathers; 0 for none */
 } NET_WAIT_S;
 
 /** NET_RecvPacket() with a wait of the caller's own. */

@@ -30,14 +30,24 @@ inline constexpr ULONG_32 QUEUE_SLOT_HEAD = 4;
 /** Largest block that one queue may ask for, bytes: what its log line can show. */
 inline constexpr DULONG QUEUE_MAX_BLOCK = 0x7FFFFFFF;
 
+/** What ends a reader's sleep. The fewer switches of threads for a packet, the better. */
+typedef enum tagQueueWaitE {
+    QUEUE_WAIT_PACKET = 0, /**< a packet */
+    QUEUE_WAIT_BULK = 1,   /**< a quarter of the ring; for a reader under load */
+    QUEUE_WAIT_TAIL = 2 /**< the end of a video frame (QUEUE_AddPacketEx()) or a quarter of the ring; within a frame */
+} QUEUE_WAIT_E;
+
 /**
  * A ring of equal slots into which packets are copied. Any number of writers, one reader.
  *
  * A slot is a 32-bit length and payload. A longer packet takes consecutive slots, each holding in its length field the
  * bytes still to come, so the first one's is the whole length. One slot always stays empty.
  *
- * Owners: stMutex guards ulWriteIndex, the free slots, and the life of pcPacketBuf against writers. The reader alone
- * moves ulReadIndex and owns pcTmpBuf and ulTmpBufSize. Counters are relaxed words, indexes are released and acquired.
+ * Slot ulFrontIndex lies at the front of pcPacketBuf, the others follow it in their order, round the end.
+ *
+ * Owners: stMutex guards ulWriteIndex, ulFrontIndex, the free slots, and the life of pcPacketBuf against writers. The
+ * reader alone moves ulReadIndex and owns pcTmpBuf and ulTmpBufSize. Counters are relaxed words, indexes are released
+ * and acquired.
  */
 typedef struct tagPacketBufferQueue {
     CHAR *pcPacketBuf;        /**< ulBufNum slots of ulOneBufSize bytes */
@@ -54,11 +64,14 @@ typedef struct tagPacketBufferQueue {
     DULONG dulMade;           /**< private: tells that stMutex is made, see queue_mark.h */
     WAKE_S stReadWake;        /**< private: the reader sleeps here */
     ULONG_32 ulReadLevel;     /**< private: slots in use at which the sleeping reader is woken, 0 when it is awake */
+    BOOL_T bReadTail;         /**< private: the end of a video frame wakes it as well */
     ULONG_32 ulReadLatch;     /**< private: 1 makes the reader's next wait return at once */
     WAKE_S stRoomWake;        /**< private: writers that were refused sleep here */
     ULONG_32 ulRoomWaiting;   /**< private: how many of them there are */
     ULONG_32 ulRoomSlots;     /**< private: slots that the packet refused last needs */
     ULONG_32 ulRoomLatch;     /**< private: 1 makes a writer's next wait return at once */
+    ULONG_32
+    ulFrontIndex; /**< private: the slot that lies at the front of pcPacketBuf; moves while the ring is empty */
 } PACKET_BUFFER_QUEUE_S;
 
 /* ---- reorder window -------------------------------------------------------------------------------------------- */
@@ -213,11 +226,10 @@ MODULE_API void QUEUE_DestroyPacketBuffer(PACKET_BUFFER_QUEUE_S *pstQueue);
 /**
  * The one reader sleeps until there is a packet, QUEUE_WakeAll() was called, or the limit is over. A wake that came
  * since the last wait makes it return at once, so a run flag may be cleared and QUEUE_WakeAll() called at any moment.
- * @param bBulk 1: a packet alone does not end the sleep, a quarter of the ring does; for a reader under load, which
- *              then takes many packets for one switch of threads. To be used with a limit of a few milliseconds.
+ * @param ulWaitFor QUEUE_WAIT_E; to be used with a limit of a few milliseconds unless it is QUEUE_WAIT_PACKET
  * @return whether a packet can be taken
  */
-MODULE_API bool QUEUE_WaitForPacket(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulMSeconds, BOOL_T bBulk);
+MODULE_API bool QUEUE_WaitForPacket(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulMSeconds, ULONG_32 ulWaitFor);
 
 /**
  * A writer that got 260 sleeps until the ring is half empty (or empty, if the packet refused last needs more than

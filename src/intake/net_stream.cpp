@@ -18,6 +18,7 @@ const ULONG_32 REORDER_SLOTS = 10;
 const LONG_32 IDLE_WAIT_MS = 10000; /**< something else ends the wait: data, a close, a setting */
 const LONG_32 TOLD_WAIT_MS = 500;   /**< without a wake nothing else does */
 const ULONG_32 FULL_LOG_EVERY = 20;
+const ULONG_32 GATHER_US = 200; /**< a packet that ends no frame has its followers within this time, mostly */
 const CHAR MAGIC = '$';
 
 /* ---- open and close ---------------------------------------------------------------------------------------------- */
@@ -140,7 +141,7 @@ void UndoOpen(PLAEYR_PORT_S *pstPort) {
 /** How the port's thread waits for its socket: for long, if a close can wake it. */
 NET_WAIT_S WaitOf(const PLAEYR_PORT_S *pstPort) {
     const bool bWake = WakeFd_Descriptor(&pstPort->stSourceWake) >= 0;
-    return {&pstPort->stSourceWake, bWake ? IDLE_WAIT_MS : TOLD_WAIT_MS};
+    return {&pstPort->stSourceWake, bWake ? IDLE_WAIT_MS : TOLD_WAIT_MS, 0};
 }
 
 void SendNatMessage(PLAEYR_PORT_S *pstPort) {
@@ -189,9 +190,11 @@ void ReportPeerClosed(PLAEYR_PORT_S *pstPort) {
 }
 
 /** False ends the thread. */
-bool ReceiveDatagram(PLAEYR_PORT_S *pstPort, RECEIVED_S *pstReceived) {
+bool ReceiveDatagram(PLAEYR_PORT_S *pstPort, bool bMoreDue, RECEIVED_S *pstReceived) {
+    NET_WAIT_S stWait = WaitOf(pstPort);
+    stWait.ulGatherUs = bMoreDue ? GATHER_US : 0;
     ULONG_32 ulResult =
-        NET_RecvPacketWait(&pstPort->stNetInfo, pstPort->pcRecvDataAddr, &pstPort->ulRecvDataLen, WaitOf(pstPort));
+        NET_RecvPacketWait(&pstPort->stNetInfo, pstPort->pcRecvDataAddr, &pstPort->ulRecvDataLen, stWait);
     if (ulResult == PLAYER_ERR_OK) {
         *pstReceived = {pstPort->pcRecvDataAddr, pstPort->ulRecvDataLen};
         return true;
@@ -203,12 +206,12 @@ bool ReceiveDatagram(PLAEYR_PORT_S *pstPort, RECEIVED_S *pstReceived) {
     return false;
 }
 
-bool Receive(PLAEYR_PORT_S *pstPort, RECEIVED_S *pstReceived) {
+bool Receive(PLAEYR_PORT_S *pstPort, bool bMoreDue, RECEIVED_S *pstReceived) {
     if (!NET_HasSocket(&pstPort->stNetInfo)) {
         NET_WaitForWake(WaitOf(pstPort));
         return true;
     }
-    return pstPort->stNetInfo.ulTransProtl == PLAYER_PROTOCOL_UDP ? ReceiveDatagram(pstPort, pstReceived)
+    return pstPort->stNetInfo.ulTransProtl == PLAYER_PROTOCOL_UDP ? ReceiveDatagram(pstPort, bMoreDue, pstReceived)
                                                                   : ReceiveFramed(pstPort, pstReceived);
 }
 
@@ -248,13 +251,20 @@ void Deliver(PLAEYR_PORT_S *pstPort, const RECEIVED_S &stReceived) {
     pstPort->ulRecvDataLen = 0;
 }
 
-/** One round; false ends the thread. */
-bool ReceiveRound(PLAEYR_PORT_S *pstPort) {
+/** Whether the rest of a frame is on its way. */
+bool IsMoreDue(const PLAEYR_PORT_S *pstPort, const RECEIVED_S &stReceived) {
+    return stReceived.ulLen != 0 &&
+           !RTP_IsRtpVideoTail(stReceived.pcData, stReceived.ulLen, word::LoadAcquire(pstPort->pstPayloadType));
+}
+
+/** One round; false ends the thread. *pbMoreDue goes from round to round. */
+bool ReceiveRound(PLAEYR_PORT_S *pstPort, bool *pbMoreDue) {
     SendNatMessage(pstPort);
     RECEIVED_S stReceived = {};
-    if (!Receive(pstPort, &stReceived)) {
+    if (!Receive(pstPort, *pbMoreDue, &stReceived)) {
         return false;
     }
+    *pbMoreDue = IsMoreDue(pstPort, stReceived);
     if (stReceived.ulLen != 0) {
         Deliver(pstPort, stReceived);
     }
@@ -376,7 +386,8 @@ void *__NetRecvThreadEntry(void *pParam) {
     }
     PortThread_Begin(pstPort, &pstPort->bStartRecv);
     LOG_INFO("Port[%03d] Start __NetRecvThreadEntry Thread Succeed.", pstPort->ulPort);
-    while (word::Load(pstPort->bStartRecv) && ReceiveRound(pstPort)) {
+    bool bMoreDue = false;
+    while (word::Load(pstPort->bStartRecv) && ReceiveRound(pstPort, &bMoreDue)) {
     }
     return nullptr;
 }

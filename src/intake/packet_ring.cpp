@@ -11,6 +11,7 @@
 
 namespace {
 
+constexpr ULONG_32 ANY_LEVEL = ~0U;      // more slots in use than any reader waits for
 constexpr ULONG_32 FULL_LOG_EVERY = 20;  // one log line for so many refused long packets
 
 // Indexes and the words that tell of sleepers are a pair of flags on each side (I moved, are you asleep; I go to
@@ -18,8 +19,12 @@ constexpr ULONG_32 FULL_LOG_EVERY = 20;  // one log line for so many refused lon
 ULONG_32 LoadOrdered(const ULONG_32 &ulWord) { return __atomic_load_n(&ulWord, __ATOMIC_SEQ_CST); }
 void StoreOrdered(ULONG_32 &ulWord, ULONG_32 ulValue) { __atomic_store_n(&ulWord, ulValue, __ATOMIC_SEQ_CST); }
 
-CHAR *Slot(const PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulIndex) {
-    return pstQueue->pcPacketBuf + static_cast<size_t>(ulIndex) * pstQueue->ulOneBufSize;
+// A packet that finds the ring empty goes to the front of the block, whatever its index: a stream that is kept up with
+// stays in the few slots that are in the cache, and the rest of the block is never touched.
+CHAR *Slot(const PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulIndex, ULONG_32 ulBufNum) {
+    ULONG_32 ulFront = word::Load(pstQueue->ulFrontIndex);
+    ULONG_32 ulPlace = ulIndex >= ulFront ? ulIndex - ulFront : ulIndex + ulBufNum - ulFront;
+    return pstQueue->pcPacketBuf + static_cast<size_t>(ulPlace) * pstQueue->ulOneBufSize;
 }
 
 ULONG_32 PayloadSize(const PACKET_BUFFER_QUEUE_S *pstQueue) { return pstQueue->ulOneBufSize - QUEUE_SLOT_HEAD; }
@@ -64,6 +69,8 @@ void ClearFields(PACKET_BUFFER_QUEUE_S *pstQueue) {
     word::Store(pstQueue->ulErrCount, 0);
     word::Store(pstQueue->ulFrameCount, 0);
     word::Store(pstQueue->ulRoomSlots, 0);
+    word::Store(pstQueue->ulFrontIndex, 0);
+    word::Store(pstQueue->bReadTail, 0);
 }
 
 void MakeRecord(PACKET_BUFFER_QUEUE_S *pstQueue) {
@@ -119,8 +126,11 @@ ULONG_32 CopyIn(PACKET_BUFFER_QUEUE_S *pstQueue, const CHAR *pcPacket, ULONG_32 
     if (dulNeed > ulFree) {
         return RefusePacket(pstQueue, dulNeed, ulFree != 0);
     }
+    if (ulInUse == 0) {  // the reader has left every slot, and reads the next only once ulWriteIndex is published
+        word::Store(pstQueue->ulFrontIndex, ulWrite);
+    }
     for (ULONG_32 i = 0; i < dulNeed; i++) {
-        ULONG_32 ulDone = FillSlot(Slot(pstQueue, ulWrite), pcPacket, ulPacketLen, ulPayload);
+        ULONG_32 ulDone = FillSlot(Slot(pstQueue, ulWrite, ulBufNum), pcPacket, ulPacketLen, ulPayload);
         pcPacket += ulDone;
         ulPacketLen -= ulDone;
         ulWrite = NextSlot(ulWrite, ulBufNum);
@@ -155,14 +165,14 @@ bool GrowTmpBuf(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulPacketLen) {
 ULONG_32 CopyOut(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulBufNum, ULONG_32 *pulRead, ULONG_32 *pulPacketLen) {
     ULONG_32 ulPayload = PayloadSize(pstQueue);
     ULONG_32 ulLen = 0;
-    memcpy(&ulLen, Slot(pstQueue, *pulRead), sizeof(ulLen));
+    memcpy(&ulLen, Slot(pstQueue, *pulRead, ulBufNum), sizeof(ulLen));
     if ((ulLen > pstQueue->ulTmpBufSize || pstQueue->pcTmpBuf == nullptr) && !GrowTmpBuf(pstQueue, ulLen)) {
         return PLAYER_ERR_MALLOC;
     }
     ULONG_32 ulDone = 0;
     do {
         ULONG_32 ulCopy = std::min(ulLen - ulDone, ulPayload);
-        memcpy(pstQueue->pcTmpBuf + ulDone, Slot(pstQueue, *pulRead) + QUEUE_SLOT_HEAD, ulCopy);
+        memcpy(pstQueue->pcTmpBuf + ulDone, Slot(pstQueue, *pulRead, ulBufNum) + QUEUE_SLOT_HEAD, ulCopy);
         ulDone += ulCopy;
         *pulRead = NextSlot(*pulRead, ulBufNum);
     } while (ulDone < ulLen);
@@ -281,6 +291,9 @@ ULONG_32 QUEUE_AddPacketEx(CHAR *pcPacketBuffer, ULONG_32 ulPacketLen, RTP_PAYLO
     ULONG_32 ulResult = QUEUE_AddPacket(pcPacketBuffer, ulPacketLen, pstQueue);
     if (ulResult == PLAYER_ERR_OK && RTP_IsRtpVideoTail(pcPacketBuffer, ulPacketLen, pstPayloadType)) {
         word::Add(pstQueue->ulFrameCount, 1);
+        if (word::Load(pstQueue->bReadTail)) {
+            WakeReader(pstQueue, ANY_LEVEL);
+        }
     }
     return ulResult;
 }
@@ -340,11 +353,14 @@ ULONG_32 QUEUE_GetCurFrameCount(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 *pulFr
     return PLAYER_ERR_OK;
 }
 
-bool QUEUE_WaitForPacket(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulMSeconds, BOOL_T bBulk) {
+bool QUEUE_WaitForPacket(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulMSeconds, ULONG_32 ulWaitFor) {
     ULONG_32 ulTicket = Wake_Ticket(&pstQueue->stReadWake);
-    ULONG_32 ulLevel = bBulk != 0 ? std::max(word::LoadAcquire(pstQueue->ulBufNum) / 4, 1U) : 1;
+    ULONG_32 ulLevel = ulWaitFor == QUEUE_WAIT_PACKET ? 1 : std::max(word::LoadAcquire(pstQueue->ulBufNum) / 4, 1U);
+    word::Store(pstQueue->bReadTail, ulWaitFor == QUEUE_WAIT_TAIL);
     StoreOrdered(pstQueue->ulReadLevel, ulLevel);
-    if (!TakeLatch(pstQueue->ulReadLatch) && SlotsInUse(pstQueue) < ulLevel) {
+    // What came before the level stood may have been the end of the frame, and woke nobody.
+    ULONG_32 ulEnough = ulWaitFor == QUEUE_WAIT_TAIL ? 1 : ulLevel;
+    if (!TakeLatch(pstQueue->ulReadLatch) && SlotsInUse(pstQueue) < ulEnough) {
         Wake_Wait(&pstQueue->stReadWake, ulTicket, ulMSeconds);
         TakeLatch(pstQueue->ulReadLatch);  // it has done its work if it was set meanwhile
     }

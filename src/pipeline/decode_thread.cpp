@@ -8,10 +8,10 @@
 
 namespace {
 
-const ULONG_32 BUSY_WAIT_MS = 2;        /**< while a frame is half there, or packets come in bulk */
-const ULONG_32 IDLE_WAIT_MS = 10000;    /**< when nothing flows: something else wakes the thread */
-const ULONG_32 BUSY_WAITS = 25;         /**< short waits for the rest of a frame before it counts as broken off */
-const ULONG_32 BULK_PACKETS = 64;       /**< packets taken at one go that tell of bulk */
+const ULONG_32 BUSY_WAIT_MS = 2;     /**< while a frame is half there, or packets come in bulk */
+const ULONG_32 IDLE_WAIT_MS = 10000; /**< when nothing flows: something else wakes the thread */
+const ULONG_32 BUSY_WAITS = 25;      /**< short waits for the rest of a frame before it counts as broken off */
+const ULONG_32 BULK_PACKETS = 64;    /**< packets taken at one go that tell of bulk */
 
 /** What the thread knows from one round to the next. */
 struct DECODE_LOOP_S {
@@ -29,7 +29,10 @@ void WaitForPacket(DECODE_LOOP_S *pstLoop) {
     const bool bShort = bBulk || (pstLoop->bFrameOpen && pstLoop->ulBusyWaits < BUSY_WAITS);
     pstLoop->ulBusyWaits += bShort;
     pstLoop->ulPacketsInARow = 0;
-    QUEUE_WaitForPacket(&pstLoop->pstPort->stPacketBufferQueue, bShort ? BUSY_WAIT_MS : IDLE_WAIT_MS, bBulk);
+    // The packets of a frame come in a burst: the one that ends it is the one worth waking up for.
+    const ULONG_32 ulShortly = bBulk ? QUEUE_WAIT_BULK : QUEUE_WAIT_TAIL;
+    QUEUE_WaitForPacket(&pstLoop->pstPort->stPacketBufferQueue, bShort ? BUSY_WAIT_MS : IDLE_WAIT_MS,
+                        bShort ? ulShortly : ULONG_32{QUEUE_WAIT_PACKET});
 }
 
 /** Takes a packet and parses it; true when stFrameData holds a frame. */
