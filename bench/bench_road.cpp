@@ -1,100 +1,20 @@
-// The whole road: RTP pushed as fast as it goes, every picture out at the callback, beside ffmpeg with one thread on the
-// same stream; and intake alone, beside GStreamer's depayloader on the same packets from a file.
+// The whole road: RTP pushed as fast as it goes, every picture out at the callback, beside ffmpeg with one thread on
+// the same stream; and intake alone, beside GStreamer's depayloader on the same packets from a file.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <span>
 #include <thread>
 
 #include "measure.h"
 #include "player_sdk_func.h"
+#include "rtp_source.h"
 
 namespace {
 
 using measure::Bytes;
-using Span = std::span<const uint8_t>;
-
-struct Unit {
-    size_t offset;
-    size_t length;
-};
-
-/** NAL units of an Annex B stream, without their start codes. */
-std::vector<Unit> FindUnits(const Bytes &stream) {
-    std::vector<Unit> units;
-    for (size_t i = 0; i + 3 < stream.size(); i++) {
-        if (stream[i] == 0 && stream[i + 1] == 0 && stream[i + 2] == 1) {
-            if (!units.empty()) {
-                units.back().length = i - units.back().offset - (stream[i - 1] == 0 ? 1 : 0);
-            }
-            units.push_back({i + 3, stream.size() - i - 3});
-            i += 2;
-        }
-    }
-    return units;
-}
-
-struct Codec {
-    const char *name;
-    const char *file;
-    uint8_t payloadType;
-    const char *demuxer;
-};
-
-bool IsPicture(const Codec &codec, uint8_t header) {
-    if (codec.payloadType == 108) {
-        return (header >> 1 & 0x3F) < 32;
-    }
-    return (header & 0x1F) == 1 || (header & 0x1F) == 5;
-}
-
-void AppendPacket(const Codec &codec, const Bytes &payload, uint32_t timestamp, bool marker, std::vector<Bytes> *out) {
-    const uint16_t number = static_cast<uint16_t>(out->size() + 1);
-    Bytes packet = {0x80, static_cast<uint8_t>(codec.payloadType | (marker ? 0x80 : 0)),
-                    static_cast<uint8_t>(number >> 8), static_cast<uint8_t>(number),
-                    static_cast<uint8_t>(timestamp >> 24), static_cast<uint8_t>(timestamp >> 16),
-                    static_cast<uint8_t>(timestamp >> 8), static_cast<uint8_t>(timestamp), 1, 2, 3, 4};
-    packet.insert(packet.end(), payload.begin(), payload.end());
-    out->push_back(std::move(packet));
-}
-
-void AppendFragments(const Codec &codec, Span unit, uint32_t timestamp, bool marker, std::vector<Bytes> *out) {
-    const size_t length = unit.size();
-    const size_t mtu = 1400;
-    const size_t head = codec.payloadType == 108 ? 2 : 1;
-    for (size_t offset = head; offset < length;) {
-        const size_t part = std::min(mtu, length - offset);
-        const uint8_t edge = static_cast<uint8_t>((offset == head ? 0x80 : 0) | (offset + part == length ? 0x40 : 0));
-        Bytes payload = head == 2 ? Bytes{static_cast<uint8_t>((unit[0] & 0x81) | 49 << 1), unit[1],
-                                          static_cast<uint8_t>((unit[0] >> 1 & 0x3F) | edge)}
-                                  : Bytes{static_cast<uint8_t>((unit[0] & 0xE0) | 28),
-                                          static_cast<uint8_t>((unit[0] & 0x1F) | edge)};
-        payload.insert(payload.end(), unit.begin() + offset, unit.begin() + offset + part);
-        offset += part;
-        AppendPacket(codec, payload, timestamp, marker && offset == length, out);
-    }
-}
-
-/** The stream as RTP; a picture of one slice each, which is what the benchmark streams hold. */
-std::vector<Bytes> Packetise(const Codec &codec, Bytes stream, size_t *pictures) {
-    std::vector<Bytes> packets;
-    *pictures = 0;
-    for (const Unit &unit : FindUnits(stream)) {
-        uint8_t *data = stream.data() + unit.offset;
-        if (codec.payloadType == 108 && (data[0] == 0x28 || data[0] == 0x2A)) {
-            data[0] = 0x26;
-        }
-        const uint32_t timestamp = static_cast<uint32_t>(*pictures + 1) * 3600;
-        const bool isPicture = IsPicture(codec, data[0]);
-        if (unit.length > 1400) {
-            AppendFragments(codec, Span(data, unit.length), timestamp, isPicture, &packets);
-        } else {
-            AppendPacket(codec, Bytes(data, data + unit.length), timestamp, isPicture, &packets);
-        }
-        *pictures += isPicture;
-    }
-    return packets;
-}
+using measure::Codec;
+using measure::Packetise;
+using measure::Renumber;
 
 std::atomic<size_t> gFrames{0};
 std::atomic<size_t> gPictures{0};
@@ -106,12 +26,6 @@ struct RunResult {
     double wall;
     double cpu;
 };
-
-/** Gives the packet the number that follows, so that rounds of one stream run on without a gap. */
-void Renumber(Bytes *packet, size_t number) {
-    (*packet)[2] = static_cast<uint8_t>(number >> 8);
-    (*packet)[3] = static_cast<uint8_t>(number);
-}
 
 /** Pushes all packets `rounds` times and waits until `expected` frames or pictures came out. */
 RunResult Push(std::vector<Bytes> &packets, size_t rounds, bool decode, size_t expected) {
@@ -182,9 +96,10 @@ void IntakeAlone(const Codec &codec) {
         best = {std::min(best.wall, result.wall), std::min(best.cpu, result.cpu)};
     }
     const std::string path = WriteCapture(packets, rounds);
-    const std::string head = "gst-launch-1.0 -q filesrc location=" + path +
-                             " blocksize=1048576 ! 'application/x-rtp-stream,media=video,clock-rate=90000,encoding-name=H264' "
-                             "! rtpstreamdepay ! ";
+    const std::string head =
+        "gst-launch-1.0 -q filesrc location=" + path +
+        " blocksize=1048576 ! 'application/x-rtp-stream,media=video,clock-rate=90000,encoding-name=H264' "
+        "! rtpstreamdepay ! ";
     measure::PeerTime bare = {1e9, 1e9, true};
     measure::PeerTime full = {1e9, 1e9, true};
     for (int round = 0; round < 3; round++) {
@@ -197,11 +112,12 @@ void IntakeAlone(const Codec &codec) {
     remove(path.c_str());
     const double count = static_cast<double>(packets.size() * rounds);
     const double depay = (full.cpu - bare.cpu) / count * 1e9;
-    printf("intake alone: %.0f ns CPU a packet over both threads (aim 350), %.2f million packets/s; "
-           "rtph264depay: %.0f ns CPU a packet in the depayloader, %.0f with its feeding; packets/s against %.2f million: "
-           "%.2f times (aim 3)\n",
-           best.cpu / count * 1e9, count / best.wall / 1e6, depay, full.cpu / count * 1e9, 1e3 / depay,
-           count / best.wall / 1e6 / (1e3 / depay));
+    printf(
+        "intake alone: %.0f ns CPU a packet over both threads (aim 350), %.2f million packets/s; "
+        "rtph264depay: %.0f ns CPU a packet in the depayloader, %.0f with its feeding; packets/s against %.2f million: "
+        "%.2f times (aim 3)\n",
+        best.cpu / count * 1e9, count / best.wall / 1e6, depay, full.cpu / count * 1e9, 1e3 / depay,
+        count / best.wall / 1e6 / (1e3 / depay));
 }
 
 }  // namespace
