@@ -1,23 +1,17 @@
 // zvplay as a user meets it: the program is run, and its output, exit code and window are looked at.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "intake/module_ts.h"
 #include "support/media.h"
 #include "support/xvfb.h"
-#include "tools/scratch.h"
+#include "tools/program.h"
 
 // Behind gtest, whose names their macros would break.
 #include <X11/Xlib.h>
@@ -26,70 +20,12 @@
 
 namespace {
 
-std::string Environment(const char *name) {
-    const char *value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
-/** One run of zvplay, in an empty folder. */
-class Play {
+/** One run of zvplay. */
+class Play : public Program {
  public:
-    Play(std::vector<std::string> words, const std::string &display = "") {
-        words.insert(words.begin(), Environment("ZELVANE_BUILD") + "/bin/zvplay");
-        pid_ = fork();
-        if (pid_ != 0) return;
-        std::vector<char *> arguments;
-        for (std::string &word : words) arguments.push_back(word.data());
-        arguments.push_back(nullptr);
-        dup2(open(output_.At("out").c_str(), O_CREAT | O_WRONLY, 0600), STDOUT_FILENO);
-        dup2(open(output_.At("err").c_str(), O_CREAT | O_WRONLY, 0600), STDERR_FILENO);
-        setenv("DISPLAY", display.c_str(), 1);
-        if (chdir(folder_.Path().c_str()) != 0) _exit(126);
-        execv(arguments[0], arguments.data());
-        _exit(127);
-    }
-    ~Play() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-    Play(const Play &) = delete;
-    Play &operator=(const Play &) = delete;
-
-    /** Exit code; a signal's number above 1000. */
-    int Wait() {
-        int state = 0;
-        waitpid(pid_, &state, 0);
-        pid_ = -1;
-        return WIFEXITED(state) ? WEXITSTATUS(state) : 1000 + WTERMSIG(state);
-    }
-    void Interrupt() const { kill(pid_, SIGINT); }
-    std::string Out() const { return output_.Text("out"); }
-    std::string Err() const { return output_.Text("err"); }
-    /** Where it was called. */
-    const std::string &Folder() const { return folder_.Path(); }
-
- private:
-    Scratch output_, folder_;
-    pid_t pid_ = -1;
+    explicit Play(const std::vector<std::string> &words, const std::string &display = "")
+        : Program("zvplay", words, display) {}
 };
-
-/** The last value of a key in lines of JSON, as text. */
-std::string Last(const std::string &json, const std::string &key) {
-    const size_t at = json.rfind("\"" + key + "\": ");
-    if (at == std::string::npos) return "";
-    const size_t begin = at + key.size() + 4;
-    return json.substr(begin, json.find_first_of(",}", begin) - begin);
-}
-
-bool Soon(const std::function<bool()> &holds) {
-    for (int i = 0; i < 400; ++i) {
-        if (holds()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(25));
-    }
-    return false;
-}
 
 }  // namespace
 

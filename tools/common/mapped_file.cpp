@@ -29,7 +29,7 @@ void MappedFile::Close() {
 
 bool MappedFile::Open(const std::string &path, Failure *failure) {
     Close();
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);  // a pipe must not hold us up
     if (file < 0) {
         *failure = {kExitSource, path + ": " + std::strerror(errno), "check the name and the right to read it"};
         return false;

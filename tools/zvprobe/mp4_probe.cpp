@@ -1,0 +1,340 @@
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "file/mp4_parse.h"
+#include "foundations/bytes.h"
+#include "mp4_tracks.h"
+#include "probe.h"
+#include "streams.h"
+
+namespace zvprobe {
+namespace {
+
+constexpr uint64_t kHead = 8;
+constexpr uint64_t kMostBoxes = 1 << 16;
+constexpr uint64_t kMostSamples = MP4_SAMPLES_MAX;
+
+/** What a sample entry stands for, and whether the library plays it. */
+struct Entry {
+    const char *type;
+    VideoCoding coding;
+    bool played;
+};
+const Entry kEntries[] = {
+    {"avc1", VideoCoding::kH264, true},
+    {"avc3", VideoCoding::kH264, false},
+    {"hev1", VideoCoding::kH265, true},
+    {"hvc1", VideoCoding::kH265, false},
+};
+
+const Entry *FindEntry(const char *type) {
+    for (const Entry &entry : kEntries) {
+        if (std::strcmp(entry.type, type) == 0) return &entry;
+    }
+    return nullptr;
+}
+
+std::string Four(const void *type) { return std::string(static_cast<const char *>(type), 4); }
+
+/** Reads one file. */
+class Mp4Probe {
+ public:
+    Mp4Probe(Bytes data, std::FILE *file, Report *report) : data_(data), file_(file), report_(*report) {}
+
+    void Run() {
+        WalkBoxes();
+        if (fragmented_) Add("fragmented", "the file is fragmented ('moof' boxes), which the library does not play");
+        if (!has_index_) {
+            Add("no_index", "no 'moov' box: the recording was not finished, or the end is cut off");
+            return;
+        }
+        const size_t tracks = movie_.trak.size();
+        for (size_t track = 0; track < tracks; ++track) {
+            const char *handler = movie_.trak[track].mdia.hdlr.handler_type;
+            if (std::strcmp(handler, "vide") == 0 && video_ == nullptr) video_ = &movie_.trak[track];
+            if (std::strcmp(handler, "soun") == 0 && audio_ == nullptr) audio_ = &movie_.trak[track];
+        }
+        if (video_ != nullptr) ProbeVideo(*video_);
+        if (audio_ != nullptr) ProbeAudio(*audio_);
+        CompareLists();
+    }
+
+ private:
+    void Add(const char *code, const std::string &text, Place place = {}) { report_.problems.Add(code, text, place); }
+
+    /* ---- boxes ---- */
+
+    void WalkBoxes();
+    void ReadBox(uint64_t at, const char *type);
+
+    /* ---- streams ---- */
+
+    void ProbeVideo(const mp4_trak_box &track);
+    void ProbeAudio(const mp4_trak_box &track);
+    bool CheckPlace(const Sample &sample, Place place, bool video);
+    void CheckWalk(const SampleWalk &walk, const char *what);
+    void TakeVideo(const Sample &sample, Place place, VideoCheck *check);
+    void SplitSample(Bytes sample, Place place);
+    void CompareLists();
+    void CompareTrack(const mp4_trak_box &track, int32_t index);
+
+    const Bytes data_;
+    std::FILE *const file_;
+    Report &report_;
+    mp4_moov_box movie_;
+    bool has_index_ = false, fragmented_ = false;
+    const mp4_trak_box *video_ = nullptr;
+    const mp4_trak_box *audio_ = nullptr;
+    uint64_t looked_at_ = 0;  ///< bytes of samples
+    unsigned length_size_ = 4;
+    bool byte_stream_ = false;  ///< H.265 whose samples have start codes
+    std::vector<Bytes> units_;
+};
+
+/** Hands a box over to the library's reader where there is one. */
+void Mp4Probe::ReadBox(uint64_t at, const char *type) {
+    fragmented_ |= std::memcmp(type, "moof", 4) == 0;
+    const bool index = std::memcmp(type, "moov", 4) == 0;
+    if (!index && std::memcmp(type, "mdat", 4) != 0) return;
+    DLONG box_size = 0;
+    if (std::fseek(file_, static_cast<long>(at), SEEK_SET) != 0 || mp4_read_root_box(file_, &movie_, &box_size) != 0) {
+        Add("bad_box", "the boxes of 'moov' don't add up", {static_cast<int64_t>(at)});
+    }
+    has_index_ |= index;
+}
+
+void Mp4Probe::WalkBoxes() {
+    uint64_t at = 0;
+    for (uint64_t count = 0; count < kMostBoxes && data_.size() - at >= kHead; ++count) {
+        bytes::Reader reader(data_.data() + at, data_.size() - at);
+        const uint32_t short_size = reader.U32Be();
+        char type[4] = {};
+        reader.Copy(type, sizeof type);
+        uint64_t size = short_size == 1 ? reader.U64Be() : short_size;
+        const Place place = {static_cast<int64_t>(at)};
+        if (short_size == 0) size = data_.size() - at;
+        if (size < kHead) {
+            Add("bad_box", "a box of " + std::to_string(size) + " bytes", place);
+            return;
+        }
+        if (size > data_.size() - at) {
+            Add("cut_file",
+                "box '" + Four(type) + "' of " + std::to_string(size) + " bytes, of which the file has " +
+                    std::to_string(data_.size() - at),
+                place);
+        }
+        if (short_size == 1 && std::memcmp(type, "mdat", 4) == 0) {
+            Add("layout", "the media data have a size of 64 bits, which the library does not read", place);
+        }
+        ReadBox(at, type);
+        if (size >= data_.size() - at) return;
+        at += size;
+    }
+    if (at < data_.size()) Add("bad_box", "bytes behind the last box", {static_cast<int64_t>(at)});
+}
+
+/** Whether a sample lies inside the file and can be looked at. */
+bool Mp4Probe::CheckPlace(const Sample &sample, Place place, bool video) {
+    if (sample.at > data_.size() || sample.size > data_.size() - sample.at) {
+        Add("cut_sample", "a sample reaches behind the end of the file", place);
+        return false;
+    }
+    if (sample.size + 7u > VIDEO_FRAME_BUFFER_SIZE) {
+        Add("too_large", "a sample of " + std::to_string(sample.size) + " bytes, more than a frame buffer holds",
+            place);
+        return false;
+    }
+    if (sample.size == 0)
+        Add("empty_sample", video ? "a video sample without data" : "a sound sample without data", place);
+    looked_at_ += sample.size;
+    if (looked_at_ <= data_.size()) return sample.size > 0;
+    Add("layout", "samples lie upon each other", place);
+    return false;
+}
+
+void Mp4Probe::CheckWalk(const SampleWalk &walk, const char *what) {
+    if (walk.Taken() == walk.Total() || walk.Taken() >= kMostSamples) return;
+    Add("bad_tables", std::string(what) + " has " + std::to_string(walk.Total()) + " sizes and chunks for " +
+                          std::to_string(walk.Taken()) + " samples");
+}
+
+/* ---- video ------------------------------------------------------------------------------------------------------ */
+
+/** Cuts a sample at its lengths, or at its start codes. */
+void Mp4Probe::SplitSample(Bytes sample, Place place) {
+    if (byte_stream_) {
+        SplitUnits(sample, &units_);
+        return;
+    }
+    units_.clear();
+    bytes::Reader reader(sample.data(), sample.size());
+    while (reader.Left() > 0) {
+        uint64_t length = 0;
+        for (unsigned i = 0; i < length_size_; ++i) length = length << 8 | reader.U8();
+        const uint8_t *unit = reader.Take(length);
+        if (unit == nullptr) {
+            Add("bad_units", "the lengths of a sample's units don't add up to the sample", place);
+            return;
+        }
+        units_.push_back({unit, length});
+    }
+}
+
+void Mp4Probe::TakeVideo(const Sample &sample, Place place, VideoCheck *check) {
+    if (!CheckPlace(sample, place, true)) {
+        check->Count(sample.size, sample.key ? kKey : kUnknown);
+        return;
+    }
+    const Bytes bytes = data_.subspan(sample.at, sample.size);
+    SplitSample(bytes, place);
+    check->Take({units_, sample.size, sample.key, place});
+}
+
+/** First sample entry of a track, or null. */
+const Sample_description *Description(const mp4_trak_box &track) {
+    const mp4_stsd_box &box = track.mdia.minf.stbl.stsd;
+    return box.number_of_entries > 0 ? box.sample_description.get() : nullptr;
+}
+
+double Seconds(uint64_t ticks, const mp4_trak_box &track) {
+    return track.mdia.mdhd.timescale != 0 ? static_cast<double>(ticks) / track.mdia.mdhd.timescale : 0;
+}
+
+/** Gives the decoder configuration's sets to the check, as the library puts them in front of key frames. */
+void PrepareSets(const mp4_avcC_box &configuration, VideoCheck *check) {
+    const SPS &sps = configuration.sps;
+    const PPS &pps = configuration.pps;
+    if (sps.sequenceParameterSetNALUnit != nullptr && sps.sequenceParameterSetLength > 0) {
+        check->Prepare({sps.sequenceParameterSetNALUnit.get(), sps.sequenceParameterSetLength});
+    }
+    if (pps.pictureParameterSetNALUnit != nullptr && pps.pictureParameterSetLength > 0) {
+        check->Prepare({pps.pictureParameterSetNALUnit.get(), pps.pictureParameterSetLength});
+    }
+}
+
+bool BeginsWithStartCode(Bytes bytes) {
+    static const uint8_t kStart[] = {0, 0, 0, 1};
+    return bytes.size() >= 4 &&
+           (std::memcmp(bytes.data(), kStart, 4) == 0 || std::memcmp(bytes.data(), kStart + 1, 3) == 0);
+}
+
+void Mp4Probe::ProbeVideo(const mp4_trak_box &track) {
+    const Sample_description *description = Description(track);
+    const Entry *entry = description != nullptr ? FindEntry(description->type) : nullptr;
+    const std::string type = description != nullptr ? Four(description->type) : "none";
+    if (entry == nullptr || !entry->played)
+        Add("unknown_codec", "the library does not play video of type '" + type + "'");
+    VideoCheck check(entry != nullptr ? entry->coding : VideoCoding::kNone, &report_);
+    if (entry == nullptr) report_.video.codec = type;
+    report_.video.width = static_cast<int>(track.tkhd.width >> 16);
+    report_.video.height = static_cast<int>(track.tkhd.height >> 16);
+    if (description != nullptr && description->avc1 != nullptr) {
+        report_.video.width = description->avc1->width;
+        report_.video.height = description->avc1->height;
+        if (const mp4_avcC_box *configuration = description->avc1->avcC.get(); configuration != nullptr) {
+            length_size_ = configuration->lengthSizeMinusOne;
+            PrepareSets(*configuration, &check);
+        }
+    }
+    if (length_size_ != 4)
+        Add("layout", "the lengths of units have " + std::to_string(length_size_) + " bytes; the library reads 4");
+    SampleWalk walk(track.mdia.minf.stbl);
+    Sample sample;
+    for (bool first = true; walk.Taken() < kMostSamples && walk.Next(&sample); first = false) {
+        const Place place = {static_cast<int64_t>(sample.at), Seconds(sample.time, track)};
+        if (sample.length > INT32_MAX) Add("stamps_back", "a sample is due before the one in front of it", place);
+        if (first && entry != nullptr && entry->coding == VideoCoding::kH265 && sample.at < data_.size()) {
+            byte_stream_ = BeginsWithStartCode(data_.subspan(sample.at));
+            if (!byte_stream_)
+                Add("layout", "H.265 with lengths in place of start codes, which the library does not play", place);
+        }
+        if (entry != nullptr)
+            TakeVideo(sample, place, &check);
+        else
+            check.Count(sample.size, sample.key ? kKey : kUnknown);
+    }
+    CheckWalk(walk, "the video track");
+    const double duration = Seconds(sample.time + sample.length, track);
+    report_.video.duration = duration;
+    report_.video.rate = duration > 0 ? static_cast<double>(report_.video.frames) / duration : 0;
+}
+
+/* ---- sound ------------------------------------------------------------------------------------------------------ */
+
+void Mp4Probe::ProbeAudio(const mp4_trak_box &track) {
+    AudioReport &audio = report_.audio;
+    const Sample_description *description = Description(track);
+    const mp4_mp4a_box *format = description != nullptr ? description->mp4a.get() : nullptr;
+    const bool aac = format != nullptr && format->lCodeType == MP4_CODE_AAC;
+    audio.codec = aac                      ? "AAC"
+                  : format != nullptr      ? "MPEG audio"
+                  : description != nullptr ? Four(description->type)
+                                           : "none";
+    if (format == nullptr) Add("unknown_codec", "the library does not play sound of type '" + audio.codec + "'");
+    if (aac) {
+        audio.sample_rate = AacRate(format->ucAudioType);
+        audio.channels = format->ucChannelNum;
+        if (audio.sample_rate == 0) Add("unknown_codec", "AAC whose sampling rate has no index");
+    }
+    SampleWalk walk(track.mdia.minf.stbl);
+    Sample sample, before;
+    uint64_t usual = aac && audio.sample_rate > 0 ? uint64_t{1024} * track.mdia.mdhd.timescale / audio.sample_rate : 0;
+    while (walk.Taken() < kMostSamples && walk.Next(&sample)) {
+        const Place place = {static_cast<int64_t>(sample.at), Seconds(sample.time, track)};
+        if (CheckPlace(sample, place, false) && format != nullptr && !aac && audio.sample_rate == 0) {
+            const SoundFormat found = ReadMpegAudio(data_.subspan(sample.at, sample.size));
+            audio.sample_rate = found.sample_rate;
+            audio.channels = found.channels;
+        }
+        if (usual == 0) usual = sample.length;
+        if (audio.frames > 0 && before.length > INT32_MAX) {
+            Add("stamps_back", "a sound sample is due before the one in front of it", place);
+        } else if (audio.frames > 0 && before.length > usual + usual / 2) {
+            Add("sound_gap",
+                "the sound pauses for " +
+                    std::to_string(static_cast<int>(1000 * Seconds(before.length - usual, track))) + " ms",
+                place);
+        }
+        before = sample;
+        ++audio.frames;
+        audio.bytes += sample.size;
+    }
+    CheckWalk(walk, "the sound track");
+    audio.duration = Seconds(sample.time + sample.length, track);
+}
+
+/* ---- what the library makes of it ------------------------------------------------------------------------------- */
+
+/** The library walks the media data instead of the chunk tables; a file whose samples don't lie so is misread. */
+void Mp4Probe::CompareTrack(const mp4_trak_box &track, int32_t index) {
+    const bool leads = &movie_.trak[0] != video_;  // then the library lists the first track alone, whatever it calls it
+    SampleWalk walk(track.mdia.minf.stbl);
+    Sample sample;
+    uint64_t right = 0;
+    for (const mp4_sample_node &node : movie_.list) {
+        if (leads ? index != 0 : node.type != index) continue;
+        if (!walk.Next(&sample)) break;
+        right += static_cast<uint64_t>(node.dlOffset) == sample.at && static_cast<uint32_t>(node.size) == sample.size;
+    }
+    if (right == std::min(walk.Total(), kMostSamples)) return;
+    Add("layout", "the library finds " + std::to_string(right) + " of the " + std::to_string(walk.Total()) +
+                      " samples of track " + std::to_string(index + 1) +
+                      (leads ? ": the first track is no video" : ": they don't follow each other without gaps"));
+}
+
+void Mp4Probe::CompareLists() {
+    movie_.list.clear();
+    if (make_sample_list(&movie_, 0) != 0) return;
+    for (size_t track = 0; track < movie_.trak.size(); ++track) {
+        const mp4_trak_box &row = movie_.trak[track];
+        if (&row == video_ || &row == audio_) CompareTrack(row, static_cast<int32_t>(track));
+    }
+}
+
+}  // namespace
+
+void ProbeMp4(Bytes data, std::FILE *file, Report *report) { Mp4Probe(data, file, report).Run(); }
+
+}  // namespace zvprobe

@@ -1,0 +1,57 @@
+#include "mp4_tracks.h"
+
+namespace zvprobe {
+
+SampleWalk::SampleWalk(const mp4_stbl_box &tables) : tables_(tables) {
+    const mp4_stsz_box &sizes = tables.stsz;
+    if (sizes.samples_size_intotal != 0 || sizes.sample_size_table != nullptr) total_ = sizes.table_size;
+    if (tables.stco.chunk_offset_from_file_begin != nullptr) chunks_ = tables.stco.chunk_offset_amount;
+}
+
+bool SampleWalk::EnterChunk() {
+    const mp4_stsc_box &map = tables_.stsc;
+    while (left_in_chunk_ == 0) {
+        if (chunk_ >= chunks_ || map.scmap == nullptr || map.map_amount == 0) return false;
+        while (map_ + 1 < map.map_amount && map.scmap[map_ + 1].first_chunk_num <= chunk_ + 1) ++map_;
+        left_in_chunk_ = map.scmap[map_].sample_amount_in_cur_table;
+        at_ = tables_.stco.chunk_offset_from_file_begin[chunk_++];
+    }
+    return true;
+}
+
+uint32_t SampleWalk::TakeTime() {
+    const mp4_stts_box &times = tables_.stts;
+    if (times.time_to_sample_table_count == nullptr || times.time_to_sample_table_duration == nullptr) return 0;
+    while (time_row_ < times.number_of_entries && time_used_ >= times.time_to_sample_table_count[time_row_]) {
+        ++time_row_;
+        time_used_ = 0;
+    }
+    if (time_row_ >= times.number_of_entries) return 0;
+    ++time_used_;
+    return times.time_to_sample_table_duration[time_row_];
+}
+
+/** Without a table all samples are sync samples. */
+bool SampleWalk::TakeKey() {
+    const mp4_stss_box &syncs = tables_.stss;
+    if (syncs.sync_sample_table == nullptr || syncs.number_of_entries == 0) return true;
+    while (sync_ < syncs.number_of_entries && syncs.sync_sample_table[sync_] < sample_ + 1) ++sync_;
+    return sync_ < syncs.number_of_entries && syncs.sync_sample_table[sync_] == sample_ + 1;
+}
+
+bool SampleWalk::Next(Sample *sample) {
+    if (sample_ >= total_ || !EnterChunk()) return false;
+    const mp4_stsz_box &sizes = tables_.stsz;
+    sample->at = at_;
+    sample->size = sizes.samples_size_intotal != 0 ? sizes.samples_size_intotal : sizes.sample_size_table[sample_];
+    sample->time = time_;
+    sample->length = TakeTime();
+    sample->key = TakeKey();
+    time_ += sample->length;
+    at_ += sample->size;
+    --left_in_chunk_;
+    ++sample_;
+    return true;
+}
+
+}  // namespace zvprobe
