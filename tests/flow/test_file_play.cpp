@@ -633,27 +633,28 @@ TEST_F(FilePlay, ARecorderThatStandsStillHoldsUpNeitherStepNorClose) {
     FilePort port;
     ASSERT_TRUE(port.Open(FileOf("plain")));
     PLAEYR_PORT_S *record = Player_GetPort(port.Number());
-    ASSERT_EQ(QUEUE_InitPacketBuffer(&record->stRecordBufferQueue, 2048, 8), 0U);
+    ASSERT_EQ(QUEUE_InitPacketBuffer(&record->stRecordBufferQueue, 2048, 32), 0U);
     word::Store(record->bStartRecord, 1);
     ASSERT_TRUE(port.Play());
-    ASSERT_TRUE(WaitUntil([&] { return word::Load(record->stRecordBufferQueue.ulErrCount) > 3; }));
+    ULONG_32 used = 0;
+    ASSERT_TRUE(WaitUntil([&] { return QUEUE_GetCurPacketLen(&record->stRecordBufferQueue, &used) == 0 && used > 1; }));
+    SleepMs(200);
     const size_t frames = port.FrameCount();
     SleepMs(50);
     EXPECT_EQ(port.FrameCount(), frames) << "it waits for the recorder";
     auto since = Clock::now();
     EXPECT_TRUE(Zelvane_AFrameGo(port.Number()));
     EXPECT_LT(Seconds(since), 0.1);
-    ASSERT_TRUE(port.Play());
-    SleepMs(30);
-    since = Clock::now();
-    EXPECT_TRUE(port.Close());
-    EXPECT_LT(Seconds(since), 0.05);
     CHAR *packet = nullptr;
     ULONG_32 size = 0;
     ASSERT_EQ(QUEUE_GetPacket(&record->stRecordBufferQueue, &packet, &size), 0U);
     ASSERT_EQ(size, 24U);
     EXPECT_EQ(std::string(packet, 4), "RdHd");
-    word::Store(record->bStartRecord, 0);
+    ASSERT_TRUE(port.Play());
+    SleepMs(30);
+    since = Clock::now();
+    EXPECT_TRUE(port.Close());
+    EXPECT_LT(Seconds(since), 0.05);
 }
 
 TEST_F(FilePlay, ACloseInACallbackIsRefused) {

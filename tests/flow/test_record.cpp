@@ -1,0 +1,177 @@
+// Streams of real encoders recorded and read back by ffmpeg: every frame once, names, rollovers, sound.
+#include "flow/record_port.h"
+
+#include <regex>
+#include <thread>
+
+using support::Library;
+using support::WaitUntil;
+
+namespace {
+
+class Record : public testing::Test {
+ protected:
+    Library m_library;
+    RecordMessages m_messages;
+    TempDir m_folder;
+};
+
+struct Kind {
+    const char *name;
+    ULONG_32 format;
+    const char *file;
+    AVCodecID codec;
+};
+
+std::ostream &operator<<(std::ostream &out, const Kind &kind) { return out << kind.name; }
+
+class RecordKind : public Record, public testing::WithParamInterface<Kind> {};
+
+const Kind KINDS[] = {
+    {"TsH264", PLAYER_FILE_FORMATE_TS, "h264_640x360_bf0.264", AV_CODEC_ID_H264},
+    {"TsH265", PLAYER_FILE_FORMATE_TS, "h265_640x360.265", AV_CODEC_ID_HEVC},
+    {"Mp4H264", PLAYER_FILE_FORMATE_MP4, "h264_640x360_bf0.264", AV_CODEC_ID_H264},
+    {"Mp4H264Slices", PLAYER_FILE_FORMATE_MP4, "h264_640x360_slices4.264", AV_CODEC_ID_H264},
+    {"Mp4H265", PLAYER_FILE_FORMATE_MP4, "h265_640x360.265", AV_CODEC_ID_HEVC},
+};
+
+}  // namespace
+
+TEST_P(RecordKind, EveryFrameFromTheFirstKeyFrameOnAndDecodesToTheSamePictures) {
+    const Kind &kind = GetParam();
+    const VideoStream video(kind.file, kind.codec);
+    const bool ts = kind.format == PLAYER_FILE_FORMATE_TS;
+    RecordPort port;
+    CHAR extension[8] = "";
+    ASSERT_TRUE(Zelvane_StartRecord(port.Number(), "cam.avi", kind.format, extension));
+    EXPECT_STREQ(extension, ts ? ".ts" : ".mp4");
+    port.PushVideo(video, 1, 25);  // no key frame yet
+    port.PushVideo(video);
+    port.Stop();
+
+    const std::string path = ts ? "cam.ts" : "cam.mp4";
+    EXPECT_EQ(port.Files(), std::vector<std::string>{path});
+    EXPECT_TRUE(WaitUntil([] { return RecordMessages::All().size() == 1; }));
+    EXPECT_EQ(RecordMessages::All()[0], RecordMessages::Text(port.Number(), 268, path));
+    EXPECT_FALSE(std::filesystem::exists("cam.temp"));
+    EXPECT_EQ(SlicesOfFile(path, kind.codec), SliceMd5s(video.bytes, kind.codec));
+    EXPECT_EQ(support::PicturesOfFile(path), ReferenceMd5s(video.bytes, kind.codec));
+    EXPECT_EQ(Probe(path, "-select_streams v -count_packets -show_entries stream=width,height,nb_read_packets"),
+              "640,360,75");
+    EXPECT_NEAR(std::stod(Probe(path, "-select_streams v -show_entries stream=duration")), 3.0, 0.05);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, RecordKind, testing::ValuesIn(KINDS),
+                         [](const testing::TestParamInfo<Kind> &info) { return std::string(info.param.name); });
+
+/* ---- rollover ---- */
+
+namespace {
+
+struct Roll {
+    const char *name;
+    ULONG_32 format;
+    bool IsTs() const { return patterns[0].ends_with("ts"); }
+    std::vector<std::string> patterns; /**< of the files' names, in order; the last one holds for all that follow */
+};
+
+std::ostream &operator<<(std::ostream &out, const Roll &roll) { return out << roll.name; }
+
+class RecordRoll : public Record, public testing::WithParamInterface<Roll> {};
+
+const Roll ROLLS[] = {
+    {"TsParts", PLAYER_FILE_FORMATE_TS, {"cam_1\\.ts", "cam_1_part1\\.ts", "cam_1_part2\\.ts"}},
+    {"Mp4Parts", PLAYER_FILE_FORMATE_MP4, {"cam_1\\.mp4", "cam_1_part1\\.mp4", "cam_1_part2\\.mp4"}},
+    {"Mp4Clock", PLAYER_FILE_FORMATE_MP4_ADD_TIME, {"cam_1_S[0-9]{14}_E[0-9]{14}\\.mp4"}},
+    {"TsStream", PLAYER_FILE_FORMATE_TS_ADD_RCD_TIME,
+     {"cam_1_S[0-9]{14}_E[0-9]{14}\\.ts", "cam_1_S[0-9]{14}_E[0-9]{14}(\\([0-9]+\\))?\\.ts"}},
+};
+
+}  // namespace
+
+TEST_P(RecordRoll, NoFrameIsLostAndEachFileStartsWithAKeyFrame) {
+    const Roll &roll = GetParam();
+    const VideoStream video("h264_640x360_bf0.264", AV_CODEC_ID_H264);
+    RecordPort port;
+    port.SplitAt(roll.IsTs() ? 1 : (4U << 20) + 20000);  // an MP4 file begins with room for its index
+    ASSERT_TRUE(port.Start("cam_1", roll.format));
+    port.PushVideo(video);  // three groups
+    if (roll.format == PLAYER_FILE_FORMATE_MP4_ADD_TIME) {  // such a file replaces one of the same second
+        port.DrainRecord();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    }
+    port.Stop();
+
+    const std::vector<std::string> files = port.Files();
+    std::vector<std::string> slices;
+    std::vector<std::string> messages;
+    for (size_t i = 0; i < files.size(); ++i) {
+        const bool last = i + 1 == files.size();
+        EXPECT_TRUE(std::regex_match(files[i], std::regex(roll.patterns[std::min(i, roll.patterns.size() - 1)])))
+            << files[i];
+        messages.push_back(RecordMessages::Text(port.Number(), last ? 268 : 270, files[i]));
+    }
+    ASSERT_EQ(files.size(), 3U);
+    EXPECT_TRUE(WaitUntil([&] { return RecordMessages::All().size() == files.size(); }));
+    EXPECT_EQ(RecordMessages::All(), messages);
+    if (roll.format == PLAYER_FILE_FORMATE_MP4_ADD_TIME) {
+        return;
+    }
+    for (const std::string &file : files) {
+        EXPECT_EQ(Probe(file, "-select_streams v -show_entries packet=flags").substr(0, 1), "K") << file;
+        EXPECT_EQ(support::PicturesOfFile(file).size(), 25U) << file;
+        const std::vector<std::string> more = SlicesOfFile(file, video.codec);
+        slices.insert(slices.end(), more.begin(), more.end());
+    }
+    EXPECT_EQ(slices, SliceMd5s(video.bytes, video.codec));
+}
+
+INSTANTIATE_TEST_SUITE_P(Rolls, RecordRoll, testing::ValuesIn(ROLLS),
+                         [](const testing::TestParamInfo<Roll> &info) { return std::string(info.param.name); });
+
+TEST_F(Record, TheClientsLimitOfSizeSplitsAtTheFirstKeyFrameBeyondIt) {
+    const VideoStream video("h264_1080p_bench.264", AV_CODEC_ID_H264);
+    RecordPort port;
+    ASSERT_TRUE(Zelvane_SetRecordSize(port.Number(), 10));
+    ASSERT_TRUE(port.Start("cam", PLAYER_FILE_FORMATE_MP4));
+    std::vector<std::string> wanted;
+    const std::vector<std::string> once = SliceMd5s(video.bytes, video.codec);
+    for (int i = 0; i < 5; ++i) {
+        port.PushVideo(video);
+        wanted.insert(wanted.end(), once.begin(), once.end());
+    }
+    port.Stop();
+    std::vector<std::string> slices;
+    const std::vector<std::string> files = port.Files();
+    for (const std::string &file : files) {
+        const auto size = std::filesystem::file_size(file);
+        EXPECT_TRUE(file == files.back() || (size >= 10U << 20 && size < 12U << 20)) << file << " " << size;
+        const std::vector<std::string> more = SlicesOfFile(file, video.codec);
+        slices.insert(slices.end(), more.begin(), more.end());
+    }
+    EXPECT_GE(files.size(), 3U);
+    EXPECT_EQ(slices, wanted);
+}
+
+TEST_F(Record, AnotherCodecBeginsAFileAndAnotherSizeDoesNot) {
+    const VideoStream h264("h264_640x360_bf0.264", AV_CODEC_ID_H264);
+    const VideoStream h265("h265_640x360.265", AV_CODEC_ID_HEVC);
+    const VideoStream large("h265_642x362.265", AV_CODEC_ID_HEVC);
+    for (const ULONG_32 format : {PLAYER_FILE_FORMATE_MP4, PLAYER_FILE_FORMATE_TS}) {
+        const std::string ending = format == PLAYER_FILE_FORMATE_TS ? ".ts" : ".mp4";
+        RecordPort port;
+        ASSERT_TRUE(port.Start("cam", format));
+        port.PushVideo(h264);
+        port.PushVideo(h265);
+        port.PushVideo(large);
+        port.Stop();
+        EXPECT_EQ(port.Files(), (std::vector<std::string>{"cam" + ending, "cam_part1" + ending}));
+        EXPECT_EQ(Probe("cam" + ending, "-select_streams v -show_entries stream=codec_name"), "h264");
+        EXPECT_EQ(SlicesOfFile("cam" + ending, h264.codec), SliceMd5s(h264.bytes, h264.codec));
+        EXPECT_EQ(Probe("cam_part1" + ending, "-select_streams v -show_entries stream=codec_name"), "hevc");
+        std::vector<std::string> wanted = SliceMd5s(h265.bytes, h265.codec);
+        const std::vector<std::string> more = SliceMd5s(large.bytes, large.codec);
+        wanted.insert(wanted.end(), more.begin(), more.end());
+        EXPECT_EQ(SlicesOfFile("cam_part1" + ending, h265.codec), wanted);
+    }
+}
