@@ -1,8 +1,6 @@
 // The H.265 library against libavcodec on the same streams, fed in every shape that depacketisers give.
 #include <gtest/gtest.h>
 
-#include <cstdarg>
-
 #include "adapters/video_feed.h"
 #include "codec/h265dec.h"
 
@@ -20,14 +18,7 @@ void Release(UINT32, void *memory) {
     g_blocks -= memory != nullptr ? 1 : 0;
     free(memory);
 }
-void Log(UINT32, IHWVIDEO_ALG_LOG_LEVEL, INT8 *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    char text[200];
-    vsnprintf(text, sizeof(text), reinterpret_cast<char *>(format), arguments);
-    va_end(arguments);
-    ++g_lines;
-}
+void Log(UINT32, IHWVIDEO_ALG_LOG_LEVEL, INT8 *, ...) { ++g_lines; }
 
 IHW265D_INIT_PARAM Param(int width, int height, IH265D_THREAD_TYPE threads) {
     IHW265D_INIT_PARAM param{};
@@ -88,22 +79,7 @@ Span Payload(Span unit) {
     return payload;
 }
 
-struct Case {
-    const char *name;
-    int withheld;  // the stream's reorder depth
-};
-
-class H265Streams : public testing::TestWithParam<Case> {
- protected:
-    void SetUp() override {
-        stream_ = ReadFile(MediaPath(GetParam().name));
-        ASSERT_FALSE(stream_.empty());
-        reference_ = CachedReference(GetParam().name, stream_, kCodec);
-        ASSERT_EQ(reference_.size(), 75U);
-    }
-    Bytes stream_;
-    std::vector<std::string> reference_;
-};
+class H265Streams : public VideoStreams {};
 
 TEST_P(H265Streams, AccessUnitsAreBitExactWithoutAddedDelay) {
     for (const auto threads : {IH265D_SINGLE_THREAD, IH265D_MULTI_THREAD}) {
@@ -127,12 +103,8 @@ TEST_P(H265Streams, ALostSliceCostsNothingBehindTheNextKeyFrame) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Encoded, H265Streams,
-                         testing::Values(Case{"h265_640x360.265", 0}, Case{"h265_642x362.265", 0},
-                                         Case{"h265_slices_640x360.265", 0}),
-                         [](const auto &info) {
-                             const std::string name = info.param.name;
-                             return name.substr(0, name.find('.'));
-                         });
+                         testing::Values(StreamCase{"h265_640x360.265", 0}, StreamCase{"h265_642x362.265", 0},
+                                         StreamCase{"h265_slices_640x360.265", 0}));
 
 TEST(H265Library, AggregationUnitsAreTakenApart) {
     const Bytes stream = ReadFile(MediaPath("h265_640x360.265"));
@@ -158,48 +130,28 @@ TEST(H265Library, AggregationUnitsAreTakenApart) {
     EXPECT_EQ(Withheld(decoder.FeedAll(buffers), reference), 0);
 }
 
-/** Luma of each picture of a 10-bit stream, cut to 8 bits. */
-std::vector<Bytes> ReferenceLumaOfTenBits(const std::vector<Bytes> &units) {
-    AVCodecContext *context = avcodec_alloc_context3(avcodec_find_decoder(kCodec));
-    AVFrame *frame = av_frame_alloc();
-    AVPacket *packet = av_packet_alloc();
-    EXPECT_EQ(avcodec_open2(context, nullptr, nullptr), 0);
-    std::vector<Bytes> pictures;
-    for (const Bytes &unit : units) {
-        EXPECT_EQ(av_new_packet(packet, static_cast<int>(unit.size())), 0);
-        std::copy(unit.begin(), unit.end(), packet->data);
-        avcodec_send_packet(context, packet);
-        av_packet_unref(packet);
-        while (avcodec_receive_frame(context, frame) == 0) {
-            EXPECT_EQ(frame->format, AV_PIX_FMT_YUV420P10LE);
-            pictures.emplace_back();
-            for (int row = 0; row < frame->height; ++row) {
-                const uint8_t *line = frame->data[0] + static_cast<ptrdiff_t>(frame->linesize[0]) * row;
-                for (int x = 0; x < frame->width; ++x) {
-                    pictures.back().push_back(static_cast<uint8_t>((line[2 * x] | line[2 * x + 1] << 8) >> 2));
-                }
-            }
-        }
-    }
-    av_packet_free(&packet);
-    av_frame_free(&frame);
-    avcodec_free_context(&context);
-    return pictures;
-}
-
 TEST(H265Library, TenBitsBecomeEight) {
-    const std::vector<Bytes> buffers = UnitBuffers(ReadFile(MediaPath("h265_10bit_640x360.265")), kCodec);
-    const std::vector<Bytes> reference = ReferenceLumaOfTenBits(buffers);
-    ASSERT_EQ(reference.size(), 75U);
+    const Bytes stream = ReadFile(MediaPath("h265_10bit_640x360.265"));
+    Bytes luma;  // of the last picture, cut to 8 bits
+    size_t pictures = 0;
+    ReferenceDecode(SplitAccessUnits(stream, kCodec), kCodec, [&](const AVFrame &frame) {
+        EXPECT_EQ(frame.format, AV_PIX_FMT_YUV420P10LE);
+        luma.clear();
+        for (int i = 0; i < frame.height * frame.width; ++i) {
+            const uint8_t *sample = frame.data[0] + i / frame.width * frame.linesize[0] + i % frame.width * 2;
+            luma.push_back(static_cast<uint8_t>((sample[0] | sample[1] << 8) >> 2));
+        }
+        ++pictures;
+    });
     Decoder decoder;
-    decoder.FeedAll(buffers);
-    ASSERT_EQ(decoder.md5s.size(), reference.size());
+    decoder.FeedAll(UnitBuffers(stream, kCodec));
+    ASSERT_EQ(decoder.md5s.size(), pictures);
     ASSERT_EQ(decoder.out.uiDecWidth, 640U);
     ASSERT_EQ(decoder.out.uiDecHeight, 360U);
     int furthest = 0;
-    for (size_t i = 0; i < reference.back().size(); ++i) {
+    for (size_t i = 0; i < luma.size(); ++i) {
         const int got = decoder.out.pPlane[0][i / 640 * decoder.out.uiYStride + i % 640];
-        furthest = std::max(furthest, std::abs(got - reference.back()[i]));
+        furthest = std::max(furthest, std::abs(got - luma[i]));
     }
     EXPECT_LE(furthest, 1);  // rounded or cut
 }
@@ -228,18 +180,6 @@ TEST(H265Library, TheSizeAsShownIsHeldAgainstTheMaximum) {
     EXPECT_EQ(exact.out.uiDecHeight, 362U);
 }
 
-TEST(H265Library, DamageEndsAtTheNextKeyFrame) {
-    const Bytes stream = ReadFile(MediaPath("h265_slices_640x360.265"));
-    std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
-    for (size_t i = 27; i < 36; ++i) {
-        buffers[i].resize(buffers[i].size() / 2);
-    }
-    Decoder decoder;
-    decoder.FeedAll(buffers);
-    EXPECT_EQ(decoder.md5s.size(), 75U);
-    EXPECT_TRUE(SameTail(decoder.md5s, ReferenceMd5s(stream, kCodec), 0, 20));
-}
-
 TEST(H265Library, GarbageFailsAndLeavesTheDecoderUsable) {
     const Bytes stream = ReadFile(MediaPath("h265_slices_640x360.265"));
     const std::vector<std::string> reference = ReferenceMd5s(stream, kCodec);
@@ -262,13 +202,6 @@ TEST(H265Library, HandlesLiveInTheCallersMemory) {
     param.pfnFree = nullptr;
     EXPECT_EQ(IHW265D_Create(&handle, &param), IHW265D_INVALID_PARAM);
     EXPECT_EQ(handle, nullptr);
-    EXPECT_EQ(IHW265D_Create(nullptr, &param), IHW265D_INVALID_PARAM);
-    EXPECT_EQ(IHW265D_Delete(nullptr), IHW265D_OK);
-    IH265DEC_OUTARGS out{};
-    EXPECT_EQ(IHW265D_DecodeAU(nullptr, nullptr, &out), IHW265D_INVALID_PARAM);
-    IHWVIDEO_ALG_VERSION_STRU version{};
-    EXPECT_EQ(IHW265D_GetVersion(&version), IHW265D_OK);
-    EXPECT_NE(version.szReleaseTime[0], '\0');
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #ifndef ZELVANE_TESTS_ADAPTERS_VIDEO_FEED_H
 #define ZELVANE_TESTS_ADAPTERS_VIDEO_FEED_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <map>
 #include <string>
@@ -53,16 +55,6 @@ inline Bytes Joined(const std::vector<Bytes> &buffers) {
     return stream;
 }
 
-/** One independent decode a stream, however many tests compare with it. */
-inline const std::vector<std::string> &CachedReference(const char *name, Span stream, AVCodecID codec) {
-    static std::map<std::string, std::vector<std::string>> references;
-    std::vector<std::string> &reference = references[name];
-    if (reference.empty()) {
-        reference = ReferenceMd5s(stream, codec);
-    }
-    return reference;
-}
-
 /** Number of pictures at the end of `all` that a decoder without a drain leaves inside, if `got` starts `all`; else -1.
  */
 inline int Withheld(const std::vector<std::string> &got, const std::vector<std::string> &all) {
@@ -77,5 +69,31 @@ inline bool SameTail(const std::vector<std::string> &got, std::vector<std::strin
     all.resize(all.size() - withheld);
     return got.size() >= count && all.size() >= count && std::equal(got.end() - count, got.end(), all.end() - count);
 }
+
+struct StreamCase {
+    const char *name;
+    int withheld; /**< the stream's reorder depth */
+    friend void PrintTo(const StreamCase &one, std::ostream *out) { *out << one.name; }
+};
+
+/** A stream of the shared media, and its pictures by one independent decode, however many tests compare with it. */
+class VideoStreams : public testing::TestWithParam<StreamCase> {
+ protected:
+    void SetUp() override {
+        static std::map<std::string, std::vector<std::string>> references;
+        stream_ = ReadFile(MediaPath(GetParam().name));
+        std::vector<std::string> &reference = references[GetParam().name];
+        if (reference.empty()) {
+            reference = ReferenceMd5s(stream_, Codec());
+        }
+        ASSERT_EQ(reference.size(), 75U);
+        reference_ = reference;
+    }
+    static AVCodecID Codec() {
+        return std::string(GetParam().name).ends_with("264") ? AV_CODEC_ID_H264 : AV_CODEC_ID_HEVC;
+    }
+    Bytes stream_;
+    std::vector<std::string> reference_;
+};
 
 #endif

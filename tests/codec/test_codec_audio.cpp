@@ -1,17 +1,8 @@
 // Decoding and encoding of sound.
-#include <cmath>
-
 #include "codec_fixture.h"
+#include "support/made_bytes.h"
 
 namespace {
-
-std::vector<SHORT> Tone(size_t samples, double step) {
-    std::vector<SHORT> tone(samples);
-    for (size_t i = 0; i < samples; i++) {
-        tone[i] = static_cast<SHORT>(9000 * std::sin(static_cast<double>(i) * step));
-    }
-    return tone;
-}
 
 /** Frames that an encoder gave to its callback. */
 struct Frames {
@@ -44,7 +35,6 @@ class CodecAudio : public CodecTest {
 TEST_F(CodecAudio, RefusesRecordsOfAnotherKind) {
     CODEC_FRAME_S frame{};
     EXPECT_EQ(2U, Decode({}));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Decoder Failed, Not Decoder Type."));
     for (const LONG_32 id : {-1, 6, 9, 100}) {
         codec.lCodecType = CODECTYPE_DECODER;
         codec.lCodecID = id;
@@ -56,7 +46,6 @@ TEST_F(CodecAudio, RefusesRecordsOfAnotherKind) {
     EXPECT_EQ(7U, CODE_Encoder(&codec, &in, &frame));
     codec.lCodecType = CODECTYPE_DECODER;
     EXPECT_EQ(2U, CODE_Encoder(&codec, &in, &frame));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Encoder: Not Encoder Type."));
     const Bytes pcm(20, 3);
     EXPECT_EQ(0U, Decode(pcm));  // PCM goes through
     EXPECT_EQ(pcm.data(), out.pucData[0]);
@@ -64,7 +53,7 @@ TEST_F(CodecAudio, RefusesRecordsOfAnotherKind) {
     ExpectFormat(11025, 1, 16);
 }
 
-TEST_F(CodecAudio, DecodesG711UpToItsLargestPacket) {
+TEST_F(CodecAudio, TakesG711UpToItsBuffers) {
     for (const auto &[payload, silence] : {std::pair{PLAYER_PAYLOAD_G711U, 0xFF}, {PLAYER_PAYLOAD_G711A, 0xD5}}) {
         ASSERT_EQ(0U, MakeDecoder(payload));
         const Bytes packet(1501, static_cast<uint8_t>(silence));
@@ -75,43 +64,21 @@ TEST_F(CodecAudio, DecodesG711UpToItsLargestPacket) {
         EXPECT_EQ(payload == PLAYER_PAYLOAD_G711U ? 0 : 8, out.pucData[0][2998] | out.pucData[0][2999] << 8);
         CODE_FreeCode(&codec);
     }
-    EXPECT_EQ(2U, log.Count(PLAYER_LOG_ERROR, "CODE_Decoder: G711 Decoder failed, Data Size[1501] Out of Max."));
-}
-
-TEST_F(CodecAudio, EncodesG711UpToItsBuffer) {
     ASSERT_EQ(0U, CODE_CreateCode(CODECTYPE_ENCODER, PLAYER_PAYLOAD_G711U, nullptr, &codec));
-    const std::vector<SHORT> pcm(1600, 0);
     CODEC_FRAME_S frame{};
-    ASSERT_EQ(0U, Encode(pcm, 3000, &frame));
+    ASSERT_EQ(0U, Encode(std::vector<SHORT>(1600), 3000, &frame));
     EXPECT_EQ(1500U, frame.ulSize);
     EXPECT_EQ(1500U, codec.ulExtraLen);
     EXPECT_EQ(0xFF, frame.pucData[1499]);
-    EXPECT_EQ(1U, Encode(pcm, 3002, &frame));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Encoder: Call G711Encoder Failed, Error:[-1]."));
+    EXPECT_EQ(1U, Encode(std::vector<SHORT>(1600), 3002, &frame));
 }
 
-/** Frames of an ADTS or layer II stream. */
-std::vector<Span> Cut(Span stream, bool adts) {
-    static constexpr int kRates[] = {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384, 0};
-    std::vector<Span> frames;
-    while (stream.size() > 7) {
-        const int size = adts ? (stream[3] & 3) << 11 | stream[4] << 3 | stream[5] >> 5
-                              : 144000 * kRates[stream[2] >> 4] / 44100 + ((stream[2] >> 1) & 1);
-        if (size <= 0 || static_cast<size_t>(size) > stream.size()) {
-            break;
-        }
-        frames.push_back(stream.first(static_cast<size_t>(size)));
-        stream = stream.subspan(static_cast<size_t>(size));
-    }
-    return frames;
-}
-
-TEST_F(CodecAudio, DecodesAacAtTheStreamsOwnRate) {
+TEST_F(CodecAudio, DecodesAacAtTheStreamsOwnRateUntilItFailsTooOften) {
     const std::pair<const char *, int> streams[] = {{"aac_16000_mono.aac", 16000}, {"aac_48000_stereo.aac", 48000}};
     for (const auto &[name, rate] : streams) {
         const ULONG_32 channels = rate == 48000 ? 2 : 1;
         const Bytes stream = ReadFile(MediaPath(name));
-        const std::vector<Span> units = Cut(stream, true);
+        const std::vector<Span> units = SplitAccessUnits(stream, AV_CODEC_ID_AAC);
         ASSERT_LT(20U, units.size());
         ASSERT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_AAC));
         for (const Span unit : units) {
@@ -121,23 +88,18 @@ TEST_F(CodecAudio, DecodesAacAtTheStreamsOwnRate) {
         }
         EXPECT_EQ(528U, Decode(Bytes(30, 7)));
         EXPECT_EQ(0U, Decode(units[3]));
+        ULONG_32 result = 528;
+        for (int i = 0; i < 20 && result == 528; i++) {
+            result = Decode(Bytes(30, 7));
+        }
+        EXPECT_EQ(540U, result);
         CODE_FreeCode(&codec);
     }
-    EXPECT_EQ(2U, log.Count(PLAYER_LOG_ERROR, "CODE_Decoder: Call dsp_aac_dec_decode Failed, Error:[-1], Len[30]."));
-}
-
-TEST_F(CodecAudio, AsksForANewAacDecoderInTheEnd) {
-    ASSERT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_AAC));
-    ULONG_32 result = 528;
-    for (int i = 0; i < 20 && result == 528; i++) {
-        result = Decode(Bytes(30, 7));
-    }
-    EXPECT_EQ(540U, result);
 }
 
 TEST_F(CodecAudio, GivesMp2InBlocksAtEightKilohertz) {
     const Bytes stream = ReadFile(MediaPath("mp2_44100_mono.mp2"));
-    const std::vector<Span> units = Cut(stream, false);
+    const std::vector<Span> units = SplitAccessUnits(stream, AV_CODEC_ID_MP2);
     ASSERT_LT(40U, units.size());
     for (int round = 0; round < 2; round++) {  // the second decoder takes over what the first left, but not its sound
         ASSERT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_MP1L2));
@@ -152,7 +114,6 @@ TEST_F(CodecAudio, GivesMp2InBlocksAtEightKilohertz) {
         }
         CODE_FreeCode(&codec);
     }
-    EXPECT_EQ(2U, log.Count(PLAYER_LOG_ERROR, "CODE_Decoder: Decode Mp2 Failed."));
 }
 
 TEST_F(CodecAudio, EncodesMp2ToItsCallbackAlone) {
@@ -184,7 +145,6 @@ TEST_F(CodecAudio, RefusesMp2InputThatGrowsTooMuchOrHasNoRate) {
     in.ulChannels = 1;
     ASSERT_EQ(0U, CODE_CreateCode(CODECTYPE_ENCODER, PLAYER_PAYLOAD_MP1L2, &in, &codec));
     EXPECT_EQ(1U, Encode(Tone(3000, 0.1), 6000));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "pcm data size is larger than buffer size"));
     CODE_FreeCode(&codec);
     for (const ULONG_32 rate : {0U, 0x80000000U, 0xFFFFFFFFU}) {
         in.ulSampleRate = rate;
@@ -227,7 +187,6 @@ TEST_F(CodecAac, EncodesWhenAFrameIsFull) {
         EXPECT_EQ(2048U, Waiting());
     }
     EXPECT_EQ(7U, frames.data.size());
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_WARN, "CODE_Encoder: AAC input is larger than the encoder keeps, Size[15288]."));
 }
 
 TEST_F(CodecAac, StampsByTheCountOfItsFrames) {
@@ -245,20 +204,6 @@ TEST_F(CodecAac, StampsByTheCountOfItsFrames) {
     in.ulSampleRate = 0;
     ASSERT_EQ(0U, Encode(pcm, 2048));
     EXPECT_EQ(0, frames.times.back());
-}
-
-TEST_F(CodecAudio, RefusesCallbacksAndInputWithoutAContext) {
-    EXPECT_EQ(2U, CODE_SetMp2DataCallBack(&codec, Frames::Take, nullptr));
-    EXPECT_EQ(2U, CODE_SetAacDataCallBack(&codec, Frames::Take, nullptr));
-    EXPECT_EQ(2U, CODE_SetAacDataCallBack(nullptr, Frames::Take, nullptr));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_SetMp2DataCallBack Failed, Invalid Param."));
-    EXPECT_EQ(2U, log.Count(PLAYER_LOG_ERROR, "CODE_SetAacDataCallBack fail, Param is null"));
-    codec.lCodecID = PLAYER_PAYLOAD_MP1L2;
-    EXPECT_EQ(2U, Encode({}, 0));
-    codec.lCodecID = PLAYER_PAYLOAD_AAC;
-    EXPECT_EQ(2U, Encode({}, 0));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Encoder Failed, Invalid Param."));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Encoder fail, Param is null"));
 }
 
 }  // namespace

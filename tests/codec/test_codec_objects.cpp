@@ -5,52 +5,21 @@
 
 #include "codec/zvcodec_loader.h"
 #include "codec_fixture.h"
+#include "support/made_bytes.h"
 
 namespace {
 
-/** Writes an H.264 SPS of baseline profile for a picture size. */
-class SpsWriter {
- public:
-    static Bytes Make(unsigned width, unsigned height) {
-        SpsWriter sps;
-        for (const auto &[value, count] : {std::pair{66U, 8}, {0U, 8}, {30U, 8}}) {  // profile, constraints, level
-            sps.Bits(value, count);
-        }
-        for (const unsigned value : {0U, 0U, 2U, 1U}) {  // id, frame number length, order type, references
-            sps.Golomb(value);
-        }
-        sps.Bits(0, 1);  // gaps
-        sps.Golomb((width + 15) / 16 - 1);
-        sps.Golomb((height + 15) / 16 - 1);
-        sps.Bits(0b1100, 4);  // frames only, direct 8x8, no crop, no VUI
-        sps.Bits(1, 1);
-        for (const uint8_t byte : {0, 0, 0, 1, 0x65, 0x88, 0x84, 0, 0x10, 0xFF, 0xFE}) {  // an IDR slice behind it
-            sps.bytes_.push_back(byte);
-        }
-        return sps.bytes_;
-    }
-
- private:
-    void Bits(unsigned value, int count) {
-        for (int i = count - 1; i >= 0; i--, used_++) {
-            if (used_ % 8 == 0) {
-                bytes_.push_back(0);
-            }
-            bytes_.back() = static_cast<uint8_t>(bytes_.back() | ((value >> i) & 1) << (7 - used_ % 8));
-        }
-    }
-    void Golomb(unsigned value) {
-        int bits = 0;
-        while ((value + 1) >> (bits + 1) != 0) {
-            bits++;
-        }
-        Bits(0, bits);
-        Bits(value + 1, bits + 1);
-    }
-
-    Bytes bytes_ = {0, 0, 0, 1, 0x67};
-    int used_ = 40;  // bits
-};
+/** The first frame of an H.264 stream of baseline profile: an SPS for a picture size, and an IDR slice. */
+Bytes FirstFrame(unsigned width, unsigned height) {
+    BitWriter sps;
+    sps.Bits(0x0000000167, 40).Bits(66, 8).Bits(0, 8).Bits(30, 8);  // profile, constraints, level
+    sps.Ue(0).Ue(0).Ue(2).Ue(1).Bits(0, 1);                         // id, frame number length, order, references
+    sps.Ue((width + 15) / 16 - 1).Ue((height + 15) / 16 - 1);
+    sps.Bits(0b1100, 4).Bits(1, 1);  // frames only, direct 8x8, no crop, no VUI
+    Bytes frame(sps.oBytes.begin(), sps.oBytes.end());
+    frame.insert(frame.end(), {0, 0, 0, 1, 0x65, 0x88, 0x84, 0, 0x10, 0xFF, 0xFE});
+    return frame;
+}
 
 class CodecCreate : public CodecTest {};
 
@@ -93,11 +62,11 @@ TEST_F(CodecCreate, ReleasesTwiceAndWithoutACodec) {
 TEST_F(CodecCreate, ClearsTheRecordButReadsTheWishesFirst) {
     codec.bUseGpu = 1;
     codec.ulPicWidth = 640;
-    EXPECT_EQ(7U, MakeDecoder(PLAYER_PAYLOAD_H264, SpsWriter::Make(640, 480)));
+    EXPECT_EQ(7U, MakeDecoder(PLAYER_PAYLOAD_H264, FirstFrame(640, 480)));
     EXPECT_EQ(-1, codec.lCodecID);
     EXPECT_EQ(0, codec.bUseGpu);
     EXPECT_EQ(0U, codec.ulPicWidth);
-    EXPECT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_H264, SpsWriter::Make(640, 480)));  // the wish has to be made again
+    EXPECT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_H264, FirstFrame(640, 480)));  // the wish has to be made again
     CODE_FreeCode(&codec);
     codec.bUseGpuH265 = 1;
     EXPECT_EQ(7U, MakeDecoder(PLAYER_PAYLOAD_H265));
@@ -105,7 +74,6 @@ TEST_F(CodecCreate, ClearsTheRecordButReadsTheWishesFirst) {
     EXPECT_EQ(0U, CODE_CreateCode(0, PLAYER_PAYLOAD_AAC, nullptr, &codec));
     CODE_FreeCode(&codec);
     EXPECT_EQ(1U, CODE_CreateCode(0, PLAYER_PAYLOAD_AAC, nullptr, &codec));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_CreateCode: dsp_faac_enc_init Failed, Error[-1]."));
 }
 
 TEST_F(CodecCreate, ChoosesTheThreadsOfH264BySize) {
@@ -114,13 +82,10 @@ TEST_F(CodecCreate, ChoosesTheThreadsOfH264BySize) {
         BOOL_T one_frame;
         int threads;
     };
-    for (const Row &row : {Row{720, 576, 0, 1},
-                           {1280, 720, 0, 2},
-                           {721, 500, 0, 2},
-                           {500, 721, 0, 2},
-                           {1920, 1080, 1, 1},
-                           {1920, 1080, 2, 2}}) {
-        const Bytes first = SpsWriter::Make(row.width, row.height);
+    static constexpr Row kRows[] = {{720, 576, 0, 1}, {1280, 720, 0, 2},  {721, 500, 0, 2},
+                                    {500, 721, 0, 2}, {1920, 1080, 1, 1}, {1920, 1080, 2, 2}};
+    for (const Row &row : kRows) {
+        const Bytes first = FirstFrame(row.width, row.height);
         PLAYER_FRAMEDATA_S frame = FrameData(first);
         frame.bOneFrameDecordFlag = row.one_frame;
         const std::string line = "Call dec_h264_init, Thread Count:[" + std::to_string(row.threads) + "].";
@@ -131,7 +96,6 @@ TEST_F(CodecCreate, ChoosesTheThreadsOfH264BySize) {
         CODE_FreeCode(&codec);
     }
     EXPECT_EQ(527U, CODE_CreateCode(CODECTYPE_DECODER, PLAYER_PAYLOAD_H264, nullptr, &codec));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "Invalid pExParm Param, dec_h264_init failed."));
 }
 
 TEST_F(CodecCreate, SizesAnH265DecoderByTheFirstFrameOrForAnyPicture) {
@@ -152,7 +116,6 @@ TEST_F(CodecCreate, SizesAnH265DecoderByTheFirstFrameOrForAnyPicture) {
     EXPECT_EQ(0U, CODE_ReCreateDecoder(640, 368, 1, &codec));
     EXPECT_EQ(1, codec.bOneFrameDecordFlag);
     EXPECT_EQ(0, codec.bDefaultDecSize);
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_INFO, "CODE_ReCreateDecoder Succeed."));
     codec.lCodecType = CODECTYPE_DECODER;
     codec.lCodecID = PLAYER_PAYLOAD_H265;
     EXPECT_EQ(0U, Decode(units[0]));
@@ -175,7 +138,7 @@ TEST_F(CodecCreate, KeepsWhatARecordLeftBehindUntilTheEnd) {
 }
 
 TEST_F(CodecCreate, ServesManyThreadsAtOnce) {
-    const Bytes first = SpsWriter::Make(1280, 720);
+    const Bytes first = FirstFrame(1280, 720);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; t++) {
         threads.emplace_back([&first, t] {
@@ -193,32 +156,12 @@ TEST_F(CodecCreate, ServesManyThreadsAtOnce) {
     }
 }
 
-TEST_F(CodecCreate, SaysThatThereIsNoGpu) {
-    EXPECT_EQ(0, CODE_CatchHwDec(1));
-    EXPECT_EQ(1, CODE_CatchHwDec(0));
-    PLAYER_GPU_ABLE_STATE_S state;
-    std::memset(&state, 0xFF, sizeof(state));
-    EXPECT_EQ(0, CODE_CatchHwDecEx(1, &state));
-    EXPECT_EQ(0, state.bGpuAbleH264);
-    EXPECT_EQ(0, state.bGpuAbleH265);
-    EXPECT_EQ(2, CODE_CatchHwDecEx(1, nullptr));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_CatchHwDecEx, Invalid pstGpuAbleState Param."));
-    EXPECT_EQ(7U, CODE_SetVideoAdjust(nullptr, nullptr, nullptr));
-    EXPECT_EQ(7U, CODE_GpuDisPlayPic(&codec, nullptr, 0, nullptr, nullptr, nullptr));
-    EXPECT_EQ(7U, CODE_GetYuvData(&codec, nullptr));
-}
-
 TEST_F(CodecCreate, LivesWithoutTheLibraryOfH264AndAac) {
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_INFO, "dlopen libZvCodec.so Success."));
     CODE_H264_GlobalFree();
-    const auto lines = [this] { return log.Count(PLAYER_LOG_ERROR, "pAvcodecHandle is NULL."); };
-    const size_t before = lines();
     EXPECT_EQ(0, dlsym_dec_h264_main(nullptr, nullptr, nullptr));
     EXPECT_EQ(0, dlsyml_h264_get_version(nullptr));
     EXPECT_EQ(nullptr, dlsym_dec_h264_init(1));
-    EXPECT_EQ(before + 3, lines());
-    EXPECT_EQ(527U, MakeDecoder(PLAYER_PAYLOAD_H264, SpsWriter::Make(640, 480)));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "Call dec_h264_init Failed."));
+    EXPECT_EQ(527U, MakeDecoder(PLAYER_PAYLOAD_H264, FirstFrame(640, 480)));
     ASSERT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_AAC));
     EXPECT_EQ(0U, Decode(Bytes(50, 0xFF)));
     EXPECT_EQ(0, out.lLineSize[0]);
@@ -226,7 +169,7 @@ TEST_F(CodecCreate, LivesWithoutTheLibraryOfH264AndAac) {
     EXPECT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_H265));  // the other libraries are linked
     CODE_FreeCode(&codec);
     CODE_H264_GlobalInit();
-    EXPECT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_H264, SpsWriter::Make(640, 480)));
+    EXPECT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_H264, FirstFrame(640, 480)));
 }
 
 }  // namespace

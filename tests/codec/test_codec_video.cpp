@@ -33,37 +33,23 @@ struct StreamRow {
 
 class CodecStream : public CodecVideo, public testing::WithParamInterface<StreamRow> {};
 
-TEST_P(CodecStream, GivesEveryPictureAsItIs) {
+TEST_P(CodecStream, GivesEveryPictureButAMarkedOne) {
     const StreamRow row = GetParam();
-    ASSERT_NO_FATAL_FAILURE(Open(row.name, row.payload));
-    const std::vector<std::string> expected = ReferenceMd5s(stream, Id(row.payload));
-    size_t pictures = 0;
-    for (size_t i = 0; i < units.size(); i++) {
-        const ULONG_32 result = Decode(units[i]);
-        ASSERT_EQ(i < row.delay ? 538U : 0U, result) << "unit " << i;
-        if (result == 0) {
-            ASSERT_EQ(expected[pictures], OutMd5()) << "picture " << pictures;
-            pictures++;
+    for (const size_t marked : {SIZE_MAX, size_t{8}}) {
+        ASSERT_NO_FATAL_FAILURE(Open(row.name, row.payload));
+        const std::vector<std::string> expected = ReferenceMd5s(stream, Id(row.payload));
+        for (size_t i = 0; i < units.size(); i++) {
+            codec.bNoShow = i == marked ? 1 : 0;
+            const bool shown = i >= row.delay && i - row.delay != marked;
+            ASSERT_EQ(shown ? 0U : 538U, Decode(units[i])) << "unit " << i;
+            EXPECT_EQ(0, codec.bNoShow);
+            if (shown) {
+                ASSERT_EQ(expected[i - row.delay], OutMd5()) << "unit " << i;
+            }
         }
-    }
-    EXPECT_EQ(static_cast<LONG_32>(units.size() % 32), codec.lInNum);
-    EXPECT_EQ(static_cast<LONG_32>(pictures % 32), codec.lOutNum);
-}
-
-TEST_P(CodecStream, HidesAMarkedFrameOnce) {
-    const StreamRow row = GetParam();
-    ASSERT_NO_FATAL_FAILURE(Open(row.name, row.payload));
-    const std::vector<std::string> expected = ReferenceMd5s(stream, Id(row.payload));
-    size_t pictures = 0;
-    for (size_t i = 0; i < units.size(); i++) {
-        codec.bNoShow = i == 8 ? 1 : 0;
-        const bool hidden = i == 8 + row.delay;
-        ASSERT_EQ(i < row.delay || hidden ? 538U : 0U, Decode(units[i])) << "unit " << i;
-        EXPECT_EQ(0, codec.bNoShow);
-        pictures += i >= row.delay ? 1 : 0;
-        if (!hidden && pictures != 0) {
-            ASSERT_EQ(expected[pictures - 1], OutMd5());
-        }
+        EXPECT_EQ(static_cast<LONG_32>(units.size() % 32), codec.lInNum);
+        EXPECT_EQ(static_cast<LONG_32>((units.size() - row.delay) % 32), codec.lOutNum);
+        CODE_FreeCode(&codec);
     }
 }
 
@@ -78,7 +64,6 @@ TEST_F(CodecVideo, CountsABrokenFrameAsGivenOut) {
     const LONG_32 given = codec.lOutNum;
     EXPECT_EQ(528U, Decode({}));
     EXPECT_EQ(given + 1, codec.lOutNum);
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Decoder: Call dec_h264_main Failed, Error:[-1]."));
     EXPECT_EQ(0U, Decode(units[1]));
 }
 
@@ -103,7 +88,6 @@ TEST_F(CodecVideo, LosesOneFrameWhenH265OutgrowsItsDecoder) {
     EXPECT_EQ(1U, Decode(large_units[0]));
     EXPECT_EQ(given + 1, codec.lOutNum);
     EXPECT_EQ(nullptr, out.pucData[0]);  // the planes ended with their decoder
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "Call IHW265D_DecodeFrame Failed, Error:[0xf0402001]."));
     EXPECT_EQ(0, codec.bDefaultDecSize);
     ASSERT_EQ(0U, Decode(large_units[0]));
     EXPECT_EQ(1920, out.lWidth);
@@ -181,15 +165,8 @@ TEST_F(CodecVideo, CountsJpegFailuresInARow) {
         EXPECT_EQ(528U, Decode(Bytes(40, 1)));
         EXPECT_EQ(i, codec.ulDecordFailCount);
     }
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Decoder: DSP_JpegDecode Failed, Error:[-2], Count[3]."));
     EXPECT_EQ(0U, Decode(good));
     EXPECT_EQ(0U, codec.ulDecordFailCount);
-    CODEC_INFO_S bare{};
-    bare.lCodecType = CODECTYPE_DECODER;
-    bare.lCodecID = PLAYER_PAYLOAD_JPEG;
-    CODEC_FRAME_S frame{};
-    EXPECT_EQ(2U, CODE_Decoder(&bare, &frame, DEINTERLACE_NONE, &out));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Decoder: ExtraData is Null."));
 }
 
 TEST_F(CodecVideo, EncodesAPictureThatDecodesAgain) {
@@ -205,18 +182,7 @@ TEST_F(CodecVideo, EncodesAPictureThatDecodesAgain) {
     EXPECT_EQ(640, out.lWidth);
     out.lHeight = -1;
     EXPECT_EQ(1U, CODE_Encoder(&encoder, &out, &frame));
-    EXPECT_EQ(1U, log.Count(PLAYER_LOG_ERROR, "CODE_Encoder: Call Dll_JpegEncode Failed, Error:[-1]."));
     CODE_FreeCode(&encoder);
-}
-
-TEST_F(CodecVideo, LeavesGpuRecordsAlone) {
-    codec.lCodecType = CODECTYPE_DECODER;
-    codec.bUseGpu = codec.bUseGpuH265 = 1;
-    for (const LONG_32 payload : {PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_H265}) {
-        codec.lCodecID = payload;
-        EXPECT_EQ(0U, Decode(Bytes(10, 1)));
-        EXPECT_EQ(0, codec.lInNum);
-    }
 }
 
 // A reader that takes the lock finds a picture whose planes hold, whatever the decoder does meanwhile.

@@ -2,8 +2,10 @@
 #ifndef ZELVANE_TESTS_SUPPORT_MADE_BYTES_H
 #define ZELVANE_TESTS_SUPPORT_MADE_BYTES_H
 
+#include <cmath>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 /** A number in so many bytes, the highest first. */
 inline std::string Be(uint64_t ulValue, int iBytes) {
@@ -13,6 +15,36 @@ inline std::string Be(uint64_t ulValue, int iBytes) {
     }
     return strBytes;
 }
+
+/** A sine wave of this many radians a sample. */
+inline std::vector<int16_t> Tone(size_t ulSamples, double dStep) {
+    std::vector<int16_t> asTone(ulSamples);
+    for (size_t i = 0; i < ulSamples; ++i) {
+        asTone[i] = static_cast<int16_t>(10000 * std::sin(static_cast<double>(i) * dStep));
+    }
+    return asTone;
+}
+
+/** Writes the bits of codec headers. */
+class BitWriter {
+ public:
+    BitWriter &Bits(uint64_t ulValue, int iCount) {
+        for (int i = iCount - 1; i >= 0; --i, ++m_ulBits) {
+            oBytes.resize(m_ulBits / 8 + 1);
+            oBytes[m_ulBits / 8] |= static_cast<char>((ulValue >> i & 1) << (7 - m_ulBits % 8));
+        }
+        return *this;
+    }
+    /** An unsigned Exp-Golomb code. */
+    BitWriter &Ue(uint32_t uiValue) {
+        int iZeros = 63 - __builtin_clzll(uint64_t{uiValue} + 1);
+        return Bits(0, iZeros).Bits(uint64_t{uiValue} + 1, iZeros + 1);
+    }
+    std::string oBytes;
+
+ private:
+    size_t m_ulBits = 0;
+};
 
 /** Hands over every prefix, then every copy with one byte set to values that lengths and flags trip over. */
 template <class Try>

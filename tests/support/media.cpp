@@ -4,6 +4,8 @@ extern "C" {
 #include <libavutil/md5.h>
 }
 
+#include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -86,28 +88,53 @@ std::string PictureMd5(const uint8_t *const planes[], const int strides[], int w
     return Md5(picture);
 }
 
-std::vector<std::string> ReferenceMd5s(Span stream, AVCodecID codec) {
+void ReferenceDecode(std::vector<Span> packets, AVCodecID codec, const std::function<void(const AVFrame &)> &take) {
     AVCodecContext *context = avcodec_alloc_context3(avcodec_find_decoder(codec));
     context->thread_count = 1;
-    std::vector<std::string> sums;
+    if (codec == AV_CODEC_ID_PCM_MULAW || codec == AV_CODEC_ID_PCM_ALAW) {
+        av_channel_layout_default(&context->ch_layout, 1);
+        context->sample_rate = 8000;
+    }
     if (avcodec_open2(context, nullptr, nullptr) == 0) {
         AVFrame *frame = av_frame_alloc();
         AVPacket *packet = av_packet_alloc();
-        std::vector<Span> units = SplitAccessUnits(stream, codec);
-        units.emplace_back();
-        for (const Span &unit : units) {
-            if (!unit.empty() && av_new_packet(packet, static_cast<int>(unit.size())) == 0) {
-                std::memcpy(packet->data, unit.data(), unit.size());
+        packets.emplace_back();
+        for (const Span &data : packets) {
+            if (!data.empty() && av_new_packet(packet, static_cast<int>(data.size())) == 0) {
+                std::memcpy(packet->data, data.data(), data.size());
             }
-            avcodec_send_packet(context, unit.empty() ? nullptr : packet);
+            avcodec_send_packet(context, data.empty() ? nullptr : packet);
             av_packet_unref(packet);
             while (avcodec_receive_frame(context, frame) == 0) {
-                sums.push_back(PictureMd5(frame->data, frame->linesize, frame->width, frame->height));
+                take(*frame);
             }
         }
         av_packet_free(&packet);
         av_frame_free(&frame);
     }
     avcodec_free_context(&context);
+}
+
+std::vector<std::string> ReferenceMd5s(Span stream, AVCodecID codec) {
+    std::vector<std::string> sums;
+    ReferenceDecode(SplitAccessUnits(stream, codec), codec, [&sums](const AVFrame &frame) {
+        sums.push_back(PictureMd5(frame.data, frame.linesize, frame.width, frame.height));
+    });
     return sums;
+}
+
+std::vector<int16_t> ReferenceSamples(const std::vector<Span> &packets, AVCodecID codec) {
+    std::vector<int16_t> samples;
+    ReferenceDecode(packets, codec, [&samples](const AVFrame &frame) {
+        const int channels = frame.ch_layout.nb_channels;
+        for (int i = 0; i < frame.nb_samples * channels; ++i) {
+            const uint8_t *plane = frame.extended_data[frame.format == AV_SAMPLE_FMT_S16 ? 0 : i % channels];
+            const int at = frame.format == AV_SAMPLE_FMT_S16 ? i : i / channels;
+            const long value = frame.format == AV_SAMPLE_FMT_FLTP
+                                   ? lrintf(reinterpret_cast<const float *>(plane)[at] * 32768.0F)
+                                   : reinterpret_cast<const int16_t *>(plane)[at];
+            samples.push_back(static_cast<int16_t>(std::clamp(value, -32768L, 32767L)));
+        }
+    });
+    return samples;
 }

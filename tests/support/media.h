@@ -11,6 +11,7 @@ extern "C" {
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,7 +25,7 @@ std::string MediaPath(const char *name);
 /** A whole file; empty if it can't be read. */
 Bytes ReadFile(const std::string &path);
 
-/** Cuts an H.264 or H.265 byte stream into access units, by FFmpeg's parser. The spans point into `stream`. */
+/** Cuts a byte stream of video or sound into access units, by FFmpeg's parser. The spans point into `stream`. */
 std::vector<Span> SplitAccessUnits(Span stream, AVCodecID codec);
 
 /** Cuts it into units, each with its start code. */
@@ -35,6 +36,12 @@ std::string Md5(Span data);
 
 /** MD5 of the visible part of an 8-bit 4:2:0 picture. */
 std::string PictureMd5(const uint8_t *const planes[], const int strides[], int width, int height);
+
+/** Decodes packets by libavcodec alone, one thread, drained, and hands over each frame. */
+void ReferenceDecode(std::vector<Span> packets, AVCodecID codec, const std::function<void(const AVFrame &)> &take);
+
+/** What libavcodec makes of packets of sound: 16 bits, channels interleaved. */
+std::vector<int16_t> ReferenceSamples(const std::vector<Span> &packets, AVCodecID codec);
 
 /** MD5 of each picture of a stream, in display order, as libavcodec alone decodes it: one thread, drained. */
 std::vector<std::string> ReferenceMd5s(Span stream, AVCodecID codec);
