@@ -248,6 +248,14 @@ typedef enum tagPlayerFileFormateE {
     PLAYER_FILE_FORMATE_VIDEO_AVI_ADD_RCD_TIME = 20
 } PLAYER_FILE_FORMATE_E;
 
+/** How a snapshot is saved. */
+typedef enum tagPlayerPicFormateE {
+    PLAYER_PIC_FORMATE_BMP = 0,          /**< bitmap, 24 bits a pixel; sizes rounded down to multiples of 4 */
+    PLAYER_PIC_FORMATE_JPEG = 1,         /**< JPEG */
+    PLAYER_PIC_FORMATE_JPEG_AND_BMP = 2, /**< both, the bitmap first */
+    PLAYER_PIC_FORMATE_MAX = 3           /**< no format */
+} PLAYER_PIC_FORMATE_E;
+
 /** Which of the finished files Zelvane_GetRecordFiles() gives. */
 typedef enum tagPlayerRecordGetFileNamePosE {
     RECORD_GET_FILENAME_FIRST = 0, /**< the first */

@@ -5,8 +5,8 @@
  * Compiles alone as C11 and as C++20; all functions have C linkage.
  *
  * A first player: Zelvane_Init(), Zelvane_AllocPort(), one open call (Zelvane_OpenInputStream(),
- * Zelvane_OpenMediaFile()), Zelvane_StartPlay() with a window, and for a pushed stream Zelvane_InputMediaData() for each
- * packet; then the close call, Zelvane_FreePort(), Zelvane_Cleanup().
+ * Zelvane_OpenMediaFile()), Zelvane_StartPlay() with a window, and for a pushed stream Zelvane_InputMediaData() for
+ * each packet; then the close call, Zelvane_FreePort(), Zelvane_Cleanup().
  *
  * Results. A function that returns BOOL_T gives 1 for success and 0 for failure; after a 0, Zelvane_GetLastError() on
  * the same thread gives the code (PLAYER_ERROR_E), unless the function says that it sets none. A port number of 256 or
@@ -421,8 +421,8 @@ ZELVANE_API BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime);
  *
  * A port holds two port numbers while it records.
  * @param ulPort            port
- * @param pcFileName        path, 255 characters at most; an ending ".mp4", ".ts" or ".avi" is cut off, the format chooses
- *                          its own
+ * @param pcFileName        path, 255 characters at most; an ending ".mp4", ".ts" or ".avi" is cut off, the format
+ * chooses its own
  * @param ulMediaFileFormat PLAYER_FILE_FORMATE_E
  * @param pcFilePostfix     receives ".mp4", ".ts" or ".avi" without a terminator; may be null
  * @return 1; or 0 with PLAYER_ERR_RECORD_STARTED (also after a failure that was not followed by a stop),
@@ -493,6 +493,37 @@ ZELVANE_API BOOL_T Zelvane_GetRecordFiles(ULONG_32 ulPort, PLAYER_RECORD_GET_FIL
  * @return 1; or 0, with PLAYER_ERR_PARAM for null
  */
 ZELVANE_API BOOL_T Zelvane_GetRecordFileSize(ULONG_32 ulPort, DULONG *pulRecordingFileSize);
+
+/* ---- snapshots -------------------------------------------------------------------------------------------------- */
+
+/**
+ * Saves the picture that the port shows, as it was decoded or adjusted, and returns when the file is written. The port
+ * goes on meanwhile; snapshots of one port take turns.
+ * @param ulPort        port that decodes
+ * @param pcFileName    where to. The extension of the format is put behind the name unless the name ends in just that:
+ *                      "a.jpg" saved as a bitmap becomes "a.jpg.bmp". Missing directories are made
+ * @param ulPicFormat   PLAYER_PIC_FORMATE_E
+ * @param pcFilePostfix not used
+ * @return 1; or 0 with PLAYER_ERR_FAILED (no picture yet, or the file can't be made), PLAYER_ERR_PARAM (null name,
+ *         unknown format), PLAYER_ERR_DISK_FULL, PLAYER_ERR_MALLOC
+ */
+ZELVANE_API BOOL_T Zelvane_SnatchOnce(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat,
+                                      CHAR *pcFilePostfix);
+
+/**
+ * As Zelvane_SnatchOnce(), or in a thread of the library.
+ *
+ * With bAsync 1 the call returns at once, and a run message of kind PLAYER_RUN_INFO_SNATCH with the code 545 tells in
+ * ulReserved what came of it. While such a snapshot runs, and for the name that was saved last, the call does nothing
+ * and succeeds. A name shorter than the one before keeps that one's tail, so names of equal length are wanted; at most
+ * 255 characters count.
+ * @param ulPort      port that decodes
+ * @param pcFileName  where to
+ * @param ulPicFormat PLAYER_PIC_FORMATE_E
+ * @param bAsync      1: in a thread; another value: in this one
+ * @return as Zelvane_SnatchOnce(), or what starting the thread gave
+ */
+ZELVANE_API BOOL_T Zelvane_SnatchOnceEx(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat, BOOL_T bAsync);
 
 /* ---- figures of a running stream -------------------------------------------------------------------------------- */
 

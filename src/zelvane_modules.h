@@ -12,6 +12,7 @@
 #include "file/module_file.h"
 #include "file/mp4_boxes.h"
 #include "file/mp4_parse.h"
+#include "file/picture_file.h"
 #include "foundations/PlayerLog.h"
 #include "foundations/bytes.h"
 #include "foundations/com_log.h"

@@ -448,6 +448,23 @@ MODULE_API ULONG_32 Player_GetRecordFiles(ULONG_32 ulPort, ULONG_32 enGetFilePos
 MODULE_API ULONG_32 Player_GetFileSize(ULONG_32 ulPort, DULONG *pulRecordingFileSize);
 /** The record thread; pParam is the port. */
 MODULE_API void *__RecordThreadEntry(void *pParam);
+/* ---- snapshots; they need no API lock ---- */
+
+/** Saves the port's picture; ulPicFormat is a tagPlayerPicFormateE. One at a time for a port. */
+MODULE_API ULONG_32 Player_SnatchOnce(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat);
+/** The same, or with bAsync 1 in a thread of its own that reports the result as run message 545. */
+MODULE_API ULONG_32 Player_SnatchOnceEx(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat, BOOL_T bAsync);
+/** The work of Player_SnatchOnce(), under its lock; cuts the extension of pcFileName in place. */
+MODULE_API ULONG_32 Player_NormalSnatchOnce(ULONG_32 ulPort, CHAR *pcFileName, ULONG_32 ulPicFormat);
+/** Does nothing. Returns 0. */
+MODULE_API ULONG_32 Player_FisheyeSnatchOnce(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat);
+/** Does nothing. Returns 0. */
+MODULE_API ULONG_32 Player_PtzSnatchOnce(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat);
+/** The thread of an asynchronous snapshot; pParam is the port. */
+MODULE_API void *__SnatchThreadEntry(void *pParam);
+
+/* ---- services ---- */
+
 MODULE_API ULONG_32 Player_CloseVoiceSvc(ULONG_32 ulPort);
 MODULE_API ULONG_32 Player_CloseHlsStream(ULONG_32 ulPort);
 /** Empties the table of the broadcast service. */

@@ -113,11 +113,11 @@ ULONG_32 KeepVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
 
 /** Frees the decoder, and the snapshot encoder, whose lock comes first in the order of locks. */
 void FreeForRebuild(PLAEYR_PORT_S *pstPort) {
+    QLOM_SDK_mutex_lock(&pstPort->stSnatchInfo.stMutex);
     if (pstPort->stVideoEncode.lCodecID != PLAYER_PAYLOAD_NULL) {
-        QLOM_SDK_mutex_lock(&pstPort->stSnatchInfo.stMutex);
         CODE_FreeCode(&pstPort->stVideoEncode);
-        QLOM_SDK_mutex_unlock(&pstPort->stSnatchInfo.stMutex);
     }
+    QLOM_SDK_mutex_unlock(&pstPort->stSnatchInfo.stMutex);
     QLOM_SDK_mutex_lock(&pstPort->stDecodeVideoData.stLock);
     word::Store(pstPort->bUseGpuRander, 0);
     QLOM_SDK_mutex_unlock(&pstPort->stDecodeVideoData.stLock);
