@@ -83,8 +83,8 @@ inline std::vector<std::string> SliceMd5s(Span stream, AVCodecID codec) {
 /** The same of a recording, as ffmpeg takes it out of its container. */
 inline std::vector<std::string> SlicesOfFile(const std::string &path, AVCodecID codec) {
     const std::string raw = path + ".raw";
-    EXPECT_TRUE(support::Ffmpeg("-i '" + path + "' -map 0:v -c copy -f " +
-                                    (codec == AV_CODEC_ID_H264 ? "h264" : "hevc"), raw))
+    EXPECT_TRUE(
+        support::Ffmpeg("-i '" + path + "' -map 0:v -c copy -f " + (codec == AV_CODEC_ID_H264 ? "h264" : "hevc"), raw))
         << path;
     const Bytes stream = ReadFile(raw);
     std::filesystem::remove(raw);

@@ -83,7 +83,8 @@ const Roll ROLLS[] = {
     {"TsParts", PLAYER_FILE_FORMATE_TS, {"cam_1\\.ts", "cam_1_part1\\.ts", "cam_1_part2\\.ts"}},
     {"Mp4Parts", PLAYER_FILE_FORMATE_MP4, {"cam_1\\.mp4", "cam_1_part1\\.mp4", "cam_1_part2\\.mp4"}},
     {"Mp4Clock", PLAYER_FILE_FORMATE_MP4_ADD_TIME, {"cam_1_S[0-9]{14}_E[0-9]{14}\\.mp4"}},
-    {"TsStream", PLAYER_FILE_FORMATE_TS_ADD_RCD_TIME,
+    {"TsStream",
+     PLAYER_FILE_FORMATE_TS_ADD_RCD_TIME,
      {"cam_1_S[0-9]{14}_E[0-9]{14}\\.ts", "cam_1_S[0-9]{14}_E[0-9]{14}(\\([0-9]+\\))?\\.ts"}},
 };
 
@@ -95,7 +96,7 @@ TEST_P(RecordRoll, NoFrameIsLostAndEachFileStartsWithAKeyFrame) {
     RecordPort port;
     port.SplitAt(roll.IsTs() ? 1 : (4U << 20) + 20000);  // an MP4 file begins with room for its index
     ASSERT_TRUE(port.Start("cam_1", roll.format));
-    port.PushVideo(video);  // three groups
+    port.PushVideo(video);                                  // three groups
     if (roll.format == PLAYER_FILE_FORMATE_MP4_ADD_TIME) {  // such a file replaces one of the same second
         port.DrainRecord();
         std::this_thread::sleep_for(std::chrono::milliseconds(1100));
