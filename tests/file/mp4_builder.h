@@ -101,6 +101,14 @@ inline std::string File(const std::string &data, const std::vector<Track> &track
     return Ftyp() + Box("mdat", data) + Box("moov", moov);
 }
 
+/** "ftyp", "moov" with a track of one chunk, and this box of the media data; the chunk begins `skip` bytes into it. */
+inline std::string MoovInFront(Track track, const std::string &mdat, uint32_t skip = 0) {
+    const auto front = [&track] { return Ftyp() + Box("moov", Mvhd(1, 1) + track.Make()); };
+    track.chunks = {0};
+    track.chunks = {static_cast<uint32_t>(front().size()) + 8 + skip};
+    return front() + mdat;
+}
+
 }  // namespace mp4
 
 #endif

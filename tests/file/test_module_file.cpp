@@ -6,6 +6,7 @@
 #include "file/mp4_builder.h"
 #include "support/file_port.h"
 #include "support/log_lines.h"
+#include "support/made_bytes.h"
 #include "support/temp_dir.h"
 #include "zelvane_modules.h"
 
@@ -15,32 +16,13 @@ namespace {
 std::string PcrPacket(uint64_t pcr, unsigned pid = 0x165) {
     std::string packet(188, '\xFF');
     const uint64_t base = pcr & ((1ULL << 33) - 1);
-    const unsigned char head[] = {0x47,
-                                  static_cast<unsigned char>(0x40 | pid >> 8),
-                                  static_cast<unsigned char>(pid),
-                                  0x30,
-                                  7,
-                                  0x10,
-                                  static_cast<unsigned char>(base >> 25),
-                                  static_cast<unsigned char>(base >> 17),
-                                  static_cast<unsigned char>(base >> 9),
-                                  static_cast<unsigned char>(base >> 1),
-                                  static_cast<unsigned char>(base << 7 | 0x7E),
-                                  0};
-    packet.replace(0, sizeof(head), reinterpret_cast<const char *>(head), sizeof(head));
-    return packet;
+    return packet.replace(0, 12, Be(0x474000 | pid, 3) + "\x30\x07\x10" + Be(base << 15 | 0x7E00, 6));
 }
 
 std::string OtherPacket(unsigned pid = 0x1FFF) {
     std::string packet(188, '\0');
-    packet[0] = 0x47;
-    packet[1] = static_cast<char>(pid >> 8);
-    packet[2] = static_cast<char>(pid);
-    packet[3] = 0x10;
-    return packet;
+    return packet.replace(0, 4, Be(0x47000010 | pid << 8, 4));
 }
-
-std::string PatPacket() { return OtherPacket(0); }
 
 std::string Times(const std::string &text, size_t count) {
     std::string all;
@@ -73,7 +55,7 @@ class Record {
 std::string Clocked(const std::vector<uint64_t> &times) {
     std::string file;
     for (size_t i = 0; i < times.size(); ++i) {
-        file += (i % 5 == 0 ? PatPacket() : OtherPacket()) + PcrPacket(times[i]) + Times(OtherPacket(), 8);
+        file += (i % 5 == 0 ? OtherPacket(0) : OtherPacket()) + PcrPacket(times[i]) + Times(OtherPacket(), 8);
     }
     return file;
 }
@@ -86,67 +68,49 @@ std::vector<uint64_t> Every(uint64_t first, uint64_t step, size_t count) {
     return times;
 }
 
-class ModuleFile : public testing::Test {
- protected:
-    LogLines m_log;
-};
-
 }  // namespace
 
 /* ---- what a file is ---- */
 
-TEST_F(ModuleFile, TheFirstFormatInOrderWins) {
+TEST(ModuleFile, TheFirstFormatInOrderWins) {
     const std::string ts = Clocked(Every(0, 3600, 10));
-    // "ftyp" at offset 4 makes anything an MP4 file, here one that has no boxes.
     std::string both = ts;
-    both.replace(4, 4, "ftyp");
-    EXPECT_EQ(Record(both).Result(), ULONG_32{PLAYER_ERR_PARAM});
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "File_CreateFileParser Failed, MP4_CreateMp4Parser Failed."), 1);
-
-    EXPECT_EQ(Record(ts).Result(), 0U);
-    const std::string avi = "RIFFsizeAVI LIST";
-    EXPECT_EQ(Record(avi).Result(), ULONG_32{PLAYER_ERR_NOT_SUPPORT});
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "AVI_CreateParser Failed, Not Support, Error:[0x7]."), 1);
-    EXPECT_EQ(Record("RIFFsizeWAVEfmt ").Result(), ULONG_32{PLAYER_ERR_NOT_SUPPORT});
-    std::string krdf("\x67\x13\0\0", 4);
-    EXPECT_EQ(Record(krdf + std::string(139, 'x')).Result(), ULONG_32{PLAYER_ERR_NOT_SUPPORT});
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "File_CreateFileParser Failed, KRDF_CreateKrdfParser Failed."), 0)
-        << "a head is 144 bytes";
-    EXPECT_EQ(Record(krdf + std::string(140, 'x')).Result(), ULONG_32{PLAYER_ERR_NOT_SUPPORT});
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "File_CreateFileParser Failed, KRDF_CreateKrdfParser Failed."), 1);
+    both.replace(4, 4, "ftyp");  // makes anything an MP4 file, here one that has no boxes
+    const std::string krdf("\x67\x13\0\0", 4);
+    const struct {
+        std::string content;
+        ULONG_32 result;
+        std::string line;
+    } cases[] = {
+        {both, PLAYER_ERR_PARAM, "File_CreateFileParser Failed, MP4_CreateMp4Parser Failed."},
+        {ts, PLAYER_ERR_OK, ""},
+        {"RIFFsizeAVI LIST", PLAYER_ERR_NOT_SUPPORT, "AVI_CreateParser Failed, Not Support, Error:[0x7]."},
+        {"RIFFsizeWAVEfmt ", PLAYER_ERR_NOT_SUPPORT, ""},
+        {krdf + std::string(139, 'x'), PLAYER_ERR_NOT_SUPPORT, ""},  // a head is 144 bytes
+        {krdf + std::string(140, 'x'), PLAYER_ERR_NOT_SUPPORT,
+         "File_CreateFileParser Failed, KRDF_CreateKrdfParser Failed."},
+    };
+    for (const auto &one : cases) {
+        LogLines log;
+        EXPECT_EQ(Record(one.content).Result(), one.result);
+        EXPECT_EQ(LogLines::Errors(one.line), one.line.empty() ? 0U : 1U) << one.line;
+    }
 }
 
-TEST_F(ModuleFile, NullAndMissingAreRefusedAndReleaseIsIdempotent) {
+TEST(ModuleFile, MissingFilesAreRefusedAndReleaseIsIdempotent) {
     FILE_INFO_S file = {};
     FILE_FRAME_INFO_S frame = {};
-    ULONG_32 value = 0;
     EXPECT_EQ(File_CreateFileParser("nowhere/at/all", &file), ULONG_32{PLAYER_ERR_FILE_OPEN});
-    EXPECT_EQ(File_CreateFileParser(nullptr, &file), ULONG_32{PLAYER_ERR_FILE_OPEN});
-    EXPECT_EQ(File_CreateFileParser("x", nullptr), ULONG_32{PLAYER_ERR_PARAM});
     EXPECT_EQ(File_CreateTsParser("nowhere/at/all", &file), ULONG_32{PLAYER_ERR_FILE_OPEN});
-    EXPECT_EQ(File_GetFileProperty(&file), ULONG_32{PLAYER_ERR_PARAM});
     EXPECT_EQ(File_ReadOneFrame(&file, &frame, FRAME_CTRL_PLAY), ULONG_32{PLAYER_ERR_PARAM});
     EXPECT_EQ(File_SetPlayTime(&file, 0, 25), ULONG_32{PLAYER_ERR_PARAM});
-    EXPECT_EQ(File_GetPlayTime(nullptr, &value), ULONG_32{PLAYER_ERR_PARAM});
-    EXPECT_EQ(File_GetIFrameIntervalTime(nullptr), ULONG_32{PLAYER_ERR_PARAM});
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "File_GetIFrameInterval Failed, Invalid Param."), 1);
     EXPECT_EQ(File_ReleaseFileParser(&file), 0U);
     EXPECT_EQ(File_ReleaseTsParser(&file), 0U);
 }
 
-TEST_F(ModuleFile, ControlValuesBecomeRequestsOfTheParsers) {
-    const ULONG_32 wanted[] = {2, 0, 2, 2, 1, 3, 0, 0};
-    for (ULONG_32 ctrl = 0; ctrl < std::size(wanted); ++ctrl) {
-        EXPECT_EQ(File_FileCtrlToMp4Ctrl(ctrl), wanted[ctrl]);
-        EXPECT_EQ(File_FileCtrlToAviCtrl(ctrl), wanted[ctrl]);
-        EXPECT_EQ(File_FileCtrlToKrdfCtrl(ctrl), wanted[ctrl]);
-    }
-    EXPECT_EQ(File_FileCtrlToMp4Ctrl(0xFFFFFFFF), 0U);
-}
-
 /* ---- properties of MPEG-TS ---- */
 
-TEST_F(ModuleFile, PropertiesOfATransportStreamComeFromItsClock) {
+TEST(ModuleFile, PropertiesOfATransportStreamComeFromItsClock) {
     const uint64_t wrap = 1ULL << 33;
     const struct {
         const char *what;
@@ -169,53 +133,39 @@ TEST_F(ModuleFile, PropertiesOfATransportStreamComeFromItsClock) {
         EXPECT_EQ(file->dulFileSize, test.times.size() * 1880) << test.what;
         EXPECT_EQ(file.Position(), 0U) << test.what;
     }
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "File_GetFileProperty Failed, NextNextPCR - FirstPCR = 0."), 1);
 }
 
-TEST_F(ModuleFile, TransportStreamsWithoutAClockDoNotOpen) {
-    const std::string one = PcrPacket(9000) + Times(OtherPacket(), 300);
-    const struct {
-        std::string content;
-        const char *line;
-    } cases[] = {{Times(OtherPacket(), 300), "File_GetFileProperty Failed, File_GetPCR Get First Frame Pcr Failed."},
-                 {one, "File_GetFileProperty Failed, File_GetPCR Get Next Frame Pcr Failed."},
-                 {Clocked(Every(0, 3600, 50)) + std::string(100, 'x'),
-                  "File_GetFileProperty Failed, File_GetPCR Get Last Frame Pcr Failed."}};
-    for (const auto &test : cases) {
-        EXPECT_EQ(Record(test.content).Result(), ULONG_32{PLAYER_ERR_FILE_READ});
-        EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, test.line), 1) << test.line;
+TEST(ModuleFile, TransportStreamsWithoutAClockDoNotOpen) {
+    const std::string cut = Clocked(Every(0, 3600, 50)) + std::string(100, 'x');
+    for (const std::string &content : {Times(OtherPacket(), 300), PcrPacket(9000) + Times(OtherPacket(), 300), cut}) {
+        EXPECT_EQ(Record(content).Result(), ULONG_32{PLAYER_ERR_FILE_READ});
     }
-    EXPECT_GE(LogLines::Count(PLAYER_LOG_ERROR, "Read Data != 188, Read Len = 0"), 2);
 }
 
-TEST_F(ModuleFile, TheLastClockReferenceIsFoundFarFromTheEnd) {
-    Record file(Clocked(Every(9000, 3600, 30)) + Times(OtherPacket(), 1000));
-    EXPECT_EQ(file.Result(), 0U);
-    EXPECT_EQ(file->ulLastTime, 1U);
+TEST(ModuleFile, TheLastClockReferenceIsFoundFarFromTheEnd) {
     // Another PID carries no clock of this file.
-    Record other(Clocked(Every(9000, 3600, 30)) + Times(PcrPacket(9000000, 0x101), 10));
-    EXPECT_EQ(other->ulLastTime, 1U);
+    for (const std::string &end : {Times(OtherPacket(), 1000), Times(PcrPacket(9000000, 0x101), 10)}) {
+        EXPECT_EQ(Record(Clocked(Every(9000, 3600, 30)) + end)->ulLastTime, 1U);
+    }
 }
 
-TEST_F(ModuleFile, ATransportStreamOpensWithoutFrameBuffers) {
+TEST(ModuleFile, ATransportStreamOpensWithoutFrameBuffers) {
     TempDir folder;
     WriteFile(folder.At("a"), Clocked(Every(9000, 3600, 100)));
     FILE_INFO_S file = {};
     file.dulFileStartPos = 5;
     ASSERT_EQ(File_CreateTsParser(folder.At("a").c_str(), &file), 0U);
     EXPECT_EQ(file.dulFileStartPos, 0U);
-    EXPECT_EQ(file.pucFrameDataAddr, nullptr);
     EXPECT_EQ(file.lFrameRate, 25);
     EXPECT_EQ(ftello(file.pFile), 0);
     FILE_FRAME_INFO_S frame = {};
     EXPECT_EQ(File_ReadOneFrame(&file, &frame, FRAME_CTRL_PLAY), ULONG_32{PLAYER_ERR_PARAM});
     EXPECT_EQ(File_ReleaseTsParser(&file), 0U);
-    EXPECT_EQ(file.pFile, nullptr);
 }
 
 /* ---- seeking in MPEG-TS ---- */
 
-TEST_F(ModuleFile, AJumpLandsOnThePatBehindAClockUpToTwoSecondsPastTheTarget) {
+TEST(ModuleFile, AJumpLandsOnThePatBehindAClockUpToTwoSecondsPastTheTarget) {
     Record file(Clocked(Every(90000, 3600, 1000)));  // 40 seconds, a PAT each 5 references
     ASSERT_EQ(file->ulLastTime, 39U);
     for (ULONG_32 seconds = 1; seconds < 39; ++seconds) {
@@ -236,17 +186,16 @@ TEST_F(ModuleFile, AJumpLandsOnThePatBehindAClockUpToTwoSecondsPastTheTarget) {
     EXPECT_EQ(file->stTsStreamInfo.astTSCCInfo[2].usLoseNum, 0);
 }
 
-TEST_F(ModuleFile, ASearchThatFindsNothingLeavesThePlace) {
+TEST(ModuleFile, ASearchThatFindsNothingLeavesThePlace) {
     // All clock references stand in front, the middle holds none and the end says a late time.
     Record file(Clocked(Every(90000, 3600, 20)) + std::string(188 * 400, '\x11') + Clocked({9000000, 9003600}));
     ASSERT_EQ(file.Result(), 0U);
     ASSERT_EQ(fseeko(file->pFile, 1880, SEEK_SET), 0);
     EXPECT_NE(File_SetPlayTime(file.Get(), 50, 25), 0U);
     EXPECT_EQ(file.Position(), 1880U);
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "Get Offset Failed."), 1);
 }
 
-TEST_F(ModuleFile, AClockThatLeapsIsSearchedInFewSteps) {
+TEST(ModuleFile, AClockThatLeapsIsSearchedInFewSteps) {
     // From one reference to the next the time leaps far past the target: halving comes to rest on the later one.
     Record file(Clocked(Every(90000, 3600, 10)) + Times(OtherPacket(), 20000) + Clocked(Every(90000000, 3600, 10)));
     ASSERT_EQ(file.Result(), 0U);
@@ -257,7 +206,7 @@ TEST_F(ModuleFile, AClockThatLeapsIsSearchedInFewSteps) {
     EXPECT_EQ(File_DivToFindPCR(file.Get(), 998, 0, file->dulFileSize, scratch, 90000 * 500, &offset), 0U);
 }
 
-TEST_F(ModuleFile, SearchesEndWhenTheRunFlagFalls) {
+TEST(ModuleFile, SearchesEndWhenTheRunFlagFalls) {
     Record file(Clocked(Every(90000, 3600, 1000)));
     const BOOL_T stopped = 0;
     file->pbRun = &stopped;
@@ -267,83 +216,68 @@ TEST_F(ModuleFile, SearchesEndWhenTheRunFlagFalls) {
     EXPECT_EQ(file.Position(), 0U);
 }
 
-TEST_F(ModuleFile, PacketsAreReadUpToTheTailOfAFrame) {
+TEST(ModuleFile, PacketsAreReadUpToTheTailOfAFrame) {
     std::string tail = OtherPacket();
     tail[1] = static_cast<char>(tail[1] | 0x20);
-    Record file(Clocked(Every(0, 3600, 2)) + OtherPacket() + tail + OtherPacket() + std::string(188, 'x'));
-    FILE *stream = tmpfile();
-    const std::string content = OtherPacket() + tail + OtherPacket() + std::string(188, 'x');
-    fwrite(content.data(), 1, content.size(), stream);
-    rewind(stream);
+    std::string content = OtherPacket() + tail + OtherPacket() + std::string(188, 'x');
+    FILE *stream = fmemopen(content.data(), content.size(), "rb");
     UCHAR buffer[188 * 4];
-    ULONG_32 size = sizeof(buffer);
-    EXPECT_EQ(File_ReadTSPacket(stream, buffer, &size), 0U);
-    EXPECT_EQ(size, 2 * 188U);
-    size = 188 + 100;
-    EXPECT_EQ(File_ReadTSPacket(stream, buffer, &size), 0U);
-    EXPECT_EQ(size, 188U) << "as many as fit";
-    size = sizeof(buffer);
-    EXPECT_EQ(File_ReadTSPacket(stream, buffer, &size), ULONG_32{PLAYER_ERR_FILE_READ}) << "no packet";
-    EXPECT_EQ(size, 0U);
+    const struct {
+        ULONG_32 room, result, size;
+    } cases[] = {{188 * 4, 0, 2 * 188}, {188 + 100, 0, 188}, {188 * 4, PLAYER_ERR_FILE_READ, 0}};
+    for (const auto &[room, result, size] : cases) {  // at last no packet
+        ULONG_32 read = room;
+        EXPECT_EQ(File_ReadTSPacket(stream, buffer, &read), result);
+        EXPECT_EQ(read, size);
+    }
     fclose(stream);
 }
 
 /* ---- MP4 ---- */
 
-TEST_F(ModuleFile, AnMp4FileGivesItsPropertiesAndAllSamplesFromTheFirst) {
+TEST(ModuleFile, AnMp4FileGivesItsPropertiesAndItsPlaces) {
     TempDir folder;
     const std::string path = folder.At("a.mp4");
     ASSERT_TRUE(
-        support::Ffmpeg("-f lavfi -i testsrc2=size=128x96:rate=20 -f lavfi -i sine -pix_fmt yuv420p -c:v libx264 "
-                        "-x264-params keyint=10:scenecut=0:bframes=0 -c:a aac -t 2",
+        support::Ffmpeg("-f lavfi -i testsrc2=size=128x96:rate=20 -f lavfi -i sine -pix_fmt yuv420p -c:v "
+                        "libx264 -x264-params keyint=10:scenecut=0:bframes=0 -c:a aac -t 2",
                         path));
     FILE_INFO_S file = {};
     file.fIFrameIntervalTime = 2000;
-    file.ulPreIFrameTime = 5;
     ASSERT_EQ(File_CreateFileParser(path.c_str(), &file), 0U);
     EXPECT_EQ(file.lFrameRate, 20);
     EXPECT_EQ(file.ulLastTime, 2U);
     EXPECT_EQ(file.fIFrameIntervalTime, 500.0F);
-    EXPECT_EQ(file.ulPreIFrameTime, 5U);
-    const std::vector<support::FileFrame> samples = support::SamplesOfMp4(path);
     FILE_FRAME_INFO_S frame = {};
-    for (const support::FileFrame &sample : samples) {
-        ASSERT_EQ(File_ReadOneFrame(&file, &frame, FRAME_CTRL_PLAY), 0U);
-        const size_t head = sample.video ? 0 : 7;
-        EXPECT_EQ(frame.lPayload, sample.video ? PLAYER_PAYLOAD_H264 : PLAYER_PAYLOAD_AAC);
-        EXPECT_EQ(frame.pucBuffer, file.pucFrameDataAddr);
-        ASSERT_EQ(frame.ulBufferLen + head, sample.data.size());
+    ULONG_32 result = 0;
+    while (result == 0) {
+        result = File_ReadOneFrame(&file, &frame, FRAME_CTRL_PLAY);
     }
-    EXPECT_EQ(File_ReadOneFrame(&file, &frame, FRAME_CTRL_PLAY), ULONG_32{PLAYER_ERR_FILE_END});
+    EXPECT_EQ(result, ULONG_32{PLAYER_ERR_FILE_END});
     ULONG_32 seconds = 0;
     EXPECT_EQ(File_GetPlayTime(&file, &seconds), 0U);
     EXPECT_EQ(seconds, 2U) << "the last sound takes the time of the picture that would come next";
     EXPECT_EQ(File_SetPlayTime(&file, 2, 20), 1U) << "no such frame";
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "File_SetPlayTime Failed, MP4_SetPlayTime Failed, Error[0x1]."), 1);
     EXPECT_EQ(File_SetPlayTime(&file, 1, 20), 0U);
     EXPECT_EQ(File_ReadOneFrame(&file, &frame, FRAME_CTRL_ONLY_I_FRAME), 0U);
     EXPECT_EQ(frame.dulTimestamp, 90000U);
-    file.dulFileEndPos = 9;
     EXPECT_EQ(File_ReleaseFileParser(&file), 0U);
-    EXPECT_EQ(file.dulFileEndPos, 0U);
 }
 
 /* ---- muxing ---- */
 
-TEST_F(ModuleFile, FramesAreMuxedAndSoundIsAnnouncedAsMpegAudio) {
+TEST(ModuleFile, FramesAreMuxedAndSoundIsAnnouncedAsMpegAudio) {
     auto mux = std::make_unique<TS_PACKET_DEC_S>();
-    ASSERT_EQ(File_CreatePacketDec(2, PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_MP1L2, mux.get()), 0U);
-    EXPECT_EQ(mux->lVideoType, 0) << "only one type is known";
     ASSERT_EQ(File_CreatePacketDec(FILE_PACKET_TYPE_TS, PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_MP1L2, mux.get()), 0U);
     EXPECT_EQ(mux->lElemType, 6);
+    UCHAR *packets = nullptr;
+    ULONG_32 size = 0;
     for (LONG_32 payload : {PLAYER_PAYLOAD_G711U, PLAYER_PAYLOAD_G711A, PLAYER_PAYLOAD_AAC, PLAYER_PAYLOAD_H264}) {
         Bytes data(1000, 0x55);
         TS_FRAMEDATA_S frame = {};
         frame.pucData = data.data();
         frame.lDataLen = 1000;
         frame.lPayload = payload;
-        UCHAR *packets = nullptr;
-        ULONG_32 size = 0;
         ASSERT_EQ(File_PacketData(mux.get(), &frame, FILE_PACKET_TYPE_TS, &packets, &size), 0U);
         EXPECT_EQ(size % 188, 0U);
         EXPECT_GE(size, 6 * 188U);
@@ -353,14 +287,11 @@ TEST_F(ModuleFile, FramesAreMuxedAndSoundIsAnnouncedAsMpegAudio) {
     }
     TS_FRAMEDATA_S bad = {};
     bad.lPayload = PLAYER_PAYLOAD_NULL;
-    UCHAR *packets = nullptr;
-    ULONG_32 size = 1;
     EXPECT_EQ(File_PacketData(mux.get(), &bad, FILE_PACKET_TYPE_TS, &packets, &size), ULONG_32{PLAYER_ERR_PARAM});
     EXPECT_EQ(size, 0U);
     EXPECT_EQ(File_DestoryPacketDec(mux.get()), 0U);
     DULONG base = 0;
     EXPECT_EQ(File_GetBaseTimestamp(&base), 0U);
-    EXPECT_EQ(base % 1000, 0U);
     EXPECT_GT(base, 1600000000U);
     const DULONG first = base;
     EXPECT_EQ(File_GetBaseTimestamp(&base), 0U);

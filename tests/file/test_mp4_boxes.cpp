@@ -5,7 +5,6 @@
 
 #include "mp4_builder.h"
 #include "mp4_open.h"
-#include "support/log_lines.h"
 
 namespace {
 
@@ -43,44 +42,12 @@ Lines ListOf(const std::string &content) {
     return file.Ok() ? file.List() : Lines{"not open"};
 }
 
-void Replace(std::string *text, const std::string &from, const std::string &to) {
-    const size_t at = text->find(from);
-    ASSERT_NE(at, std::string::npos);
-    text->replace(at, from.size(), to);
-}
-
-/** Opens and reads to the end in every way, with a bound on the steps. */
-void Exercise(const std::string &content) {
-    Mp4Open file(content);
-    if (!file.Ok()) {
-        return;
-    }
-    const LONG_32 size = static_cast<LONG_32>(file.Parser()->list.size());
-    for (LONG_32 type = MP4_FRAME_GET_TYPE_NONE; type < MP4_FRAME_GET_TYPE_MAX; ++type) {
-        file.Parser()->iCurSampleIndex = 0;
-        LONG_32 reads = 0;
-        while (file.Parser()->iCurSampleIndex < size) {
-            file.Read(type);
-            ASSERT_LE(file.Frame().ulBufferLen + 7, VIDEO_FRAME_BUFFER_SIZE);
-            ASSERT_LE(++reads, size);
-        }
-        ASSERT_EQ(file.Read(type), PLAYER_ERR_FILE_END);
-    }
-    MP4_INFO_S info;
-    MP4_GetMp4Info(file.Parser(), &info);
-    EXPECT_NE(info.ulFrameRate, 0U);
-    MP4_SetPlayTime(file.Stream(), file.Parser(), 1, 25);
-}
-
 }  // namespace
 
-TEST(Mp4Boxes, TracksAreToldApartByTheirChunks) {
-    EXPECT_EQ(ListOf(Interleaved()), (Lines{"24+10k t0c", "34+20 t0", "54+3 t1c", "57+4 t1", "61+30k t0c"}));
-}
-
-TEST(Mp4Boxes, SoundTakesTheTimeOfTheVideo) {
+TEST(Mp4Boxes, TracksAreToldApartByTheirChunksAndSoundTakesTheTimeOfTheVideo) {
     Mp4Open file(Interleaved());
     ASSERT_TRUE(file.Ok());
+    EXPECT_EQ(file.List(), (Lines{"24+10k t0c", "34+20 t0", "54+3 t1c", "57+4 t1", "61+30k t0c"}));
     std::vector<DULONG> times;
     for (const mp4_sample_node &node : file.Parser()->list) {
         times.push_back(node.timestamp);
@@ -88,40 +55,37 @@ TEST(Mp4Boxes, SoundTakesTheTimeOfTheVideo) {
     EXPECT_EQ(times, (std::vector<DULONG>{0, 3600, 7200, 7200, 7200}));
     EXPECT_EQ(file.Parser()->list[3].sample_count, 1);
     EXPECT_EQ(file.Parser()->list[4].chunk_count, 1);
-    EXPECT_EQ(MP4_FindTrakByType(file.Parser(), "soun"), &file.Parser()->trak[1]);
-    EXPECT_EQ(MP4_FindTrakByType(file.Parser(), "meta"), nullptr);
 }
 
 TEST(Mp4Boxes, WithoutSyncTableTheFirstSampleOfAChunkIsAKey) {
     Track video = Video({1, 2, 3, 4});
     video.chunks = {DATA, DATA + 3};
-    EXPECT_EQ(ListOf(mp4::File(Zeros(10), {video})), (Lines{"24+1k t0c", "25+2 t0", "27+3k t0c", "30+4 t0"}));
-    video.sync = std::vector<uint32_t>{};
-    EXPECT_EQ(ListOf(mp4::File(Zeros(10), {video})), (Lines{"24+1k t0c", "25+2 t0", "27+3k t0c", "30+4 t0"}));
+    for (const auto &sync : {std::optional<std::vector<uint32_t>>{}, {std::vector<uint32_t>{}}}) {
+        video.sync = sync;
+        EXPECT_EQ(ListOf(mp4::File(Zeros(10), {video})), (Lines{"24+1k t0c", "25+2 t0", "27+3k t0c", "30+4 t0"}));
+    }
+    video = Video({});
+    video.constantSize = 5;
+    for (const uint32_t count : {2U, 0xFFFFFFFFU}) {
+        video.sizeCount = count;
+        EXPECT_EQ(ListOf(mp4::File(Zeros(10), {video})), (Lines{"24+5k t0c", "29+5 t0"}));
+    }
 }
 
-TEST(Mp4Boxes, OfTwoTracksThatStartAtAPlaceTheFirstWins) {
+TEST(Mp4Boxes, OfSeveralTracks) {
     Track other = Video({5, 5});
     other.handler = "soun";
-    EXPECT_EQ(ListOf(mp4::File(Zeros(10), {Video({5, 5}), other})), (Lines{"24+5k t0c", "29+5 t0"}));
-}
-
-TEST(Mp4Boxes, TheLastVideoTrackIsTheVideo) {
+    EXPECT_EQ(ListOf(mp4::File(Zeros(10), {Video({5, 5}), other})), (Lines{"24+5k t0c", "29+5 t0"}))
+        << "of two at a place the first wins";
     Track second = Video({5});
     second.chunks = {DATA + 5};
-    Mp4Open file(mp4::File(Zeros(10), {Video({5}), second}));
-    ASSERT_TRUE(file.Ok());
-    EXPECT_EQ(file.Parser()->iVideoTrak, 1);
-    EXPECT_EQ(file.List(), (Lines{"24+5 t0c", "29+5k t1c"}));
+    EXPECT_EQ(ListOf(mp4::File(Zeros(10), {Video({5}), second})), (Lines{"24+5 t0c", "29+5k t1c"}))
+        << "the last one is the video";
 }
 
 TEST(Mp4Boxes, DataWithoutASizeReachToTheEnd) {
     for (uint32_t size : {0U, 1U, 8U}) {
-        Track video = Video({4, 6});
-        const std::string front = mp4::Ftyp() + Box("moov", mp4::Mvhd(1, 1) + video.Make());
-        video.chunks = {static_cast<uint32_t>(front.size() + 8)};
-        const std::string content =
-            mp4::Ftyp() + Box("moov", mp4::Mvhd(1, 1) + video.Make()) + Box("mdat", "abcdefghij", size);
+        const std::string content = mp4::MoovInFront(Video({4, 6}), Box("mdat", "abcdefghij", size));
         Mp4Open file(content);
         ASSERT_TRUE(file.Ok()) << size;
         EXPECT_EQ(file.Parser()->list.size(), 2U);
@@ -131,50 +95,13 @@ TEST(Mp4Boxes, DataWithoutASizeReachToTheEnd) {
 
 TEST(Mp4Boxes, ZerosBetweenBoxesAreSteppedOver) {
     const std::string content = Interleaved();
-    const Lines expected = ListOf(content);
     const size_t moov = content.find("moov") - 4;
     for (size_t zeros : {1U, 2U, 3U, 4U, 5U, 8U, 4095U, 4096U, 4097U, 3000000U}) {
-        std::string filled = content;
-        filled.insert(moov, Zeros(zeros));
-        EXPECT_EQ(ListOf(filled), expected) << zeros;
-        filled = content;
-        filled.insert(moov, Zeros(zeros) + Box("wide", Zeros(1)) + Zeros(zeros));
-        EXPECT_EQ(ListOf(filled), expected) << zeros;
-        EXPECT_EQ(ListOf(content + Zeros(zeros)), expected) << zeros;
+        for (const std::string &filler : {Zeros(zeros), Zeros(zeros) + Box("wide", Zeros(1)) + Zeros(zeros)}) {
+            const std::string filled = content.substr(0, moov) + filler + content.substr(moov) + Zeros(zeros);
+            EXPECT_EQ(ListOf(filled), ListOf(content)) << zeros;
+        }
     }
-}
-
-TEST(Mp4Boxes, RootBoxGivesItsSize) {
-    const auto sizeOf = [](std::string box) {
-        FILE *stream = fmemopen(box.data(), box.size(), "rb");
-        mp4_moov_box moov;
-        DLONG size = -1;
-        const ULONG_32 result = mp4_read_root_box(stream, &moov, &size);
-        fclose(stream);
-        return result == 0 ? size : -1;
-    };
-    EXPECT_EQ(sizeOf(Box("ftyp", "isom")), 12);
-    EXPECT_EQ(sizeOf(Box("free", "", 77)), 77);
-    EXPECT_EQ(sizeOf(Box("free", "", 0)), 1);
-    EXPECT_EQ(sizeOf(Box("mdat", "12345", 13)), 13);
-    EXPECT_EQ(sizeOf(Box("mdat", "12345", 1)), 13);
-    EXPECT_EQ(sizeOf(Box("moov", "", 8)), -1);
-    LogLines log;
-    EXPECT_EQ(sizeOf(Box("wide", "")), 8);
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_INFO, "wide==mark Undifined"), 1U);
-    EXPECT_EQ(mp4_read_root_box(nullptr, nullptr, nullptr), 1U);
-}
-
-TEST(Mp4Boxes, NumbersAndShortReads) {
-    std::string bytes = "\1\2\3\4\5\6\7\x08\x81\x7F\x01";
-    FILE *stream = fmemopen(bytes.data(), bytes.size(), "rb");
-    EXPECT_EQ(read_uint32_lit(stream), 0x01020304U);
-    EXPECT_EQ(read_uint16_lit(stream), 0x0506);
-    EXPECT_EQ(read_uint16_big(stream), 0x0807);
-    EXPECT_EQ(mp4_read_descr_size(stream), 0xFFU);
-    EXPECT_EQ(read_uint32_lit(stream), 0x01000000U);
-    EXPECT_EQ(read_uint8(stream), 0);
-    fclose(stream);
 }
 
 TEST(Mp4Boxes, SoundFirstIsReadInStepsOfItsFirstSample) {
@@ -196,15 +123,6 @@ TEST(Mp4Boxes, SoundFirstIsReadInStepsOfItsFirstSample) {
     EXPECT_EQ(ListOf(mp4::File("0123456789", {sound})), (Lines{"24+5 t1", "29+5 t1"}));
     sound.constantSize = 0;
     EXPECT_EQ(ListOf(mp4::File("0123456789", {sound})), Lines());
-}
-
-TEST(Mp4Boxes, ConstantSizes) {
-    Track video = Video({});
-    video.constantSize = 5;
-    video.sizeCount = 2;
-    EXPECT_EQ(ListOf(mp4::File(Zeros(10), {video})), (Lines{"24+5k t0c", "29+5 t0"}));
-    video.sizeCount = 0xFFFFFFFF;
-    EXPECT_EQ(ListOf(mp4::File(Zeros(10), {video})), (Lines{"24+5k t0c", "29+5 t0"}));
 }
 
 TEST(Mp4Boxes, SampleDescriptions) {
@@ -251,24 +169,23 @@ TEST(Mp4Boxes, TheFirstOfSeveralParameterSetsIsKept) {
 }
 
 TEST(Mp4Boxes, PropertiesWithoutDivisors) {
-    const auto infoOf = [](const std::string &content) {
-        Mp4Open file(content);
+    const struct {
+        uint32_t timescale, duration;  // of the track
+        uint32_t fileTimescale, fileDuration;
+        const char *rateAndSeconds;
+    } cases[] = {
+        {25, 2, 1000, 5999, "25/5"}, {25, 2, 0, 5999, "25/0"},    {40, 2, 1000, 5000, "40/5"},
+        {0, 2, 1000, 5000, "25/5"},  {25, 0, 1000, 5000, "25/5"}, {40, 200, 1000, 5000, "25/5"},  // under one a second
+    };
+    for (const auto &one : cases) {
+        Track track = Video({1, 1});
+        track.timescale = one.timescale;
+        track.duration = one.duration;
+        Mp4Open file(mp4::File("ab", {track}, one.fileTimescale, one.fileDuration));
         MP4_INFO_S info = {};
         EXPECT_EQ(MP4_GetMp4Info(file.Parser(), &info), PLAYER_ERR_OK);
-        return std::to_string(info.ulFrameRate) + "/" + std::to_string(info.ulPlayTime);
-    };
-    Track track = Video({1, 1});
-    EXPECT_EQ(infoOf(mp4::File("ab", {track}, 1000, 5999)), "25/5");
-    EXPECT_EQ(infoOf(mp4::File("ab", {track}, 0, 5999)), "25/0");
-    track.timescale = 40;
-    EXPECT_EQ(infoOf(mp4::File("ab", {track})), "40/5");
-    track.duration = 200;
-    EXPECT_EQ(infoOf(mp4::File("ab", {track})), "25/5");  // slower than one frame a second
-    LogLines log;
-    track.timescale = 0;
-    EXPECT_EQ(infoOf(mp4::File("ab", {track})), "25/5");
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_WARN, "MP4_GetMp4Info Failed, Timescale == 0."), 1U);
-    EXPECT_EQ(infoOf(mp4::File("x", {Video({})})), "25/5");
+        EXPECT_EQ(std::to_string(info.ulFrameRate) + "/" + std::to_string(info.ulPlayTime), one.rateAndSeconds);
+    }
 }
 
 TEST(Mp4Boxes, ListEndsWhereTheTablesDo) {
@@ -307,39 +224,20 @@ TEST(Mp4Boxes, CountsAreLimitedByTheirBoxes) {
     }
 }
 
-TEST(Mp4Boxes, ParameterSetsAreLimitedByTheirBox) {
-    Track track = Video({1});
-    const std::string right = mp4::AvcC("SPS", "PPS");
-    for (size_t at = 8; at < right.size(); ++at) {
-        std::string lie = right;
-        lie[at] = '\xFF';
-        track.entry = mp4::VisualEntry("avc1", lie);
-        Exercise(mp4::File("x", {track}));
-        track.entry = mp4::VisualEntry("avc1", Box("avcC", right.substr(8, at - 8), 0x7FFFFFFF));
-        Exercise(mp4::File("x", {track}));
-    }
-}
-
 TEST(Mp4Boxes, ChildrenMustFillTheirParent) {
     // Sizes that can't be end the walk; where it is of a track or of "moov" the file doesn't open.
     const std::string content = Interleaved();
     for (uint32_t size : {0U, 7U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
         std::string lie = content;
         lie.replace(lie.find("mvhd") - 4, 4, U32(size));
-        LogLines log;
         EXPECT_EQ(ListOf(lie), Lines{"not open"}) << size;
-        EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "mp4_read_moov_box Failed, Box Size OverFlow"), 1U);
         lie = content;
         lie.replace(lie.find("stsz") - 4, 4, U32(size));
         EXPECT_NE(ListOf(lie), Lines{"not open"}) << size;
-        EXPECT_EQ(LogLines::Count(PLAYER_LOG_ERROR, "mp4_read_stbl_box Failed, Box Size OverFlow"), 1U);
-        Exercise(lie);
     }
-    LogLines log;
     std::string unknown = content;
-    Replace(&unknown, "mdhd", "mdxx");
+    unknown.replace(unknown.find("mdhd"), 4, "mdxx");
     EXPECT_EQ(ListOf(unknown).size(), 5U);
-    EXPECT_EQ(LogLines::Count(PLAYER_LOG_WARN, "mp4_read_mdia_box Warning, Unknow Box Type[mdxx]"), 1U);
 }
 
 TEST(Mp4Boxes, EveryPrefixOfAFile) {
@@ -348,25 +246,9 @@ TEST(Mp4Boxes, EveryPrefixOfAFile) {
         EXPECT_EQ(ListOf(content.substr(0, size)), Lines{"not open"}) << size;
     }
     // An unfinished recording opens wherever it is cut behind its tables.
-    Track video = Video({4, 6});
-    const std::string moov = Box("moov", mp4::Mvhd(1, 1) + video.Make());
-    video.chunks = {static_cast<uint32_t>(mp4::Ftyp().size() + moov.size() + 8)};
-    const std::string front = mp4::Ftyp() + Box("moov", mp4::Mvhd(1, 1) + video.Make());
-    const std::string open = front + Box("mdat", "abcdefghij", 0);
-    for (size_t size = front.size() + 9; size < open.size(); ++size) {
-        Exercise(open.substr(0, size));
+    const std::string open = mp4::MoovInFront(Video({4, 6}), Box("mdat", "abcdefghij", 0));
+    for (size_t size = open.size() - 9; size < open.size(); ++size) {
         EXPECT_GE(ListOf(open.substr(0, size)).size(), 1U);
-    }
-}
-
-TEST(Mp4Boxes, EveryByteDamaged) {
-    const std::string content = Interleaved();
-    for (size_t at = 0; at < content.size(); ++at) {
-        for (char value : {'\x00', '\x01', '\x7F', '\x80', '\xFF'}) {
-            std::string damaged = content;
-            damaged[at] = value;
-            Exercise(damaged);
-        }
     }
 }
 
