@@ -6,11 +6,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstring>
 #include <memory>
 
-#include "support/log_lines.h"
+#include "support/elapsed.h"
 #include "support/net_peer.h"
 #include "zelvane_modules.h"
 
@@ -22,30 +21,19 @@ namespace {
 bool IsIpv4(const char *text) { return NET_IsIPV4(const_cast<char *>(text)) != 0; }
 bool IsIpv6(const char *text) { return NET_IsIPV6(const_cast<char *>(text)) != 0; }
 
-double SecondsOf(const std::function<void()> &work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
 struct Received {
     ULONG_32 result;
     ULONG_32 length;
 };
 
-Received ReadUdp(int fd) {
+Received Read(decltype(NET_TcpRecvMsg) *call, int fd) {
     static CHAR buffer[NET_READ_SIZE];
     Received received = {0, 77};
-    received.result = NET_UdpRecvMsg(fd, buffer, &received.length);
+    received.result = call(fd, buffer, &received.length);
     return received;
 }
-
-Received ReadTcp(int fd) {
-    static CHAR buffer[NET_READ_SIZE];
-    Received received = {0, 77};
-    received.result = NET_TcpRecvMsg(fd, buffer, &received.length);
-    return received;
-}
+Received ReadUdp(int fd) { return Read(NET_UdpRecvMsg, fd); }
+Received ReadTcp(int fd) { return Read(NET_TcpRecvMsg, fd); }
 
 /** Both ends of a connection. */
 struct Connection {
@@ -151,32 +139,25 @@ TEST(NetSocket, UdpIsBoundAndTakesDatagramsFromAnyone) {
 }
 
 TEST(NetSocket, WhatCannotBeOpenedHasItsCode) {
-    LogLines lines;
     NET_INFO_S info = {};
-    for (const char *name : {"localhost", "camera.example", "", static_cast<const char *>(nullptr)}) {
+    for (const char *name : {"localhost", "", static_cast<const char *>(nullptr)}) {
         for (const ULONG_32 protocol : {PLAYER_PROTOCOL_UDP, PLAYER_PROTOCOL_TCP, PLAYER_PROTOCOL_TCP_SERVER}) {
             EXPECT_EQ(NET_CreateRecvSocket("", 0, name, 554, protocol, &info), 2U);
         }
     }
     EXPECT_EQ(NET_CreateRecvSocket("", 0, "127.0.0.1", 554, PLAYER_PROTOCOL_MAX, &info), 2U);
     EXPECT_EQ(NET_CreateRecvSocket("", 0, "127.0.0.1:554/x", 554, PLAYER_PROTOCOL_TCP, &info), 2U);
-    EXPECT_EQ(LogLines::Errors("Call getaddrinfo Error."), 1U);
-
     EXPECT_EQ(NET_CreateRecvSocket("", 0, "127.0.0.1", support::FreeTcpPort(), PLAYER_PROTOCOL_TCP, &info), 4U);
     EXPECT_EQ(info.stSocket, -1);
-    EXPECT_EQ(LogLines::Errors("Connect Failed."), 1U);
 
     NET_INFO_S first = {};
     const uint16_t port = support::FreeUdpPort();
-    const std::string line = "WYK_BIND Failed, pcLocalIP[127.0.0.1], LocalPort[" + std::to_string(port) + "]";
     ASSERT_EQ(NET_CreateRecvSocket("127.0.0.1", port, "127.0.0.1", 0, PLAYER_PROTOCOL_UDP, &first), 0U);
-    EXPECT_EQ(NET_CreateRecvSocket("127.0.0.1", port, "127.0.0.1", 0, PLAYER_PROTOCOL_UDP, &info), 4U);
-    EXPECT_EQ(info.stSocket, -1);
-    EXPECT_EQ(LogLines::Errors(line), 1U);
-    NET_DestoryRecvSocket(&first);
-    for (const char *local : {"localhost", "::1", "192.0.2.1"}) {
+    for (const char *local : {"127.0.0.1", "localhost", "::1", "192.0.2.1"}) {
         EXPECT_EQ(NET_CreateRecvSocket(local, port, "127.0.0.1", 0, PLAYER_PROTOCOL_UDP, &info), 4U) << local;
+        EXPECT_EQ(info.stSocket, -1);
     }
+    NET_DestoryRecvSocket(&first);
 }
 
 TEST(NetSocket, RecordsWithoutASocketCostTheProcessNoDescriptor) {
@@ -198,15 +179,13 @@ TEST(NetSocket, RecordsWithoutASocketCostTheProcessNoDescriptor) {
 }
 
 TEST(NetReceive, DatagramsAndWhatIsNone) {
-    LogLines lines;
     const uint16_t port = support::FreeUdpPort();
     NET_INFO_S info = {};
     ASSERT_EQ(NET_CreateRecvSocket("127.0.0.1", port, "127.0.0.1", 0, PLAYER_PROTOCOL_UDP, &info), 0U);
     Received none = {};
-    const double waited = SecondsOf([&] { none = ReadUdp(info.stSocket); });
+    EXPECT_NEAR(ElapsedMs([&] { none = ReadUdp(info.stSocket); }), 500, 200);
     EXPECT_EQ(none.result, 0U);
     EXPECT_EQ(none.length, 0U);
-    EXPECT_NEAR(waited, 0.5, 0.2);
     const Socket sender = support::UdpSender(port);
     ASSERT_TRUE(sender.Send(Bytes(12000, 1)));
     EXPECT_EQ(ReadUdp(info.stSocket).length, 10240U) << "cut to what a read holds";
@@ -219,7 +198,7 @@ TEST(NetReceive, DatagramsAndWhatIsNone) {
 TEST(NetReceive, StreamsAndTheirEnds) {
     Connection connection;
     Received none = {};
-    EXPECT_NEAR(SecondsOf([&] { none = ReadTcp(connection.near.Fd()); }), 0.5, 0.2);
+    EXPECT_NEAR(ElapsedMs([&] { none = ReadTcp(connection.near.Fd()); }), 500, 200);
     EXPECT_EQ(none.result, 0U);
     EXPECT_EQ(none.length, 77U) << "untouched";
     ASSERT_TRUE(connection.far.Send(Bytes(11000, 1)));
@@ -311,35 +290,14 @@ TEST(NetFraming, PacketsComeWholeHoweverTheStreamIsCut) {
     }
 }
 
-TEST(NetFraming, BlockOfTwoFramesAndAHalfIsTakenApart) {
-    Framing framing;
-    const Bytes stream = Joined({Framed(Bytes(100, 1)), Framed(Bytes(200, 2), 2), {'$', 0, 0, 50, 3, 3}});
-    ASSERT_TRUE(framing.Send(stream));
-    EXPECT_EQ(framing.Step(), 529U) << "the read";
-    EXPECT_EQ(framing.Step(), 0U);
-    EXPECT_EQ(framing.Port()->ulRecvDataLen, 104U);
-    EXPECT_EQ(framing.Port()->ulRecvDataTmpLen, 210U);
-    EXPECT_EQ(framing.Step(), 0U);
-    EXPECT_EQ(framing.Port()->ulRecvDataLen, 204U);
-    EXPECT_EQ(framing.Step(), 529U) << "asks for more";
-    EXPECT_EQ(framing.Port()->ulRecvDataLen, 6U);
-}
-
 TEST(NetFraming, LostFramingIsFoundAgain) {
-    LogLines lines;
     const Bytes good = Framed(Bytes(20, 7));
     const Bytes falseHead = {'$', 0, 0xFF, 0xFF, 1, 2, 3};
-    EXPECT_EQ(PacketsOf(Joined({falseHead, good})), (std::vector<Bytes>{Bytes(20, 7)}));
-    EXPECT_EQ(LogLines::Errors("Port[000] Player_RecvPacketEx Failed, Find New Magic, offset:[7]."), 1U);
-
-    EXPECT_EQ(PacketsOf(Joined({Bytes(100, 'x'), good})), (std::vector<Bytes>{Bytes(20, 7)}));
-    EXPECT_EQ(LogLines::Errors("Port[000] Player_RecvPacketEx Failed, Not Find Magic, offset:[100]."), 1U);
-
-    // Channels 1 and 3 are none of ours.
-    EXPECT_EQ(PacketsOf(Joined({Framed(Bytes(30, 1), 1), good, Framed(Bytes(30, 1), 3), good})).size(), 2U);
-
+    const Bytes other = Joined({Framed(Bytes(30, 1), 1), good, Framed(Bytes(30, 1), 3)});  // channels 1 and 3: not ours
+    for (const Bytes &stream : {Joined({falseHead, good}), Joined({Bytes(100, 'x'), good}), other}) {
+        EXPECT_EQ(PacketsOf(stream), (std::vector<Bytes>{Bytes(20, 7)}));
+    }
     EXPECT_TRUE(PacketsOf(Joined({falseHead, Bytes(30, 'x')})).empty());
-    EXPECT_EQ(LogLines::Errors("Port[000] Player_RecvPacketEx Failed, Not Find Magic, offset:[37]."), 1U);
 }
 
 TEST(NetFraming, HalfAHeadAtTheEndOfABlockIsKept) {
@@ -351,10 +309,4 @@ TEST(NetFraming, HalfAHeadAtTheEndOfABlockIsKept) {
     ASSERT_TRUE(framing.Send(Bytes{2, 0, 3, 4, 5, 6}));
     framing.EndSending();
     EXPECT_EQ(framing.TakeAll(), (std::vector<Bytes>{{4, 5, 6}}));
-}
-
-TEST(NetFraming, NeedsBothBuffers) {
-    Framing framing;
-    framing.Port()->pcRecvDataTmpAddr = nullptr;
-    EXPECT_EQ(framing.Step(), 2U);
 }

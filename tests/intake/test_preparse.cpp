@@ -32,25 +32,6 @@ H264_BitStreamInfo_S Preparse(const std::string &oFrame) {
     return stInfo;
 }
 
-class BitWriter {
- public:
-    BitWriter &Bits(DULONG dulValue, int iCount) {
-        for (int i = iCount - 1; i >= 0; --i, ++m_ulBits) {
-            oBytes.resize(m_ulBits / 8 + 1);
-            oBytes[m_ulBits / 8] |= static_cast<char>((dulValue >> i & 1) << (7 - m_ulBits % 8));
-        }
-        return *this;
-    }
-    BitWriter &Ue(ULONG_32 ulValue) {
-        int iZeros = 63 - __builtin_clzll(DULONG{ulValue} + 1);
-        return Bits(0, iZeros).Bits(DULONG{ulValue} + 1, iZeros + 1);
-    }
-    std::string oBytes;
-
- private:
-    size_t m_ulBits = 0;
-};
-
 /** Writes an SPS of the baseline profile, without its header byte. */
 class SpsWriter : public BitWriter {
  public:
@@ -85,52 +66,32 @@ class SpsWriter : public BitWriter {
 };
 
 TEST(PreparseH264, ParameterSetsOfRealEncoders) {
-    const struct {
-        const char *pcSps;
-        int iWidth, iHeight, iRate, iCrop;
-        unsigned uiRight, uiBottom;
-    } astRows[] = {
-        {"6742c028da01e0089f97011000000300100000030320f1832a", 1920, 1088, 25, 1, 0, 4},  // 1080 rows
-        {"674d4028f403c0227ef01100000303e90000ea601f162ea0", 1920, 1088, 29, 1, 0, 2},    // interlaced
-        {"67640020acd9805005bb0110000003001000000780f18319a0", 1280, 720, 60, 0, 0, 0},   // High
-        {"6742c016da0280bfa9b011000003000100000300180f162ea0", 640, 368, 12, 1, 1, 5},    // 638x358
-        {"6742c033da00f0010fb011000003000100000300320f1832a0", 3840, 2160, 25, 0, 0, 0},
-    };
-    for (const auto &stRow : astRows) {
-        H264_BitStreamInfo_S stInfo = Preparse(kStart + Hex(stRow.pcSps) + kIdr);
-        EXPECT_EQ(stInfo.usWidth, stRow.iWidth) << stRow.pcSps;
-        EXPECT_EQ(stInfo.usHeight, stRow.iHeight) << stRow.pcSps;
-        EXPECT_EQ(stInfo.usFrameRate, stRow.iRate) << stRow.pcSps;
-        EXPECT_EQ(stInfo.iCrop, stRow.iCrop) << stRow.pcSps;
-        EXPECT_EQ(stInfo.uiCropRight, stRow.uiRight) << stRow.pcSps;
-        EXPECT_EQ(stInfo.uiCropBottom, stRow.uiBottom) << stRow.pcSps;
-        EXPECT_EQ(stInfo.uiFrameType, 0u);
-        EXPECT_EQ(stInfo.bSPSFrame, 1);
-    }
-}
-
-TEST(PreparseH264, FramesWithoutAUsableSps) {
     const std::string oGood = kStart + Hex("6742c00cda05825b0110000003001000000301e0f142aa");
     const struct {
         std::string oFrame;
-        unsigned uiType;
-        int iWidth, iRate;
-        BOOL_T bSps;
+        std::vector<unsigned> oTold;  // type, has an SPS, width, height, rate, crop at the right and at the bottom
     } astRows[] = {
-        {kStart + "\x41\x9A\x02\x03", 255, 0, 0, 0},
-        {kIdr, 0, 0, 0, 0},
-        {kStart + "\x67\x42" + kIdr, 0, 0, 0, 1},                                           // it ends before the size
-        {kStart + "\x67\x42\xC0\x0C\xB0" + std::string(220, '\0') + oGood, 0, 352, 15, 1},  // the next one is tried
+        {kStart + Hex("6742c028da01e0089f97011000000300100000030320f1832a") + kIdr, {0, 1, 1920, 1088, 25, 0, 4}},
+        {kStart + Hex("674d4028f403c0227ef01100000303e90000ea601f162ea0") + kIdr, {0, 1, 1920, 1088, 29, 0, 2}},
+        {kStart + Hex("67640020acd9805005bb0110000003001000000780f18319a0") + kIdr, {0, 1, 1280, 720, 60, 0, 0}},
+        {kStart + Hex("6742c016da0280bfa9b011000003000100000300180f162ea0") + kIdr, {0, 1, 640, 368, 12, 1, 5}},
+        {kStart + Hex("6742c033da00f0010fb011000003000100000300320f1832a0") + kIdr, {0, 1, 3840, 2160, 25, 0, 0}},
+        {kStart + "\x41\x9A\x02\x03", {255, 0, 0, 0, 0, 0, 0}},
+        {kIdr, {0, 0, 0, 0, 0, 0, 0}},
+        {kStart + "\x67\x42" + kIdr, {0, 1, 0, 0, 0, 0, 0}},  // it ends before the size
+        {kStart + "\x67\x42\xC0\x0C\xB0" + std::string(220, '\0') + oGood, {0, 1, 352, 288, 15, 0, 0}},
     };
     for (const auto &stRow : astRows) {
-        SCOPED_TRACE(&stRow - astRows);
         H264_BitStreamInfo_S stInfo = Preparse(stRow.oFrame);
-        EXPECT_EQ(stInfo.uiFrameType, stRow.uiType);
-        EXPECT_EQ(stInfo.usWidth, stRow.iWidth);
-        EXPECT_EQ(stInfo.usFrameRate, stRow.iRate);
-        EXPECT_EQ(stInfo.bSPSFrame, stRow.bSps);
+        if (stInfo.usWidth == 0) {  // without a size the crop is not told
+            stInfo.uiCropRight = stInfo.uiCropBottom = stInfo.iCrop = 0;
+        }
+        EXPECT_EQ((std::vector<unsigned>{stInfo.uiFrameType, static_cast<unsigned>(stInfo.bSPSFrame), stInfo.usWidth,
+                                         stInfo.usHeight, stInfo.usFrameRate, stInfo.uiCropRight, stInfo.uiCropBottom}),
+                  stRow.oTold)
+            << stRow.oFrame.size();
+        EXPECT_EQ(stInfo.iCrop != 0, stRow.oTold[6] != 0);
     }
-    TryDamaged(oGood, Preparse);
 }
 
 TEST(PreparseH264, LimitsOfTheFields) {
@@ -138,17 +99,11 @@ TEST(PreparseH264, LimitsOfTheFields) {
         ULONG_32 ulOrder, ulOffsets, ulRefs, ulWidth, ulHeight;
         bool bFrames;
         int iWidth, iHeight;  // 0 where the parser stops
-    } astRows[] = {
-        {1, 255, 1, 20, 15, true, 320, 240},
-        {1, 256, 1, 20, 15, true, 0, 0},
-        {3, 0, 1, 20, 15, true, 0, 0},
-        {2, 0, 16, 20, 15, true, 320, 240},
-        {2, 0, 17, 20, 15, true, 0, 0},
-        {2, 0, 32, 20, 15, false, 320, 480},
-        {2, 0, 33, 20, 15, false, 0, 0},
-        {2, 0, 1, 252, 1, true, 4016, 16},
-        {2, 0, 1, 0x7FFFFFFF, 1, true, 4016, 16},
-    };
+    } astRows[] = {{1, 255, 1, 20, 15, true, 320, 240},     {1, 256, 1, 20, 15, true, 0, 0},
+                   {3, 0, 1, 20, 15, true, 0, 0},           {2, 0, 16, 20, 15, true, 320, 240},
+                   {2, 0, 17, 20, 15, true, 0, 0},          {2, 0, 32, 20, 15, false, 320, 480},
+                   {2, 0, 33, 20, 15, false, 0, 0},         {2, 0, 1, 252, 1, true, 4016, 16},
+                   {2, 0, 1, 0x7FFFFFFF, 1, true, 4016, 16}};
     for (const auto &stRow : astRows) {
         SCOPED_TRACE(&stRow - astRows);
         H264_BitStreamInfo_S stInfo = SpsWriter()
@@ -178,23 +133,6 @@ TEST(PreparseH264, EmulationBytesAreTakenOutUpToTheNextSlice) {
     EXPECT_EQ(oBytes.substr(static_cast<size_t>(iStart), static_cast<size_t>(iLen)),
               "ab\0\0\1c\0\0\0\0\3\4\0\0\1\x41\0\0\3\1"s)
         << "4 needs no emulation byte, and the slice is left alone";
-}
-
-TEST(PreparseH264, BitReaderStaysInsideItsData) {
-    const UCHAR aucBits[] = {0b10100110, 0b00010000, 0b00000001};
-    H264_GetBitContext_S stBits;
-    Fw_H264_init_get_bits(&stBits, aucBits, 24);
-    EXPECT_EQ(Fw_H264_get_ue_golomb(&stBits), 0u);   // 1
-    EXPECT_EQ(Fw_H264_get_se_golomb(&stBits), 1);    // 010
-    EXPECT_EQ(Fw_H264_get_se_golomb(&stBits), -1);   // 011
-    EXPECT_EQ(Fw_H264_get_ue_golomb(&stBits), 15u);  // 0 0001 0000 ...
-    EXPECT_EQ(Fw_H264_get_ue_golomb(&stBits), 0u) << "cut short";
-    EXPECT_EQ(stBits.index, 24);
-    EXPECT_EQ(Fw_H264_get_bits(&stBits, 32), 0u);
-    EXPECT_EQ(stBits.index, 24);
-    EXPECT_EQ(PreDec_av_log2(0), 0);
-    EXPECT_EQ(PreDec_av_log2(0x80000001), 31);
-    EXPECT_EQ(Fw_H264_clip(9, 1, 5), 5);
 }
 
 struct H265Result {
@@ -242,12 +180,9 @@ TEST(PreparseH265, ParameterSetsOfRealEncoders) {
             EXPECT_EQ(stResult.stInfo.lWidth, stRow.lWidth);
             EXPECT_EQ(stResult.stInfo.lHeight, stRow.lHeight);
             EXPECT_EQ(stResult.stInfo.ulMaxRefPicNum, stRow.ulRefs);
-            EXPECT_EQ(stResult.stInfo.ulProfile, 1u);
-            EXPECT_EQ(stResult.stInfo.ulNumUnits, 0u);
         }
     }
     EXPECT_EQ(ReadH265(kSps1080).stInfo.ulLevel, 120u);
-    TryDamaged(kVps1080 + kSps1080, ReadH265);
 }
 
 /** profile_tier_level() without long runs of zeros. */
@@ -299,33 +234,14 @@ TEST(PreparseH265, MadeUpCountsEndWithTheData) {
     EXPECT_EQ(ReadH265(kStart + "\x42\1" + std::string(5000, '\0')).stInfo.lWidth, 0);
 }
 
-DSP_SPS_INFO_S Reader(std::string &oBytes) {
-    DSP_SPS_INFO_S stInfo{};
-    stInfo.pucSpsData = reinterpret_cast<UCHAR *>(oBytes.data());
-    stInfo.ulDataLen = static_cast<ULONG_32>(oBytes.size());
-    return stInfo;
-}
-
-TEST(PreparseH265, BitReader) {
-    std::string oEmulated = "\0\0\3\1"s;
-    DSP_SPS_INFO_S stInfo = Reader(oEmulated);
-    for (int iByte : {0, 0, 1, 0, 0}) {
-        EXPECT_EQ(GetBYTE(&stInfo), iByte);
-    }
-    std::string oCodes = "\xA6\x42\x98"s;  // 1 010 011 00100 00101 00110 00...
-    stInfo = Reader(oCodes);
-    EXPECT_EQ(GetUE(&stInfo), 0u);
-    EXPECT_EQ(GetUE(&stInfo), 1u);
-    EXPECT_EQ(GetSE(&stInfo), -1);
-    EXPECT_EQ(GetSE(&stInfo), 2);
-    EXPECT_EQ(GetSE(&stInfo), -2);
-    EXPECT_EQ(GetWord(&stInfo, 5), 6u);
+TEST(PreparseH265, LongestCodes) {
     std::string oZeros = std::string(4, '\0') + "\xFF\xFF\xFF\xFF\xFF";
-    stInfo = Reader(oZeros);
-    EXPECT_EQ(GetUE(&stInfo), 0xFFFFFFFEu) << "32 zeros: 2^32 is 0";
-    stInfo = Reader(oZeros);
-    stInfo.ulDataLen = 4;
-    EXPECT_EQ(GetUE(&stInfo), 0xFFFFFFFFu) << "only zeros";
+    for (const auto &[ulLen, ulValue] : {std::pair{9U, 0xFFFFFFFEU}, {4U, 0xFFFFFFFFU}}) {  // 2^32 is 0; only zeros
+        DSP_SPS_INFO_S stInfo{};
+        stInfo.pucSpsData = reinterpret_cast<UCHAR *>(oZeros.data());
+        stInfo.ulDataLen = ulLen;
+        EXPECT_EQ(GetUE(&stInfo), ulValue);
+    }
 }
 
 }  // namespace

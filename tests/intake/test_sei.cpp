@@ -5,8 +5,6 @@
 #include <vector>
 
 #include "intake/module_sei.h"
-#include "support/log_lines.h"
-#include "support/made_bytes.h"
 
 namespace {
 
@@ -46,7 +44,6 @@ class Sei : public testing::Test {
         return Parse264(H264Sei(5, static_cast<CHAR>(lSubtype) + strData) + H264_SLICE);
     }
     SEI_INFO_S m_st = {};
-    LogLines m_stLog;
 };
 
 TEST_F(Sei, MessagesAheadOfTheFirstSliceAreFound) {
@@ -101,56 +98,43 @@ TEST_F(Sei, SizeCoding) {
     const struct {
         std::string strCode;
         size_t ulBuffer;  // filled up with 0xFF
-        ULONG_32 ulResult;
-        LONG_32 lLen;
-    } astRows[] = {
-        {Bytes({0xFF, 0}), 300, 0, 255},
-        {Bytes({0xFF, 5}), 261, 0, 260},
-        {Bytes({0xFF, 5}), 260, 2, 0},  // not below the buffer's length
-        {Bytes({0}), 10, 2, 0},
-        {"", 10, 2, 0},  // never ends
-        {"", 0, 2, 0},
-    };
+        LONG_32 lLen;     // 0: refused
+    } astRows[] = {{Bytes({0xFF, 0}), 300, 255},
+                   {Bytes({0xFF, 5}), 261, 260},
+                   {Bytes({0xFF, 5}), 260, 0},
+                   {Bytes({0}), 10, 0},
+                   {"", 10, 0},
+                   {"", 0, 0}};  // the last ones never end
     for (const auto &stRow : astRows) {
         std::vector<UCHAR> aucBuffer(stRow.strCode.begin(), stRow.strCode.end());
         aucBuffer.resize(stRow.ulBuffer, 0xFF);
         LONG_32 lLen = -1;
         LONG_32 lOffset = 0;
-        EXPECT_EQ(stRow.ulResult,
+        EXPECT_EQ(stRow.lLen != 0 ? 0U : 2U,
                   Sei_MathSeiLen(aucBuffer.data(), static_cast<LONG_32>(stRow.ulBuffer), &lLen, &lOffset));
-        if (stRow.ulResult == 0) {
-            EXPECT_EQ(stRow.lLen, lLen);
-            EXPECT_EQ(2, lOffset);
-        }
+        EXPECT_TRUE(stRow.lLen == 0 || (stRow.lLen == lLen && lOffset == 2)) << lLen;
     }
-    EXPECT_EQ(1U, LogLines::Errors("Sei_MathSeiLen Failed, BufferLen[10], SeiLen[0]."));
 }
 
 TEST_F(Sei, ScrambleNumbers) {
     EXPECT_EQ(0U, Subtyped(20, Bytes({3, 0, 0x12, 0x34, 0x56, 0x78})));
     EXPECT_EQ(0x100U, m_st.ulSeiType);
     EXPECT_EQ(0x12345678U, m_st.stScramble.ulRand);
-    EXPECT_EQ(2U, Subtyped(20, Bytes({3, 1, 9, 9, 9, 9})));
+    EXPECT_EQ(2U, Subtyped(20, Bytes({3, 1, 9, 9, 9, 9}))) << "another version";
     EXPECT_EQ(0U, m_st.ulSeiType);
     EXPECT_EQ(0x12345678U, m_st.stScramble.ulRand);
-    EXPECT_EQ(1U, LogLines::Errors("Sei_ScrambleRandParse Failed, Unknown ver3.1"));
-    EXPECT_EQ(1U, LogLines::Errors("Sei_H264Parse Failed, Sei_ScrambleKeyMParse Failed, Error:[0x2]."));
     EXPECT_EQ(2U, Subtyped(20, Bytes({3, 0, 9, 9, 9}))) << "cut";
 
     EXPECT_EQ(0U, Subtyped(36, std::string(130, 'k')));
     EXPECT_EQ(128U, m_st.ulSeiType);
-    EXPECT_EQ(130, m_st.stScramble.lKeyMRsaLen);
-    EXPECT_EQ(std::string(130, 'k'), std::string(m_st.stScramble.szKeyMRsa, 130));
+    EXPECT_EQ(std::string(130, 'k'), std::string(m_st.stScramble.szKeyMRsa, m_st.stScramble.lKeyMRsaLen));
     EXPECT_EQ(2U, Subtyped(36, std::string(131, 'k')));
     EXPECT_EQ(0U, m_st.ulSeiType);
-    EXPECT_EQ(1U, LogLines::Errors("Sei_ScrambleKeyMParse Failed, KeyM Len[132] out of Max[132]."));
 
     EXPECT_EQ(0U, Subtyped(37, std::string(62, 'f')));
     EXPECT_EQ(0x200U, m_st.ulSeiType);
     EXPECT_EQ(62, m_st.stScramble.lFileKeyMLen);
     EXPECT_EQ(2U, Parse265(H265Sei(5, '\x25' + std::string(63, 'f')) + H265_SLICE));
-    EXPECT_EQ(1U, LogLines::Errors("Sei_FileKeyMRsaParse Failed, KeyM Len[64] out of Max[64]"));
-    EXPECT_EQ(1U, LogLines::Errors("Sei_H264Parse Failed, Sei_FileKeyMRsaParse Failed, Error:[0x2]."));
 }
 
 TEST_F(Sei, SubtypedMessageNeedsItsTrailingBits) {
@@ -163,7 +147,6 @@ TEST_F(Sei, SubtypedMessageNeedsItsTrailingBits) {
     EXPECT_EQ(2U, Parse264(strFrame));
     strFrame.pop_back();
     EXPECT_EQ(2U, Parse264(strFrame));
-    EXPECT_EQ(2U, LogLines::Errors("Sei_H264_Parse Failed, Sei (Len:3) Data Not Complete"));
 }
 
 TEST_F(Sei, UnknownTypesAreToldOnceInAHundred) {
@@ -171,16 +154,12 @@ TEST_F(Sei, UnknownTypesAreToldOnceInAHundred) {
         EXPECT_EQ(i % 100 == 1 ? 2U : 0U, Parse265(H265Sei(25, "debug") + H265_SLICE)) << i;
     }
     EXPECT_EQ(201U, m_st.ulErrCount);
-    EXPECT_EQ(1U, LogLines::Errors("Sei_H265_Parse Failed, Unknown Sei Value Type[0x19], Count:[201]."));
     m_st.ulErrCount = 0;
     EXPECT_EQ(2U, Parse264(H264Sei(0, "timing") + H264_SLICE)) << "type 0 is none of ours either";
     m_st.ulErrCount = 100;
     EXPECT_EQ(2U, Subtyped(0xDC, "an encoder's own text"));
-    EXPECT_EQ(1U, LogLines::Errors("Sei_H264_Parse Failed, Unknown SEI_subtype Value Type[0xdc], Count:[101]."));
     m_st.ulErrCount = 0;
     EXPECT_EQ(2U, Parse264(CODE + Bytes({6, 33, 0, 1, 0x80}) + H264_SLICE));
-    EXPECT_EQ(1U, LogLines::Errors("Sei_H264Parse Failed, Sei_UcodeParse Failed, Error:[0x2], Count:[1]."));
-    EXPECT_EQ(1U, LogLines::Errors("Sei_UcodeParse Failed, Sei_MathSeiLen Failed, Error:[0x2]."));
 }
 
 TEST_F(Sei, DebuggingDataAreKeptAndTheirUnitsMeasured) {
@@ -199,21 +178,17 @@ TEST_F(Sei, DebuggingDataAreKeptAndTheirUnitsMeasured) {
 }
 
 TEST_F(Sei, DebuggingDataMayHaveAWiderSize) {
-    const struct {
-        std::string strHead;
-        ULONG_32 ulResult, ulTotal;
-    } astRows[] = {
-        {Bytes({6, 25, 0x2C, 1}), 0, 309},
-        {Bytes({6, 25, 0x2C, 1, 0}), 0, 310},
-        {Bytes({6, 25, 0x2C, 1, 1}), 2, 310},
-        {Bytes({6, 33, 0x2C, 1}), 2, 310},  // only debugging data
-    };
-    for (const auto &stRow : astRows) {
-        const std::string strFrame = CODE + stRow.strHead + std::string(300, 'd') + '\x80' + H264_SLICE;
+    const std::pair<std::string, ULONG_32> astRows[] = {// 0: refused
+                                                        {Bytes({6, 25, 0x2C, 1}), 309},
+                                                        {Bytes({6, 25, 0x2C, 1, 0}), 310},
+                                                        {Bytes({6, 25, 0x2C, 1, 1}), 0},
+                                                        {Bytes({6, 33, 0x2C, 1}), 0}};  // only debugging data
+    for (const auto &[strHead, ulTotal] : astRows) {
+        const std::string strFrame = CODE + strHead + std::string(300, 'd') + '\x80' + H264_SLICE;
         std::vector<UCHAR> aucFrame(strFrame.begin(), strFrame.end());
-        EXPECT_EQ(stRow.ulResult, Sei_GetSeiTotalLen(PLAYER_PAYLOAD_H264, aucFrame.data(),
-                                                     static_cast<LONG_32>(aucFrame.size()), &m_st));
-        EXPECT_TRUE(stRow.ulResult != 0 || stRow.ulTotal == m_st.ulSeiTotalLen);
+        EXPECT_EQ(ulTotal != 0 ? 0U : 2U, Sei_GetSeiTotalLen(PLAYER_PAYLOAD_H264, aucFrame.data(),
+                                                             static_cast<LONG_32>(aucFrame.size()), &m_st));
+        EXPECT_TRUE(ulTotal == 0 || ulTotal == m_st.ulSeiTotalLen);
     }
 }
 
@@ -237,29 +212,6 @@ TEST_F(Sei, AnalyticsResultAndRulesOfOneFrame) {
         EXPECT_EQ(200, stIva.stMetaV2.stRuleHead.usDisplayHoldTime);
         EXPECT_EQ(2U, stIva.stMetaV2.ulIVAResultAttLen);
     }
-}
-
-TEST_F(Sei, BadArguments) {
-    UCHAR ucByte = 0;
-    EXPECT_EQ(7U, Sei_Parse(PLAYER_PAYLOAD_JPEG, nullptr, 0, nullptr));
-    EXPECT_EQ(2U, Sei_Parse(PLAYER_PAYLOAD_H264, &ucByte, 0, &m_st));
-    EXPECT_EQ(2U, Sei_Parse(PLAYER_PAYLOAD_H264, nullptr, 1, &m_st));
-    EXPECT_EQ(2U, Sei_Parse(PLAYER_PAYLOAD_H265, &ucByte, 1, nullptr));
-    EXPECT_EQ(1U, LogLines::Errors("Sei_Parse Failed, Invalid Param, Payload[3] Buffer[1] BufferLen[0] SeiInfo[1]."));
-    EXPECT_EQ(2U, Sei_ScrambleKeyMRsaParse(&ucByte, 0, &m_st));
-    EXPECT_EQ(2U, Sei_IvaV2Parse(&ucByte, 0, &m_st));
-    EXPECT_EQ(1U, LogLines::Errors("Sei_IvaV2Parse fail, SEI data len is: 0"));
-}
-
-TEST_F(Sei, DamageStaysInside) {
-    TryDamaged(H264Sei(33, "\x10") + H264Sei(25, "debugging data") + H264Sei(34, Bytes({0, 0, 3, 1, 2, 3, 4})) +
-                   H264Sei(26, std::string(32, 'w')) + H264Sei(5, '\x24' + std::string(20, 'k')) +
-                   H264Sei(5, Bytes({25, 1, 2})) + H264Sei(5, '\x20' + std::string(60, '\1')) + H264_SLICE,
-               [this](const std::string &strDamaged) {
-                   EXPECT_EQ(0U, Parse265(strDamaged) & ~2U);
-                   EXPECT_EQ(0U, Parse264(strDamaged) & ~2U);
-                   EXPECT_LE(m_st.ulSeiTotalLen, strDamaged.size());
-               });
 }
 
 }  // namespace

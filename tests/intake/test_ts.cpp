@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -9,10 +8,6 @@
 #include "intake/module_ts.h"
 #include "support/log_lines.h"
 #include "support/made_bytes.h"
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
 
 namespace {
 
@@ -66,7 +61,6 @@ class Demux {
     }
     std::string Frame() const { return {reinterpret_cast<const CHAR *>(m_st.pucFrameData), m_st.ulFrameLen}; }
     TS_STREAM_INFO_S *operator->() { return &m_st; }
-    TS_STREAM_INFO_S *Get() { return &m_st; }
 
  private:
     std::vector<UCHAR> m_aucFrame = std::vector<UCHAR>(VIDEO_FRAME_BUFFER_SIZE);
@@ -113,11 +107,9 @@ TEST(TsRoundTrip, EveryPayloadAndSize) {
         for (size_t ulLen : {0, 1, 151, 152, 157, 158, 182, 333, 334, 339, 340, 5000, 65522, 65523, 200000}) {
             SCOPED_TRACE(testing::Message() << "payload " << lPayload << " length " << ulLen);
             const std::string strData = Noise(ulLen);
-            const std::string strBlock = stMux.Pack(lPayload, 0, 90000, strData);
             const std::string strFrame = lPayload == PLAYER_PAYLOAD_H264 ? DELIMITER + strData : strData;
+            EXPECT_EQ(0U, stDemux.Push(stMux.Pack(lPayload, 0, 90000, strData)));
             EXPECT_EQ(0U, stMux.Result());
-            EXPECT_EQ(0U, strBlock.size() % 188);
-            EXPECT_EQ(0U, stDemux.Push(strBlock));
             EXPECT_EQ(lPayload, stDemux->lPayload);
             EXPECT_EQ(strFrame, stDemux.Frame());
             EXPECT_EQ(90000U, stDemux->dulPCR);
@@ -175,8 +167,6 @@ TEST(TsMux, PacketsAreExact) {
         EXPECT_EQ(astWant[i], Packet(strVideo, i)) << i;
     }
     EXPECT_EQ(0x0376E6E7U, Crc("123456789"));
-    EXPECT_EQ(stMux->ulPasCrc, Crc(strPat));
-    EXPECT_EQ(188U, strAudio.size());
     EXPECT_EQ("\x47\x61\1\x30\x9F\x30"s, strAudio.substr(0, 6)) << "the tail bit is in the first packet";
     EXPECT_EQ("\0\0\1\xC0\0\x12\x80\xC0\x0A"s + strTimes + "sound", strAudio.substr(164));
 }
@@ -198,34 +188,22 @@ TEST(TsMux, TablesGoAheadOfKeyFramesOrEvery25Frames) {
     EXPECT_EQ(60 % 16, stVideo->ucVideocc);
 }
 
-TEST(TsMux, StopsAtTheEndOfItsBuffer) {
+TEST(TsMux, StopsAtTheEndOfItsBufferAndRefusesBadFrames) {
     Mux stMux(PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_NULL);
     stMux.Pack(PLAYER_PAYLOAD_H264, 0, 0, std::string(VIDEO_FRAME_BUFFER_SIZE, 'x'));
     EXPECT_EQ(0U, stMux.Result()) << "the largest frame of the library fits";
     EXPECT_LE(stMux.Pack(PLAYER_PAYLOAD_H264, 0, 0, std::string(3000000, 'x')).size(), TS_PACKET_BUFFER_SIZE);
     EXPECT_EQ(2U, stMux.Result());
-}
-
-TEST(TsMux, RefusesBadArguments) {
-    LogLines stLog;
-    Mux stMux(PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_NULL);
-    TS_FRAMEDATA_S stFrame = {};
-    TS_PACKET_DEC_S *pstDec = stMux.operator->();
-    EXPECT_EQ(2U, TS_PackFirstPacket(nullptr, pstDec));
-    EXPECT_EQ(2U, TS_PackOtherPacket(&stFrame, nullptr));
-    EXPECT_EQ(2U, TS_CreatePAT(nullptr));
-    EXPECT_EQ(2U, TS_UpdatePMT(nullptr));
-    EXPECT_EQ(4U, LogLines::Errors("Param is Null"));
-    UCHAR ucByte = 0;
-    stFrame.pucData = &ucByte;
     for (LONG_32 lPayload : {-1, 9, 1000}) {
-        stFrame.lPayload = lPayload;
-        EXPECT_EQ(2U, TS_PackFirstPacket(&stFrame, pstDec));
+        EXPECT_EQ("", stMux.Pack(lPayload, 0, 0, "x"));
+        EXPECT_EQ(2U, stMux.Result()) << lPayload;
     }
+    UCHAR ucByte = 0;
+    TS_FRAMEDATA_S stFrame = {};
+    stFrame.pucData = &ucByte;
     stFrame.lPayload = PLAYER_PAYLOAD_H264;
     stFrame.lDataLen = -5;
-    EXPECT_EQ(2U, TS_PackFirstPacket(&stFrame, pstDec));
-    EXPECT_EQ(0U, pstDec->ulPacketDataLen);
+    EXPECT_EQ(2U, TS_PackFirstPacket(&stFrame, stMux.operator->()));
 }
 
 /** A demux that knows H.264 on PID 101 and G.711 on PID 257, and the packets of one frame of each. */
@@ -251,12 +229,8 @@ TEST_F(TsContinuity, LostVideoDropsTheFrameUpToTheNextUnitStart) {
     EXPECT_EQ(0U, m_stDemux.Push(m_stMux.Pack(PLAYER_PAYLOAD_H264, 1, 7200, "next")));
     EXPECT_EQ(DELIMITER + "next", m_stDemux.Frame());
     EXPECT_EQ(1U, m_stDemux->ulTotalLoseNum) << "a unit start bears any counter";
-}
-
-TEST_F(TsContinuity, RepeatedPacketCountsAsFifteenLost) {
     EXPECT_EQ(525U, m_stDemux.Push(m_strVideo.substr(0, 376) + Packet(m_strVideo, 1) + m_strVideo.substr(376)));
-    EXPECT_EQ(15, m_stDemux->astTSCCInfo[TS_PES_VIDEO].usLoseNum);
-    EXPECT_EQ(0, m_stDemux->astTSCCInfo[TS_PES_VIDEO].ucCCFlag);
+    EXPECT_EQ(16U, m_stDemux->ulTotalLoseNum) << "a repeated packet counts as fifteen lost";
 }
 
 TEST_F(TsContinuity, LostSoundGoesOn) {
@@ -276,14 +250,6 @@ TEST_F(TsContinuity, UnknownPidEndsTheFrame) {
     std::string strTail = m_stMux.Pack(PLAYER_PAYLOAD_H264, 0, 0, "key").substr(0, 376);
     strTail[188 + 1] |= 0x20;
     EXPECT_EQ(524U, m_stDemux.Push(strTail)) << "a PMT is no frame";
-}
-
-TEST_F(TsContinuity, DamageIsBounded) {
-    TryDamaged(m_strVideo.substr(0, 2 * 188), [this](const std::string &strBlock) {
-        const ULONG_32 ulResult = m_stDemux.Push(strBlock);
-        EXPECT_TRUE(strBlock.size() % 188 == 0 ? ulResult >= 524 && ulResult <= 526 : ulResult == 526);
-        EXPECT_LE(m_stDemux->ulFrameLen, m_strVideo.size());
-    });
 }
 
 TEST_F(TsContinuity, PayloadOutsideThePacketIsNotRead) {
@@ -330,47 +296,45 @@ TEST_F(TsContinuity, PrivateDataCarryThePlaybackTime) {
     EXPECT_EQ(0x12345678U, m_stDemux->ulPlayBackTime) << "of another length: not a time";
 }
 
+TS_STREAM_INFO_S Parsed(const std::string &strPmt) {
+    TS_STREAM_INFO_S st = {};
+    EXPECT_EQ(0U, TS_ParsePMT(reinterpret_cast<const UCHAR *>(strPmt.data()), 188, &st));
+    return st;
+}
+
 TEST(TsPmt, StreamTypesAndInfo) {
+    using Info = TS_STREAM_INFO_S;
     const struct {
         UCHAR ucType;
-        USHORT TS_STREAM_INFO_S::*pusPid;
-        ULONG_32 TS_STREAM_INFO_S::*pulType;
+        USHORT Info::*pusPid;
+        ULONG_32 Info::*pulType;
         ULONG_32 ulPayload;
     } astRow[] = {
-        {27, &TS_STREAM_INFO_S::usVideoPid, &TS_STREAM_INFO_S::ulVideoType, PLAYER_PAYLOAD_H264},
-        {36, &TS_STREAM_INFO_S::usVideoPid, &TS_STREAM_INFO_S::ulVideoType, PLAYER_PAYLOAD_H265},
-        {144, &TS_STREAM_INFO_S::usVideoPid, &TS_STREAM_INFO_S::ulVideoType, PLAYER_PAYLOAD_JPEG},
-        {134, &TS_STREAM_INFO_S::usAudioPid, &TS_STREAM_INFO_S::ulAudioType, PLAYER_PAYLOAD_PCM},
-        {130, &TS_STREAM_INFO_S::usRightAudioPid, &TS_STREAM_INFO_S::ulRightAudioType, PLAYER_PAYLOAD_G711U},
-        {131, &TS_STREAM_INFO_S::usRightAudioPid, &TS_STREAM_INFO_S::ulRightAudioType, PLAYER_PAYLOAD_G711A},
-        {133, &TS_STREAM_INFO_S::usRightAudioPid, &TS_STREAM_INFO_S::ulRightAudioType, PLAYER_PAYLOAD_AAC},
+        {27, &Info::usVideoPid, &Info::ulVideoType, PLAYER_PAYLOAD_H264},
+        {36, &Info::usVideoPid, &Info::ulVideoType, PLAYER_PAYLOAD_H265},
+        {144, &Info::usVideoPid, &Info::ulVideoType, PLAYER_PAYLOAD_JPEG},
+        {134, &Info::usAudioPid, &Info::ulAudioType, PLAYER_PAYLOAD_PCM},
+        {130, &Info::usRightAudioPid, &Info::ulRightAudioType, PLAYER_PAYLOAD_G711U},
+        {131, &Info::usRightAudioPid, &Info::ulRightAudioType, PLAYER_PAYLOAD_G711A},
+        {133, &Info::usRightAudioPid, &Info::ulRightAudioType, PLAYER_PAYLOAD_AAC},
     };
     for (const auto &stRow : astRow) {
-        TS_STREAM_INFO_S st = {};
-        const std::string strPmt = Pmt(Entry(164, 1, "info") + Entry(stRow.ucType, 0x1ABC), "program info");
-        EXPECT_EQ(0U, TS_ParsePMT(reinterpret_cast<const UCHAR *>(strPmt.data()), 188, &st));
+        const Info st = Parsed(Pmt(Entry(164, 1, "info") + Entry(stRow.ucType, 0x1ABC), "program info"));
         EXPECT_EQ(0x1ABC, st.*stRow.pusPid) << int{stRow.ucType};
         EXPECT_EQ(stRow.ulPayload, st.*stRow.pulType);
         EXPECT_EQ(1, st.usDataPid);
     }
-}
-
-TEST(TsPmt, PictureStreamBesideH264IsLeftOut) {
     for (const std::string &strEntries : {Entry(27, 101) + Entry(144, 133), Entry(144, 133) + Entry(27, 101)}) {
-        TS_STREAM_INFO_S st = {};
-        const std::string strPmt = Pmt(strEntries + Entry(15, 148));
-        EXPECT_EQ(0U, TS_ParsePMT(reinterpret_cast<const UCHAR *>(strPmt.data()), 188, &st));
-        EXPECT_EQ(101, st.usVideoPid);
+        const Info st = Parsed(Pmt(strEntries + Entry(15, 148)));
+        EXPECT_EQ(101, st.usVideoPid) << "a picture stream beside it is left out";
         EXPECT_EQ(148, st.usAudioPid);
     }
 }
 
 TEST(TsPmt, UnknownTypeEndsTheLoopAndIsToldTenTimes) {
     LogLines stLog;
-    const std::string strPmt = Pmt(Entry(27, 101) + Entry(2, 77) + Entry(15, 148));
     for (int i = 0; i < 30; ++i) {
-        TS_STREAM_INFO_S st = {};
-        EXPECT_EQ(0U, TS_ParsePMT(reinterpret_cast<const UCHAR *>(strPmt.data()), 188, &st));
+        const TS_STREAM_INFO_S st = Parsed(Pmt(Entry(27, 101) + Entry(2, 77) + Entry(15, 148)));
         EXPECT_EQ(101, st.usVideoPid);
         EXPECT_EQ(0, st.usAudioPid);
     }
@@ -379,39 +343,24 @@ TEST(TsPmt, UnknownTypeEndsTheLoopAndIsToldTenTimes) {
     EXPECT_EQ(10, lBefore);
 }
 
-TEST(TsPmt, DamageIsBounded) {
-    TryDamaged(Pmt(Entry(27, 101) + Entry(15, 148, "info"), "info"), [](const std::string &strPmt) {
-        TS_STREAM_INFO_S st = {};
-        const std::vector<UCHAR> aucPmt(strPmt.begin(), strPmt.end());
-        const ULONG_32 ulResult = TS_ParsePMT(aucPmt.data(), static_cast<ULONG_32>(aucPmt.size()), &st);
-        EXPECT_TRUE(ulResult == 0 || ulResult == (strPmt.empty() ? 2U : 525U)) << ulResult;
-    });
-}
-
 TEST(TsType, FirstPacketBehindTheTablesDecides) {
     Mux stMux(PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_G711U);
-    std::string strKey = stMux.Pack(PLAYER_PAYLOAD_H264, 0, 0, Noise(500));
-    std::string strSound = stMux.Pack(PLAYER_PAYLOAD_G711U, 0, 0, "sound");
+    const std::string strKey = stMux.Pack(PLAYER_PAYLOAD_H264, 0, 0, Noise(500));
+    const std::string strSound = stMux.Pack(PLAYER_PAYLOAD_G711U, 0, 0, "sound");
+    const struct {
+        std::string strBlock;
+        ULONG_32 ulResult;
+        int iType;
+    } astRows[] = {{strSound, 524, TS_PACKET_TYPE_NUM}, {strKey, 0, TS_PES_VIDEO},
+                   {strSound, 0, TS_PES_AUDIO},         {"\x47", 526, -1},
+                   {strKey.substr(0, 16), 525, -1},     {strKey.substr(0, 204), 525, -1}};
     TS_STREAM_INFO_S st = {};
-    TS_PACKET_INFO_S stPacket;
-    LogLines stLog;
-    const auto Type = [&](std::string strBlock) {
-        return TS_GetTSType(reinterpret_cast<UCHAR *>(strBlock.data()), static_cast<ULONG_32>(strBlock.size()),
-                            &stPacket, &st);
-    };
-    EXPECT_EQ(524U, Type(strSound));
-    EXPECT_EQ(1U, LogLines::Errors("Unknow Stream"));
-    EXPECT_EQ(TS_PACKET_TYPE_NUM, stPacket.enType);
-    EXPECT_EQ(0U, Type(strKey));
-    EXPECT_EQ(TS_PES_VIDEO, stPacket.enType);
-    EXPECT_EQ(101, stPacket.usPid);
-    EXPECT_EQ(0U, Type(strSound));
-    EXPECT_EQ(TS_PES_AUDIO, stPacket.enType);
-    EXPECT_EQ(526U, Type("\x47"));
-    EXPECT_EQ(525U, Type(strKey.substr(0, 16)));
-    EXPECT_EQ(525U, Type(strKey.substr(0, 204)));
-    EXPECT_EQ(1U, LogLines::Errors("TS_ParsePAT Failed, Error:[0x20d]."));
-    EXPECT_EQ(1U, LogLines::Errors("TS_ParsePMT Failed, Error:[0x20d]."));
+    for (auto [strBlock, ulResult, iType] : astRows) {
+        TS_PACKET_INFO_S stPacket;
+        EXPECT_EQ(ulResult, TS_GetTSType(reinterpret_cast<UCHAR *>(strBlock.data()),
+                                         static_cast<ULONG_32>(strBlock.size()), &stPacket, &st));
+        EXPECT_TRUE(iType < 0 || iType == static_cast<int>(stPacket.enType)) << iType;
+    }
 }
 
 TEST(TsHelpers, ClockAndHead) {
@@ -427,22 +376,16 @@ TEST(TsHelpers, ClockAndHead) {
     EXPECT_EQ(1U, TS_GetPCR(pucKey + 3 * 188, &usPid, &dulPcr)) << "no unit start";
     usPid = 257;
     EXPECT_EQ(1U, TS_GetPCR(pucKey + 2 * 188, &usPid, &dulPcr)) << "another PID is asked for";
-    EXPECT_EQ(257, usPid);
-
-    EXPECT_EQ(1, TS_IsPATFrame(pucKey));
     EXPECT_EQ(0, TS_IsPATFrame(pucKey + 188));
     EXPECT_EQ(0, TS_IsTSFrameTail(const_cast<CHAR *>(strKey.data())));
     EXPECT_EQ(1, TS_IsTSFrameTail(const_cast<CHAR *>(strKey.data() + strKey.size() - 188)));
 
     const std::string strShifted = "GG trap" + strKey;
+    const std::string strNone = std::string(300, 'x') + "G" + std::string(98, 'x') + "G";
     ULONG_32 ulOffset = 0;
-    EXPECT_EQ(0U, TS_FindHead(reinterpret_cast<const UCHAR *>(strShifted.data()), 376, &ulOffset));
-    EXPECT_EQ(7U, ulOffset);
     EXPECT_EQ(0U, TS_FindHead(reinterpret_cast<const UCHAR *>(strShifted.data()), 188, &ulOffset));
     EXPECT_EQ(7U, ulOffset);
-    std::vector<UCHAR> aucNone(400, 'x');
-    aucNone[399] = aucNone[300] = 'G';
-    EXPECT_EQ(1U, TS_FindHead(aucNone.data(), 400, &ulOffset));
+    EXPECT_EQ(1U, TS_FindHead(reinterpret_cast<const UCHAR *>(strNone.data()), 400, &ulOffset));
 }
 
 using File = std::unique_ptr<FILE, int (*)(FILE *)>;
@@ -498,10 +441,8 @@ TEST(TsFile, FrameControlChoosesFrames) {
         EXPECT_EQ("Kapsd", FramesOf(strFile, 1, &ulEnd));
         EXPECT_EQ("K", FramesOf(strFile, 4, &ulEnd));
         EXPECT_EQ("Ks", FramesOf(strFile, 5, &ulEnd));
-        LogLines stLog;
         EXPECT_EQ("Ka", FramesOf(strFile.substr(0, strFile.size() - 3 * 188 - 100), 1, &ulEnd).substr(0, 2));
         EXPECT_EQ(265U, ulEnd);
-        EXPECT_EQ(1U, LogLines::Errors("read data != 188, read len = 88"));
         EXPECT_EQ("Kapsd", FramesOf(strFile + std::string(188, 'x'), 1, &ulEnd));
         EXPECT_EQ(1U, ulEnd);
     }
@@ -517,42 +458,6 @@ TEST(TsFile, FrameThatNeverEndsStopsAtTheBuffer) {
     ULONG_32 ulEnd = 0;
     EXPECT_EQ("", FramesOf(strFile, 1, &ulEnd));
     EXPECT_EQ(525U, ulEnd);
-}
-
-/** An independent demuxer gets the same frames and times out of a recording. */
-TEST(TsMux, LibavformatReadsIt) {
-    Mux stMux(PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_AAC, PLAYER_PAYLOAD_NULL);
-    std::string strFile;
-    std::vector<std::pair<int, std::string>> astFrame;  // stream, content
-    for (size_t i = 0; i < 40; ++i) {
-        astFrame.emplace_back(0, DELIMITER + std::string("\0\0\0\1\x41", 5) + Noise(i * i * 20));
-        strFile += stMux.Pack(PLAYER_PAYLOAD_H264, i % 10 == 0 ? 0 : 1, 3600 * i, astFrame.back().second.substr(6));
-        astFrame.emplace_back(1, "\xFF\xF1" + Noise(100 + i));
-        strFile += stMux.Pack(PLAYER_PAYLOAD_AAC, 0, 3600 * i, astFrame.back().second);
-    }
-    File stFile = MakeFile(strFile);
-    const std::string strPath = "/dev/fd/" + std::to_string(fileno(stFile.get()));
-    AVFormatContext *pstInput = avformat_alloc_context();
-    pstInput->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
-    ASSERT_EQ(0, avformat_open_input(&pstInput, strPath.c_str(), av_find_input_format("mpegts"), nullptr));
-    ASSERT_EQ(2U, pstInput->nb_streams);
-    EXPECT_EQ(AV_CODEC_ID_H264, pstInput->streams[0]->codecpar->codec_id);
-    EXPECT_EQ(AV_CODEC_ID_AAC, pstInput->streams[1]->codecpar->codec_id);
-    std::vector<std::pair<int, std::string>> astSeen;
-    int64_t alNext[2] = {};
-    AVPacket *pstPacket = av_packet_alloc();
-    while (av_read_frame(pstInput, pstPacket) >= 0) {
-        EXPECT_EQ(3600 * alNext[pstPacket->stream_index]++, pstPacket->pts);
-        EXPECT_EQ(0, pstPacket->flags & AV_PKT_FLAG_CORRUPT);
-        astSeen.emplace_back(pstPacket->stream_index,
-                             std::string(reinterpret_cast<CHAR *>(pstPacket->data), pstPacket->size));
-        av_packet_unref(pstPacket);
-    }
-    av_packet_free(&pstPacket);
-    avformat_close_input(&pstInput);
-    std::stable_sort(astFrame.begin(), astFrame.end(), [](auto &stA, auto &stB) { return stA.first < stB.first; });
-    std::stable_sort(astSeen.begin(), astSeen.end(), [](auto &stA, auto &stB) { return stA.first < stB.first; });
-    EXPECT_EQ(astFrame, astSeen);
 }
 
 }  // namespace
