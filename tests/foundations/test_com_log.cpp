@@ -27,7 +27,6 @@ TEST(Log, ALineReachesTheClientsSink) {
     ASSERT_EQ(4u, astLines.size());
     EXPECT_EQ(4u, astLines[0].ulLevel);
     EXPECT_EQ(358u, astLines[0].ulErrCode);
-    EXPECT_EQ(0u, astLines[0].ulModuleId);
     EXPECT_EQ(42u, astLines[0].ulLine);
     EXPECT_EQ("dir/file.cpp", astLines[0].strFile);
     EXPECT_EQ("Port[007] text", astLines[0].strText);
