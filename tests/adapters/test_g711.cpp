@@ -71,17 +71,6 @@ TEST_P(G711Law, EncodesEverySampleWithinHalfAStepAndInOrder) {
     }
 }
 
-TEST_P(G711Law, GivesEachDecodedValueBack) {
-    const LONG_32 law = GetParam().first;
-    const Samples values = Ours(law);
-    Codes codes;
-    ULONG_32 length = 0;
-    ASSERT_EQ(0, G711Encoder(reinterpret_cast<const UCHAR *>(values.data()), 512, codes.data(), &length, law));
-    for (int i = 0; i < 256; i++) {
-        EXPECT_EQ(values[i], values[codes[i]]) << "code " << i;  // mu-law has two codes for zero
-    }
-}
-
 INSTANTIATE_TEST_SUITE_P(Laws, G711Law,
                          testing::Values(std::pair{LONG_32{G711_LAW_MU}, AV_CODEC_ID_PCM_MULAW},
                                          std::pair{LONG_32{G711_LAW_A}, AV_CODEC_ID_PCM_ALAW}));

@@ -2,6 +2,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 #include <thread>
 
 #include "codec_fixture.h"
@@ -116,24 +117,19 @@ TEST_F(CodecVideo, DoublesLinesWithoutHarmToPicturesToCome) {
 
 TEST_F(CodecVideo, DeinterlacesInPlaceAndNotBehindAnOddHeight) {
     Bytes planes[3] = {Bytes(5 * 4), Bytes(2 * 2), Bytes(3 * 2)};  // exactly 5 rows of 4, 2 of 2, 2 of 3
-    for (Bytes &plane : planes) {
-        for (size_t i = 0; i < plane.size(); i++) {
-            plane[i] = static_cast<uint8_t>(i);
-        }
-    }
     CODE_DECODED_DATA_S picture{};
+    picture.lHeight = 5;
     for (int i = 0; i < 3; i++) {
+        std::iota(planes[i].begin(), planes[i].end(), uint8_t{0});
         picture.pucData[i] = planes[i].data();
         picture.lLineSize[i] = i == 0 ? 4 : i + 1;
     }
-    picture.lHeight = 5;
     DeinterlaceWithMode(DEINTERLACE_NONE, &picture);
     EXPECT_EQ(7, planes[0][7]);
     DeinterlaceWithMode(DEINTERLACE_DOUBLETOPFIELD, &picture);
     EXPECT_EQ((Bytes{0, 1, 2, 3, 0, 1, 2, 3, 8, 9, 10, 11, 8, 9, 10, 11, 16, 17, 18, 19}), planes[0]);
     EXPECT_EQ((Bytes{0, 1, 0, 1}), planes[1]);
     EXPECT_EQ((Bytes{0, 1, 2, 0, 1, 2}), planes[2]);
-    DeinterlaceWithMode(DEINTERLACE_DOUBLETOPFIELD, nullptr);
 }
 
 TEST_F(CodecVideo, DecodesJpegIntoPlanesOfItsSize) {
