@@ -10,12 +10,12 @@
 #include <vector>
 
 #include "tools/scratch.h"
+#include "zvplay/address.h"
 #include "zvplay/annexb_reader.h"
 #include "zvplay/jpeg_reader.h"
 #include "zvplay/options.h"
 #include "zvplay/rtp_reader.h"
 #include "zvplay/source.h"
-#include "zvplay/ts_reader.h"
 
 using namespace zvplay;
 using Buffer = std::vector<uint8_t>;
@@ -264,66 +264,6 @@ TEST(RtpReader, SaysWhenTheCaptureIsCutOff) {
     Torture("a.rtp", Join({Rtp(96, 0), Rtp(0, 5), Rtp(96, 3600), Rtp(108, 7200, Buffer(30))}));
 }
 
-// ---- TS
-// --------------------------------------------------------------------------------------------------------------
-
-namespace {
-
-Buffer TsPacket(int pid, bool start, bool last, int64_t pcr = -1) {
-    Buffer packet(188, 0xFF);
-    packet[0] = 0x47;
-    packet[1] = static_cast<uint8_t>((start ? 0x40 : 0) | (last ? 0x20 : 0) | pid >> 8);
-    packet[2] = static_cast<uint8_t>(pid);
-    packet[3] = 0x30;
-    packet[4] = pcr >= 0 ? 7 : 1;
-    packet[5] = pcr >= 0 ? 0x10 : 0;
-    if (pcr >= 0) {
-        for (int i = 0; i < 4; ++i) packet[6 + i] = static_cast<uint8_t>(pcr >> (25 - 8 * i));
-        packet[10] = static_cast<uint8_t>((pcr & 1) << 7 | 0x7E);
-    }
-    return packet;
-}
-
-}  // namespace
-
-TEST(TsReader, GivesTheBlockOfOneFrameAPush) {
-    const int64_t wrap = (int64_t(1) << 33) - 3600;
-    const Buffer stream = Join({TsPacket(0, true, false), TsPacket(98, true, false), TsPacket(101, true, false, wrap),
-                                TsPacket(101, false, false), TsPacket(101, false, true),
-                                TsPacket(257, true, true, wrap), TsPacket(101, true, true, 0)});
-    const Scratch scratch;
-    const std::vector<Piece> pieces = AllOf(scratch.Write("a.ts", stream));
-    ASSERT_EQ(pieces.size(), 3u);
-    EXPECT_EQ(pieces[0].data, Buffer(stream.begin(), stream.begin() + 5 * 188));
-    EXPECT_EQ(pieces[1].data.size(), 188u);
-    EXPECT_EQ(pieces[2].data.size(), 188u);
-    EXPECT_NEAR(pieces[1].due, 0, 1e-9);
-    EXPECT_NEAR(pieces[2].due, 0.04, 1e-9);
-    Torture("a.ts", stream);
-}
-
-TEST(TsReader, FindsItsWayBackBehindRubbish) {
-    const Buffer rubbish(100, 0x47), frame = TsPacket(101, true, true, 900);
-    const Scratch scratch;
-    Failure failure;
-    const auto source = Open(scratch.Write("a.ts", Join({frame, frame, rubbish, frame, frame, {1, 2, 3}})), &failure);
-    ASSERT_NE(source, nullptr);
-    const std::vector<Piece> pieces = All(source.get());
-    size_t whole = 0;
-    for (const Piece &piece : pieces) whole += piece.data == frame;
-    EXPECT_GE(whole, 3u);
-    EXPECT_NE(source->Remark(), "");
-}
-
-TEST(TsReader, RefusesATsWithoutFrameEnds) {
-    const Scratch scratch;
-    Failure failure;
-    EXPECT_EQ(Open(scratch.Write("a.ts", Join({TsPacket(0, true, false), TsPacket(256, true, false)})), &failure),
-              nullptr);
-    EXPECT_EQ(failure.exit_code, kExitSource);
-    EXPECT_NE(failure.what.find("no frame ends"), std::string::npos);
-}
-
 // ---- JPEG
 // ------------------------------------------------------------------------------------------------------------
 
@@ -374,7 +314,11 @@ TEST(Source, IsRecognisedByItsFirstBytes) {
     EXPECT_EQ(pieces_of("h265_640x360.265"), 75u);
     EXPECT_EQ(pieces_of("mjpeg_640x360/003.jpg"), 1u);
     EXPECT_GT(pieces_of("camera.rtp"), 1000u);
-    EXPECT_EQ(AllOf(scratch.Write("b.bin", Join({TsPacket(101, true, true), TsPacket(101, true, true)}))).size(), 2u);
+    const Buffer packets(400, 0x47);
+    EXPECT_TRUE(IsRecording(scratch.Write("a.bin", packets)));
+    EXPECT_TRUE(IsRecording(scratch.Write("b.bin", Buffer{0, 0, 0, 8, 'f', 't', 'y', 'p'})));
+    EXPECT_TRUE(IsRecording("none.mp4"));
+    EXPECT_FALSE(IsRecording(scratch.Path() + "/capture.bin"));
 }
 
 TEST(Source, SaysWhatIsWrong) {
@@ -404,6 +348,40 @@ TEST(Source, SaysWhatIsWrong) {
     }
 }
 
+TEST(Address, IsReadOrRefused) {
+    const struct {
+        const char *text, *host;
+        int port;  // 0: refused
+        bool tcp;
+    } cases[] = {
+        {"udp://:5004", "", 5004, false},
+        {"udp://127.0.0.1:1?ts", "127.0.0.1", 1, false},
+        {"tcp://front-door:8554", "front-door", 8554, true},
+        {"tcp://[::1]:8554?ts", "::1", 8554, true},
+        {"tcp://:8554", "", 0, true},
+        {"udp://:0", "", 0, false},
+        {"udp://:65536", "", 0, false},
+        {"udp://5004", "", 0, false},
+        {"tcp://::1:8554", "", 0, true},
+        {"tcp://h:1?rtp", "", 0, true},
+        {"rtsp://h:554", "", 0, false},
+        {"udp://", "", 0, false},
+    };
+    for (const auto &row : cases) {
+        Address address;
+        Failure failure;
+        EXPECT_EQ(ParseAddress(row.text, &address, &failure), row.port != 0) << row.text;
+        EXPECT_EQ(failure.what.empty(), row.port != 0) << row.text;
+        if (row.port != 0) {
+            EXPECT_TRUE(address.host == row.host && address.port == row.port && address.tcp == row.tcp) << row.text;
+        }
+    }
+    Address local = {true, "localhost", 1};
+    Failure failure;
+    EXPECT_TRUE(Resolve(&local, &failure));
+    EXPECT_TRUE(local.host == "127.0.0.1" || local.host == "::1") << local.host;
+}
+
 TEST(Options, AreReadOrRefused) {
     const auto parse = [](std::vector<const char *> words, Options *options) {
         words.insert(words.begin(), "zvplay");
@@ -417,6 +395,9 @@ TEST(Options, AreReadOrRefused) {
         parse({"--seconds", "2.5", "--headless", "--stats=json", "--log", "l", "a.rtp", "--fps=12", "--fast"}, &all));
     EXPECT_TRUE(all.seconds == 2.5 && all.headless && all.json && all.log == "l" && all.source == "a.rtp" &&
                 all.fps == 12 && all.fast && !all.mute);
+    Options file;
+    ASSERT_TRUE(parse({"a.mp4", "--start", "1:30", "--speed", "4-key", "--loop"}, &file));
+    EXPECT_TRUE(file.start == 90 && std::string(kSpeeds[file.speed].name) == "4-key" && file.loop);
     Options dashes;
     ASSERT_TRUE(parse({"--", "-odd-.rtp"}, &dashes));
     EXPECT_EQ(dashes.source, "-odd-.rtp");
@@ -428,6 +409,8 @@ TEST(Options, AreReadOrRefused) {
                                                           {"a", "--no"},
                                                           {"a", "--fps", "x"},
                                                           {"a", "--stats", "xml"},
+                                                          {"a", "--speed", "3"},
+                                                          {"a", "--start", "1:2:3:4"},
                                                           {"a", "--fps=1e999"},
                                                           {"a", "--seconds=nan"}};
     for (const auto &words : wrong) {

@@ -19,6 +19,9 @@ bool OpenLog(const std::string &path, Failure *failure);
 /** Whether the log said that the sound device could not be opened; the library has no call that tells it. */
 bool SoundFailed();
 
+/** Whether the log said that the network gives no more: of a TCP stream the library tells it nowhere else. */
+bool StreamEnded();
+
 /** Closes the file; later lines are dropped. */
 void CloseLog();
 

@@ -1,18 +1,23 @@
 /**
- * zvplay: plays a file of pushed data through the Zelvane library, and shows how a client uses it.
+ * zvplay: plays cameras, recordings and captured data through the Zelvane library, and shows how a client uses it.
  *
- * The road: OpenLog() takes the library's log, OpenSource() cuts the file into pieces, Player holds the library's port,
- * Window the X11 window that the library draws in, and PlayLoop gives each piece to the port when its time has come.
+ * The road: OpenLog() takes the library's log, Player holds the library's port, Window the X11 window that the library
+ * draws in. There are three kinds of sources: recordings, which the library reads and FileLoop steers; streams that the
+ * library receives from the network while NetLoop waits; and captured data, which OpenSource() cuts into pieces and
+ * PushLoop gives to the port when their time has come.
  */
 #include <csignal>
 #include <cstdio>
 #include <memory>
 
+#include "address.h"
 #include "failure.h"
+#include "file_loop.h"
 #include "log_file.h"
+#include "net_loop.h"
 #include "options.h"
-#include "play_loop.h"
 #include "player.h"
+#include "push_loop.h"
 #include "source.h"
 #include "status.h"
 #include "window.h"
@@ -24,25 +29,73 @@ int Fail(const Failure &failure) { return tools::PrintFailure("zvplay", failure)
 
 void OnSignal(int) { PlayLoop::Interrupt(); }
 
+/** What is to be played. */
+struct Plan {
+    bool network = false, recording = false;
+    Address address;                 ///< of a stream from the network
+    std::unique_ptr<Source> source;  ///< of captured data
+};
+
+/** Finds out what the source is, and opens it as far as that needs no library. */
+bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
+    plan->network = IsAddress(options.source);
+    plan->recording = !plan->network && IsRecording(options.source);
+    if (!plan->recording && (options.start > 0 || options.speed != kNormalSpeed || options.loop)) {
+        *failure = {kExitUsage, "--start, --speed and --loop are for recordings", "see zvplay --help"};
+        return false;
+    }
+    if (plan->network) {
+        return ParseAddress(options.source, &plan->address, failure) && Resolve(&plan->address, failure);
+    }
+    if (!plan->recording) plan->source = OpenSource(options, failure);
+    return plan->recording || plan->source != nullptr;
+}
+
+bool OpenRecording(const Options &options, Player *player, Failure *failure) {
+    if (!player->OpenRecording(options.source, options.headless && !options.fast, failure)) return false;
+    const uint32_t length = player->Length();
+    if (options.start == 0 || options.start < length) return true;
+    *failure = {kExitUsage, "--start lies behind the end: the recording has " + std::to_string(length) + " s", ""};
+    return false;
+}
+
+bool OpenPort(const Options &options, const Plan &plan, Player *player, Failure *failure) {
+    if (!player->Open(failure)) return false;
+    if (plan.network) return player->OpenNetwork(plan.address, failure);
+    return plan.recording ? OpenRecording(options, player, failure) : player->OpenPushed(failure);
+}
+
+std::unique_ptr<PlayLoop> MakeLoop(const Options &options, const Plan &plan, Player *player, Window *window,
+                                   Status *status) {
+    if (plan.network) return std::make_unique<NetLoop>(options, player, window, status);
+    if (plan.recording) return std::make_unique<FileLoop>(options, player, window, status);
+    return std::make_unique<PushLoop>(options, plan.source.get(), player, window, status);
+}
+
 /** An end that looks like success and is none. */
-bool CheckResult(const Figures &figures, Failure *failure) {
+bool CheckResult(const Figures &figures, const Plan &plan, Failure *failure) {
     if (figures.pictures > 0 || (figures.frames == 0 && figures.sounds > 0)) return true;
     *failure = {
         kExitNoPicture,
         figures.frames > 0 ? "frames were found, but none could be decoded" : "no frame was found in the source",
-        figures.frames > 0 ? "is libZvCodec.so beside libzelvane.so? The log says more: add --log FILE"
-                           : "does the source begin with a key frame? The log says more: add --log FILE"};
+        "does the source begin with a key frame? The log says more: add --log FILE"};
+    if (plan.recording) {
+        failure->advice = "zvprobe tells what is in the file";
+    } else if (figures.frames > 0) {
+        failure->advice = "is libZvCodec.so beside libzelvane.so? The log says more: add --log FILE";
+    } else if (plan.network) {
+        failure->advice = "is the sender running, and does it send to this address?";
+    }
     return false;
 }
 
 int Play(const Options &options) {
     Failure failure;
+    Plan plan;
     // Before the library starts: it leaves handlers alone that are set.
     std::signal(SIGINT, OnSignal);
     std::signal(SIGTERM, OnSignal);
-    if (!OpenLog(options.log, &failure)) return Fail(failure);
-    const std::unique_ptr<Source> source = OpenSource(options, &failure);
-    if (source == nullptr) return Fail(failure);
+    if (!OpenLog(options.log, &failure) || !MakePlan(options, &plan, &failure)) return Fail(failure);
     std::unique_ptr<Window>
         window;  // made before the player and gone after it: the library draws in it until it closes
     if (!options.headless) {
@@ -50,18 +103,18 @@ int Play(const Options &options) {
         if (window == nullptr) return Fail(failure);
     }
     Player player;
-    if (!player.Open(&failure)) return Fail(failure);
+    if (!OpenPort(options, plan, &player, &failure)) return Fail(failure);
     if (window != nullptr && !player.Show(window->Id(), &failure)) return Fail(failure);
 
     Status status(options);
-    PlayLoop loop(options, source.get(), &player, window.get(), &status);
-    const bool played = loop.Run(&failure);
+    const std::unique_ptr<PlayLoop> loop = MakeLoop(options, plan, &player, window.get(), &status);
+    const bool played = loop->Run(&failure);
     const Figures figures = player.Read();
-    const PlayState state = loop.State();
+    const PlayState state = loop->State();
     player.Close();
     CloseLog();
-    status.Report(figures, state, source->Remark());
-    return played && CheckResult(figures, &failure) ? kExitOk : Fail(failure);
+    status.Report(figures, state, plan.source != nullptr ? plan.source->Remark() : "");
+    return played && CheckResult(figures, plan, &failure) ? kExitOk : Fail(failure);
 }
 
 int Main(int argc, char **argv) {

@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -9,14 +11,16 @@ namespace zvplay {
 namespace {
 
 const char kHelp[] =
-    R"(zvplay - plays a file of pushed data through the Zelvane library
+    R"(zvplay - plays cameras, recordings and captured data through the Zelvane library
 
 usage: zvplay [option...] SOURCE
 
 SOURCE is one of
+  udp://:PORT        RTP or MPEG-TS in datagrams that arrive at the port; udp://LOCAL:PORT takes one local address
+  tcp://HOST:PORT    a server of RTP packets behind "$" heads, or of MPEG-TS so framed: tcp://HOST:PORT?ts
+  FILE.mp4 FILE.ts   a recording; TS of recorders, whose frames end with the transport priority bit
   FILE.rtp           RTP capture: a 16-bit big-endian length and a packet, repeated
   FILE.264 FILE.265  H.264 or H.265 as an encoder writes it (Annex B)
-  FILE.ts            MPEG-TS of cameras and recorders whose frames end with the transport priority bit
   FILE.mjpeg         JPEG pictures one after the other
   FILE.jpg           one picture, shown until you quit
   FOLDER             the .jpg files in it, by name
@@ -25,18 +29,28 @@ A file with another ending is recognised by its first bytes.
 
 options
   --seconds N    stop after N seconds of the stream
+  --start T      recordings: begin at T, seconds or 1:30, at the key frame behind it
+  --speed NAME   recordings: 0.25 0.5 1 2 4 8 16, from 4 on with key frames only; or 2-key 4-key 8-key 16-key, which
+                 show each key frame for a part of the distance of two
+  --loop         recordings: begin again at the end
   --fps N        frame rate for .264, .265 and JPEG; default the stream's own, or 25
   --headless     no window and no sound: decode and report
-  --fast         as fast as the machine decodes, instead of at the stream's pace
+  --fast         as fast as the machine decodes, instead of at the stream's pace; recordings: with --headless only
   --mute         start without sound
-  --stats json   a line a second on standard output: frames, pictures, rate, bit_rate, lost, queue_fill ...
+  --stats json   a line a second on standard output: time, length, speed, frames, pictures, rate, bit_rate, lost ...
   --log FILE     write the library's log to FILE
   --version      print the library's version
   --help         print this
 
 keys in the window
-  space  pause and go on        f  keep the picture's proportion, or fill the window
-  m      sound off and on       q  quit
+  space p  pause and go on      f      keep the picture's proportion, or fill the window
+  m        sound off and on     q ESC  quit
+and of recordings
+  right left  5 seconds on, back     [ ]        slower, faster
+  up down     60 seconds on, back    backspace  normal speed
+  home        to the beginning       k          key frames only, or all
+  .           one picture on         l          begin again at the end, or not
+A seek goes to the next key frame behind the place; pressed again within a second it counts from there.
 
 exit codes
   0 played   1 wrong command line   2 source   3 no display   4 library   5 no picture came out
@@ -51,8 +65,13 @@ bool Fail(Failure *failure, const std::string &what, const char *advice = "see z
 
 bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *failure) {
     static const char *const kStats[] = {"none", "json"};
+    const char *speeds[kSpeedCount];
+    std::transform(std::begin(kSpeeds), std::end(kSpeeds), speeds, [](const Speed &speed) { return speed.name; });
     int stats = 0;
     const tools::Option table[] = {
+        {"--start", tools::Time{&options->start}},
+        {"--speed", tools::Choice{&options->speed, speeds}},
+        {"--loop", &options->loop},
         {"--headless", &options->headless},
         {"--fast", &options->fast},
         {"--mute", &options->mute},
@@ -70,7 +89,7 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
     if (names.size() > 1) return Fail(failure, "two sources: " + names[0] + " and " + names[1]);
     if (!names.empty()) options->source = names[0];
     if (options->help || options->version || !options->source.empty()) return true;
-    return Fail(failure, "no source given", "name a file: zvplay camera.rtp; see zvplay --help");
+    return Fail(failure, "no source given", "name one: zvplay recording.mp4; see zvplay --help");
 }
 
 const char *HelpText() { return kHelp; }

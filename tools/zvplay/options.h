@@ -5,21 +5,25 @@
 #include <string>
 
 #include "failure.h"
+#include "speed.h"
 
 namespace zvplay {
 
 /** What the user asked for. */
 struct Options {
-    std::string source;     ///< file, folder or printf pattern
-    double seconds = 0;     ///< stop after so much of the stream; 0 plays it all
-    double fps = 0;         ///< frame rate of sources without timestamps; 0 takes the stream's own, or 25
-    std::string log;        ///< file for the library's log; empty for none
-    bool headless = false;  ///< no window, no sound
-    bool json = false;      ///< one JSON line a second instead of the live line
-    bool fast = false;      ///< as fast as the library takes it, instead of at the stream's pace
-    bool mute = false;      ///< start without sound
-    bool help = false;      ///< print the help and leave
-    bool version = false;   ///< print the library's version and leave
+    std::string source;        ///< file, folder, printf pattern or address
+    double seconds = 0;        ///< stop after so much of the stream; 0 plays it all
+    double fps = 0;            ///< frame rate of sources without timestamps; 0 takes the stream's own, or 25
+    double start = 0;          ///< files: seconds to begin at
+    int speed = kNormalSpeed;  ///< files: index into kSpeeds
+    bool loop = false;         ///< files: begin again at the end
+    std::string log;           ///< file for the library's log; empty for none
+    bool headless = false;     ///< no window, no sound
+    bool json = false;         ///< one JSON line a second instead of the live line
+    bool fast = false;         ///< as fast as the library takes it, instead of at the stream's pace
+    bool mute = false;         ///< start without sound
+    bool help = false;         ///< print the help and leave
+    bool version = false;      ///< print the library's version and leave
 };
 
 /**

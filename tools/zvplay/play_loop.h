@@ -1,4 +1,4 @@
-/** The loop that plays: window events, data at its time, status; one thread. */
+/** The loop that plays: window events, what the source needs, status; one thread. */
 #ifndef ZVPLAY_PLAY_LOOP_H
 #define ZVPLAY_PLAY_LOOP_H
 
@@ -6,60 +6,75 @@
 
 #include "options.h"
 #include "player.h"
-#include "source.h"
 #include "status.h"
 #include "window.h"
 
 namespace zvplay {
 
-/** Plays one source to its end. */
+/** What all sources have in common. One class a kind of source is derived from it. */
 class PlayLoop {
  public:
     /** @param window null when headless. All have to outlive the loop. */
-    PlayLoop(const Options &options, Source *source, Player *player, Window *window, Status *status);
+    PlayLoop(const Options &options, Player *player, Window *window, Status *status);
+    virtual ~PlayLoop() = default;
+    PlayLoop(const PlayLoop &) = delete;
+    PlayLoop &operator=(const PlayLoop &) = delete;
 
     /** Plays until the end of the source, the time asked for, `q`, or Interrupt(). @return false with the failure */
     bool Run(Failure *failure);
 
-    /** Ends the loop soon; for signal handlers. */
+    /** Ends the loop soon; for signal handlers. Twice ends the process. */
     static void Interrupt();
 
     /** Where it stands. */
-    PlayState State() const;
+    virtual PlayState State() const = 0;
 
- private:
+ protected:
     using Clock = std::chrono::steady_clock;
 
-    void HandleWindow();
-    void Act(Action action);
-    bool PushDue(Failure *failure);
-    bool TakeNext();
-    void LearnRate(int32_t rate);
-    void Tell();
+    /** Does what is due. @return false with the failure filled */
+    virtual bool Advance(Failure *failure) = 0;
+
+    /** Whether all was played. */
+    virtual bool IsOver() = 0;
+
+    /** How long the loop may sleep when no key comes. */
+    virtual int WaitMilliseconds() const { return 100; }
+
+    /** Pauses or goes on. paused_ is set already. */
+    virtual void Pause() = 0;
+
+    /** Does what only some sources can. */
+    virtual void Do(Action) {}
+
+    /** Hears of the rate that the library reads in the stream. */
+    virtual void LearnRate(int32_t) {}
+
+    /** Whether the library has shown all that it was given: its ring is empty and no picture came for a while. */
     bool Drained();
-    int WaitMilliseconds() const;
-    double Position() const;
 
     const Options &options_;
-    Source &source_;
     Player &player_;
+    bool paused_ = false, sound_;
+
+ private:
+    void HandleWindow();
+    void Act(Action action);
+    void Tell();
+
     Window *const window_;
     Status &status_;
-
-    Clock::time_point start_ = Clock::now();  ///< of the stream's second 0; moved on by pauses
-    Clock::time_point paused_at_;
-    Clock::time_point next_look_ = start_;  ///< at the library's figures
-    Clock::time_point next_second_ = start_ + std::chrono::seconds(1);
-    bool paused_ = false, sound_, proportion_ = true;
-    bool have_ = false;   ///< push_ waits for its time
-    bool full_ = false;   ///< the ring had no room for push_
-    bool ended_ = false;  ///< nothing more to push
+    Clock::time_point next_look_ = Clock::now();  ///< at the library's figures
+    Clock::time_point next_second_ = next_look_ + std::chrono::seconds(1);
+    bool proportion_ = true;
     bool quit_ = false;
-    bool rate_known_ = false;
-    Push push_;
     uint32_t drained_pictures_ = 0;  ///< pictures when drained_since_ was set
     Clock::time_point drained_since_;
+    bool draining_ = false;
 };
+
+/** Seconds of a span of time. */
+inline double Seconds(std::chrono::steady_clock::duration time) { return std::chrono::duration<double>(time).count(); }
 
 }  // namespace zvplay
 

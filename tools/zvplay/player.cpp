@@ -9,16 +9,23 @@ namespace {
 
 constexpr ULONG_32 kSlots = 5000;  // the longest ring there is: key frames of 4K cameras come in one push
 constexpr ULONG_32 kSlotBytes = 2048;
+constexpr uint64_t kStampMask = (uint64_t{1} << 33) - 1;  // the clock of MPEG-TS
 
-/** Run messages have no user value, so the one count that comes from them is the process's. */
+/** Run messages have no user value, so what comes from them is the process's. */
 std::atomic<uint32_t> decode_failures{0};
+std::atomic<uint32_t> file_ends{0};
+std::atomic<bool> peer_closed{false};
 
 size_t Slots(Bytes data) { return (data.size() + kSlotBytes - 1) / kSlotBytes; }
 
 }  // namespace
 
-void Player::OnFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *, void *counters, LONG_REAL) {
-    static_cast<Counters *>(counters)->frames.fetch_add(1, std::memory_order_relaxed);
+void Player::OnFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL) {
+    Counters &to = *static_cast<Counters *>(counters);
+    const uint64_t stamp = static_cast<uint64_t>(frame->dlTimeStamp);
+    if (to.frames.load(std::memory_order_relaxed) == 0) to.first_stamp.store(stamp, std::memory_order_relaxed);
+    to.stamp.store(stamp, std::memory_order_relaxed);
+    to.frames.fetch_add(1, std::memory_order_relaxed);
 }
 
 void Player::OnPicture(ULONG_32, PLAYER_PICTURE_DATA_S *, void *counters, LONG_REAL) {
@@ -29,9 +36,11 @@ void Player::OnSound(ULONG_32, PLAYER_PARSE_AUDIO_DATA_S *, void *counters, LONG
     static_cast<Counters *>(counters)->sounds.fetch_add(1, std::memory_order_relaxed);
 }
 
-void Player::OnMessage(ULONG_32, void *message) {
+void Player::OnMessage(ULONG_32 kind, void *message) {
     const PLAYER_RUN_INFO_S &info = static_cast<const REPORT_MSG_U *>(message)->stRunInfo;
     if (info.ulErrCode == PLAYER_ERR_DECODE) decode_failures.fetch_add(1, std::memory_order_relaxed);
+    if (kind == PLAYER_RUN_INFO_MEDIA_PROCESS && info.ulErrCode == PLAYER_ERR_FILE_END) file_ends.fetch_add(1);
+    if (kind == PLAYER_RUN_INFO_STREAM) peer_closed.store(true);
 }
 
 bool Player::Open(Failure *failure) {
@@ -49,8 +58,50 @@ bool Player::Open(Failure *failure) {
     Zelvane_SetParseVideoDataCB(port_, OnFrame, 1, &counters_);
     Zelvane_SetParseAudioDataCB(port_, OnSound, 1, &counters_);
     Zelvane_SetDecodeVideoMediaDataCB(port_, OnPicture, 1, &counters_);
-    if (!Zelvane_OpenInputStream(port_, nullptr, 0, 0)) return fail("the port does not open for pushed data");
-    opened_ = true;
+    return true;
+}
+
+bool Player::OpenPushed(Failure *failure) {
+    if (!Zelvane_OpenInputStream(port_, nullptr, 0, 0)) {
+        *failure = tools::LibraryFailure("the port does not open for pushed data");
+        return false;
+    }
+    close_ = Zelvane_CloseInputStream;
+    queued_ = true;
+    return true;
+}
+
+bool Player::OpenRecording(const std::string &path, bool paced, Failure *failure) {
+    // Without a window the library keeps to the pace only if the pictures end at the callback.
+    if (paced) Zelvane_SetDecodeVideoMediaDataCB(port_, OnPicture, 0, &counters_);
+    if (!Zelvane_OpenMediaFile(port_, path.c_str())) {
+        *failure = tools::LibraryFailure(path + ": the library does not open it");
+        failure->exit_code = kExitSource;
+        failure->advice =
+            "zvprobe tells what is in the file; other kinds can be turned into MP4 with H.264: "
+            "ffmpeg -i FILE -c:v libx264 -c:a aac OUT.mp4";
+        return false;
+    }
+    close_ = Zelvane_CloseMediaFile;
+    return true;
+}
+
+bool Player::OpenNetwork(const Address &address, Failure *failure) {
+    const bool six = address.host.find(':') != std::string::npos;
+    const bool open =
+        address.tcp ? Zelvane_OpenNetStream(port_, nullptr, 0, address.host.c_str(), address.port, PLAYER_PROTOCOL_TCP)
+                    : Zelvane_OpenNetStream(port_, address.host.empty() ? nullptr : address.host.c_str(), address.port,
+                                            six ? "::1" : "127.0.0.1", 0, PLAYER_PROTOCOL_UDP);
+    if (!open) {
+        *failure =
+            tools::LibraryFailure(address.tcp ? "no connection to the server" : "the local port can't be opened");
+        failure->exit_code = kExitSource;
+        failure->advice = address.tcp ? "is the server running, and is the port right?"
+                                      : "does another program use the port? Is the address one of this machine?";
+        return false;
+    }
+    close_ = Zelvane_CloseNetStream;
+    queued_ = true;
     return true;
 }
 
@@ -96,6 +147,39 @@ void Player::SetSound(bool on) {
 
 void Player::SetPaused(bool paused) { Zelvane_PauseLive(port_, paused); }
 
+void Player::Halt() { Zelvane_PausePlay(port_, 1); }
+
+void Player::SetSpeed(ULONG_32 value) { Zelvane_SpeedPlay(port_, value); }
+
+void Player::Step() { Zelvane_AFrameGo(port_); }
+
+void Player::Seek(uint32_t seconds) { Zelvane_SetPlayedTime(port_, seconds); }
+
+uint32_t Player::Length() const {
+    ULONG_32 seconds = 0;
+    Zelvane_GetFileTime(port_, &seconds);
+    return seconds;
+}
+
+double Player::Position() const {
+    if (counters_.frames.load(std::memory_order_relaxed) > 0) {
+        const uint64_t stamp = counters_.stamp.load(std::memory_order_relaxed);
+        return static_cast<double>((stamp - counters_.first_stamp.load(std::memory_order_relaxed)) & kStampMask) /
+               90000;
+    }
+    ULONG_32 seconds = 0;
+    Zelvane_GetPlayTime(port_, &seconds);
+    return seconds;
+}
+
+uint32_t Player::Frames() const {
+    return counters_.frames.load(std::memory_order_relaxed) + counters_.sounds.load(std::memory_order_relaxed);
+}
+
+uint32_t Player::Ends() { return file_ends.load(); }
+
+bool Player::PeerClosed() { return peer_closed.load(); }
+
 void Player::SetProportion(bool keep) {
     Zelvane_SetRenderScale(port_, window_, keep ? PLAYER_RENDER_SCALE_PROPORTION : PLAYER_RENDER_SCALE_FULL);
 }
@@ -117,7 +201,7 @@ Figures Player::Read() const {
     figures.rate = Rate();
     Zelvane_GetBitRate(port_, &figures.bit_rate);
     Zelvane_GetLostPacketRate(port_, &figures.packets, &figures.lost);
-    Zelvane_GetPacketQueueStart(port_, &frames, &figures.waiting);
+    if (queued_) Zelvane_GetPacketQueueStart(port_, &frames, &figures.waiting);
     Zelvane_GetEncodeType(port_, &video, &audio);
     figures.fill = static_cast<double>(figures.waiting) / kSlots;
     figures.video = tools::VideoName(video);
@@ -127,10 +211,11 @@ Figures Player::Read() const {
 
 void Player::Close() {
     if (shown_) Zelvane_StopPlay(port_, window_);
-    if (opened_) Zelvane_CloseInputStream(port_);
+    if (close_ != nullptr) close_(port_);
     if (allocated_) Zelvane_FreePort(port_);
     if (started_) Zelvane_Cleanup();
-    shown_ = opened_ = allocated_ = started_ = false;
+    shown_ = allocated_ = started_ = false;
+    close_ = nullptr;
 }
 
 }  // namespace zvplay

@@ -1,10 +1,11 @@
-/** The library behind a small face: one port that plays pushed data. */
+/** The library behind a small face: one port that plays pushed data, a recording or a stream from the network. */
 #ifndef ZVPLAY_PLAYER_H
 #define ZVPLAY_PLAYER_H
 
 #include <atomic>
 #include <cstdint>
 
+#include "address.h"
 #include "failure.h"
 #include "player_sdk_func.h"
 #include "source.h"
@@ -40,8 +41,17 @@ class Player {
     Player &operator=(const Player &) = delete;
     ~Player() { Close(); }
 
-    /** Starts the library, takes a port and opens it for pushed data. @return false with the failure filled */
+    /** Starts the library and takes a port. @return false with the failure filled */
     bool Open(Failure *failure);
+
+    /** Opens the port for pushed data. @return false with the failure filled, as for the two below */
+    bool OpenPushed(Failure *failure);
+
+    /** Opens a recording, which stands until SetSpeed() or Show(). @param paced at its own pace without a window too */
+    bool OpenRecording(const std::string &path, bool paced, Failure *failure);
+
+    /** Receives from the network. The address is in figures. */
+    bool OpenNetwork(const Address &address, Failure *failure);
 
     /** Shows the pictures in an X11 window. The window has to live until Close(). */
     bool Show(unsigned long window, Failure *failure);
@@ -56,7 +66,36 @@ class Player {
     bool Give(const Push &push, Failure *failure);
 
     void SetSound(bool on);
+
+    /** Pushed data and network. */
     void SetPaused(bool paused);
+
+    /** Recordings: stands still. SetSpeed() goes on. */
+    void Halt();
+
+    /** Recordings: plays so. @param value PLAYER_PLAY_SPEED_E */
+    void SetSpeed(ULONG_32 value);
+
+    /** Recordings: shows the next picture and stands still. */
+    void Step();
+
+    /** Recordings: goes to the first key frame at or behind a time, seconds. */
+    void Seek(uint32_t seconds);
+
+    /** Length of the recording, seconds. */
+    uint32_t Length() const;
+
+    /** Time of the recording's frame that was read last, seconds from its first frame; whole ones without video. */
+    double Position() const;
+
+    /** Frames found so far, of video and sound; cheap. */
+    uint32_t Frames() const;
+
+    /** How often the recording has come to its end. */
+    static uint32_t Ends();
+
+    /** Whether the peer has closed the stream. */
+    static bool PeerClosed();
     void SetProportion(bool keep);
 
     /** The figures of this moment. */
@@ -72,13 +111,16 @@ class Player {
     /** Raised by the callbacks, on the library's threads. */
     struct Counters {
         std::atomic<uint32_t> frames{0}, pictures{0}, sounds{0};
+        std::atomic<uint64_t> first_stamp{0}, stamp{0};  ///< of video frames, 90 kHz
     };
     static void OnFrame(ULONG_32 port, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL reserved);
     static void OnPicture(ULONG_32 port, PLAYER_PICTURE_DATA_S *picture, void *counters, LONG_REAL reserved);
     static void OnSound(ULONG_32 port, PLAYER_PARSE_AUDIO_DATA_S *frame, void *counters, LONG_REAL reserved);
     static void OnMessage(ULONG_32 kind, void *message);
 
-    bool started_ = false, allocated_ = false, opened_ = false, shown_ = false;
+    bool started_ = false, allocated_ = false, shown_ = false;
+    BOOL_T (*close_)(ULONG_32 port) = nullptr;  ///< undoes the open call
+    bool queued_ = false;                       ///< there is a ring of packets
     ULONG_32 port_ = 0;
     HANDLE window_ = nullptr;
     size_t room_ = 0;  ///< slots that are free at least: only this side fills the ring

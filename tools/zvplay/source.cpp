@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -12,23 +13,23 @@
 #include "common/mapped_file.h"
 #include "jpeg_reader.h"
 #include "rtp_reader.h"
-#include "ts_reader.h"
 
 namespace zvplay {
 namespace {
 
 using SourcePtr = std::unique_ptr<Source>;
 
-enum class Kind { kUnknown, kRtp, kH264, kH265, kTs, kJpeg };
+enum class Kind { kUnknown, kRtp, kH264, kH265, kRecording, kJpeg };
 
 struct Ending {
     const char *text;
     Kind kind;
 };
 const Ending kEndings[] = {
-    {".rtp", Kind::kRtp},    {".264", Kind::kH264},  {".h264", Kind::kH264}, {".avc", Kind::kH264},
-    {".265", Kind::kH265},   {".h265", Kind::kH265}, {".hevc", Kind::kH265}, {".ts", Kind::kTs},
-    {".mjpeg", Kind::kJpeg}, {".mjpg", Kind::kJpeg}, {".jpg", Kind::kJpeg},  {".jpeg", Kind::kJpeg},
+    {".rtp", Kind::kRtp},       {".264", Kind::kH264},      {".h264", Kind::kH264},     {".avc", Kind::kH264},
+    {".265", Kind::kH265},      {".h265", Kind::kH265},     {".hevc", Kind::kH265},     {".ts", Kind::kRecording},
+    {".mp4", Kind::kRecording}, {".m4v", Kind::kRecording}, {".avi", Kind::kRecording}, {".mjpeg", Kind::kJpeg},
+    {".mjpg", Kind::kJpeg},     {".jpg", Kind::kJpeg},      {".jpeg", Kind::kJpeg},
 };
 
 Kind KindByEnding(const std::string &name) {
@@ -40,9 +41,19 @@ Kind KindByEnding(const std::string &name) {
     return Kind::kUnknown;
 }
 
+/** Two TS packets (ISO/IEC 13818-1, 2.4.3.2), the first box of an MP4 file, or the form of an AVI file. */
+bool BeginsAsRecording(Bytes data) {
+    constexpr size_t kPacket = 188;
+    const auto has = [data](size_t at, const char *word) {
+        return data.size() >= at + 4 && std::memcmp(data.data() + at, word, 4) == 0;
+    };
+    return (data.size() > kPacket && data[0] == 0x47 && data[kPacket] == 0x47) || has(4, "ftyp") ||
+           (has(0, "RIFF") && has(8, "AVI "));
+}
+
 Kind KindByContent(Bytes data) {
     if (JpegLength(data) > 0) return Kind::kJpeg;
-    if (TsReader::Recognise(data)) return Kind::kTs;
+    if (BeginsAsRecording(data)) return Kind::kRecording;
     const int coding = tools::AccessUnitReader::Recognise(data);
     if (coding != 0) return coding == 264 ? Kind::kH264 : Kind::kH265;
     return RtpReader::Recognise(data) ? Kind::kRtp : Kind::kUnknown;
@@ -74,15 +85,6 @@ SourcePtr OpenAnnexB(const Options &options, MappedFile file, bool h265, Failure
     return std::make_unique<AnnexBReader>(std::move(file), h265, options.fps > 0 ? options.fps : 25);
 }
 
-SourcePtr OpenTs(const Options &options, MappedFile file, Failure *failure) {
-    if (!TsReader::HasFrameEnds(file.All())) {
-        return Fail(failure, options.source + ": no frame ends found in this TS",
-                    "the library plays the TS of its own recordings, whose frames end with the transport priority "
-                    "bit; take the video out instead: ffmpeg -i FILE -c:v copy OUT.264");
-    }
-    return std::make_unique<TsReader>(std::move(file));
-}
-
 SourcePtr OpenRtp(const Options &options, MappedFile file, Failure *failure) {
     if (!RtpReader::Recognise(file.All())) {
         return Fail(failure, options.source + ": no RTP capture",
@@ -92,6 +94,14 @@ SourcePtr OpenRtp(const Options &options, MappedFile file, Failure *failure) {
 }
 
 }  // namespace
+
+bool IsRecording(const std::string &path) {
+    Kind kind = KindByEnding(path);
+    MappedFile file;
+    Failure ignored;
+    if (kind == Kind::kUnknown && file.Open(path, &ignored)) kind = KindByContent(file.All());
+    return kind == Kind::kRecording;
+}
 
 std::unique_ptr<Source> OpenSource(const Options &options, Failure *failure) {
     std::error_code error;
@@ -113,14 +123,13 @@ std::unique_ptr<Source> OpenSource(const Options &options, Failure *failure) {
             return OpenAnnexB(options, std::move(file), false, failure);
         case Kind::kH265:
             return OpenAnnexB(options, std::move(file), true, failure);
-        case Kind::kTs:
-            return OpenTs(options, std::move(file), failure);
         case Kind::kJpeg:
             return OpenJpegFile(options, file.All(), failure);
+        case Kind::kRecording:
         case Kind::kUnknown:
             break;
     }
-    return Fail(failure, options.source + ": neither RTP capture, H.264, H.265, TS nor JPEG",
+    return Fail(failure, options.source + ": neither a recording, RTP capture, H.264, H.265 nor JPEG",
                 "see zvplay --help for what can be played");
 }
 

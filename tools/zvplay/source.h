@@ -40,8 +40,11 @@ class Source {
     virtual std::string Remark() const { return {}; }
 };
 
+/** Whether a file is a recording, which the library reads itself: MP4, MPEG-TS, AVI or KRDF. */
+bool IsRecording(const std::string &path);
+
 /**
- * Opens what the user named.
+ * Opens what the user named, a file that is no recording.
  * @param options source and frame rate
  * @return the source, or null with the failure filled
  */

@@ -36,6 +36,13 @@ std::string Picture(const Figures &figures) {
     return Format("%dx%d %s", figures.width, figures.height, figures.video);
 }
 
+/** " / 00:10.0  32%" of a recording. */
+std::string Length(const PlayState &state) {
+    if (!state.recording) return "";
+    const double part = state.length > 0 ? std::min(1.0, state.position / state.length) : 0;
+    return " / " + Time(state.length) + Format("  %.0f%%", part * 100);
+}
+
 size_t TerminalWidth() {
     winsize size = {};
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
@@ -45,6 +52,15 @@ size_t TerminalWidth() {
 
 Status::Status(const Options &options) : options_(options), live_(!options.json && isatty(STDOUT_FILENO) == 1) {}
 
+std::string Status::Mode(const PlayState &state) {
+    std::string mode;
+    if (state.waiting) mode += "  waiting for data";
+    if (state.recording && state.speed != kNormalSpeed) mode += std::string("  ") + kSpeeds[state.speed].shown;
+    if (state.loop) mode += "  loop";
+    if (state.paused) mode += "  PAUSED";
+    return mode;
+}
+
 void Status::Live(const Figures &figures, const PlayState &state) {
     most_lost_ = std::max(most_lost_, figures.lost);
     if (!live_) return;
@@ -53,14 +69,15 @@ void Status::Live(const Figures &figures, const PlayState &state) {
         pictures_ = figures.pictures;
         position_ = state.position;
     }
-    std::string line = Time(state.position) + "  " + Picture(figures) +
+    std::string line = Time(state.position) + Length(state) + "  " + Picture(figures) +
                        Format("  %.0f of %d fps  ", pictures_a_second_, figures.rate) + BitRate(figures.bit_rate) +
-                       Format("  queue %.0f%%  lost %d", figures.fill * 100, figures.lost);
+                       (state.recording ? "" : Format("  queue %.0f%%  lost %d", figures.fill * 100, figures.lost));
     if (figures.sounds > 0) {
         const char *sound = !state.sound ? " off" : SoundFailed() ? " without a device" : "";
         line += std::string("  ") + (*figures.audio != '\0' ? figures.audio : "sound") + sound;
     }
-    if (state.paused) line += "  PAUSED";
+    if (state.recording && state.speed == kNormalSpeed) line += "  1x";
+    line += Mode(state);
     line.resize(std::min(line.size(), TerminalWidth() - 1));
     std::printf("\r%s\033[K", line.c_str());
     std::fflush(stdout);
@@ -68,13 +85,16 @@ void Status::Live(const Figures &figures, const PlayState &state) {
 }
 
 void Status::Json(const Figures &figures, const PlayState &state, bool end) {
+    const std::string length = state.recording ? Format("%.0f", state.length) : "null";
     std::printf(
-        "{\"time\": %.2f, \"frames\": %u, \"pictures\": %u, \"rate\": %d, \"bit_rate\": %d, \"packets\": %d, "
+        "{\"time\": %.2f, \"length\": %s, \"speed\": \"%s\", \"loop\": %s, \"frames\": %u, \"pictures\": %u, \"rate\": "
+        "%d, \"bit_rate\": %d, \"packets\": %d, "
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
         "\"audio\": \"%s\", \"sound\": %s, \"paused\": %s, \"end\": %s}\n",
-        state.position, figures.frames, figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost,
-        figures.fill, figures.sounds, figures.width, figures.height, figures.video, figures.audio,
-        state.sound ? "true" : "false", state.paused ? "true" : "false", end ? "true" : "false");
+        state.position, length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
+        figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost, figures.fill, figures.sounds,
+        figures.width, figures.height, figures.video, figures.audio, state.sound ? "true" : "false",
+        state.paused ? "true" : "false", end ? "true" : "false");
     std::fflush(stdout);
 }
 
@@ -87,7 +107,7 @@ void Status::Report(const Figures &figures, const PlayState &state, const std::s
         Json(figures, state, true);
     } else {
         const std::string sound = figures.sounds > 0 ? Format(", %u sound frames", figures.sounds) : "";
-        std::printf("%splayed %.1f s of %s: %s, %u frames, %u pictures%s%s\n", dirty_ ? "\r\033[K" : "", state.position,
+        std::printf("%splayed %.1f s of %s: %s, %u frames, %u pictures%s%s\n", dirty_ ? "\r\033[K" : "", state.played,
                     options_.source.c_str(), Picture(figures).c_str(), figures.frames, figures.pictures, sound.c_str(),
                     most_lost_ > 0 ? ", with losses" : ", nothing lost");
     }

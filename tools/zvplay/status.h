@@ -11,9 +11,15 @@ namespace zvplay {
 
 /** The state of the player that is not the library's. */
 struct PlayState {
-    double position = 0;  ///< seconds of the stream played
+    double position = 0;  ///< seconds from the stream's beginning
+    double played = 0;    ///< seconds of it that were played
     bool paused = false;
     bool sound = false;
+    bool waiting = false;      ///< for the first frame from the network
+    bool recording = false;    ///< the three below mean something
+    double length = 0;         ///< seconds
+    int speed = kNormalSpeed;  ///< index into kSpeeds
+    bool loop = false;         ///< begins again at the end
 };
 
 /** Writes to standard output. For one thread. */
@@ -23,6 +29,9 @@ class Status {
 
     /** Whether a live line is kept: only on a terminal, and not beside JSON. */
     bool IsLive() const { return live_; }
+
+    /** What is not plain play, in words: "  2x  PAUSED". Empty for plain play. */
+    static std::string Mode(const PlayState &state);
 
     /** Renews the live line. */
     void Live(const Figures &figures, const PlayState &state);

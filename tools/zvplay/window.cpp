@@ -17,6 +17,7 @@ struct Window::State {
     ::Window window = 0;
     Atom delete_window = 0;
     bool fitted = false;
+    std::string title;
 };
 
 namespace {
@@ -28,12 +29,27 @@ struct Key {
     Action action;
 };
 const Key kKeys[] = {
-    {XK_space, Action::kPause}, {XK_f, Action::kProportion}, {XK_F, Action::kProportion}, {XK_m, Action::kMute},
-    {XK_M, Action::kMute},      {XK_q, Action::kQuit},       {XK_Q, Action::kQuit},       {XK_Escape, Action::kQuit},
+    {XK_space, Action::kPause},
+    {XK_p, Action::kPause},
+    {XK_f, Action::kProportion},
+    {XK_m, Action::kMute},
+    {XK_q, Action::kQuit},
+    {XK_Escape, Action::kQuit},
+    {XK_Right, Action::kForward},
+    {XK_Left, Action::kBack},
+    {XK_Up, Action::kForwardFar},
+    {XK_Down, Action::kBackFar},
+    {XK_Home, Action::kBegin},
+    {XK_period, Action::kStep},
+    {XK_bracketright, Action::kFaster},
+    {XK_bracketleft, Action::kSlower},
+    {XK_BackSpace, Action::kNormalSpeed},
+    {XK_k, Action::kKeyFrames},
+    {XK_l, Action::kLoop},
 };
 
 Action ActionOfKey(XKeyEvent *event) {
-    const KeySym symbol = XLookupKeysym(event, 0);
+    const KeySym symbol = XLookupKeysym(event, 0);  // without Shift: capitals and braces do the same
     for (const Key &key : kKeys) {
         if (symbol == key.symbol) return key.action;
     }
@@ -122,6 +138,8 @@ void Window::FitPicture(int width, int height) {
 }
 
 void Window::SetTitle(const std::string &title) {
+    if (title == state_->title) return;
+    state_->title = title;
     Xutf8SetWMProperties(state_->display, state_->window, title.c_str(), title.c_str(), nullptr, 0, nullptr, nullptr,
                          nullptr);
     XFlush(state_->display);

@@ -10,7 +10,24 @@
 namespace zvplay {
 
 /** What the user did. */
-enum class Action { kNone, kPause, kProportion, kMute, kQuit };
+enum class Action {
+    kNone,
+    kPause,
+    kProportion,
+    kMute,
+    kQuit,
+    kForward,  ///< 5 seconds, as the one below
+    kBack,
+    kForwardFar,  ///< 60 seconds, as the one below
+    kBackFar,
+    kBegin,
+    kStep,
+    kFaster,
+    kSlower,
+    kNormalSpeed,
+    kKeyFrames,
+    kLoop
+};
 
 /**
  * Owns an X connection and a window on it. The library gets the window's id and draws over a connection of its own, so

@@ -1,0 +1,140 @@
+#include "file_loop.h"
+
+#include <algorithm>
+#include <thread>
+
+namespace zvplay {
+namespace {
+
+constexpr double kAgain = 1;  // seconds within which another seek counts from the target of the one before
+
+struct Jump {
+    Action action;
+    double seconds;
+};
+const Jump kJumps[] = {{Action::kForward, 5}, {Action::kBack, -5}, {Action::kForwardFar, 60}, {Action::kBackFar, -60}};
+
+}  // namespace
+
+FileLoop::FileLoop(const Options &options, Player *player, Window *window, Status *status)
+    : PlayLoop(options, player, window, status),
+      length_(player->Length()),
+      speed_(options.speed),
+      loop_(options.loop),
+      seek_at_(Clock::now() - std::chrono::hours(1)) {
+    Begin();
+}
+
+/**
+ * The library counts seeks in frames, and key-frame speeds in their rate, which it reads in the first picture: that one
+ * comes first when something else than the plain beginning is wanted.
+ */
+void FileLoop::Begin() {
+    if (options_.start > 0 || speed_ >= kFirstKeySpeed) {
+        player_.Halt();
+        player_.Step();
+        for (int i = 0; i < 50 && player_.Rate() <= 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    if (options_.start > 0) Seek(options_.start);
+    player_.SetSpeed(kSpeeds[speed_].value);
+}
+
+PlayState FileLoop::State() const {
+    PlayState state;
+    state.position = player_.Position();
+    state.played = played_;
+    state.length = length_;
+    state.paused = paused_;
+    state.sound = sound_;
+    state.recording = true;
+    state.speed = speed_;
+    state.loop = loop_;
+    return state;
+}
+
+void FileLoop::Pause() {
+    if (paused_) {
+        player_.Halt();
+    } else {
+        player_.SetSpeed(kSpeeds[speed_].value);  // the plain call would forget a choice of key frames
+    }
+}
+
+/** Goes to a time; behind the end it is as if the recording had ended. */
+void FileLoop::Seek(double seconds) {
+    target_ = std::max(seconds, 0.0);
+    seek_at_ = Clock::now();
+    seek_frames_ = player_.Frames();
+    if (length_ > 0 && target_ >= length_) {
+        HandleEnd();
+    } else {
+        player_.Seek(static_cast<uint32_t>(target_));
+    }
+}
+
+void FileLoop::SeekBy(double seconds) {
+    const bool again = Seconds(Clock::now() - seek_at_) < kAgain;
+    Seek((again ? target_ : player_.Position()) + seconds);
+}
+
+void FileLoop::SetSpeed(int speed) {
+    speed_ = speed;
+    if (!paused_) player_.SetSpeed(kSpeeds[speed_].value);
+}
+
+void FileLoop::Do(Action action) {
+    for (const Jump &jump : kJumps) {
+        if (action == jump.action) SeekBy(jump.seconds);
+    }
+    switch (action) {
+        case Action::kBegin:
+            Seek(0);
+            break;
+        case Action::kStep:
+            paused_ = true;
+            player_.Step();
+            break;
+        case Action::kFaster:
+        case Action::kSlower:
+            SetSpeed(NextSpeed(speed_, action == Action::kFaster ? 1 : -1));
+            break;
+        case Action::kNormalSpeed:
+            SetSpeed(kNormalSpeed);
+            break;
+        case Action::kKeyFrames:
+            SetSpeed(OtherKind(speed_));
+            break;
+        case Action::kLoop:
+            loop_ = !loop_;
+            break;
+        default:
+            break;
+    }
+}
+
+/** At the end the library stands still and waits. */
+void FileLoop::HandleEnd() {
+    if (!loop_) {
+        over_ = true;
+        return;
+    }
+    seek_frames_ = player_.Frames();
+    player_.Seek(static_cast<uint32_t>(options_.start < length_ ? options_.start : 0));
+    if (!paused_) player_.SetSpeed(kSpeeds[speed_].value);
+}
+
+bool FileLoop::Advance(Failure *) {
+    if (Player::Ends() != ends_) {
+        ends_ = Player::Ends();
+        const bool stale = Seconds(Clock::now() - seek_at_) < 0.3;  // it may have been told before the seek
+        if (!stale) HandleEnd();
+        if (stale && !paused_) player_.SetSpeed(kSpeeds[speed_].value);
+    }
+    const double position = player_.Position();
+    if (position > position_ && player_.Frames() > seek_frames_ + 1) played_ += position - position_;
+    position_ = position;
+    over_ = over_ || (options_.seconds > 0 && played_ >= options_.seconds);
+    return true;
+}
+
+}  // namespace zvplay
