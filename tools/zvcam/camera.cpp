@@ -22,6 +22,8 @@ double Seconds(Clock::duration duration) { return std::chrono::duration<double>(
 
 void Camera::Interrupt() { interrupted.store(true, std::memory_order_relaxed); }
 
+bool Camera::IsInterrupted() { return interrupted.load(std::memory_order_relaxed); }
+
 bool Camera::Open(Failure *failure) {
     for (const Destination &destination : options_.destinations) {
         if (!OpenDestination(destination, failure)) return false;
@@ -187,7 +189,7 @@ void Camera::Wait() {
         const bool waits = client->WaitsForSocket(now);
         polled_.push_back({client->Fd(), static_cast<short>(POLLIN | (waits ? POLLOUT : 0)), 0});
     }
-    const bool ready = options_.fast && MayProduce();
+    const bool ready = MayProduce() && (options_.fast || !has_frame_);  // what is next, and when, is not known yet
     const auto left = std::chrono::nanoseconds(ready ? Clock::duration::zero() : NextEvent(now) - now).count();
     const timespec sleep = {std::max<long>(0, left / 1000000000), std::max<long>(0, left % 1000000000)};
     sigset_t none;
@@ -201,7 +203,7 @@ bool Camera::Run(Failure *failure) {
         if (listener.destination.tcp) continue;
         AddClient(std::move(listener.socket), listener.destination, listener.destination.text);
     }
-    while (!interrupted.load(std::memory_order_relaxed) && !IsOver()) {
+    while (!IsInterrupted() && !IsOver()) {
         Serve();
         Produce();
         if (at_end_ && !finished_) FinishAll();
@@ -213,7 +215,7 @@ bool Camera::Run(Failure *failure) {
     Serve();
     for (const std::unique_ptr<Client> &client : clients_) client->End("interrupted");
     RemoveEnded();
-    if (frames_ > 0 || interrupted.load(std::memory_order_relaxed) || media_->Complaint().empty()) return true;
+    if (frames_ > 0 || IsInterrupted() || media_->Complaint().empty()) return true;
     *failure = {kExitSource, "ffmpeg makes no test picture: " + media_->Complaint(), "name a FILE"};
     return false;
 }

@@ -29,6 +29,7 @@ class Camera {
 
     /** Makes Run() come to its end; for signal handlers. */
     static void Interrupt();
+    static bool IsInterrupted();
 
  private:
     struct Listener {

@@ -38,7 +38,7 @@ int Main(int argc, char **argv) {
     }
     Camera camera(options);
     TakeSignals();
-    if (!camera.Open(&failure)) return fail();
+    if (!camera.Open(&failure)) return Camera::IsInterrupted() ? kExitOk : fail();
     const bool good = camera.Run(&failure);
     std::printf("%s\n", camera.Report().c_str());
     std::fflush(stdout);

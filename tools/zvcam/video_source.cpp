@@ -52,8 +52,8 @@ std::vector<std::string> EncoderCommand(const Options &options, double fps) {
                                       "yuv420p", "-b:v",        rate,           "-preset",   "ultrafast",
                                       "-tune",   "zerolatency", "-g",           gop,         "-flush_packets",
                                       "1"};
-    const std::vector<std::string> h264 = {"-c:v", "libx264", "-x264-params", "scenecut=0:repeat-headers=1",
-                                           "-f",   "h264"};
+    const std::vector<std::string> h264 = {
+        "-c:v", "libx264", "-x264-params", "scenecut=0:repeat-headers=1:sliced-threads=0", "-f", "h264"};
     const std::vector<std::string> h265 = {
         "-c:v", "libx265", "-x265-params", "log-level=error:scenecut=0:repeat-headers=1:open-gop=0", "-f", "hevc"};
     const std::vector<std::string> &coding = options.h265 != 0 ? h265 : h264;
