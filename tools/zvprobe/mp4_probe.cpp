@@ -72,6 +72,10 @@ class Mp4Probe {
     /* ---- streams ---- */
 
     void ProbeVideo(const mp4_trak_box &track);
+    void DescribeVideo(const mp4_trak_box &track, VideoCheck *check);
+    void CheckFirstSample(const Sample &sample, Place place);
+    bool DescribeAudio(const mp4_trak_box &track);
+    void CheckPause(uint64_t pause, uint64_t usual, const mp4_trak_box &track, Place place);
     void ProbeAudio(const mp4_trak_box &track);
     bool CheckPlace(const Sample &sample, Place place, bool video);
     void CheckWalk(const SampleWalk &walk, const char *what);
@@ -198,6 +202,11 @@ const Sample_description *Description(const mp4_trak_box &track) {
     return box.number_of_entries > 0 ? box.sample_description.get() : nullptr;
 }
 
+const Entry *EntryOf(const mp4_trak_box &track) {
+    const Sample_description *description = Description(track);
+    return description != nullptr ? FindEntry(description->type) : nullptr;
+}
+
 double Seconds(uint64_t ticks, const mp4_trak_box &track) {
     return track.mdia.mdhd.timescale != 0 ? static_cast<double>(ticks) / track.mdia.mdhd.timescale : 0;
 }
@@ -220,40 +229,51 @@ bool BeginsWithStartCode(Bytes bytes) {
            (std::memcmp(bytes.data(), kStart, 4) == 0 || std::memcmp(bytes.data(), kStart + 1, 3) == 0);
 }
 
-void Mp4Probe::ProbeVideo(const mp4_trak_box &track) {
+/** Takes over what the sample entry says. */
+void Mp4Probe::DescribeVideo(const mp4_trak_box &track, VideoCheck *check) {
+    VideoReport &video = report_.video;
     const Sample_description *description = Description(track);
-    const Entry *entry = description != nullptr ? FindEntry(description->type) : nullptr;
+    const Entry *entry = EntryOf(track);
     const std::string type = description != nullptr ? Four(description->type) : "none";
-    if (entry == nullptr || !entry->played)
+    if (entry == nullptr) video.codec = type;
+    if (entry == nullptr || !entry->played) {
         Add("unknown_codec", "the library does not play video of type '" + type + "'");
-    VideoCheck check(entry != nullptr ? entry->coding : VideoCoding::kNone, &report_);
-    if (entry == nullptr) report_.video.codec = type;
-    report_.video.width = static_cast<int>(track.tkhd.width >> 16);
-    report_.video.height = static_cast<int>(track.tkhd.height >> 16);
-    if (description != nullptr && description->avc1 != nullptr) {
-        report_.video.width = description->avc1->width;
-        report_.video.height = description->avc1->height;
-        if (const mp4_avcC_box *configuration = description->avc1->avcC.get(); configuration != nullptr) {
-            length_size_ = configuration->lengthSizeMinusOne;
-            PrepareSets(*configuration, &check);
-        }
     }
-    if (length_size_ != 4)
-        Add("layout", "the lengths of units have " + std::to_string(length_size_) + " bytes; the library reads 4");
+    video.width = static_cast<int>(track.tkhd.width >> 16);
+    video.height = static_cast<int>(track.tkhd.height >> 16);
+    if (description == nullptr || description->avc1 == nullptr) return;
+    video.width = description->avc1->width;
+    video.height = description->avc1->height;
+    const mp4_avcC_box *configuration = description->avc1->avcC.get();
+    if (configuration == nullptr) return;
+    PrepareSets(*configuration, check);
+    length_size_ = configuration->lengthSizeMinusOne;
+    if (length_size_ == 4) return;
+    Add("layout", "the lengths of units have " + std::to_string(length_size_) + " bytes; the library reads 4");
+}
+
+/** The library takes H.265 with start codes only. */
+void Mp4Probe::CheckFirstSample(const Sample &sample, Place place) {
+    byte_stream_ = sample.at < data_.size() && BeginsWithStartCode(data_.subspan(sample.at));
+    if (byte_stream_) return;
+    Add("layout", "H.265 with lengths in place of start codes, which the library does not play", place);
+}
+
+void Mp4Probe::ProbeVideo(const mp4_trak_box &track) {
+    const Entry *entry = EntryOf(track);
+    VideoCheck check(entry != nullptr ? entry->coding : VideoCoding::kNone, &report_);
+    DescribeVideo(track, &check);
     SampleWalk walk(track.mdia.minf.stbl);
     Sample sample;
-    for (bool first = true; walk.Taken() < kMostSamples && walk.Next(&sample); first = false) {
+    while (walk.Taken() < kMostSamples && walk.Next(&sample)) {
         const Place place = {static_cast<int64_t>(sample.at), Seconds(sample.time, track)};
         if (sample.length > INT32_MAX) Add("stamps_back", "a sample is due before the one in front of it", place);
-        if (first && entry != nullptr && entry->coding == VideoCoding::kH265 && sample.at < data_.size()) {
-            byte_stream_ = BeginsWithStartCode(data_.subspan(sample.at));
-            if (!byte_stream_)
-                Add("layout", "H.265 with lengths in place of start codes, which the library does not play", place);
-        }
-        if (entry != nullptr)
-            TakeVideo(sample, place, &check);
-        else
+        if (entry == nullptr) {
             check.Count(sample.size, sample.key ? kKey : kUnknown);
+            continue;
+        }
+        if (walk.Taken() == 1 && entry->coding == VideoCoding::kH265) CheckFirstSample(sample, place);
+        TakeVideo(sample, place, &check);
     }
     CheckWalk(walk, "the video track");
     const double duration = Seconds(sample.time + sample.length, track);
@@ -263,41 +283,51 @@ void Mp4Probe::ProbeVideo(const mp4_trak_box &track) {
 
 /* ---- sound ------------------------------------------------------------------------------------------------------ */
 
-void Mp4Probe::ProbeAudio(const mp4_trak_box &track) {
+/** Takes over what the sample entry says. @return whether MPEG audio is to be asked for its own heads */
+bool Mp4Probe::DescribeAudio(const mp4_trak_box &track) {
     AudioReport &audio = report_.audio;
     const Sample_description *description = Description(track);
     const mp4_mp4a_box *format = description != nullptr ? description->mp4a.get() : nullptr;
-    const bool aac = format != nullptr && format->lCodeType == MP4_CODE_AAC;
-    audio.codec = aac                      ? "AAC"
-                  : format != nullptr      ? "MPEG audio"
-                  : description != nullptr ? Four(description->type)
-                                           : "none";
-    if (format == nullptr) Add("unknown_codec", "the library does not play sound of type '" + audio.codec + "'");
-    if (aac) {
-        audio.sample_rate = AacRate(format->ucAudioType);
-        audio.channels = format->ucChannelNum;
-        if (audio.sample_rate == 0) Add("unknown_codec", "AAC whose sampling rate has no index");
+    if (format == nullptr) {
+        audio.codec = description != nullptr ? Four(description->type) : "none";
+        Add("unknown_codec", "the library does not play sound of type '" + audio.codec + "'");
+        return false;
     }
+    audio.codec = format->lCodeType == MP4_CODE_AAC ? "AAC" : "MPEG audio";
+    if (format->lCodeType != MP4_CODE_AAC) return true;
+    audio.sample_rate = AacRate(format->ucAudioType);
+    audio.channels = format->ucChannelNum;
+    if (audio.sample_rate == 0) Add("unknown_codec", "AAC whose sampling rate has no index");
+    return false;
+}
+
+/** Judges the time from one sound sample to the next, both in ticks. */
+void Mp4Probe::CheckPause(uint64_t pause, uint64_t usual, const mp4_trak_box &track, Place place) {
+    if (pause > INT32_MAX) {
+        Add("stamps_back", "a sound sample is due before the one in front of it", place);
+    } else if (pause > usual + usual / 2) {
+        const uint64_t milliseconds = static_cast<uint64_t>(1000 * Seconds(pause - usual, track));
+        Add("sound_gap", "the sound pauses for " + std::to_string(milliseconds) + " ms", place);
+    }
+}
+
+void Mp4Probe::ProbeAudio(const mp4_trak_box &track) {
+    AudioReport &audio = report_.audio;
+    const bool ask = DescribeAudio(track);
     SampleWalk walk(track.mdia.minf.stbl);
-    Sample sample, before;
-    uint64_t usual = aac && audio.sample_rate > 0 ? uint64_t{1024} * track.mdia.mdhd.timescale / audio.sample_rate : 0;
+    Sample sample;
+    uint32_t pause = 0;
+    uint64_t usual = audio.sample_rate > 0 ? uint64_t{1024} * track.mdia.mdhd.timescale / audio.sample_rate : 0;
     while (walk.Taken() < kMostSamples && walk.Next(&sample)) {
         const Place place = {static_cast<int64_t>(sample.at), Seconds(sample.time, track)};
-        if (CheckPlace(sample, place, false) && format != nullptr && !aac && audio.sample_rate == 0) {
+        if (CheckPlace(sample, place, false) && ask && audio.sample_rate == 0) {
             const SoundFormat found = ReadMpegAudio(data_.subspan(sample.at, sample.size));
             audio.sample_rate = found.sample_rate;
             audio.channels = found.channels;
         }
         if (usual == 0) usual = sample.length;
-        if (audio.frames > 0 && before.length > INT32_MAX) {
-            Add("stamps_back", "a sound sample is due before the one in front of it", place);
-        } else if (audio.frames > 0 && before.length > usual + usual / 2) {
-            Add("sound_gap",
-                "the sound pauses for " +
-                    std::to_string(static_cast<int>(1000 * Seconds(before.length - usual, track))) + " ms",
-                place);
-        }
-        before = sample;
+        if (audio.frames > 0) CheckPause(pause, usual, track, place);
+        pause = sample.length;
         ++audio.frames;
         audio.bytes += sample.size;
     }
