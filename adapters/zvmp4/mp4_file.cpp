@@ -304,6 +304,7 @@ IndexResult Mp4File::WriteIndex(bool last) try {
     changed_ &= result != IndexResult::kDone;
     group_done_ &= result != IndexResult::kDone;
     closed_ |= result == IndexResult::kSealed;
+    done_ |= result == IndexResult::kSealed;
     too_big_ = result == IndexResult::kTooBig;
     tell_too_big_ |= too_big_;
     return result;
@@ -312,15 +313,12 @@ IndexResult Mp4File::WriteIndex(bool last) try {
 }
 
 bool Mp4File::Finish() {
-    if (closed_) {
-        return true;
-    }
     closed_ = true;
-    if (!begun_) {
-        return true;
+    if (!done_ && begun_) {
+        disk_.Cut(end_);
+        done_ = WriteIndex(true) != IndexResult::kFailed;
     }
-    disk_.Cut(end_);
-    return WriteIndex(true) != IndexResult::kFailed;
+    return done_ || !begun_;
 }
 
 }  // namespace zv

@@ -31,7 +31,8 @@ class Mp4File {
     bool Begin(const FORMAT_STREAM_INFO_S &info);
     /** Takes a frame. Throws bad_alloc with nothing changed. @return tagMp4EncResult */
     LONG_32 TakeFrame(const FORMAT_FRAME_INFO_S &frame);
-    /** Finishes the file. Later calls do nothing. @return false if the index could not be written */
+    /** Finishes the file; once that has succeeded, later calls do nothing. @return false if the index could not be
+     *  written */
     bool Finish();
 
  private:
@@ -79,6 +80,7 @@ class Mp4File {
     bool joinable_ = false;       // the last picture may go on
     bool begun_ = false;          // a muxer has begun
     bool closed_ = false;         // nothing may be added any more
+    bool done_ = false;           // the file is finished
     bool changed_ = false;        // the tables know more than the index in the file does
     bool group_done_ = false;     // a group has become whole since that index was written
     uint64_t indexed_at_ = 0;     // stream time of that index, ms
