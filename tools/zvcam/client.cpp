@@ -11,12 +11,6 @@ namespace zvcam {
 namespace {
 
 constexpr size_t kMostQueued = 8 << 20;  // bytes; more than a second of the fattest camera
-constexpr size_t kTcpHead = 4;
-
-std::unique_ptr<PacketMaker> MakeMaker(const Client::Setup &setup, bool ts, Dice *dice) {
-    const uint64_t numbers = dice->Below(UINT64_MAX);  // drawn for TS too: the faults stay the same
-    return ts ? MakeTs(setup.info) : MakeRtp(setup.info, setup.packets, numbers);
-}
 
 }  // namespace
 
@@ -24,13 +18,12 @@ Client::Client(const Setup &setup, Socket socket, const Destination &destination
     : setup_(setup),
       socket_(std::move(socket)),
       tcp_(destination.tcp),
+      ts_(destination.ts),
       name_(std::move(name)),
       dice_(setup.faults.seed + uint64_t(number) * 0x9E3779B97F4A7C15),
       split_dice_(setup.faults.seed),
       line_(setup_.faults, &dice_, &counters_),
-      last_progress_(Clock::now()) {
-    maker_ = MakeMaker(setup_, destination.ts, &dice_);
-}
+      last_progress_(Clock::now()) {}
 
 Clock::time_point Client::NextDue() const {
     return queue_.empty() ? Clock::time_point::max() : std::max(queue_.front().due, quiet_until_);
@@ -47,6 +40,10 @@ bool Client::Accepts(const Frame &frame) {
 
 void Client::Give(const Frame &frame, Clock::time_point now) {
     if (!Accepts(frame)) return;
+    if (maker_ == nullptr) {  // only now: packing TS takes megabytes, and some clients just look in
+        const uint64_t numbers = dice_.Below(UINT64_MAX);
+        maker_ = ts_ ? MakeTs(setup_.info) : MakeRtp(setup_.info, setup_.packets, numbers);
+    }
     made_.clear();
     if (!maker_->Make(frame, &made_)) {
         ++counters_.drops;
@@ -61,7 +58,7 @@ void Client::Give(const Frame &frame, Clock::time_point now) {
 }
 
 void Client::Finish(double seconds, Clock::time_point now) {
-    if (!IsOpen() || ended_) return;
+    if (!IsOpen() || ended_ || maker_ == nullptr) return;
     passed_.clear();
     line_.Finish(&passed_);
     maker_->Finish(seconds, &passed_);

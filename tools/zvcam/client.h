@@ -94,7 +94,7 @@ class Client {
 
     const Setup setup_;
     Socket socket_;
-    const bool tcp_;
+    const bool tcp_, ts_;
     const std::string name_;
     std::unique_ptr<PacketMaker> maker_;
     Dice dice_;
