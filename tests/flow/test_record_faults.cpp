@@ -1,0 +1,429 @@
+// Control of a recording, and recordings that something goes wrong with: disks, folders, streams, stops, death.
+#include "flow/record_port.h"
+
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <random>
+#include <regex>
+#include <thread>
+
+using support::FilePort;
+using support::Library;
+using support::RtpSender;
+using support::WaitUntil;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::time_point since) { return std::chrono::duration<double>(Clock::now() - since).count(); }
+
+const VideoStream &Video() {
+    static const VideoStream video("h264_640x360_bf0.264", AV_CODEC_ID_H264);
+    return video;
+}
+
+ULONG_32 StartCode(ULONG_32 port, const std::string &path, ULONG_32 format) {
+    return Zelvane_StartRecord(port, path.c_str(), format, nullptr) ? 0 : Zelvane_GetLastError();
+}
+
+ULONG_32 CodeOf(BOOL_T result) { return result ? 0 : Zelvane_GetLastError(); }
+
+class RecordControl : public testing::Test {
+ protected:
+    Library m_library;
+    RecordMessages m_messages;
+    TempDir m_folder;
+};
+
+}  // namespace
+
+/* ---- control ---- */
+
+TEST_F(RecordControl, LimitsStatusAndListAnswerAsTold) {
+    RecordPort port;
+    const ULONG_32 n = port.Number();
+    for (const auto &[size, code] : std::vector<std::pair<ULONG_32, ULONG_32>>{{9, 2}, {10, 0}, {4000, 0}, {4001, 2}}) {
+        EXPECT_EQ(CodeOf(Zelvane_SetRecordSize(n, size)), code) << size;
+    }
+    EXPECT_EQ(Library::LinesWith("Player_SetRecordSize: FileSize:[4001] Out Of Size[10-4000M]."), 1U);
+    for (const auto &[time, code] : std::vector<std::pair<ULONG_32, ULONG_32>>{{0, 2}, {1, 0}, {60, 0}, {61, 2}}) {
+        EXPECT_EQ(CodeOf(Zelvane_SetRecordDivByTime(n, time)), code) << time;
+    }
+    const PLAEYR_PORT_S *record = Player_GetPort(n);
+    EXPECT_EQ(record->ulFileMaxSize, 0U);
+    EXPECT_EQ(record->ulFileMaxTime, 3600U);
+    EXPECT_TRUE(Zelvane_SetRecordSize(n, 10));
+    EXPECT_EQ(record->ulFileMaxSize, 10U << 20);
+    EXPECT_EQ(record->ulFileMaxTime, 0U);
+
+    PLAYER_RECORD_FILES_NAME_INFO_S info = {};
+    EXPECT_EQ(CodeOf(Zelvane_GetRecordFiles(n, RECORD_GET_FILENAME_ALL, nullptr)), 2U);
+    EXPECT_EQ(CodeOf(Zelvane_GetRecordFiles(n, RECORD_GET_FILENAME_ALL, &info)), 2U) << "nothing yet";
+    BOOL_T recording = 1;
+    EXPECT_EQ(CodeOf(Zelvane_GetRecordStatus(n, nullptr)), 2U);
+    EXPECT_TRUE(Zelvane_GetRecordStatus(n, &recording));
+    EXPECT_EQ(recording, 0);
+    DULONG size = 4711;
+    EXPECT_TRUE(Zelvane_GetRecordFileSize(n, &size));
+    EXPECT_EQ(size, 4711U);
+
+    EXPECT_TRUE(Zelvane_StopRecord(n)) << "a stop without a recording";
+    EXPECT_EQ(port.Files(), std::vector<std::string>{""});
+    EXPECT_EQ(StartCode(n, "", 99), 2U);
+    EXPECT_EQ(StartCode(n, "cam", PLAYER_FILE_FORMATE_AVI), 262U) << "no AVI writer here";
+    EXPECT_EQ(CodeOf(Zelvane_StartRecord(n, nullptr, 0, nullptr)), 2U);
+    EXPECT_EQ(CodeOf(Zelvane_StartRecord(256, "cam", 0, nullptr)), 259U);
+    EXPECT_EQ(CodeOf(Zelvane_StopRecordEx(n, nullptr)), 2U);
+    ASSERT_TRUE(port.Start("a%n%s", PLAYER_FILE_FORMATE_TS));
+    EXPECT_EQ(Library::LinesWith("FileName Contains percentage sign."), 1U);
+    EXPECT_EQ(StartCode(n, "b", PLAYER_FILE_FORMATE_TS), 537U);
+    EXPECT_TRUE(Zelvane_GetRecordStatus(n, &recording));
+    EXPECT_EQ(recording, 1);
+    EXPECT_EQ(RecordMessages::All().size(), 0U);
+    const PLAEYR_PORT_S *helper = record->pstReordPort;
+    const ULONG_32 helperNumber = helper->ulPort;
+    Zelvane_FreePort(helperNumber);
+    EXPECT_EQ(Player_GetPort(helperNumber), helper) << "the recording's port is not the client's to free";
+    port.Stop();
+    EXPECT_EQ(Player_GetPort(helperNumber), nullptr);
+    ASSERT_TRUE(Zelvane_GetRecordFiles(n, RECORD_GET_FILENAME_FIRST, &info));
+    EXPECT_EQ(info.ulFileCount, 1U);
+    EXPECT_STREQ(info.pstFileNameLinkList->szFileName, "");
+    ASSERT_TRUE(Zelvane_GetRecordFiles(n, RECORD_GET_FILENAME_LAST, &info));
+    EXPECT_STREQ(info.pstFileNameLinkList->szFileName, "a%n%s.ts");
+    info = {7, nullptr};
+    EXPECT_TRUE(Zelvane_GetRecordFiles(n, static_cast<PLAYER_RECORD_GET_FILENAME_POS_E>(3), &info));
+    EXPECT_EQ(info.ulFileCount, 7U) << "an unknown order gives nothing";
+}
+
+TEST_F(RecordControl, NamesComeOutAsTold) {
+    const std::string stamps = "_S[0-9]{14}_E[0-9]{14}";
+    const struct {
+        const char *name;
+        ULONG_32 format;
+        std::string stop, stopEx; /**< patterns */
+    } rows[] = {
+        {"cam.264", 0, "cam\\.264\\.mp4", "cam\\.264\\.temp\\.mp4"},
+        {"cam.mp4", 1, "cam\\.ts", "cam\\.temp\\.ts"},
+        {"new/deep/cam.ts", 1, "new/deep/cam\\.ts", "new/deep/cam\\.temp\\.ts"},
+        {"c_a_m", 2, "c_a_m" + stamps + "\\.mp4", "c_a_m_S[0-9]{14}\\.temp_E[0-9]{14}\\.mp4"},
+        {"cam", 6, "cam" + stamps + "\\.ts", ""},
+        {"cam", 9, "cam" + stamps + "(\\([0-9]+\\))?\\.ts", "cam" + stamps + "(\\([0-9]+\\))?\\.ts"},
+        {"cam", 5, "cam\\.mp4", ""},
+    };
+    for (const auto &row : rows) {
+        for (const bool ex : {false, true}) {
+            RecordPort port;
+            CHAR path[PLAYER_FILE_NAME_LEN] = "";
+            ASSERT_TRUE(port.Start(row.name, row.format)) << row.name;
+            port.PushVideo(Video(), 0, 3);
+            port.DrainRecord();
+            EXPECT_TRUE(ex ? Zelvane_StopRecordEx(port.Number(), path) : Zelvane_StopRecord(port.Number()));
+            const std::string file = port.Files().back();
+            EXPECT_TRUE(std::regex_match(file, std::regex(ex ? row.stopEx : row.stop))) << row.name << " " << file;
+            EXPECT_EQ(std::filesystem::exists(file), !file.empty());
+            EXPECT_TRUE(!ex || file == path);
+        }
+    }
+}
+
+TEST_F(RecordControl, AStampOfTheStreamsOwnTimeGetsANumberWhenItIsTaken) {
+    for (const char *ending : {".ts", "(1).ts"}) {
+        RecordPort port;
+        RtpSender sender(support::RTP_PT_H264);
+        ASSERT_TRUE(port.Start("cam", PLAYER_FILE_FORMATE_TS_ADD_RCD_TIME));
+        for (uint32_t i = 0; i < 50; ++i) {
+            for (Bytes packet : sender.VideoPackets(Video().units[i], 3600 * i)) {
+                // A header extension of two words, the second one the time: 2020-01-02 03:04:05 and a second later.
+                const uint32_t time = 1577934245 + i / 25;
+                packet[0] |= 0x10;
+                const uint8_t extension[] = {
+                    0, 0, 0, 1, uint8_t(time >> 24), uint8_t(time >> 16), uint8_t(time >> 8), uint8_t(time)};
+                packet.insert(packet.begin() + 12, extension, extension + 8);
+                ASSERT_TRUE(port.Push(packet));
+            }
+        }
+        port.DrainRecord();
+        EXPECT_TRUE(Zelvane_StopRecord(port.Number()));
+        struct tm date = {};
+        Player_SecondsToDate(1577934245, &date);
+        CHAR stamp[64];
+        snprintf(stamp, sizeof(stamp), "cam_S2020%02d%02d%02d0405_E2020%02d%02d%02d0406", date.tm_mon, date.tm_mday,
+                 date.tm_hour, date.tm_mon, date.tm_mday, date.tm_hour);
+        EXPECT_EQ(port.Files().back(), std::string(stamp) + ending);
+        EXPECT_TRUE(std::filesystem::exists(port.Files().back()));
+    }
+}
+
+TEST_F(RecordControl, NamesOfAnyLengthStayInTheirBuffers) {
+    for (const ULONG_32 format : {0U, 3U, 8U, 9U}) {
+        for (size_t length = 225; length <= 300; length += 5) {
+            RecordPort port;
+            port.SplitAt(1);
+            const std::string folder = std::filesystem::current_path().string() + "/";
+            if (port.Start(folder + std::string(length - folder.size(), 'n'), format)) {
+                port.PushVideo(Video(), 0, 30);
+                port.Stop();
+            }
+        }
+    }
+}
+
+TEST_F(RecordControl, WhatStopRecordExLeavesOpenIsClosedLater) {
+    for (const ULONG_32 format : {PLAYER_FILE_FORMATE_AUDIO_TS, PLAYER_FILE_FORMATE_AUDIO_MP4}) {
+        RecordPort port;
+        CHAR path[PLAYER_FILE_NAME_LEN] = "";
+        const size_t before = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+        ASSERT_TRUE(port.Start("one", format));
+        port.PushVideo(Video(), 0, 3);
+        port.DrainRecord();
+        ASSERT_TRUE(Zelvane_StopRecordEx(port.Number(), path));
+        EXPECT_STREQ(path, "");
+        ASSERT_TRUE(port.Start("two", PLAYER_FILE_FORMATE_TS));
+        port.Stop();
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}), before);
+    }
+}
+
+/* ---- other sources ---- */
+
+TEST_F(RecordControl, APlayedFileIsRecordedFrameForFrame) {
+    ASSERT_TRUE(
+        support::Ffmpeg("-f lavfi -i testsrc2=size=320x180:rate=25 -f lavfi -i sine=sample_rate=16000 "
+                        "-pix_fmt yuv420p -c:v libx264 -preset ultrafast -x264-params keyint=25:bframes=0 "
+                        "-c:a aac -ac 1 -ar 16000 -t 4",
+                        "source.mp4"));
+    const std::vector<std::string> wanted = SlicesOfFile("source.mp4", AV_CODEC_ID_H264);
+    for (const ULONG_32 format : {PLAYER_FILE_FORMATE_MP4, PLAYER_FILE_FORMATE_TS}) {
+        FilePort port;
+        port.KeepFromDecoding();
+        ASSERT_TRUE(port.Open("source.mp4"));
+        ASSERT_TRUE(Zelvane_StartRecord(port.Number(), "copy", format, nullptr));
+        ASSERT_TRUE(port.Play());
+        ASSERT_TRUE(port.WaitForEnd());
+        ULONG_32 left = 1;
+        ASSERT_TRUE(WaitUntil([&] {
+            QUEUE_GetCurPacketLen(&Player_GetPort(port.Number())->stRecordBufferQueue, &left);
+            return left == 0;
+        }));
+        ASSERT_TRUE(port.Close()) << "a close stops the recording";
+        const std::string path = format == PLAYER_FILE_FORMATE_TS ? "copy.ts" : "copy.mp4";
+        EXPECT_EQ(SlicesOfFile(path, AV_CODEC_ID_H264), wanted);
+        EXPECT_EQ(Probe(path, "-select_streams a -show_entries stream=codec_name"),
+                  format == PLAYER_FILE_FORMATE_TS ? "mp2" : "aac");
+    }
+}
+
+/* ---- streams ---- */
+
+TEST_F(RecordControl, ALossIsFollowedByTheNextKeyFrameAndAJumpOfTimeCostsAFrame) {
+    RecordPort port;
+    RtpSender sender(support::RTP_PT_H264);
+    std::vector<std::string> wanted;
+    ASSERT_TRUE(port.Start("cam", PLAYER_FILE_FORMATE_MP4));
+    for (size_t i = 0; i < Video().units.size(); ++i) {
+        const uint32_t time = static_cast<uint32_t>(i * 3600 + (i >= 60 ? 90000000 : 0));
+        std::vector<Bytes> packets = sender.VideoPackets(Video().units[i], time);
+        if (i == 160) {  // an index is written every 5 seconds of the stream
+            packets.erase(packets.begin());
+        }
+        ASSERT_TRUE(port.PushAll(packets));
+        if (i < 30 || i >= 50) {
+            const std::vector<std::string> more = SliceMd5s(Video().units[i], AV_CODEC_ID_H264);
+            wanted.insert(wanted.end(), more.begin(), more.end());
+        }
+    }
+    port.Stop();
+    EXPECT_EQ(SlicesOfFile("cam.mp4", AV_CODEC_ID_H264), wanted);
+    EXPECT_NEAR(std::stod(Probe("cam.mp4", "-select_streams v -show_entries stream=duration")), 3.0, 0.1)
+        << "the gap of the loss is kept, the jump is not";
+}
+
+TEST_F(RecordControl, OddFramesDoNotEndARecording) {
+    for (const ULONG_32 format : {PLAYER_FILE_FORMATE_TS, PLAYER_FILE_FORMATE_MP4}) {
+        RecordPort port;
+        ASSERT_TRUE(port.Start("cam", format));
+        port.PushVideo(Video(), 0, 25);
+        const Bytes large(VIDEO_FRAME_BUFFER_SIZE + 1, 0xFF);
+        for (const LONG_32 payload : {-1, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 1000}) {
+            for (const Span data : {Span(large), Span(large).first(1), Span(large).first(8), Span(large).first(700)}) {
+                PLAYER_RECORDHEAD_S head = {{'R', 'd', 'H', 'd'}, payload, 1, 0, ~0ULL};
+                ASSERT_TRUE(port.Push({reinterpret_cast<uint8_t *>(&head), sizeof(head)}));
+                ASSERT_TRUE(port.Push(data));
+            }
+        }
+        port.PushVideo(Video(), 25);
+        port.Stop();
+        const std::string path = port.Files().back();
+        EXPECT_GE(support::PicturesOfFile(path).size(), 75U) << path;
+    }
+}
+
+/* ---- disks and folders ---- */
+
+TEST_F(RecordControl, AFolderThatCantBeWrittenToRefusesTheStart) {
+    WriteFile("file", "");
+    RecordPort port;
+    for (const ULONG_32 format :
+         {PLAYER_FILE_FORMATE_TS, PLAYER_FILE_FORMATE_MP4, PLAYER_FILE_FORMATE_MP4_ADD_RCD_TIME}) {
+        EXPECT_EQ(StartCode(port.Number(), "file/cam", format), 262U);
+        EXPECT_EQ(StartCode(port.Number(), "/proc/cam", format), 262U);
+    }
+    ASSERT_TRUE(port.Start("cam", PLAYER_FILE_FORMATE_MP4)) << "nothing stays behind";
+    port.PushVideo(Video());
+    port.Stop();
+    EXPECT_EQ(support::PicturesOfFile("cam.mp4").size(), 75U);
+    EXPECT_EQ(RecordMessages::All().size(), 1U) << "the failed starts are not told";
+}
+
+TEST_F(RecordControl, AFolderThatVanishesHaltsTheRecordingAtTheNextFile) {
+    std::filesystem::create_directory("gone");
+    RecordPort port;
+    ASSERT_TRUE(port.Start("gone/cam", PLAYER_FILE_FORMATE_MP4));
+    port.PushVideo(Video(), 0, 25);
+    port.DrainRecord();
+    std::filesystem::rename("gone", "elsewhere");
+    port.PushVideo(VideoStream("h265_640x360.265", AV_CODEC_ID_HEVC));
+    ASSERT_TRUE(WaitUntil([] { return RecordMessages::All().size() == 2; }));
+    EXPECT_EQ(RecordMessages::All()[1], RecordMessages::Text(port.Number(), 262, ""));
+    EXPECT_EQ(Library::LinesWith("Record Thread: Player_CreateNewFile Failed, Error:[0x1]."), 1U);
+    BOOL_T recording = 0;
+    EXPECT_TRUE(Zelvane_GetRecordStatus(port.Number(), &recording));
+    EXPECT_EQ(recording, 1);
+    EXPECT_EQ(StartCode(port.Number(), "b", PLAYER_FILE_FORMATE_MP4), 537U);
+    EXPECT_TRUE(Zelvane_StopRecord(port.Number()));
+    EXPECT_EQ(support::PicturesOfFile("elsewhere/cam.temp").size(), 25U) << "what was recorded stays";
+    ASSERT_TRUE(port.Start("b", PLAYER_FILE_FORMATE_MP4));
+    port.Stop();
+}
+
+namespace {
+
+/** Runs a test's body in a process of its own; what it EXPECTs decides. */
+void InChild(const std::function<void()> &body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        body();
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+}  // namespace
+
+TEST(RecordDisk, AFullDiskLeavesWhatWasRecordedAndIsTold) {
+    TempDir folder;
+    std::filesystem::create_directory("small");
+    InChild([] {
+        if (unshare(CLONE_NEWNS) != 0 || mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("none", "small", "tmpfs", 0, "size=2m") != 0) {
+            std::printf("no mount namespace here\n");
+            return;
+        }
+        Library library;
+        RecordMessages messages;
+        const VideoStream video("h264_1080p_bf0.264", AV_CODEC_ID_H264);
+        for (const ULONG_32 format : {PLAYER_FILE_FORMATE_TS, PLAYER_FILE_FORMATE_MP4}) {
+            RecordPort port;
+            ASSERT_TRUE(Zelvane_SetBufferCtrl(port.Number(), 0));
+            ASSERT_TRUE(port.Start("small/cam", format));
+            for (int i = 0; i < 4; ++i) {
+                port.PushVideo(video);
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            }
+            const bool ts = format == PLAYER_FILE_FORMATE_TS;
+            if (ts) {
+                EXPECT_TRUE(WaitUntil([] { return RecordMessages::All().size() == 1; }));
+                EXPECT_EQ(RecordMessages::All()[0], RecordMessages::Text(port.Number(), 264, ""));
+            } else {
+                EXPECT_TRUE(WaitUntil([] { return Library::LinesWith("Call mp4_enc_frame failed.") > 0; }));
+            }
+            BOOL_T recording = 0;
+            EXPECT_TRUE(Zelvane_GetRecordStatus(port.Number(), &recording));
+            EXPECT_EQ(recording, 1);
+            EXPECT_TRUE(Zelvane_StopRecord(port.Number()));
+            const std::string path = port.Files().back();
+            EXPECT_EQ(path, ts ? "small/cam.ts" : "small/cam.mp4");
+            EXPECT_GT(support::LinesOf("ffmpeg -v quiet -i " + path + " -map 0:v -f framemd5 -").size(), 20U);
+            EXPECT_EQ(Probe(path, "-select_streams v -show_entries stream=width"), "1920");
+            std::filesystem::remove(path);
+        }
+        EXPECT_TRUE(WaitUntil([] { return RecordMessages::All().size() == 3; })) << "264 came once";
+    });
+}
+
+/* ---- stops and deaths ---- */
+
+TEST_F(RecordControl, StopsAndClosesMeetRollovers) {
+    const auto since = Clock::now();
+    for (int round = 0; round < 12; ++round) {
+        RecordPort port;
+        port.SplitAt(round % 2 == 0 ? 1 : 4U << 20);
+        ASSERT_TRUE(port.Start("cam", round % 2 == 0 ? PLAYER_FILE_FORMATE_TS : PLAYER_FILE_FORMATE_MP4));
+        std::atomic<bool> running{true};
+        std::thread pusher([&] {
+            for (size_t i = 0; running; i = (i + 1) % 3) {
+                port.PushVideo(Video(), i * 25, i * 25 + 2);  // a key frame, a file, every other picture
+            }
+        });
+        std::thread reader([&] {
+            for (ULONG_32 i = 0; running; ++i) {
+                port.Files();
+                Zelvane_SetRecordSize(port.Number(), 10 + i % 10);
+                port.SplitAt(1);
+            }
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(20 + 7 * round));
+        const auto stop = Clock::now();
+        EXPECT_TRUE(Zelvane_StopRecord(port.Number()));
+        EXPECT_LT(Seconds(stop), 1.0);
+        if (round % 3 == 0) {
+            EXPECT_TRUE(port.Start("again", PLAYER_FILE_FORMATE_MP4));
+        }
+        running = false;
+        pusher.join();
+        reader.join();
+        if (round % 3 == 1) {
+            port.Close();
+        }
+    }
+    EXPECT_LT(Seconds(since), 60);
+}
+
+TEST(RecordDeath, WhatWasRecordedOpensAfterAKill) {
+    TempDir folder;
+    std::mt19937 random(7);
+    for (int round = 0; round < 10; ++round) {
+        const bool ts = round % 2 == 0;
+        const pid_t child = fork();
+        if (child == 0) {
+            Library library;
+            RecordPort port;
+            port.Start("cam", ts ? PLAYER_FILE_FORMATE_TS : PLAYER_FILE_FORMATE_MP4);
+            for (size_t i = 0;; ++i) {
+                port.PushVideo(Video(), i % 75, i % 75 + 1);
+                std::this_thread::sleep_for(std::chrono::milliseconds(2));
+                if (i == 160) {  // an index is written every 5 seconds of the stream
+                    port.DrainRecord();
+                    WriteFile("pushed", "");
+                }
+            }
+        }
+        EXPECT_TRUE(WaitUntil([] { return std::filesystem::exists("pushed"); }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(random() % 300));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        EXPECT_EQ(Probe("cam.temp", "-select_streams v -show_entries stream=width,height"), "640,360");
+        EXPECT_GE(support::PicturesOfFile("cam.temp").size(), 125U) << round;
+        std::filesystem::remove("cam.temp");
+        std::filesystem::remove("pushed");
+    }
+}
