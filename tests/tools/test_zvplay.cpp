@@ -104,7 +104,7 @@ TEST(Zvplay, PlaysRecordingsAtTheSpeedAsked) {
         SCOPED_TRACE(row.words[0] + " " + row.words[1] + " " + run.Out());
         const int pictures = std::atoi(Last(run.Out(), "pictures").c_str());
         EXPECT_TRUE(pictures >= row.least && pictures <= row.most) << pictures;
-        EXPECT_GE(wall.count(), row.wall * 0.9);
+        EXPECT_GE(wall.count(), row.wall - 1) << "the library's pace may be off by a second";
 #ifndef ZELVANE_SANITIZED
         EXPECT_LE(wall.count(), row.wall + row.slack);
 #endif
