@@ -230,7 +230,7 @@ TEST_F(RecordControl, ALossIsFollowedByTheNextKeyFrameAndAJumpOfTimeCostsAFrame)
     for (size_t i = 0; i < Video().units.size(); ++i) {
         const uint32_t time = static_cast<uint32_t>(i * 3600 + (i >= 60 ? 90000000 : 0));
         std::vector<Bytes> packets = sender.VideoPackets(Video().units[i], time);
-        if (i == 160) {  // an index is written every 5 seconds of the stream
+        if (i == 30) {
             packets.erase(packets.begin());
         }
         ASSERT_TRUE(port.PushAll(packets));
