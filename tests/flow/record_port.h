@@ -124,7 +124,10 @@ class RecordPort : public support::InputPort {
         PLAYER_RECORD_FILES_NAME_INFO_S info = {};
         std::vector<std::string> names;
         if (Zelvane_GetRecordFiles(Number(), RECORD_GET_FILENAME_ALL, &info)) {
-            for (const auto *node = info.pstFileNameLinkList; names.size() < info.ulFileCount; node = node->pstNext) {
+            const PLAYER_RECORD_FILENAME_LIST_S *node = info.pstFileNameLinkList;
+            names.emplace_back(node->szFileName);
+            while (names.size() < info.ulFileCount) {
+                node = node->pstNext;
                 names.emplace_back(node->szFileName);
             }
         }
