@@ -29,6 +29,13 @@ void Record_NoteFileTimes(RECORD_LOOP_S *pstLoop);
 /** Sends the recording back to waiting for a key frame. @return ulError */
 ULONG_32 Record_WaitForKeyFrame(PLAEYR_PORT_S *pstPort, ULONG_32 ulError);
 
+/** Keeps the parameter sets of the frame in hand. @return whether it can begin a file as it is: false without an SPS */
+bool RecordParams_Keep(RECORD_LOOP_S *pstLoop);
+
+/** Puts the sets kept ahead of the frame in hand. @return the frame's new memory, to be freed behind its use, or null
+ */
+UCHAR *RecordParams_Complete(RECORD_LOOP_S *pstLoop);
+
 /** What a key frame tells a muxer. */
 struct RECORD_PICTURE_S {
     ULONG_32 ulWidth;

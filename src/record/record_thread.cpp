@@ -1,5 +1,7 @@
 #include "record/record_thread.h"
 
+#include <stdlib.h>
+
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "frame/port_lock.h"
@@ -50,10 +52,10 @@ void FollowPlaybackTime(PLAEYR_PORT_S *pstPort) {
     }
 }
 
-/** Goes on in a new file if one is due. */
+/** Goes on in a new file if one is due; a picture that comes slice by slice stays in one file. */
 ULONG_32 RollOver(RECORD_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
-    if (!Player_RecordDataChanged(pstPort)) {
+    if (!Player_RecordDataChanged(pstPort) || pstLoop->bContinues) {
         return PLAYER_ERR_OK;
     }
     ULONG_32 ulResult = Player_CreateNewFile(pstPort);
@@ -65,6 +67,19 @@ ULONG_32 RollOver(RECORD_LOOP_S *pstLoop) {
     pstPort->dulTotalTimeStamp = 0;
     pstLoop->bAudioBegun = 0;
     return PLAYER_ERR_OK;
+}
+
+/** Whether the frame in hand is the first of its file. */
+bool IsFileAtBegin(const PLAEYR_PORT_S *pstPort) {
+    const RECORD_FORMAT_S *pstFormat = RecordFormat_Find(pstPort->ulMediaFileFormat);
+    switch (pstFormat != nullptr ? pstFormat->enContainer : RECORD_CONTAINER_TS) {
+        case RECORD_CONTAINER_MP4:
+            return pstPort->hMp4Handle == nullptr;
+        case RECORD_CONTAINER_AVI:
+            return !pstPort->bInitAviRecordInfo;
+        default:
+            return !pstPort->bInitTsRecordInfo;
+    }
 }
 
 ULONG_32 WriteFrame(RECORD_LOOP_S *pstLoop) {
@@ -137,8 +152,15 @@ ULONG_32 Record_TakePacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPa
         return PLAYER_ERR_OK;
     }
     FollowPlaybackTime(pstPort);
+    const bool bComplete = RecordParams_Keep(pstLoop);
     ulResult = RollOver(pstLoop);
-    return ulResult == PLAYER_ERR_OK ? WriteFrame(pstLoop) : ulResult;
+    if (ulResult != PLAYER_ERR_OK) {
+        return ulResult;
+    }
+    UCHAR *pucWhole = !bComplete && IsFileAtBegin(pstPort) ? RecordParams_Complete(pstLoop) : nullptr;
+    ulResult = WriteFrame(pstLoop);
+    free(pucWhole);
+    return ulResult;
 }
 
 void *__RecordThreadEntry(void *pParam) {

@@ -12,6 +12,9 @@
 #include "file/module_avi.h"
 #include "frame/player_manager.h"
 
+/** Most bytes of parameter sets that are kept for the next file. */
+inline constexpr ULONG_32 RECORD_PARAM_SETS_MAX = 2048;
+
 /** What the thread knows from one frame to the next. All zero but for the port at the start. */
 struct RECORD_LOOP_S {
     PLAEYR_PORT_S *pstPort;        /**< the port that is recorded */
@@ -20,7 +23,11 @@ struct RECORD_LOOP_S {
     DULONG dulAudioBeginTimeStamp; /**< time stamp of the file's first AAC or MP2 frame, in samples */
     BOOL_T bAudioBegun;            /**< that is known */
     BOOL_T bGetFileBeginTime;      /**< ulRecordFileBeginTime was set by a frame */
-    BOOL_T biPhoneDef;             /**< AAC is encoded anew; never set in this version */
+    BOOL_T bContinues;             /**< the key frame in hand is a further slice of its picture */
+    LONG_32 lParamSetsPayload;     /**< what aucParamSets belongs to */
+    ULONG_32 ulParamSetsLen;       /**< bytes there */
+    UCHAR aucParamSets[RECORD_PARAM_SETS_MAX]; /**< newest parameter sets of the stream, with start codes */
+    BOOL_T biPhoneDef;                         /**< AAC is encoded anew; never set in this version */
 };
 
 /** AAC sampling frequency indexes in use (ISO/IEC 14496-3, table 1.18). */

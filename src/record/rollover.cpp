@@ -57,11 +57,11 @@ KEY_VERDICT_E LookAtH265(PLAEYR_PORT_S *pstPort) {
     DSP_SPS_INFO_S stInfo = {};
     if (!ParseSequenceParameterSet(pstRecord->stFrameData.pucData,
                                    static_cast<ULONG_32>(pstRecord->stFrameData.lDataLen), &stInfo)) {
-        // An encoder may send its parameter sets once: what follows can be shown if they came before. A new file can't
-        // begin here in either case.
-        if (pstRecord->ulRecPayload != PLAYER_PAYLOAD_H265) {
-            pstRecord->bNeedIFrame = 1;
+        // An encoder may send its parameter sets once; what follows can be shown if they came before.
+        if (pstRecord->ulRecPayload == PLAYER_PAYLOAD_H265) {
+            return KEY_LIMITS;
         }
+        pstRecord->bNeedIFrame = 1;
         return KEY_GOES_ON;
     }
     pstPort->ulRecFrameRate = stInfo.ulNumUnits != 0 ? stInfo.ulTimeScale / stInfo.ulNumUnits : ~0U;

@@ -5,6 +5,7 @@
 #include <thread>
 
 using support::Library;
+using support::RtpSender;
 using support::WaitUntil;
 
 namespace {
@@ -152,6 +153,59 @@ TEST_F(Record, TheClientsLimitOfSizeSplitsAtTheFirstKeyFrameBeyondIt) {
     }
     EXPECT_GE(files.size(), 3U);
     EXPECT_EQ(slices, wanted);
+}
+
+TEST_F(Record, AFileThatBeginsAtAKeyFrameWithoutParameterSetsGetsThoseOfTheStream) {
+    for (const auto &[file, codec] :
+         {std::pair{"h264_640x360_bf0.264", AV_CODEC_ID_H264}, std::pair{"h265_640x360.265", AV_CODEC_ID_HEVC}}) {
+        const VideoStream video(file, codec);
+        for (const ULONG_32 format : {PLAYER_FILE_FORMATE_MP4, PLAYER_FILE_FORMATE_TS}) {
+            RecordPort port;
+            RtpSender sender(video.PayloadType());
+            port.SplitAt(format == PLAYER_FILE_FORMATE_TS ? 1 : (4U << 20) + 20000);
+            ASSERT_TRUE(port.Start("cam", format));
+            for (size_t i = 0; i < video.units.size(); ++i) {
+                Bytes unit;
+                for (const Span part : SplitUnits(video.units[i])) {
+                    if (i == 0 || IsSliceUnit(part, codec)) {
+                        unit.insert(unit.end(), part.begin(), part.end());
+                    }
+                }
+                ASSERT_TRUE(port.PushAll(sender.VideoPackets(unit, static_cast<uint32_t>(3600 * i))));
+            }
+            port.Stop();
+            std::vector<std::string> pictures;
+            for (const std::string &path : port.Files()) {
+                for (const std::string &md5 : support::PicturesOfFile(path)) {
+                    pictures.push_back(md5);
+                }
+            }
+            EXPECT_EQ(port.Files().size(), 3U);
+            EXPECT_EQ(pictures, ReferenceMd5s(video.bytes, codec)) << file << format;
+        }
+    }
+}
+
+TEST_F(Record, APictureThatComesSliceBySliceStaysInOneFile) {
+    const VideoStream video("h264_640x360_slices4.264", AV_CODEC_ID_H264);
+    RecordPort port;
+    RtpSender sender(video.PayloadType());
+    port.SplitAt(1);
+    ASSERT_TRUE(port.Start("cam", PLAYER_FILE_FORMATE_TS));
+    for (size_t i = 0; i < video.units.size(); ++i) {
+        for (const Bytes &slice : SliceBuffers(video.units[i], video.codec)) {
+            ASSERT_TRUE(port.PushAll(sender.VideoPackets(slice, static_cast<uint32_t>(3600 * i))));  // marked each
+        }
+    }
+    port.Stop();
+    ASSERT_EQ(port.Files().size(), 3U);
+    std::vector<std::string> slices;
+    for (const std::string &path : port.Files()) {
+        const std::vector<std::string> more = SlicesOfFile(path, video.codec);
+        EXPECT_EQ(more.size(), 100U);
+        slices.insert(slices.end(), more.begin(), more.end());
+    }
+    EXPECT_EQ(slices, SliceMd5s(video.bytes, video.codec));
 }
 
 TEST_F(Record, AnotherCodecBeginsAFileAndAnotherSizeDoesNot) {
