@@ -113,6 +113,36 @@ TEST(Zvplay, PlaysRecordingsAtTheSpeedAsked) {
     }
 }
 
+TEST(Zvplay, RecordsAndSavesPicturesWithoutAWindow) {
+    const Scratch folder;
+    const struct {
+        const char *record, *snapshot, *saved;
+        std::vector<std::string> words;
+    } cases[] = {
+        {"cam.mp4", "last.bmp", "last.bmp", {"--fast"}},
+        {"cam.ts", "last", "last.jpg", {"--fast"}},
+        {"clip", "p.jpg", "p.jpg", {"--fast", "--format", "ts", "--split-size", "10"}},
+    };
+    for (const auto &row : cases) {
+        std::vector<std::string> words = {
+            "--headless",           "--record", folder.At(row.record), "--snapshot", folder.At(row.snapshot),
+            MediaPath("camera.rtp")};
+        words.insert(words.begin(), row.words.begin(), row.words.end());
+        Play run(words);
+        EXPECT_EQ(run.Wait(), 0) << run.Err();
+        const std::string file = folder.At(row.record) + (row.record == std::string("clip") ? ".ts" : "");
+        EXPECT_NE(run.Out().find("recorded " + file + ", saved " + folder.At(row.saved)), std::string::npos)
+            << run.Out();
+        EXPECT_GT(std::filesystem::file_size(folder.At(row.saved)), 5000U);
+        Program probe("zvprobe", {"--json", file});
+        EXPECT_EQ(probe.Wait(), 0) << probe.Out();
+        EXPECT_NE(probe.Out().find("\"frames\": 250"), std::string::npos) << probe.Out();
+    }
+    Play broken({"--headless", "--record", "/proc/none/cam", MediaPath("camera.rtp")});
+    EXPECT_EQ(broken.Wait(), 6);
+    EXPECT_NE(broken.Err().find("the recording does not begin: PLAYER_ERR_FILE_OPEN"), std::string::npos);
+}
+
 TEST(Zvplay, PlaysCamerasOnTheNetwork) {
     const struct {
         const char *camera, *player;
@@ -269,6 +299,19 @@ TEST(Zvplay, PlaysInAWindowAndObeysItsKeys) {
     EXPECT_EQ(Last(run.Out(), "frames"), frames) << "plays on in the pause";
     desk.Press(XK_space);
     EXPECT_TRUE(Soon([&] { return Last(run.Out(), "paused") == "false" && Last(run.Out(), "frames") != frames; }));
+
+    const auto hasFile = [&](const char *end) {
+        for (const auto &entry : std::filesystem::directory_iterator(run.Folder())) {
+            if (entry.path().extension() == end) return true;
+        }
+        return false;
+    };
+    desk.Press(XK_s);
+    EXPECT_TRUE(Soon([&] { return hasFile(".jpg"); }));
+    desk.Press(XK_r);
+    EXPECT_TRUE(Soon([&] { return hasFile(".temp"); }));
+    desk.Press(XK_r);
+    EXPECT_TRUE(Soon([&] { return hasFile(".mp4"); }));
     desk.Press(XK_q);
     EXPECT_EQ(run.Wait(), 0) << run.Err();
 }

@@ -113,7 +113,7 @@ int Play(const Options &options) {
     const PlayState state = loop->State();
     player.Close();
     CloseLog();
-    status.Report(figures, state, plan.source != nullptr ? plan.source->Remark() : "");
+    status.Report(figures, state, loop->Saved(), plan.source != nullptr ? plan.source->Remark() : "");
     return played && CheckResult(figures, plan, &failure) ? kExitOk : Fail(failure);
 }
 

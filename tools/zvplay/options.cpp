@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/command_line.h"
+#include "record_format.h"
 
 namespace zvplay {
 namespace {
@@ -38,6 +39,11 @@ options
   --fast         as fast as the machine decodes, instead of at the stream's pace; recordings: with --headless only
   --mute         start without sound
   --stats json   a line a second on standard output: time, length, speed, frames, pictures, rate, bit_rate, lost ...
+  --record FILE  record the stream without decoding it; the end of the name chooses the kind unless --format does
+  --format NAME  mp4 ts avi; mp4-time ts-time with the time in the name, mp4-stream-time ts-stream-time with that of the
+                 stream; mp4-audio ts-audio
+  --split-size N, --split-time N   go on in a new file after N MB (10 to 4000), N minutes (1 to 60)
+  --snapshot FILE  save the last picture, as FILE.jpg, or FILE.bmp if named so
   --log FILE     write the library's log to FILE
   --version      print the library's version
   --help         print this
@@ -45,6 +51,7 @@ options
 keys in the window
   space p  pause and go on      f      keep the picture's proportion, or fill the window
   m        sound off and on     q ESC  quit
+  r        record, or stop       s      save the picture
 and of recordings
   right left  5 seconds on, back     [ ]        slower, faster
   up down     60 seconds on, back    backspace  normal speed
@@ -53,7 +60,7 @@ and of recordings
 A seek goes to the next key frame behind the place; pressed again within a second it counts from there.
 
 exit codes
-  0 played   1 wrong command line   2 source   3 no display   4 library   5 no picture came out
+  0 played   1 wrong command line   2 source   3 no display   4 library   5 no picture came out   6 not recorded or saved
 )";
 
 bool Fail(Failure *failure, const std::string &what, const char *advice = "see zvplay --help") {
@@ -68,6 +75,9 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
     const char *speeds[kSpeedCount];
     std::transform(std::begin(kSpeeds), std::end(kSpeeds), speeds, [](const Speed &speed) { return speed.name; });
     int stats = 0;
+    const char *formats[kRecordFormatCount];
+    std::transform(std::begin(kRecordFormats), std::end(kRecordFormats), formats,
+                   [](const RecordFormat &format) { return format.name; });
     const tools::Option table[] = {
         {"--start", tools::Time{&options->start}},
         {"--speed", tools::Choice{&options->speed, speeds}},
@@ -81,11 +91,19 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
         {"--seconds", tools::Number{&options->seconds, 0.001, 1e9}},
         {"--fps", tools::Number{&options->fps, 0.001, 1000}},
         {"--stats", tools::Choice{&stats, kStats}},
+        {"--record", &options->record},
+        {"--format", tools::Choice{&options->format, formats}},
+        {"--split-size", tools::Whole{&options->split_size, 10, 4000}},
+        {"--split-time", tools::Whole{&options->split_time, 1, 60}},
+        {"--snapshot", &options->snapshot},
         {"--log", &options->log},
     };
     std::vector<std::string> names;
     if (!tools::ParseCommandLine(argc, argv, table, &names, failure)) return false;
     options->json = stats == 1;
+    if (options->split_size != 0 && options->split_time != 0) {
+        return Fail(failure, "--split-size and --split-time exclude each other");
+    }
     if (names.size() > 1) return Fail(failure, "two sources: " + names[0] + " and " + names[1]);
     if (!names.empty()) options->source = names[0];
     if (options->help || options->version || !options->source.empty()) return true;

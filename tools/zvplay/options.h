@@ -2,6 +2,7 @@
 #ifndef ZVPLAY_OPTIONS_H
 #define ZVPLAY_OPTIONS_H
 
+#include <cstdint>
 #include <string>
 
 #include "failure.h"
@@ -17,6 +18,11 @@ struct Options {
     double start = 0;          ///< files: seconds to begin at
     int speed = kNormalSpeed;  ///< files: index into kSpeeds
     bool loop = false;         ///< files: begin again at the end
+    std::string record;        ///< file to record into from the beginning; empty for none
+    int format = -1;           ///< index into kRecordFormats; -1 takes it from the name
+    uint32_t split_size = 0;   ///< MB after which a recording goes on in the next file; 0 for the library's own limit
+    uint32_t split_time = 0;   ///< minutes, likewise; 0 for none
+    std::string snapshot;      ///< file for the last picture; empty for none
     std::string log;           ///< file for the library's log; empty for none
     bool headless = false;     ///< no window, no sound
     bool json = false;         ///< one JSON line a second instead of the live line

@@ -22,12 +22,21 @@ PlayLoop::PlayLoop(const Options &options, Player *player, Window *window, Statu
       player_(*player),
       sound_(window != nullptr && !options.mute),
       window_(window),
-      status_(*status) {
+      status_(*status),
+      capture_(options, player) {
     if (window_ != nullptr) player_.SetProportion(proportion_);
     if (sound_) player_.SetSound(true);
 }
 
 bool PlayLoop::Run(Failure *failure) {
+    if (!capture_.Begin(failure)) return false;
+    Failure late;
+    const bool played = Play(failure);
+    const bool saved = capture_.End(played ? failure : &late);
+    return played && saved;
+}
+
+bool PlayLoop::Play(Failure *failure) {
     while (!quit_ && interrupted == 0) {
         HandleWindow();
         if (!Advance(failure)) return false;
@@ -59,6 +68,12 @@ void PlayLoop::Act(Action action) {
             paused_ = !paused_;
             Pause();
             break;
+        case Action::kRecord:
+            capture_.ToggleRecording();
+            break;
+        case Action::kSnapshot:
+            capture_.Snap();
+            break;
         default:
             Do(action);
             break;
@@ -72,7 +87,8 @@ void PlayLoop::Tell() {
     if (now < next_look_ && now < next_second_) return;
     next_look_ = now + std::chrono::milliseconds(200);
     const Figures figures = player_.Read();
-    const PlayState state = State();
+    PlayState state = State();
+    state.capture = capture_.Text();
     LearnRate(figures.rate);
     if (window_ != nullptr) {
         window_->FitPicture(figures.width, figures.height);

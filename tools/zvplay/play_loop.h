@@ -4,6 +4,7 @@
 
 #include <chrono>
 
+#include "capture.h"
 #include "options.h"
 #include "player.h"
 #include "status.h"
@@ -28,6 +29,9 @@ class PlayLoop {
 
     /** Where it stands. */
     virtual PlayState State() const = 0;
+
+    /** What was saved of the stream, in words. */
+    std::string Saved() const { return capture_.Summary(); }
 
  protected:
     using Clock = std::chrono::steady_clock;
@@ -62,8 +66,11 @@ class PlayLoop {
     void Act(Action action);
     void Tell();
 
+    bool Play(Failure *failure);
+
     Window *const window_;
     Status &status_;
+    Capture capture_;
     Clock::time_point next_look_ = Clock::now();  ///< at the library's figures
     Clock::time_point next_second_ = next_look_ + std::chrono::seconds(1);
     bool proportion_ = true;

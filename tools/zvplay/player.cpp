@@ -15,6 +15,7 @@ constexpr uint64_t kStampMask = (uint64_t{1} << 33) - 1;  // the clock of MPEG-T
 std::atomic<uint32_t> decode_failures{0};
 std::atomic<uint32_t> file_ends{0};
 std::atomic<bool> peer_closed{false};
+std::atomic<uint32_t> record_error{0};
 
 size_t Slots(Bytes data) { return (data.size() + kSlotBytes - 1) / kSlotBytes; }
 
@@ -40,6 +41,10 @@ void Player::OnMessage(ULONG_32 kind, void *message) {
     const PLAYER_RUN_INFO_S &info = static_cast<const REPORT_MSG_U *>(message)->stRunInfo;
     if (info.ulErrCode == PLAYER_ERR_DECODE) decode_failures.fetch_add(1, std::memory_order_relaxed);
     if (kind == PLAYER_RUN_INFO_MEDIA_PROCESS && info.ulErrCode == PLAYER_ERR_FILE_END) file_ends.fetch_add(1);
+    if (kind == PLAYER_RUN_INFO_RECORD_VIDEO &&
+        (info.ulErrCode == PLAYER_ERR_FILE_OPEN || info.ulErrCode == PLAYER_ERR_DISK_FULL)) {
+        record_error.store(info.ulErrCode);
+    }
     if (kind == PLAYER_RUN_INFO_STREAM) peer_closed.store(true);
 }
 
@@ -182,6 +187,50 @@ bool Player::PeerClosed() { return peer_closed.load(); }
 
 void Player::SetProportion(bool keep) {
     Zelvane_SetRenderScale(port_, window_, keep ? PLAYER_RENDER_SCALE_PROPORTION : PLAYER_RENDER_SCALE_FULL);
+}
+
+void Player::SetSplit(uint32_t megabytes, uint32_t minutes) {
+    if (megabytes != 0) Zelvane_SetRecordSize(port_, megabytes);
+    if (minutes != 0) Zelvane_SetRecordDivByTime(port_, minutes);
+}
+
+bool Player::StartRecording(const std::string &name, ULONG_32 format, Failure *failure) {
+    if (Zelvane_StartRecord(port_, name.c_str(), format, nullptr)) return true;
+    *failure = tools::LibraryFailure(name + ": the recording does not begin");
+    failure->exit_code = kExitCapture;
+    return false;
+}
+
+void Player::StopRecording() { Zelvane_StopRecord(port_); }
+
+uint32_t Player::RecordedFiles() const {
+    PLAYER_RECORD_FILES_NAME_INFO_S files = {};
+    return Zelvane_GetRecordFiles(port_, RECORD_GET_FILENAME_ALL, &files) ? files.ulFileCount : 0;
+}
+
+std::string Player::FirstRecordedFile() const {
+    PLAYER_RECORD_FILES_NAME_INFO_S files = {};
+    if (!Zelvane_GetRecordFiles(port_, RECORD_GET_FILENAME_FIRST, &files)) return "";
+    return files.pstFileNameLinkList->szFileName;
+}
+
+std::string Player::LastRecordedFile() const {
+    PLAYER_RECORD_FILES_NAME_INFO_S files = {};
+    if (!Zelvane_GetRecordFiles(port_, RECORD_GET_FILENAME_LAST, &files)) return "nothing";
+    return files.pstFileNameLinkList->szFileName;
+}
+
+uint32_t Player::RecordError() { return record_error.load(); }
+
+std::string Player::RecordErrorText() {
+    return RecordError() == PLAYER_ERR_DISK_FULL ? "the disk is full" : "the next file can't be opened";
+}
+
+bool Player::Snap(const std::string &name, ULONG_32 format, Failure *failure) {
+    if (Zelvane_SnatchOnce(port_, name.c_str(), format, nullptr)) return true;
+    *failure = tools::LibraryFailure(name + ": the picture is not saved");
+    failure->exit_code = kExitCapture;
+    return false;
 }
 
 int32_t Player::Rate() const {

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 #include "address.h"
 #include "failure.h"
@@ -97,6 +98,25 @@ class Player {
     /** Whether the peer has closed the stream. */
     static bool PeerClosed();
     void SetProportion(bool keep);
+
+    /** Sets when a recording goes on in a new file: MB or minutes; 0 leaves it. */
+    void SetSplit(uint32_t megabytes, uint32_t minutes);
+
+    /** Records what flows from now on. @param format PLAYER_FILE_FORMATE_E @return false with the failure filled */
+    bool StartRecording(const std::string &name, ULONG_32 format, Failure *failure);
+    void StopRecording();
+
+    /** How many files were recorded so far, and their names; empty for none. */
+    uint32_t RecordedFiles() const;
+    std::string FirstRecordedFile() const;
+    std::string LastRecordedFile() const;
+
+    /** Why the recorder gave up, PLAYER_ERROR_E; 0 when it did not. */
+    static uint32_t RecordError();
+    static std::string RecordErrorText();
+
+    /** Saves the picture. @param format PLAYER_PIC_FORMATE_E @return false with the failure filled */
+    bool Snap(const std::string &name, ULONG_32 format, Failure *failure);
 
     /** The figures of this moment. */
     Figures Read() const;

@@ -58,7 +58,7 @@ std::string Status::Mode(const PlayState &state) {
     if (state.recording && state.speed != kNormalSpeed) mode += std::string("  ") + kSpeeds[state.speed].shown;
     if (state.loop) mode += "  loop";
     if (state.paused) mode += "  PAUSED";
-    return mode;
+    return mode + state.capture;
 }
 
 void Status::Live(const Figures &figures, const PlayState &state) {
@@ -102,7 +102,8 @@ void Status::Second(const Figures &figures, const PlayState &state) {
     if (options_.json) Json(figures, state, false);
 }
 
-void Status::Report(const Figures &figures, const PlayState &state, const std::string &remark) {
+void Status::Report(const Figures &figures, const PlayState &state, const std::string &saved,
+                    const std::string &remark) {
     if (options_.json) {
         Json(figures, state, true);
     } else {
@@ -111,6 +112,7 @@ void Status::Report(const Figures &figures, const PlayState &state, const std::s
                     options_.source.c_str(), Picture(figures).c_str(), figures.frames, figures.pictures, sound.c_str(),
                     most_lost_ > 0 ? ", with losses" : ", nothing lost");
     }
+    if (!options_.json && !saved.empty()) std::printf("%s\n", saved.c_str());
     std::fflush(stdout);
     if (!remark.empty()) std::fprintf(stderr, "zvplay: note: %s\n", remark.c_str());
     if (figures.decode_failures > 0) std::fprintf(stderr, "zvplay: note: the decoder gave up on pictures\n");

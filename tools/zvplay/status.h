@@ -20,6 +20,7 @@ struct PlayState {
     double length = 0;         ///< seconds
     int speed = kNormalSpeed;  ///< index into kSpeeds
     bool loop = false;         ///< begins again at the end
+    std::string capture;       ///< what is being recorded or was saved just now, in words
 };
 
 /** Writes to standard output. For one thread. */
@@ -40,7 +41,7 @@ class Status {
     void Second(const Figures &figures, const PlayState &state);
 
     /** The last words: what was played and what was odd. */
-    void Report(const Figures &figures, const PlayState &state, const std::string &remark);
+    void Report(const Figures &figures, const PlayState &state, const std::string &saved, const std::string &remark);
 
  private:
     void Json(const Figures &figures, const PlayState &state, bool end);

@@ -46,6 +46,8 @@ const Key kKeys[] = {
     {XK_BackSpace, Action::kNormalSpeed},
     {XK_k, Action::kKeyFrames},
     {XK_l, Action::kLoop},
+    {XK_r, Action::kRecord},
+    {XK_s, Action::kSnapshot},
 };
 
 Action ActionOfKey(XKeyEvent *event) {

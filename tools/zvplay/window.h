@@ -26,7 +26,9 @@ enum class Action {
     kSlower,
     kNormalSpeed,
     kKeyFrames,
-    kLoop
+    kLoop,
+    kRecord,
+    kSnapshot
 };
 
 /**

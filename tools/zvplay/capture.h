@@ -1,0 +1,57 @@
+/** What is saved of a stream while it plays: recordings and snapshots, with the files they went to. */
+#ifndef ZVPLAY_CAPTURE_H
+#define ZVPLAY_CAPTURE_H
+
+#include <chrono>
+#include <string>
+
+#include "failure.h"
+#include "options.h"
+#include "player.h"
+
+namespace zvplay {
+
+/** Drives the recorder and the snapshots of the player's port. For one thread. */
+class Capture {
+ public:
+    /** Both have to outlive it. */
+    Capture(const Options &options, Player *player) : options_(options), player_(*player) {}
+
+    /** Starts what the command line asks for, before the stream flows. @return false with the failure filled */
+    bool Begin(Failure *failure);
+
+    /** Starts a recording under a name made of the time, or ends the one that runs. */
+    void ToggleRecording();
+
+    /** Saves the picture under a name made of the time. */
+    void Snap();
+
+    /** Saves the last picture if that was asked for, and ends the recording. @return false with the failure filled */
+    bool End(Failure *failure);
+
+    /** For the status line: "  REC cam.mp4  saved pic.jpg"; what is done fades after some seconds. */
+    std::string Text() const;
+
+    /** What was saved in all, for the report: "recorded cam.mp4 and 2 more, saved pic.jpg". Empty for nothing. */
+    std::string Summary() const;
+
+ private:
+    using Clock = std::chrono::steady_clock;
+
+    bool Record(const std::string &name, int format, Failure *failure);
+    void StopRecording();
+    bool SnapInto(const std::string &name, Failure *failure);
+    void Say(const std::string &note);
+
+    const Options &options_;
+    Player &player_;
+    std::string recording_;  ///< the name of the recording that runs
+    std::string note_;       ///< what was done last
+    Clock::time_point noted_;
+    std::string first_file_, last_picture_;
+    unsigned files_ = 0, pictures_ = 0;
+};
+
+}  // namespace zvplay
+
+#endif
