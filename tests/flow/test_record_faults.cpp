@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <random>
 #include <regex>
 #include <thread>
@@ -400,8 +401,10 @@ TEST_F(RecordControl, StopsAndClosesMeetRollovers) {
 
 TEST(RecordDeath, WhatWasRecordedOpensAfterAKill) {
     TempDir folder;
-    std::mt19937 random(7);
-    for (int round = 0; round < 10; ++round) {
+    const char *kills = std::getenv("ZELVANE_KILLS");  // scripts/soak asks for more
+    const int rounds = kills != nullptr ? std::atoi(kills) : 10;
+    std::mt19937 random(kills != nullptr ? std::random_device()() : 7);
+    for (int round = 0; round < rounds; ++round) {
         const bool ts = round % 2 == 0;
         const pid_t child = fork();
         if (child == 0) {
