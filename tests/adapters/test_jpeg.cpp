@@ -102,7 +102,7 @@ TEST_F(JpegAdapter, BringsEverySamplingAndOddSizesTo420) {
             ASSERT_EQ(reference.width, picture.size[0]);
             ASSERT_EQ(reference.height, picture.size[1]);
             picture.ForEachSample([&](int plane, int x, int y, uint8_t *sample) {
-                ASSERT_NEAR(Expected(reference, plane, x, y), *sample, 3) << plane << " at " << x << "," << y;
+                ASSERT_NEAR(Expected(reference, plane, x, y), *sample, 1) << plane << " at " << x << "," << y;
                 compared++;
             });
         });

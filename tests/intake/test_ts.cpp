@@ -231,6 +231,7 @@ TEST_F(TsContinuity, LostVideoDropsTheFrameUpToTheNextUnitStart) {
     EXPECT_EQ(1U, m_stDemux->ulTotalLoseNum) << "a unit start bears any counter";
     EXPECT_EQ(525U, m_stDemux.Push(m_strVideo.substr(0, 376) + Packet(m_strVideo, 1) + m_strVideo.substr(376)));
     EXPECT_EQ(16U, m_stDemux->ulTotalLoseNum) << "a repeated packet counts as fifteen lost";
+    EXPECT_EQ(0, m_stDemux->astTSCCInfo[TS_PES_VIDEO].ucCCFlag);
 }
 
 TEST_F(TsContinuity, LostSoundGoesOn) {
