@@ -130,20 +130,20 @@ void KeepFisheyeInSoftware(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
         return;
     }
     if (lPayload == PLAYER_PAYLOAD_H264 && word::Load(gbGpuAble) == 1) {
-        pstPort->bUseGpu = !pstPort->bUseGpu;
+        word::Store(pstPort->bUseGpu, !pstPort->bUseGpu);
         pstPort->stVideoDecode.bUseGpu = pstPort->bUseGpu;
         pstPort->bChangeVideoDecode = 0;
     }
     if (lPayload == PLAYER_PAYLOAD_H265 && word::Load(gbGpuAbleH265) == 1) {
-        pstPort->bUseGpuH265 = !pstPort->bUseGpuH265;
+        word::Store(pstPort->bUseGpuH265, !pstPort->bUseGpuH265);
         pstPort->stVideoDecode.bUseGpuH265 = pstPort->bUseGpuH265;
         pstPort->bChangeVideoDecode = 0;
     }
 }
 
 void TakeGpuWish(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
-    pstPort->bUseGpu = word::Load(gbGpuAble);
-    pstPort->bUseGpuH265 = word::Load(gbGpuAbleH265);
+    word::Store(pstPort->bUseGpu, word::Load(gbGpuAble));
+    word::Store(pstPort->bUseGpuH265, word::Load(gbGpuAbleH265));
     pstPort->stVideoDecode.bUseGpu = lPayload == PLAYER_PAYLOAD_H264 ? pstPort->bUseGpu : 0;
     pstPort->stVideoDecode.bUseGpuH265 = lPayload == PLAYER_PAYLOAD_H265 ? pstPort->bUseGpuH265 : 0;
     KeepFisheyeInSoftware(lPayload, pstPort);

@@ -33,9 +33,8 @@ class CPictureLock {
 };
 
 bool DecodesOnGpu(const PLAEYR_PORT_S *pstPort) {
-    return (word::Load(pstPort->bUseGpu) == 1 && word::Load(pstPort->stVideoDecode.lCodecID) == PLAYER_PAYLOAD_H264) ||
-           (word::Load(pstPort->bUseGpuH265) == 1 &&
-            word::Load(pstPort->stVideoDecode.lCodecID) == PLAYER_PAYLOAD_H265);
+    return (word::Load(pstPort->bUseGpu) == 1 && word::Load(pstPort->lVideoCodecID) == PLAYER_PAYLOAD_H264) ||
+           (word::Load(pstPort->bUseGpuH265) == 1 && word::Load(pstPort->lVideoCodecID) == PLAYER_PAYLOAD_H265);
 }
 
 /** The copy holds half a luma plane of chroma: strides beyond that belong to no 4:2:0 picture. */

@@ -543,7 +543,9 @@ TEST_F(FilePlay, AFileCutOrDamagedAnywhereEndsSoon) {
                 EXPECT_TRUE(port.WaitForEnd()) << name << i;
                 EXPECT_TRUE(port.Close());
             }
+#ifndef ZELVANE_SANITIZED
             EXPECT_LT(Seconds(since), 5) << name << i;
+#endif
         }
     }
 }
