@@ -232,17 +232,17 @@ TEST_F(Snapshot, OpensAndClosesMayMeetSnapshots) {
             Zelvane_SnatchOnceEx(port, m_folder.At("t" + std::to_string(i % 10)).c_str(), i % 3, 1);
         }
     });
-    for (int round = 0; round < 8 || (saved == 0 && round < 1000); ++round) {
+    for (int round = 0; round < 8; ++round) {
         ASSERT_TRUE(Zelvane_OpenInputStream(port, nullptr, 0, 0));
         for (size_t i = 0; i < packets.size() / 2; ++i) {
             Zelvane_InputMediaData(port, packets[i].data(), static_cast<ULONG_32>(packets[i].size()));
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(round % 4 * 5));
+        EXPECT_TRUE(round < 7 || WaitUntil([&] { return saved != 0; })) << "a stream that stays has a picture";
         ASSERT_TRUE(Zelvane_CloseInputStream(port));
     }
     done = true;
     snapper.join();
-    EXPECT_NE(saved, 0U);
     Zelvane_FreePort(port);
 }
 
