@@ -29,6 +29,7 @@ struct Xlib {
     decltype(&::XEventsQueued) pXEventsQueued;
     decltype(&::XNextEvent) pXNextEvent;
     decltype(&::XSync) pXSync;
+    decltype(&::XUnlockDisplay) pXUnlockDisplay;
     void (*pXSetIOErrorExitHandler)(Display *, void (*)(Display *, void *), void *); /**< null before Xlib 1.7 */
 
     bool CanWatch() const { return pXSelectInput && pXEventsQueued && pXNextEvent && pXSync; }
@@ -80,10 +81,12 @@ int OnServerGone(Display *pstDisplay) {
     return pfnFormer ? pfnFormer(pstDisplay) : 0;
 }
 
-void DontExit(Display *, void *) {}
+// Xlib has locked the connection for the thread that met its end and counts on that thread's exit: the lock is given
+// back, or every other thread that touches the connection would wait for ever.
+void DontExit(Display *pstDisplay, void *) { gstXlib.pXUnlockDisplay(pstDisplay); }
 
 void SurviveServer(Display *pstDisplay) {
-    if (pstDisplay && gstXlib.pXSetIOErrorExitHandler) {
+    if (pstDisplay && gstXlib.pXSetIOErrorExitHandler && gstXlib.pXUnlockDisplay) {
         gstXlib.pXSetIOErrorExitHandler(pstDisplay, DontExit, nullptr);
     }
 }
@@ -119,6 +122,7 @@ void FindFunctions() {
     FindSymbol(gstXlib.pXEventsQueued, "XEventsQueued");
     FindSymbol(gstXlib.pXNextEvent, "XNextEvent");
     FindSymbol(gstXlib.pXSync, "XSync");
+    FindSymbol(gstXlib.pXUnlockDisplay, "XUnlockDisplay");
     FindSymbol(gstXlib.pXSetIOErrorExitHandler, "XSetIOErrorExitHandler");
     FindSymbol(gstXlib.pXOpenDisplay, "XOpenDisplay");
 }
