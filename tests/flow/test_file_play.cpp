@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "support/client.h"
+#include "support/elapsed.h"
 #include "support/file_port.h"
 #include "support/rtp_stream.h"
 #include "support/temp_dir.h"
@@ -194,7 +195,7 @@ TEST_F(FilePlay, PauseHoldsAndResumeIsTakenUpAtOnce) {
     auto since = Clock::now();
     ASSERT_TRUE(port.Play());
     ASSERT_TRUE(WaitUntil([&] { return port.PictureCount() >= 5; }));
-    EXPECT_LT(Seconds(since), 0.5);
+    EXPECT_LT(Seconds(since), SOON_SECONDS);
     ASSERT_TRUE(port.Pause());
     SleepMs(20);
     const size_t paused = port.FrameCount();
@@ -203,7 +204,7 @@ TEST_F(FilePlay, PauseHoldsAndResumeIsTakenUpAtOnce) {
     since = Clock::now();
     ASSERT_TRUE(port.Play());
     ASSERT_TRUE(WaitUntil([&] { return port.FrameCount() > paused; }));
-    EXPECT_LT(Seconds(since), 0.03);
+    EXPECT_LT(Seconds(since), SOON_SECONDS);
 }
 
 TEST_F(FilePlay, AClientLoopsAFileByTheMessageOfItsEnd) {
@@ -330,7 +331,7 @@ TEST_F(FilePlay, StepsShowOnePictureEachAndPassOverSound) {
     for (size_t step = 1; step <= 5; ++step) {
         const auto since = Clock::now();
         ASSERT_TRUE(Zelvane_AFrameGo(port.Number()));
-        EXPECT_LT(Seconds(since), 0.1);
+        EXPECT_LT(Seconds(since), SOON_SECONDS);
         ASSERT_TRUE(WaitUntil([&] { return port.PictureCount() == step; }));
     }
     SleepMs(60);
@@ -382,7 +383,7 @@ TEST_F(FilePlay, AJumpShowsOnePictureOfTheNewPlaceWhilePaused) {
         const auto since = Clock::now();
         ASSERT_TRUE(Zelvane_SetPlayedTime(port.Number(), jump.seconds));
         ASSERT_TRUE(WaitUntil([&] { return port.PictureCount() == 1; }));
-        EXPECT_LT(Seconds(since), 0.05);
+        EXPECT_LT(Seconds(since), SOON_SECONDS);
         SleepMs(60);
         ExpectSameFrames(port.Frames(), {all[jump.frame]});
         ULONG_32 time = 0;
@@ -525,7 +526,7 @@ TEST_F(FilePlay, AFileCutOrDamagedAnywhereEndsSoon) {
     TempDir folder;
     for (const char *name : {"aac", "faststart"}) {
         const Bytes good = ReadFile(FileOf(name));
-        for (size_t i = 0; i < 60; ++i) {
+        for (size_t i = 0; i < 60; i += SANITIZED_SLOWDOWN) {
             Bytes bad = good;
             if (i % 2 == 0) {
                 bad.resize(good.size() * i / 60);
@@ -543,9 +544,7 @@ TEST_F(FilePlay, AFileCutOrDamagedAnywhereEndsSoon) {
                 EXPECT_TRUE(port.WaitForEnd()) << name << i;
                 EXPECT_TRUE(port.Close());
             }
-#ifndef ZELVANE_SANITIZED
-            EXPECT_LT(Seconds(since), 5) << name << i;
-#endif
+            EXPECT_LT(Seconds(since), 5 * SANITIZED_SLOWDOWN) << name << i;
         }
     }
 }
@@ -565,7 +564,7 @@ TEST_F(FilePlay, ManyOpensLeaveNothingBehind) {
     round();
     const size_t descriptors = CountOf("/proc/self/fd");
     const size_t threads = CountOf("/proc/self/task");
-    for (int i = 0; i < 200; ++i) {
+    for (int i = 0; i < 200; i += SANITIZED_SLOWDOWN) {
         round();
     }
     EXPECT_EQ(CountOf("/proc/self/fd"), descriptors);
@@ -604,7 +603,7 @@ TEST_F(FilePlay, CloseReturnsSoonWhateverTheThreadWaitsFor) {
         SleepMs(30);
         const auto since = Clock::now();
         ASSERT_TRUE(port.Close());
-        EXPECT_LT(Seconds(since), 0.05) << test.what;
+        EXPECT_LT(Seconds(since), SOON_SECONDS) << test.what;
     }
 }
 
@@ -625,7 +624,7 @@ TEST_F(FilePlay, AHeldPictureGivesWayToAJumpAResumeAndAStep) {
         const auto since = Clock::now();
         call();
         ASSERT_TRUE(WaitUntil([&] { return port.FrameCount() > 0; }));
-        EXPECT_LT(Seconds(since), 0.05);
+        EXPECT_LT(Seconds(since), SOON_SECONDS);
         Zelvane_SetPlayedTime(port.Number(), 0);
         port.Forget();
     }
@@ -646,7 +645,7 @@ TEST_F(FilePlay, ARecorderThatStandsStillHoldsUpNeitherStepNorClose) {
     EXPECT_EQ(port.FrameCount(), frames) << "it waits for the recorder";
     auto since = Clock::now();
     EXPECT_TRUE(Zelvane_AFrameGo(port.Number()));
-    EXPECT_LT(Seconds(since), 0.1);
+    EXPECT_LT(Seconds(since), SOON_SECONDS);
     CHAR *packet = nullptr;
     ULONG_32 size = 0;
     ASSERT_EQ(QUEUE_GetPacket(&record->stRecordBufferQueue, &packet, &size), 0U);
@@ -656,7 +655,7 @@ TEST_F(FilePlay, ARecorderThatStandsStillHoldsUpNeitherStepNorClose) {
     SleepMs(30);
     since = Clock::now();
     EXPECT_TRUE(port.Close());
-    EXPECT_LT(Seconds(since), 0.05);
+    EXPECT_LT(Seconds(since), SOON_SECONDS);
 }
 
 TEST_F(FilePlay, ACloseInACallbackIsRefused) {

@@ -9,6 +9,16 @@
 #include <functional>
 #include <thread>
 
+/** Instrumented code is many times slower. Tests that repeat a thing do so a fraction as often there. */
+#ifdef ZELVANE_SANITIZED
+constexpr int SANITIZED_SLOWDOWN = 5;
+#else
+constexpr int SANITIZED_SLOWDOWN = 1;
+#endif
+
+/** Seconds in which a thing that waits for nothing is over on a busy machine. */
+constexpr double SOON_SECONDS = 0.2 * SANITIZED_SLOWDOWN;
+
 template <class Call>
 long ElapsedMs(Call pfnCall) {
     auto stStart = std::chrono::steady_clock::now();
