@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/limits.h"
+#include "zvcodec/h264_sps.h"
 
 namespace zv {
 namespace {
@@ -13,7 +14,16 @@ constexpr unsigned kMaxThreads = 16;
 constexpr unsigned kWholeBuffers = 3;
 
 // Unit types, ITU-T H.264 table 7-1.
-enum : uint8_t { kSlice = 1, kPartitionA = 2, kIdrSlice = 5, kSei = 6, kDelimiter = 9, kPrefix = 14, kReserved18 = 18 };
+enum : uint8_t {
+    kSlice = 1,
+    kPartitionA = 2,
+    kIdrSlice = 5,
+    kSei = 6,
+    kSps = 7,
+    kDelimiter = 9,
+    kPrefix = 14,
+    kReserved18 = 18
+};
 
 constexpr uint8_t kDelimiterUnit[] = {0, 0, 0, 1, kDelimiter, 0xF0};
 
@@ -39,13 +49,10 @@ std::unique_ptr<H264Decoder> H264Decoder::Make(unsigned threads) {
 bool H264Decoder::Open(unsigned threads) {
     const AVCodec *codec = avcodec_find_decoder(AV_CODEC_ID_H264);
     context_.reset(avcodec_alloc_context3(codec));
-    parser_context_.reset(avcodec_alloc_context3(codec));
-    parser_.reset(av_parser_init(AV_CODEC_ID_H264));
-    if (!context_ || !parser_context_ || !parser_ || !frames_.Ready() || !input_.Ready() || !delimiter_.Ready() ||
+    if (!context_ || !frames_.Ready() || !input_.Ready() || !delimiter_.Ready() ||
         !delimiter_.Append(kDelimiterUnit, sizeof(kDelimiterUnit))) {
         return false;
     }
-    parser_->flags |= PARSER_FLAG_COMPLETE_FRAMES;
     context_->thread_count = static_cast<int>(std::clamp(threads, 1U, kMaxThreads));
     context_->thread_type = FF_THREAD_SLICE;  // frame threads would add a picture of delay each
     context_->flags |= AV_CODEC_FLAG_UNALIGNED;
@@ -82,6 +89,8 @@ void H264Decoder::AddUnit(const Unit &unit, Run *run) {
     }
     if (IsSlice(type)) {
         NoteSlice(first);
+    } else if (type == kSps && !parser_ && MayHoldFields(unit)) {
+        OpenParser();
     }
     if (run->begin == nullptr) {
         run->begin = unit.begin;
@@ -91,6 +100,18 @@ void H264Decoder::AddUnit(const Unit &unit, Run *run) {
     run->slices |= IsSlice(type);
     if ((first || LeadsPicture(type)) && picture_open_) {
         ClosePicture();
+    }
+}
+
+// Without one, fields are taken for frames.
+void H264Decoder::OpenParser() {
+    parser_context_.reset(avcodec_alloc_context3(nullptr));  // with the codec it would hold a second decoder
+    if (parser_context_) {
+        parser_context_->codec_id = AV_CODEC_ID_H264;
+        parser_.reset(av_parser_init(AV_CODEC_ID_H264));
+    }
+    if (parser_) {
+        parser_->flags |= PARSER_FLAG_COMPLETE_FRAMES;
     }
 }
 
@@ -112,7 +133,7 @@ void H264Decoder::SendRun(const Run &run) {
         ++failed_;
         return;
     }
-    if (run.starts_picture || !run.slices) {
+    if (parser_ && (run.starts_picture || !run.slices)) {
         NoteFields(run.starts_picture);
     }
     if (run.starts_picture && (run.followed || whole_buffers_ == kWholeBuffers)) {

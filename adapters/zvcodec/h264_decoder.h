@@ -49,6 +49,7 @@ class H264Decoder {
 
     bool Open(unsigned threads);
     void AddUnit(const Unit &unit, Run *run);
+    void OpenParser();
     void NoteSlice(bool first);
     void SendRun(const Run &run);
     void SendWhole();
@@ -57,6 +58,7 @@ class H264Decoder {
     void NoteFields(bool starts_picture);
 
     std::unique_ptr<AVCodecContext, ContextDeleter> context_;
+    /** Made when a stream may hold fields: its parameter sets are 0.2 MB a second time. */
     std::unique_ptr<AVCodecContext, ContextDeleter> parser_context_;
     std::unique_ptr<AVCodecParserContext, ContextDeleter> parser_;
     PacketBuffer input_;

@@ -25,6 +25,13 @@ USHORT SequenceOf(const CHAR *pcPacket) {
     return static_cast<USHORT>(static_cast<UCHAR>(pcPacket[2]) << 8 | static_cast<UCHAR>(pcPacket[3]));
 }
 
+// Left to the first packet: a window that none comes to keeps its pages untouched.
+void ClearSlots(const ADJUST_PACKET_SEQ_QUEUE_S *pstQueue) {
+    for (ULONG_32 i = 0; i < pstQueue->ulBufNum; i++) {
+        *Slot(pstQueue, i) = 0;
+    }
+}
+
 void StorePacket(CHAR *pcSlot, const CHAR *pcPacket, ULONG_32 ulPacketLen) {
     pcSlot[0] = 1;
     memcpy(pcSlot + 1, &ulPacketLen, sizeof(ulPacketLen));
@@ -35,6 +42,7 @@ void StorePacket(CHAR *pcSlot, const CHAR *pcPacket, ULONG_32 ulPacketLen) {
 ULONG_32 PlacePacket(ADJUST_PACKET_SEQ_QUEUE_S *pstQueue, USHORT usSequence) {
     if (pstQueue->bFirstSeq != 0) {
         pstQueue->bFirstSeq = 0;
+        ClearSlots(pstQueue);
         return pstQueue->ulReadIndex;
     }
     if (pstQueue->usPreSequence > usSequence) {
@@ -70,9 +78,6 @@ ULONG_32 QUEUE_InitAdjustPktSeqQueue(ADJUST_PACKET_SEQ_QUEUE_S *pstQueue, ULONG_
     pstQueue->ulOneBufSize = ulOneBufSize + QUEUE_SEQ_SLOT_HEAD;
     pstQueue->bFirstSeq = 1;
     pstQueue->dulMade = Queue_Mark(pstQueue);
-    for (ULONG_32 i = 0; i < ulBufNum; i++) {
-        *Slot(pstQueue, i) = 0;
-    }
     return PLAYER_ERR_OK;
 }
 
@@ -115,7 +120,7 @@ ULONG_32 QUEUE_GetAdjustPktSeqData(ADJUST_PACKET_SEQ_QUEUE_S *pstQueue, CHAR **p
     if (pstQueue == nullptr || ppcPacketBuffer == nullptr || pulPacketLen == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    if (!IsMade(pstQueue)) {
+    if (!IsMade(pstQueue) || pstQueue->bFirstSeq != 0) {
         return PLAYER_ERR_QUEUE_EMPTY;
     }
     CHAR *pcSlot = Slot(pstQueue, pstQueue->ulReadIndex);
