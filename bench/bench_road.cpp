@@ -115,7 +115,8 @@ void IntakeAlone(const Codec &codec) {
     const double whole = full.cpu / count * 1e9;
     const double rate = count / best.wall / 1e6;
     printf(
-        "intake alone: %.0f ns CPU a packet over both threads (aim 350), %.2f million packets/s; GStreamer from a file: "
+        "intake alone: %.0f ns CPU a packet over both threads (aim 350), %.2f million packets/s; GStreamer from a "
+        "file: "
         "%.0f ns a packet, %.2f million packets/s a core: %.2f times (aim 3); its rtph264depay without its feeding: "
         "%.0f ns, %.2f times\n",
         best.cpu / count * 1e9, rate, whole, 1e3 / whole, rate * whole / 1e3, depay, rate * depay / 1e3);
