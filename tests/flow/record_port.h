@@ -50,6 +50,23 @@ class RecordMessages {
     }
 };
 
+using support::Probe;
+
+/** A file's name with each time in it, of 14 digits, as "#", and without a number in parentheses. */
+inline std::string Shape(const std::string &name) {
+    std::string shape;
+    for (size_t at = 0; at < name.size();) {
+        const size_t digits = std::min(name.find_first_not_of("0123456789", at), name.size()) - at;
+        if (name[at] == '(') {
+            at = name.find(')', at) + 1;
+        } else {
+            shape += digits == 14 ? "#" : name.substr(at, std::max<size_t>(digits, 1));
+            at += std::max<size_t>(digits, 1);
+        }
+    }
+    return shape;
+}
+
 /** What stands in the shared media folder as a video stream. */
 struct VideoStream {
     VideoStream(const char *name, AVCodecID id) : codec(id), bytes(ReadFile(MediaPath(name))) {
@@ -89,12 +106,6 @@ inline std::vector<std::string> SlicesOfFile(const std::string &path, AVCodecID 
     const Bytes stream = ReadFile(raw);
     std::filesystem::remove(raw);
     return SliceMd5s(stream, codec);
-}
-
-/** One value that ffprobe tells of a file; "-select_streams v" and the like go into `what`. */
-inline std::string Probe(const std::string &path, const std::string &what) {
-    const std::vector<std::string> lines = support::LinesOf("ffprobe -v error -of csv=p=0 " + what + " '" + path + "'");
-    return lines.empty() ? "" : lines[0].substr(0, lines[0].find_last_not_of(',') + 1);
 }
 
 /** A pushed port whose pictures are not decoded, with everything that it recorded. */

@@ -1,8 +1,6 @@
 // Files made by ffmpeg and by our muxer play frame for frame; pause, speeds, steps, seeks; bad files; quick closes.
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <chrono>
 #include <map>
@@ -11,6 +9,7 @@
 #include "support/client.h"
 #include "support/elapsed.h"
 #include "support/file_port.h"
+#include "support/net_peer.h"
 #include "support/rtp_stream.h"
 #include "support/temp_dir.h"
 #include "zelvane_modules.h"
@@ -37,19 +36,21 @@ struct Made {
     const char *name;
     std::string arguments;
     size_t withheld;
+    LONG_32 rate;
 };
 
 std::ostream &operator<<(std::ostream &out, const Made &made) { return out << made.name; }
 
 const Made MADE[] = {
-    {"plain", PICTURES + "25" + X264 + "keyint=25:scenecut=0:bframes=0 -frames:v 75", 0},
-    {"aac", PICTURES + "25" + SOUND + X264 + "keyint=25:scenecut=0:bframes=0 -c:a aac -ac 2 -t 3", 0},
+    {"plain", PICTURES + "25" + X264 + "keyint=25:scenecut=0:bframes=0 -frames:v 75", 0, 25},
+    {"aac", PICTURES + "25" + SOUND + X264 + "keyint=25:scenecut=0:bframes=0 -c:a aac -ac 2 -t 3", 0, 25},
     {"bframes",
-     PICTURES + "25" + SOUND + X264 + "keyint=25:scenecut=0:bframes=2:b-adapt=0 -c:a aac -ac 1 -ar 16000 -t 3", 2},
-    {"faststart", PICTURES + "15" + SOUND + X264 + "keyint=30:bframes=0 -c:a aac -t 3 -movflags +faststart", 0},
-    {"mp2", PICTURES + "30" + SOUND + X264 + "keyint=15:scenecut=0:bframes=0:slices=3 -c:a mp2 -t 2", 0},
-    {"odd_size", "-f lavfi -i testsrc2=size=318x178:rate=10" + X264 + "keyint=10:bframes=0 -frames:v 30", 0},
-    {"one_gop", PICTURES + "25" + X264 + "keyint=1000:scenecut=0:bframes=0 -frames:v 50", 0},
+     PICTURES + "30000/1001" + SOUND + X264 + "keyint=25:scenecut=0:bframes=2:b-adapt=0 -c:a aac -ac 1 -ar 16000 -t 3",
+     2, 29},
+    {"faststart", PICTURES + "15" + SOUND + X264 + "keyint=30:bframes=0 -c:a aac -t 3 -movflags +faststart", 0, 15},
+    {"mp2", PICTURES + "30" + SOUND + X264 + "keyint=15:scenecut=0:bframes=0:slices=3 -c:a mp2 -t 2", 0, 30},
+    {"odd_size", "-f lavfi -i testsrc2=size=318x178:rate=10" + X264 + "keyint=10:bframes=0 -frames:v 30", 0, 10},
+    {"one_gop", PICTURES + "60" + X264 + "keyint=1000:scenecut=0:bframes=0 -frames:v 120", 0, 60},
 };
 
 /** The files, each made at its first use, for the life of the process. */
@@ -87,16 +88,6 @@ void ExpectSameFrames(const std::vector<FileFrame> &got, const std::vector<FileF
     }
 }
 
-size_t CountOf(const char *folder) {
-    size_t count = 0;
-    DIR *dir = opendir(folder);
-    while (dir != nullptr && readdir(dir) != nullptr) {
-        ++count;
-    }
-    closedir(dir);
-    return count;
-}
-
 class FilePlay : public testing::Test {
  protected:
     Library m_library;
@@ -119,6 +110,7 @@ TEST_P(MadeFile, EverySampleComesOnceInFileOrderAndDecodesAsFfmpegDoes) {
     EXPECT_EQ(port.FrameCount(), 0U) << "an opened file is paused";
     ASSERT_TRUE(port.Play());
     ASSERT_TRUE(port.WaitForEnd());
+    EXPECT_EQ(word::Load(Player_GetPort(port.Number())->stStateInfo.lFrameRate), GetParam().rate);
     ExpectSameFrames(port.Frames(), support::SamplesOfMp4(path));
     std::vector<std::string> pictures = support::PicturesOfFile(path);
     ASSERT_GT(pictures.size(), GetParam().withheld);
@@ -132,58 +124,49 @@ INSTANTIATE_TEST_SUITE_P(Files, MadeFile, testing::ValuesIn(MADE),
                          [](const testing::TestParamInfo<Made> &info) { return std::string(info.param.name); });
 
 TEST_F(FilePlay, TransportStreamsComeFrameForFrameAndReadBackWithFfprobe) {
-    const Bytes video = ReadFile(MediaPath("h264_640x360_bf0.264"));
-    const Bytes sound = ReadFile(MediaPath("g711u_8000.raw"));
-    support::TsStream pictures = {PLAYER_PAYLOAD_H264, SplitAccessUnits(video, AV_CODEC_ID_H264), 3600};
-    support::TsStream blocks = {PLAYER_PAYLOAD_MP1L2, {}, 1880};
     const Bytes mp2 = ReadFile(MediaPath("mp2_44100_mono.mp2"));
-    blocks.units = SplitAccessUnits(mp2, AV_CODEC_ID_MP2);
+    const support::TsStream blocks = {PLAYER_PAYLOAD_MP1L2, SplitAccessUnits(mp2, AV_CODEC_ID_MP2), 1880};
     TempDir folder;
-    support::WriteTs(folder.At("a.ts"), pictures, &blocks, 25);
-
-    FilePort port;
-    ASSERT_TRUE(port.Open(folder.At("a.ts")));
-    ULONG_32 total = 0;
-    EXPECT_TRUE(Zelvane_GetFileTime(port.Number(), &total));
-    EXPECT_EQ(total, (pictures.units.size() - 1) * 3600 / 90000);
-    ASSERT_TRUE(port.Play());
-    ASSERT_TRUE(port.WaitForEnd());
-    const std::vector<FileFrame> frames = VideoOf(port.Frames());
-    ASSERT_EQ(frames.size(), pictures.units.size());
-    for (size_t i = 0; i < frames.size(); ++i) {
-        // The muxer puts an access unit delimiter in front.
-        ASSERT_EQ(frames[i].data.size(), pictures.units[i].size() + 6) << i;
-        ASSERT_TRUE(std::ranges::equal(Span(frames[i].data).subspan(6), pictures.units[i])) << i;
-        EXPECT_EQ(frames[i].key, i % 25 == 0);
-        EXPECT_EQ(frames[i].time, static_cast<int64_t>(90000 + i * 3600)) << i;
+    const std::string path = folder.At("a.ts");
+    for (const auto codec : {AV_CODEC_ID_H264, AV_CODEC_ID_HEVC}) {
+        const bool h264 = codec == AV_CODEC_ID_H264;
+        Bytes video = ReadFile(MediaPath(h264 ? "h264_640x360_bf0.264" : "h265_640x360.265"));
+        if (!h264) {
+            support::RewriteH265KeyUnits(&video);
+        }
+        const support::TsStream pictures = {h264 ? PLAYER_PAYLOAD_H264 : PLAYER_PAYLOAD_H265,
+                                            SplitAccessUnits(video, codec), 3600};
+        const uint64_t first = h264 ? 90000 : (1ULL << 33) - 90000;  // the second clock wraps on the way
+        support::WriteTs(path, pictures, h264 ? &blocks : nullptr, 25, first);
+        FilePort port;
+        ASSERT_TRUE(port.Open(path));
+        ULONG_32 seconds = 0;
+        EXPECT_TRUE(Zelvane_GetFileTime(port.Number(), &seconds));
+        EXPECT_EQ(seconds, 2U);
+        ASSERT_TRUE(port.Play());
+        ASSERT_TRUE(port.WaitForEnd());
+        EXPECT_TRUE(Zelvane_GetPlayTime(port.Number(), &seconds));
+        EXPECT_EQ(seconds, 2U);
+        EXPECT_EQ(port.PictureMd5s(), ReferenceMd5s(video, codec));
+        const std::vector<FileFrame> frames = VideoOf(port.Frames());
+        ASSERT_EQ(frames.size(), 75U);
+        EXPECT_EQ(port.AudioFrames(), h264 ? blocks.units.size() : 0);
+        const size_t delimiter = h264 ? 6 : 0;  // the muxer puts it in front
+        for (size_t i = 0; i < frames.size(); ++i) {
+            ASSERT_TRUE(std::ranges::equal(Span(frames[i].data).subspan(delimiter), pictures.units[i])) << i;
+            EXPECT_EQ(frames[i].key, i % 25 == 0);
+            EXPECT_EQ(frames[i].time, static_cast<int64_t>((first + i * 3600) % (1ULL << 33))) << i;
+        }
+        std::vector<std::string> streams = {h264 ? "h264,75" : "hevc,75", "unknown,N/A"};
+        if (h264) {
+            streams.insert(streams.begin() + 1, "mp2," + std::to_string(blocks.units.size()));
+        }
+        EXPECT_EQ(support::LinesOf("ffprobe -v error -count_packets -show_entries stream=codec_name,nb_read_packets "
+                                   "-of csv=p=0 '" +
+                                   path + "' | grep -v '^ *$' | sort -u"),
+                  streams)
+            << "the muxer announces its stream of private data, which stays empty here";
     }
-    EXPECT_EQ(port.FrameCount() - frames.size(), blocks.units.size());
-    EXPECT_EQ(port.PictureMd5s(), ReferenceMd5s(video, AV_CODEC_ID_H264));
-    EXPECT_EQ(support::LinesOf("ffprobe -v error -count_packets -show_entries stream=codec_name,nb_read_packets "
-                               "-of csv=p=0 '" +
-                               folder.At("a.ts") + "' | grep -v '^ *$' | sort -u"),
-              (std::vector<std::string>{"h264," + std::to_string(frames.size()),
-                                        "mp2," + std::to_string(blocks.units.size()), "unknown,N/A"}))
-        << "the muxer announces its stream of private data, which stays empty here";
-}
-
-TEST_F(FilePlay, TheVideoOfAnH265TransportStreamDecodesAsFfmpegDoes) {
-    Bytes video = ReadFile(MediaPath("h265_640x360.265"));
-    support::RewriteH265KeyUnits(&video);
-    TempDir folder;
-    support::WriteTs(folder.At("b.ts"), {PLAYER_PAYLOAD_H265, SplitAccessUnits(video, AV_CODEC_ID_HEVC), 3600}, nullptr,
-                     25, (1ULL << 33) - 90000);
-    FilePort port;
-    ASSERT_TRUE(port.Open(folder.At("b.ts")));
-    ULONG_32 total = 0;
-    EXPECT_TRUE(Zelvane_GetFileTime(port.Number(), &total));
-    EXPECT_EQ(total, 2U) << "the clock wraps on the way";
-    ASSERT_TRUE(port.Play());
-    ASSERT_TRUE(port.WaitForEnd());
-    EXPECT_EQ(port.PictureMd5s(), ReferenceMd5s(video, AV_CODEC_ID_HEVC));
-    ULONG_32 now = 0;
-    EXPECT_TRUE(Zelvane_GetPlayTime(port.Number(), &now));
-    EXPECT_EQ(now, 2U);
 }
 
 /* ---- pause, resume, end ---- */
@@ -236,9 +219,10 @@ TEST_F(FilePlay, SpeedsPaceAsTheySay) {
     };
     // 75 pictures at 25 a second, a key frame every second. The first one stands for no time, the others 2 ms less than
     // theirs.
-    const Case cases[] = {{PLAYER_SPEED_1_FORWARD, 75, 2.81},     {PLAYER_SPEED_2_FORWARD, 75, 1.33},
-                          {PLAYER_SPEED_HALF_BACKWARD, 75, 2.81}, {PLAYER_SPEED_4_FORWARD, 3, 0.5},
-                          {PLAYER_SPEED_16_FORWARD, 3, 0.12},     {PLAYER_SPEED_32_FORWARD, 3, 0.06}};
+    const Case cases[] = {{PLAYER_SPEED_1_FORWARD, 75, 2.81},
+                          {PLAYER_SPEED_2_FORWARD, 75, 1.33},
+                          {PLAYER_SPEED_4_FORWARD, 3, 0.5},
+                          {PLAYER_SPEED_32_FORWARD, 3, 0.06}};
     for (const Case &test : cases) {
         FilePort port;
         port.PaceWithoutWindow();
@@ -246,52 +230,40 @@ TEST_F(FilePlay, SpeedsPaceAsTheySay) {
         const auto since = Clock::now();
         ASSERT_TRUE(Zelvane_SpeedPlay(port.Number(), test.speed));
         ASSERT_TRUE(port.WaitForEnd());
-        EXPECT_NEAR(Seconds(since), test.seconds, 0.1 + test.seconds * 0.07) << test.speed;
+        const double seconds = Seconds(since);
+        EXPECT_GE(seconds, test.seconds * 0.93) << test.speed;
+        EXPECT_LE(seconds, test.seconds * 1.1 + SOON_SECONDS) << test.speed;
         EXPECT_EQ(port.FrameCount(), test.frames) << test.speed;
     }
 }
 
-TEST_F(FilePlay, TheSpeedTableSetsPaceAndFrames) {
-    FilePort port;
-    ASSERT_TRUE(port.Open(FileOf("plain")));
-    ASSERT_TRUE(Zelvane_AFrameGo(port.Number()));
-    PLAEYR_PORT_S *record = Player_GetPort(port.Number());
-    ASSERT_TRUE(WaitUntil([&] { return word::Load(record->stStateInfo.lFrameRate) == 25; }));
-    const ULONG_32 all = FRAME_CTRL_PLAY;
-    const ULONG_32 key = FRAME_CTRL_ONLY_I_FRAME;
+TEST_F(FilePlay, OtherSpeedsChooseFramesAndPace) {
     const struct {
         ULONG_32 speed;
         float factor;
         ULONG_32 frames;
-    } rows[] = {{0, 4.0F, all},        {1, 2.0F, all},         {2, 1.0F, all},         {3, 0.5F, all},
-                {4, 0.25F, key},       {5, 0.125F, key},       {6, 0.0625F, key},      {7, 1.5625F, key},
-                {8, 3.125F, key},      {9, 6.25F, key},        {10, 12.5F, key},       {11, 25.0F, key},
-                {12, 1.0F, all},       {13, 1.0F, all},        {14, 12.5F, key},       {15, 6.25F, key},
-                {16, 3.125F, key},     {17, 1.5625F, key},     {18, 12.5F, key},       {19, 6.25F, key},
-                {20, 3.125F, key},     {21, 1.5625F, key},     {25, 0.025F, key},      {26, 0.78125F, key},
-                {27, 0.78125F, key},   {28, 0.390625F, key},   {29, 0.390625F, key},   {30, 0.1953125F, key},
-                {31, 0.1953125F, key}, {32, 0.09765625F, key}, {33, 0.09765625F, key}, {34, 0.03125F, key},
-                {35, 0.78125F, key}};
+    } rows[] = {{0, 4.0F, FRAME_CTRL_PLAY},
+                {12, 1.0F, FRAME_CTRL_PLAY},
+                {7, 1.5625F, FRAME_CTRL_ONLY_I_FRAME},
+                {18, 12.5F, FRAME_CTRL_ONLY_I_FRAME},
+                {25, 0.025F, FRAME_CTRL_ONLY_I_FRAME},
+                {35, 0.78125F, FRAME_CTRL_ONLY_I_FRAME},
+                {23, 1.0F, FRAME_CTRL_PAUSE}};
     for (const auto &row : rows) {
+        FilePort port;
+        port.PaceWithoutWindow();
+        ASSERT_TRUE(port.Open(FileOf("plain")));
+        ASSERT_TRUE(Zelvane_AFrameGo(port.Number()));
+        const PLAEYR_PORT_S *record = Player_GetPort(port.Number());
+        ASSERT_TRUE(WaitUntil([&] { return word::Load(record->stStateInfo.lFrameRate) == 25; }));
+        ASSERT_TRUE(port.Pause());
         ASSERT_TRUE(Zelvane_SpeedPlay(port.Number(), row.speed));
-        // The end of the file may have paused the port since; each choice begins anew.
-        EXPECT_TRUE(word::Load(record->ulFrameCtrl) == row.frames || port.Ends() > 0) << row.speed;
+        EXPECT_EQ(word::Load(record->ulFrameCtrl), row.frames);
         EXPECT_EQ(word::Load(record->fFilePlaySpeed), row.factor) << row.speed;
         EXPECT_EQ(word::Load(record->enSpeedValue), row.speed);
-        Zelvane_SetPlayedTime(port.Number(), 0);
-    }
-    ASSERT_TRUE(port.Pause());
-    for (ULONG_32 speed : {22U, 23U, 24U}) {
-        ASSERT_TRUE(Zelvane_SpeedPlay(port.Number(), speed));
-        EXPECT_EQ(word::Load(record->ulFrameCtrl), ULONG_32{FRAME_CTRL_PAUSE});
-        EXPECT_EQ(word::Load(record->fFilePlaySpeed), 0.78125F);
-        EXPECT_EQ(word::Load(record->enSpeedValue), speed);
-    }
-    for (ULONG_32 speed : {36U, 64U, 0xFFFFFFFFU}) {
-        EXPECT_FALSE(Zelvane_SpeedPlay(port.Number(), speed));
+        EXPECT_FALSE(Zelvane_SpeedPlay(port.Number(), 36));
         EXPECT_EQ(Zelvane_GetLastError(), ULONG_32{PLAYER_ERR_PARAM});
     }
-    EXPECT_TRUE(Zelvane_SpeedPlay(port.Number(), PLAYER_SPEED_1_FORWARD));
 }
 
 TEST_F(FilePlay, AJumpInKeyFramePlayMeasuresTheDistanceAnew) {
@@ -352,7 +324,7 @@ TEST_F(FilePlay, AStepWaitsForNoCallbackThatCallsThePort) {
         ULONG_32 time = 0;
         EXPECT_TRUE(Zelvane_GetPlayTime(port.Number(), &time) || closing);
         EXPECT_FALSE(Zelvane_AFrameGo(port.Number()));
-        refused += Zelvane_GetLastError() == PLAYER_ERR_FAILED;
+        refused += Zelvane_GetLastError() == PLAYER_ERR_FAILED && !port.Close();
         SleepMs(2);
     };
     ASSERT_TRUE(port.Open(FileOf("plain")));
@@ -446,19 +418,14 @@ TEST_F(FilePlay, OtherPortsAndBadArgumentsGetTheirCodes) {
     ULONG_32 time = 77;
     EXPECT_EQ(code(Zelvane_OpenMediaFile(number, nullptr)), 2U);
     EXPECT_EQ(code(Zelvane_PausePlay(number, 0)), 7U);
-    EXPECT_EQ(code(Zelvane_SpeedPlay(number, 2)), 7U);
-    EXPECT_EQ(code(Zelvane_AFrameGo(number)), 7U);
     EXPECT_EQ(code(Zelvane_SetPlayedTime(number, 1)), 7U);
     EXPECT_EQ(code(Zelvane_GetFileTime(number, &time)), 7U);
     EXPECT_EQ(code(Zelvane_GetPlayTime(number, &time)), 1U);
-    EXPECT_EQ(code(Zelvane_GetPlayTime(number, nullptr)), 2U);
     EXPECT_EQ(code(Zelvane_CloseMediaFile(number)), 0U);
     EXPECT_EQ(code(Zelvane_OpenMediaFile(256, "x")), 259U);
-    EXPECT_EQ(code(Zelvane_OpenMediaFile((number + 1) % 256, "x")), 259U);
     ASSERT_TRUE(port.Open(FileOf("plain")));
     EXPECT_EQ(code(port.Open(FileOf("plain"))), 2U) << "in use";
     EXPECT_EQ(code(Zelvane_OpenInputStream(number, nullptr, 0, 0)), 2U);
-    EXPECT_EQ(code(Zelvane_GetFileTime(number, nullptr)), 2U);
     EXPECT_EQ(code(Zelvane_GetFileTime(number, &time)), 0U);
     EXPECT_EQ(time, 3U);
     support::InputPort input;
@@ -479,25 +446,12 @@ TEST_F(FilePlay, OtherPortsAndBadArgumentsGetTheirCodes) {
 
 /* ---- bad files ---- */
 
-TEST_F(FilePlay, BadFilesGiveTheirCodesAndLeaveThePortFree) {
+TEST_F(FilePlay, BadFilesGiveTheirCodesAndLeaveNothingBehind) {
     TempDir folder;
     const Bytes good = ReadFile(FileOf("plain"));
-    std::string avi = "RIFF....AVI LIST";
-    std::string krdf("\x67\x13\0\0", 4);
-    krdf.resize(200);
-    WriteFile(folder.At("empty"), "");
-    WriteFile(folder.At("text"), "hello, this is no film");
-    WriteFile(folder.At("avi"), avi);
-    WriteFile(folder.At("krdf"), krdf);
-    WriteFile(folder.At("ftyp"), std::string("\0\0\0\x18"
-                                             "ftypisom",
-                                             12));
-    WriteFile(folder.At("cut"), {good.begin(), good.end() - 10});
-    WriteFile(folder.At("no_pcr"), [] {
-        std::string packet("\x47\x1F\xFF\x10", 4);
-        packet.resize(188);
-        return packet + packet + packet;
-    }());
+    WriteFile("empty", "");
+    WriteFile("text", "hello, this is no film");
+    WriteFile("cut", {good.begin(), good.end() - 10});
     const struct {
         const char *name;
         ULONG_32 code;
@@ -506,27 +460,32 @@ TEST_F(FilePlay, BadFilesGiveTheirCodesAndLeaveThePortFree) {
                  {"", 262, "WYK_FileOpen Failed, File Name Is Empty."},
                  {"empty", 7, "Player_OpenMediaFile: File_CreateFileParser Failed, Error:[0x7]."},
                  {"text", 7, "Player_OpenMediaFile: File_CreateFileParser Failed, Error:[0x7]."},
-                 {"avi", 7, "File_CreateFileParser Failed, AVI_CreateAviParser Failed."},
-                 {"krdf", 7, "File_CreateFileParser Failed, KRDF_CreateKrdfParser Failed."},
-                 {"ftyp", 2, "File_CreateFileParser Failed, MP4_CreateMp4Parser Failed."},
-                 {"cut", 2, "MP4_CreateMp4Parser Failed, Box Size OverFlow."},
-                 {"no_pcr", 265, "File_GetFileProperty Failed, File_GetPCR Get First Frame Pcr Failed."}};
+                 {"cut", 2, "MP4_CreateMp4Parser Failed, Box Size OverFlow."}};
     FilePort port;
-    for (const auto &file : files) {
-        Library::ForgetLines();
-        EXPECT_FALSE(port.Open(file.name)) << file.name;
-        EXPECT_EQ(Zelvane_GetLastError(), file.code) << file.name;
-        EXPECT_GE(Library::LinesWith(file.line), 1U) << file.name;
+    size_t descriptors = 0, threads = 0;
+    for (int round = 0; round < 20; ++round) {
+        for (const auto &file : files) {
+            Library::ForgetLines();
+            EXPECT_FALSE(port.Open(file.name)) << file.name;
+            EXPECT_EQ(Zelvane_GetLastError(), file.code) << file.name;
+            EXPECT_GE(Library::LinesWith(file.line), 1U) << file.name;
+        }
+        EXPECT_FALSE(port.Open(folder.At("."))) << "a folder";
+        EXPECT_TRUE(port.Open(FileOf("plain")));
+        EXPECT_TRUE(Zelvane_AFrameGo(port.Number()));
+        EXPECT_TRUE(port.Close());
+        descriptors = round == 0 ? support::OpenDescriptors() : descriptors;
+        threads = round == 0 ? support::Threads() : threads;
     }
-    EXPECT_FALSE(port.Open(folder.At("."))) << "a folder";
-    EXPECT_TRUE(port.Open(FileOf("plain")));
+    EXPECT_EQ(support::OpenDescriptors(), descriptors);
+    EXPECT_EQ(support::Threads(), threads);
 }
 
 TEST_F(FilePlay, AFileCutOrDamagedAnywhereEndsSoon) {
     TempDir folder;
     for (const char *name : {"aac", "faststart"}) {
         const Bytes good = ReadFile(FileOf(name));
-        for (size_t i = 0; i < 60; i += SANITIZED_SLOWDOWN) {
+        for (size_t i = 0; i < 60; i += 3 * SANITIZED_SLOWDOWN) {
             Bytes bad = good;
             if (i % 2 == 0) {
                 bad.resize(good.size() * i / 60);
@@ -549,28 +508,6 @@ TEST_F(FilePlay, AFileCutOrDamagedAnywhereEndsSoon) {
     }
 }
 
-TEST_F(FilePlay, ManyOpensLeaveNothingBehind) {
-    TempDir folder;
-    const Bytes good = ReadFile(FileOf("aac"));
-    WriteFile(folder.At("cut"), {good.begin(), good.begin() + static_cast<ptrdiff_t>(good.size() / 2)});
-    FilePort port;
-    const auto round = [&] {
-        EXPECT_FALSE(port.Open(folder.At("cut")));
-        EXPECT_FALSE(port.Open(folder.At("missing")));
-        EXPECT_TRUE(port.Open(FileOf("plain")));
-        EXPECT_TRUE(Zelvane_AFrameGo(port.Number()));
-        EXPECT_TRUE(port.Close());
-    };
-    round();
-    const size_t descriptors = CountOf("/proc/self/fd");
-    const size_t threads = CountOf("/proc/self/task");
-    for (int i = 0; i < 200; i += SANITIZED_SLOWDOWN) {
-        round();
-    }
-    EXPECT_EQ(CountOf("/proc/self/fd"), descriptors);
-    EXPECT_EQ(CountOf("/proc/self/task"), threads);
-}
-
 /* ---- closing ---- */
 
 TEST_F(FilePlay, CloseReturnsSoonWhateverTheThreadWaitsFor) {
@@ -581,7 +518,7 @@ TEST_F(FilePlay, CloseReturnsSoonWhateverTheThreadWaitsFor) {
     const Case cases[] = {{"paused", [](FilePort &) {}},
                           {"played to the end",
                            [](FilePort &port) {
-                               port.Play();
+                               Zelvane_SpeedPlay(port.Number(), PLAYER_SPEED_32_FORWARD);
                                port.WaitForEnd();
                            }},
                           {"a picture held for 4 frames", [](FilePort &port) { Zelvane_SpeedPlay(port.Number(), 0); }},
@@ -656,15 +593,6 @@ TEST_F(FilePlay, ARecorderThatStandsStillHoldsUpNeitherStepNorClose) {
     since = Clock::now();
     EXPECT_TRUE(port.Close());
     EXPECT_LT(Seconds(since), SOON_SECONDS);
-}
-
-TEST_F(FilePlay, ACloseInACallbackIsRefused) {
-    FilePort port;
-    std::atomic<ULONG_32> code{0};
-    port.onPicture = [&] { code = Zelvane_CloseMediaFile(port.Number()) ? 0 : Zelvane_GetLastError(); };
-    ASSERT_TRUE(port.Open(FileOf("plain")));
-    ASSERT_TRUE(Zelvane_AFrameGo(port.Number()));
-    EXPECT_TRUE(WaitUntil([&] { return code == PLAYER_ERR_FAILED; }));
 }
 
 TEST_F(FilePlay, CallsFromManyThreadsMeetOpensAndCloses) {

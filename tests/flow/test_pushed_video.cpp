@@ -53,18 +53,17 @@ TEST_P(PushedVideo, AsRtpItIsDecodedPictureForPicture) {
     EXPECT_EQ(port.PictureMd5s(), Expected(GetParam(), bytes));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Streams, PushedVideo,
-    testing::Values(Stream{"h264_640x360_bf0.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
-                    Stream{"h264_640x360_bf2.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 2},
-                    Stream{"h264_640x360_slices4.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
-                    Stream{"h264_576i_mbaff.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
-                    Stream{"h264_1080p_bf0.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
-                    Stream{"h265_640x360.265", AV_CODEC_ID_HEVC, support::RTP_PT_H265, 0},
-                    Stream{"h265_642x362.265", AV_CODEC_ID_HEVC, support::RTP_PT_H265, 0},
-                    Stream{"h265_1080p.265", AV_CODEC_ID_HEVC, support::RTP_PT_H265, 0}),
-    [](const testing::TestParamInfo<Stream> &info) {
-        std::string name = info.param.name;
-        std::replace_if(name.begin(), name.end(), [](char c) { return !isalnum(c); }, '_');
-        return name;
-    });
+INSTANTIATE_TEST_SUITE_P(Streams, PushedVideo,
+                         testing::Values(Stream{"h264_640x360_bf0.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
+                                         Stream{"h264_640x360_bf2.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 2},
+                                         Stream{"h264_640x360_slices4.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
+                                         Stream{"h264_576i_mbaff.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
+                                         Stream{"h264_1080p_bf0.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
+                                         Stream{"h265_640x360.265", AV_CODEC_ID_HEVC, support::RTP_PT_H265, 0},
+                                         Stream{"h265_642x362.265", AV_CODEC_ID_HEVC, support::RTP_PT_H265, 0}),
+                         [](const testing::TestParamInfo<Stream> &info) {
+                             std::string name = info.param.name;
+                             std::replace_if(
+                                 name.begin(), name.end(), [](char c) { return !isalnum(c); }, '_');
+                             return name;
+                         });

@@ -5,6 +5,7 @@
 #ifndef ZELVANE_TESTS_SUPPORT_CLIENT_H
 #define ZELVANE_TESTS_SUPPORT_CLIENT_H
 
+#include <atomic>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -26,47 +27,80 @@ class Library {
     static void ForgetLines();
 };
 
-/** A port with an open live stream, pushed unless told otherwise, that collects frames, pictures and sound. */
-class InputPort {
+/** One frame of a stream as a client meets it. */
+struct FileFrame {
+    bool video;
+    bool key;
+    int64_t time; /**< 90 kHz */
+    Bytes data;
+    bool operator==(const FileFrame &other) const = default;
+};
+
+/** A port whose taps note frames, pictures and sound, and let all of it go on. */
+class TappedPort {
+ public:
+    TappedPort(const TappedPort &) = delete;
+    TappedPort &operator=(const TappedPort &) = delete;
+
+    ULONG_32 Number() const { return m_port; }
+    std::vector<FileFrame> Frames() const { return Locked(m_frames); }
+    std::vector<std::string> PictureMd5s() const { return Locked(m_pictures); }
+    Bytes Pcm() const { return Locked(m_pcm); }
+    size_t FrameCount() const { return m_frameCount; }
+    size_t AudioFrames() const { return m_audioFrames; }
+    size_t PictureCount() const { return m_pictureCount; }
+    void Forget();
+
+    /** Called in the picture callback, on the thread that decodes. */
+    std::function<void()> onPicture;
+    /** Called in the video frame callback, on the same thread. */
+    std::function<void()> onFrame;
+
+ protected:
+    TappedPort();
+    ~TappedPort() { Zelvane_FreePort(m_port); }
+    /** Whether frames and pictures go on behind their taps. */
+    void TapFrames(ULONG_32 onward);
+    void TapPictures(ULONG_32 onward);
+    void TapSound() { Zelvane_SetDecodeAudioMediaDataCB(m_port, TakeWave, 1, this); }
+
+ private:
+    static void TakeVideo(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *data, void *user, LONG_REAL);
+    static void TakeAudio(ULONG_32, PLAYER_PARSE_AUDIO_DATA_S *data, void *user, LONG_REAL);
+    static void TakePicture(ULONG_32, PLAYER_PICTURE_DATA_S *data, void *user, LONG_REAL);
+    static void TakeWave(ULONG_32, PLAYER_WAVE_DATA_S *data, void *user, LONG_REAL);
+    template <class T>
+    T Locked(const T &value) const {
+        std::lock_guard guard(m_mutex);
+        return value;
+    }
+
+    ULONG_32 m_port = PLAYER_MAX_PORT_NUM;
+    mutable std::mutex m_mutex;
+    std::vector<FileFrame> m_frames;
+    std::vector<std::string> m_pictures;
+    Bytes m_pcm;
+    std::atomic<size_t> m_frameCount{0}, m_audioFrames{0}, m_pictureCount{0};
+};
+
+/** A port with an open live stream, pushed unless told otherwise. */
+class InputPort : public TappedPort {
  public:
     InputPort();
     /** A port whose source the caller opens; `close` is that source's close call. */
     InputPort(const std::function<bool(ULONG_32 port)> &open, BOOL_T (*close)(ULONG_32 port));
-    ~InputPort();
-    InputPort(const InputPort &) = delete;
-    InputPort &operator=(const InputPort &) = delete;
 
-    ULONG_32 Number() const { return m_port; }
-    bool Push(Span packet) { return Zelvane_InputMediaData(m_port, packet.data(), static_cast<ULONG_32>(packet.size())); }
+    bool Push(Span packet) {
+        return Zelvane_InputMediaData(Number(), packet.data(), static_cast<ULONG_32>(packet.size()));
+    }
     /** Pushes all; false at the first refusal. */
     bool PushAll(const std::vector<Bytes> &packets);
     /** Waits until the ring is empty and the decode thread has worked off what it took. */
     void Drain();
     void Close();
 
-    std::vector<std::string> PictureMd5s() const;
-    std::vector<Bytes> Frames() const;
-    Bytes Pcm() const;
-    size_t AudioFrames() const;
-
-    /** Called in the picture callback, on the decode thread. */
-    std::function<void()> onPicture;
-    /** Called in the frame callback, on the decode thread. */
-    std::function<void(const PLAYER_PARSE_VIDEO_DATA_S &)> onFrame;
-
  private:
-    static void TakeFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *data, void *user, LONG_REAL);
-    static void TakeAudioFrame(ULONG_32, PLAYER_PARSE_AUDIO_DATA_S *data, void *user, LONG_REAL);
-    static void TakePicture(ULONG_32, PLAYER_PICTURE_DATA_S *data, void *user, LONG_REAL);
-    static void TakeWave(ULONG_32, PLAYER_WAVE_DATA_S *data, void *user, LONG_REAL);
-
     BOOL_T (*m_close)(ULONG_32 port);
-    ULONG_32 m_port = PLAYER_MAX_PORT_NUM;
-    mutable std::mutex m_mutex;
-    std::vector<std::string> m_pictures;
-    std::vector<Bytes> m_frames;
-    Bytes m_pcm;
-    size_t m_audioFrames = 0;
 };
 
 /** Waits until the condition holds, ten seconds at most. */

@@ -12,9 +12,6 @@ extern "C" {
 #include <cstdlib>
 #include <memory>
 
-#include "file/module_file.h"
-#include "support/client.h"
-
 namespace support {
 
 namespace {
@@ -81,20 +78,6 @@ FileFrame Sample(const AVPacket &packet, const AVCodecParameters &codec) {
     return frame;
 }
 
-void MuxUnit(TS_PACKET_DEC_S *mux, int codec, Span unit, bool key, uint64_t time, std::FILE *file) {
-    Bytes copy(unit.begin(), unit.end());
-    TS_FRAMEDATA_S frame = {};
-    frame.pucData = copy.data();
-    frame.lDataLen = static_cast<LONG_32>(copy.size());
-    frame.lPayload = codec;
-    frame.lFormatType = Payload_IsVideo(codec) && !key ? 1 : 0;
-    frame.dulTimestamp = time;
-    UCHAR *packets = nullptr;
-    ULONG_32 size = 0;
-    ASSERT_EQ(File_PacketData(mux, &frame, FILE_PACKET_TYPE_TS, &packets, &size), 0U);
-    std::fwrite(packets, 1, size, file);
-}
-
 }  // namespace
 
 bool Ffmpeg(const std::string &arguments, const std::string &target) {
@@ -113,6 +96,11 @@ std::vector<std::string> LinesOf(const std::string &command) {
         pclose(pipe);
     }
     return lines;
+}
+
+std::string Probe(const std::string &path, const std::string &what) {
+    const std::vector<std::string> lines = LinesOf("ffprobe -v error -of csv=p=0 " + what + " '" + path + "'");
+    return lines.empty() ? "" : lines[0].substr(0, lines[0].find_last_not_of(',') + 1);
 }
 
 std::vector<FileFrame> SamplesOfMp4(const std::string &path) {
@@ -145,6 +133,20 @@ std::vector<std::string> PicturesOfFile(const std::string &path) {
     return md5s;
 }
 
+Bytes MuxTs(TS_PACKET_DEC_S *mux, int codec, Span unit, bool key, uint64_t time) {
+    Bytes copy(unit.begin(), unit.end());
+    TS_FRAMEDATA_S frame = {};
+    frame.pucData = copy.data();
+    frame.lDataLen = static_cast<LONG_32>(copy.size());
+    frame.lPayload = codec;
+    frame.lFormatType = Payload_IsVideo(codec) && !key ? 1 : 0;
+    frame.dulTimestamp = time;
+    UCHAR *packets = nullptr;
+    ULONG_32 size = 0;
+    EXPECT_EQ(File_PacketData(mux, &frame, FILE_PACKET_TYPE_TS, &packets, &size), 0U);
+    return Bytes(packets, packets + size);
+}
+
 void WriteTs(const std::string &path, const TsStream &video, const TsStream *audio, unsigned keyDistance,
              uint64_t firstTime) {
     std::FILE *file = std::fopen(path.c_str(), "wb");
@@ -153,102 +155,32 @@ void WriteTs(const std::string &path, const TsStream &video, const TsStream *aud
     ASSERT_EQ(File_CreatePacketDec(FILE_PACKET_TYPE_TS, video.codec,
                                    audio != nullptr ? audio->codec : static_cast<int>(PLAYER_PAYLOAD_NULL), mux.get()),
               0U);
+    const auto write = [file](const Bytes &packets) { std::fwrite(packets.data(), 1, packets.size(), file); };
     size_t audioDone = 0;
     for (size_t i = 0; i < video.units.size(); ++i) {
         const uint64_t time = firstTime + i * video.ticks;
-        MuxUnit(mux.get(), video.codec, video.units[i], i % keyDistance == 0, time, file);
+        write(MuxTs(mux.get(), video.codec, video.units[i], i % keyDistance == 0, time));
         while (audio != nullptr && audioDone < audio->units.size() && firstTime + audioDone * audio->ticks <= time) {
-            MuxUnit(mux.get(), audio->codec, audio->units[audioDone++], false, time, file);
+            write(MuxTs(mux.get(), audio->codec, audio->units[audioDone++], false, time));
         }
     }
     std::fclose(file);
 }
 
 FilePort::FilePort() {
-    EXPECT_TRUE(Zelvane_AllocPort(&m_port));
-    endsOfPort[m_port] = 0;
-    Zelvane_SetParseVideoDataCB(m_port, TakeVideo, 1, this);
-    Zelvane_SetParseAudioDataCB(m_port, TakeAudio, 1, this);
-    Zelvane_SetDecodeVideoMediaDataCB(m_port, TakePicture, 1, this);
-    Zelvane_SetRunMsgCB(m_port, TakeRunMessage);
+    endsOfPort[Number()] = 0;
+    Zelvane_SetRunMsgCB(Number(), [](ULONG_32, void *message) {
+        const auto &info = static_cast<REPORT_MSG_U *>(message)->stRunInfo;
+        if (info.ulErrCode == PLAYER_ERR_FILE_END && info.ulPort < PLAYER_MAX_PORT_NUM) {
+            endsOfPort[info.ulPort]++;
+        }
+    });
 }
-
-FilePort::~FilePort() { Zelvane_FreePort(m_port); }
-
-void FilePort::KeepFromDecoding() {
-    Zelvane_SetParseVideoDataCB(m_port, TakeVideo, 0, this);
-    Zelvane_SetParseAudioDataCB(m_port, TakeAudio, 0, this);
-}
-
-void FilePort::PaceWithoutWindow() { Zelvane_SetDecodeVideoMediaDataCB(m_port, TakePicture, 0, this); }
 
 bool FilePort::WaitForEnd(unsigned count) {
-    return WaitUntil([&] { return endsOfPort[m_port] >= count; });
+    return WaitUntil([&] { return Ends() >= count; });
 }
 
-unsigned FilePort::Ends() const { return endsOfPort[m_port]; }
-
-std::vector<FileFrame> FilePort::Frames() const {
-    std::lock_guard guard(m_mutex);
-    return m_frames;
-}
-
-std::vector<std::string> FilePort::PictureMd5s() const {
-    std::lock_guard guard(m_mutex);
-    return m_pictures;
-}
-
-size_t FilePort::FrameCount() const {
-    std::lock_guard guard(m_mutex);
-    return m_frames.size();
-}
-
-void FilePort::Forget() {
-    std::lock_guard guard(m_mutex);
-    m_frames.clear();
-    m_pictures.clear();
-    m_pictureCount = 0;
-}
-
-void FilePort::TakeVideo(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *data, void *user, LONG_REAL) {
-    FilePort *self = static_cast<FilePort *>(user);
-    {
-        std::lock_guard guard(self->m_mutex);
-        self->m_frames.push_back(
-            {true, data->ulVideoFrameType == 0, data->dlTimeStamp, {data->pucData, data->pucData + data->ulDataLen}});
-    }
-    if (self->onFrame) {
-        self->onFrame();
-    }
-}
-
-void FilePort::TakeAudio(ULONG_32, PLAYER_PARSE_AUDIO_DATA_S *data, void *user, LONG_REAL) {
-    FilePort *self = static_cast<FilePort *>(user);
-    std::lock_guard guard(self->m_mutex);
-    self->m_frames.push_back({false, true, data->dlTimeStamp, {data->pucData, data->pucData + data->ulDataLen}});
-}
-
-void FilePort::TakePicture(ULONG_32, PLAYER_PICTURE_DATA_S *data, void *user, LONG_REAL) {
-    FilePort *self = static_cast<FilePort *>(user);
-    const int strides[3] = {static_cast<int>(data->ulLineSize[0]), static_cast<int>(data->ulLineSize[1]),
-                            static_cast<int>(data->ulLineSize[2])};
-    std::string md5 =
-        PictureMd5(data->pucData, strides, static_cast<int>(data->ulPicWidth), static_cast<int>(data->ulPicHeight));
-    {
-        std::lock_guard guard(self->m_mutex);
-        self->m_pictures.push_back(std::move(md5));
-        self->m_pictureCount++;
-    }
-    if (self->onPicture) {
-        self->onPicture();
-    }
-}
-
-void FilePort::TakeRunMessage(ULONG_32, void *message) {
-    const auto &info = static_cast<REPORT_MSG_U *>(message)->stRunInfo;
-    if (info.ulErrCode == PLAYER_ERR_FILE_END && info.ulPort < PLAYER_MAX_PORT_NUM) {
-        endsOfPort[info.ulPort]++;
-    }
-}
+unsigned FilePort::Ends() const { return endsOfPort[Number()]; }
 
 }  // namespace support

@@ -5,14 +5,11 @@
 #ifndef ZELVANE_TESTS_SUPPORT_FILE_PORT_H
 #define ZELVANE_TESTS_SUPPORT_FILE_PORT_H
 
-#include <atomic>
-#include <functional>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "player_sdk_func.h"
-#include "support/media.h"
+#include "file/module_file.h"
+#include "support/client.h"
 
 namespace support {
 
@@ -22,14 +19,10 @@ bool Ffmpeg(const std::string &arguments, const std::string &target);
 /** What a command prints, in lines. */
 std::vector<std::string> LinesOf(const std::string &command);
 
-/** One frame of a file as a client meets it. */
-struct FileFrame {
-    bool video;
-    bool key;
-    int64_t time; /**< 90 kHz */
-    Bytes data;
-    bool operator==(const FileFrame &other) const = default;
-};
+/** What ffprobe tells of a file, its first line without trailing commas; "-select_streams v" and the like go into
+ * `what`.
+ */
+std::string Probe(const std::string &path, const std::string &what);
 
 /** Frames of a file in the order in which they lie in it, found by libavformat: H.264 as Annex B, AAC with ADTS. */
 std::vector<FileFrame> SamplesOfMp4(const std::string &path);
@@ -44,53 +37,29 @@ struct TsStream {
     uint32_t ticks; /**< 90 kHz ticks from one unit to the next */
 };
 
+/** One unit as transport stream packets. */
+Bytes MuxTs(TS_PACKET_DEC_S *mux, int codec, Span unit, bool key, uint64_t time);
+
 /** Muxes streams into an MPEG-TS file of the devices' dialect; every `keyDistance`-th video unit is a key frame. */
 void WriteTs(const std::string &path, const TsStream &video, const TsStream *audio, unsigned keyDistance,
              uint64_t firstTime = 90000);
 
-/** A port that plays a file. Taps note frames; pictures and sound can be switched off. */
-class FilePort {
+/** A port that plays a file. */
+class FilePort : public TappedPort {
  public:
     FilePort();
-    ~FilePort();
-    FilePort(const FilePort &) = delete;
-    FilePort &operator=(const FilePort &) = delete;
 
-    ULONG_32 Number() const { return m_port; }
-    bool Open(const std::string &path) { return Zelvane_OpenMediaFile(m_port, path.c_str()); }
-    bool Close() { return Zelvane_CloseMediaFile(m_port); }
-    bool Play() { return Zelvane_PausePlay(m_port, 0); }
-    bool Pause() { return Zelvane_PausePlay(m_port, 1); }
+    bool Open(const std::string &path) { return Zelvane_OpenMediaFile(Number(), path.c_str()); }
+    bool Close() { return Zelvane_CloseMediaFile(Number()); }
+    bool Play() { return Zelvane_PausePlay(Number(), 0); }
+    bool Pause() { return Zelvane_PausePlay(Number(), 1); }
     /** Frames go no further than the frame taps. */
-    void KeepFromDecoding();
+    void KeepFromDecoding() { TapFrames(0); }
     /** Pictures go no further than the picture tap, and so are paced without a window. */
-    void PaceWithoutWindow();
+    void PaceWithoutWindow() { TapPictures(0); }
     /** Waits for the next run message that tells of the end of the file, beyond those that came before. */
     bool WaitForEnd(unsigned count = 1);
     unsigned Ends() const;
-
-    std::vector<FileFrame> Frames() const;
-    std::vector<std::string> PictureMd5s() const;
-    size_t FrameCount() const;
-    size_t PictureCount() const { return m_pictureCount; }
-    void Forget();
-
-    /** Called in the picture callback, on the play thread. */
-    std::function<void()> onPicture;
-    /** Called in the video frame callback, on the play thread. */
-    std::function<void()> onFrame;
-
- private:
-    static void TakeVideo(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *data, void *user, LONG_REAL);
-    static void TakeAudio(ULONG_32, PLAYER_PARSE_AUDIO_DATA_S *data, void *user, LONG_REAL);
-    static void TakePicture(ULONG_32, PLAYER_PICTURE_DATA_S *data, void *user, LONG_REAL);
-    static void TakeRunMessage(ULONG_32 kind, void *message);
-
-    ULONG_32 m_port = PLAYER_MAX_PORT_NUM;
-    mutable std::mutex m_mutex;
-    std::vector<FileFrame> m_frames;
-    std::vector<std::string> m_pictures;
-    std::atomic<size_t> m_pictureCount{0};
 };
 
 }  // namespace support

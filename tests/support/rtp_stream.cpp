@@ -21,7 +21,10 @@ Bytes RtpSender::Packet(Span payload, uint32_t timestamp, bool marker) {
                     static_cast<uint8_t>(timestamp >> 16),
                     static_cast<uint8_t>(timestamp >> 8),
                     static_cast<uint8_t>(timestamp),
-                    1, 2, 3, 4};
+                    1,
+                    2,
+                    3,
+                    4};
     packet.insert(packet.end(), payload.begin(), payload.end());
     m_sequence++;
     return packet;

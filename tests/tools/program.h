@@ -14,7 +14,7 @@
 #include <thread>
 #include <vector>
 
-#include "tools/scratch.h"
+#include "support/temp_dir.h"
 
 /** Starts a program of the build in an empty folder; ends it at the latest with the object. */
 class Program {
@@ -51,8 +51,8 @@ class Program {
         return WIFEXITED(state) ? WEXITSTATUS(state) : 1000 + WTERMSIG(state);
     }
     void Interrupt() const { kill(pid_, SIGINT); }
-    std::string Out() const { return output_.Text("out"); }
-    std::string Err() const { return output_.Text("err"); }
+    std::string Out() const { return ReadText(output_.At("out")); }
+    std::string Err() const { return ReadText(output_.At("err")); }
     /** Where it was called. */
     const std::string &Folder() const { return folder_.Path(); }
 
