@@ -160,14 +160,6 @@ void Paint(Picture *picture) {
     });
 }
 
-double Psnr(const Bytes &a, const Bytes &b) {
-    double sum = 0;
-    for (size_t i = 0; i < a.size(); i++) {
-        sum += (a[i] - b[i]) * (a[i] - b[i]);
-    }
-    return sum == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / sum);
-}
-
 TEST_F(JpegAdapter, EncodesWhatDecodesToTheSamePicture) {
     for (const auto &[width, height] : {std::pair{640, 360}, {35, 21}, {34, 21}, {2, 2}, {16, 3}}) {
         SCOPED_TRACE(std::to_string(width) + "x" + std::to_string(height));

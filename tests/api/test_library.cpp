@@ -26,15 +26,6 @@ TEST(LibraryLife, CountsItsUsers) {
     ASSERT_TRUE(Zelvane_Init());
 }
 
-TEST(LibraryLife, StartsAndStopsAgainWithPortsInUse) {
-    for (int i = 0; i < 5; i++) {
-        Library library;
-        ULONG_32 port = 0;
-        ASSERT_TRUE(Zelvane_AllocPort(&port));
-        ASSERT_TRUE(Zelvane_OpenInputStream(port, nullptr, 0, 0));
-    }
-}
-
 TEST(LibraryLife, EachInitForgetsLastErrors) {
     Library library;
     EXPECT_EQ(Zelvane_GetLastError(), 0U);

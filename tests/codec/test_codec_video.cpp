@@ -165,22 +165,6 @@ TEST_F(CodecVideo, CountsJpegFailuresInARow) {
     EXPECT_EQ(0U, codec.ulDecordFailCount);
 }
 
-TEST_F(CodecVideo, EncodesAPictureThatDecodesAgain) {
-    ASSERT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_JPEG));
-    ASSERT_EQ(0U, Decode(ReadFile(MediaPath("mjpeg_640x360/001.jpg"))));
-    CODEC_INFO_S encoder{};
-    ASSERT_EQ(0U, CODE_CreateCode(CODECTYPE_ENCODER, PLAYER_PAYLOAD_JPEG, nullptr, &encoder));
-    CODEC_FRAME_S frame{};
-    ASSERT_EQ(0U, CODE_Encoder(&encoder, &out, &frame));
-    EXPECT_EQ(reinterpret_cast<UCHAR *>(encoder.pcExtraData), frame.pucData);
-    const Bytes jpeg(frame.pucData, frame.pucData + frame.ulSize);
-    EXPECT_EQ(0U, Decode(jpeg));
-    EXPECT_EQ(640, out.lWidth);
-    out.lHeight = -1;
-    EXPECT_EQ(1U, CODE_Encoder(&encoder, &out, &frame));
-    CODE_FreeCode(&encoder);
-}
-
 // A reader that takes the lock finds a picture whose planes hold, whatever the decoder does meanwhile.
 TEST_F(CodecVideo, HoldsItsPlanesForWhoTakesTheLock) {
     const Bytes large = ReadFile(MediaPath("mjpeg_640x360/001.jpg"));

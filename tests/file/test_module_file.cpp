@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "file/mp4_builder.h"
-#include "support/file_port.h"
+#include "support/media.h"
 #include "support/log_lines.h"
 #include "support/made_bytes.h"
 #include "support/temp_dir.h"
@@ -231,37 +231,6 @@ TEST(ModuleFile, PacketsAreReadUpToTheTailOfAFrame) {
         EXPECT_EQ(read, size);
     }
     fclose(stream);
-}
-
-/* ---- MP4 ---- */
-
-TEST(ModuleFile, AnMp4FileGivesItsPropertiesAndItsPlaces) {
-    TempDir folder;
-    const std::string path = folder.At("a.mp4");
-    ASSERT_TRUE(
-        support::Ffmpeg("-f lavfi -i testsrc2=size=128x96:rate=20 -f lavfi -i sine -pix_fmt yuv420p -c:v "
-                        "libx264 -x264-params keyint=10:scenecut=0:bframes=0 -c:a aac -t 2",
-                        path));
-    FILE_INFO_S file = {};
-    file.fIFrameIntervalTime = 2000;
-    ASSERT_EQ(File_CreateFileParser(path.c_str(), &file), 0U);
-    EXPECT_EQ(file.lFrameRate, 20);
-    EXPECT_EQ(file.ulLastTime, 2U);
-    EXPECT_EQ(file.fIFrameIntervalTime, 500.0F);
-    FILE_FRAME_INFO_S frame = {};
-    ULONG_32 result = 0;
-    while (result == 0) {
-        result = File_ReadOneFrame(&file, &frame, FRAME_CTRL_PLAY);
-    }
-    EXPECT_EQ(result, ULONG_32{PLAYER_ERR_FILE_END});
-    ULONG_32 seconds = 0;
-    EXPECT_EQ(File_GetPlayTime(&file, &seconds), 0U);
-    EXPECT_EQ(seconds, 2U) << "the last sound takes the time of the picture that would come next";
-    EXPECT_EQ(File_SetPlayTime(&file, 2, 20), 1U) << "no such frame";
-    EXPECT_EQ(File_SetPlayTime(&file, 1, 20), 0U);
-    EXPECT_EQ(File_ReadOneFrame(&file, &frame, FRAME_CTRL_ONLY_I_FRAME), 0U);
-    EXPECT_EQ(frame.dulTimestamp, 90000U);
-    EXPECT_EQ(File_ReleaseFileParser(&file), 0U);
 }
 
 /* ---- muxing ---- */

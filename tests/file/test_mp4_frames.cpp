@@ -148,16 +148,6 @@ TEST(Mp4Frames, MarkedFramesOfH265) {
     EXPECT_EQ(Marked(&file), (std::vector<LONG_32>{0, 2, 4, 5}));
 }
 
-TEST(Mp4Frames, PlayTimeFollowsTheFrames) {
-    Mp4Open file(VideoFile(Plain(60), {1}));
-    for (int i = 0; i < 26; ++i) {
-        ASSERT_EQ(file.Read(), PLAYER_ERR_OK);
-    }
-    ULONG_32 seconds = 99;
-    EXPECT_EQ(MP4_GetPlayTime(file.Parser(), &seconds), PLAYER_ERR_OK);
-    EXPECT_EQ(seconds, 1U);
-}
-
 TEST(Mp4Frames, SeekLandsOnTheNextKeyFrame) {
     Mp4Open file(VideoFile(Plain(50), {1, 21, 31}));
     EXPECT_EQ(MP4_SetPlayTime(file.Stream(), file.Parser(), 1, 10), PLAYER_ERR_OK);

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cmath>
 #include <filesystem>
 #include <thread>
 
@@ -81,14 +80,6 @@ Bytes LumaOf(const std::string &path, const std::string &scratch) {
     const std::string command =
         "ffmpeg -v error -nostdin -y -i '" + path + "' -pix_fmt yuvj420p -f rawvideo '" + scratch + "'";
     return system(command.c_str()) == 0 ? ReadFile(scratch) : Bytes();
-}
-
-double Psnr(Span a, Span b) {
-    double sum = 0;
-    for (size_t i = 0; i < a.size(); ++i) {
-        sum += (a[i] - b[i]) * (a[i] - b[i]);
-    }
-    return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / std::max(sum, 1e-9));
 }
 
 class Snapshot : public testing::Test {

@@ -92,29 +92,3 @@ TEST(RecordNames, SecondsOfBothEpochsAreTheSameDate) {
     }
     Player_SecondsToDate(1, nullptr);
 }
-
-TEST(RecordNames, PayloadsHaveTheirCodecs) {
-    MP4_VIDEOID_E mp4 = VIDEO_CODEC_MPEG2;
-    EXPECT_EQ(Player_PayloadToMp4Type(PLAYER_PAYLOAD_H264, nullptr), 2U);
-    EXPECT_EQ(Player_PayloadToAviType(PLAYER_PAYLOAD_H264, nullptr, nullptr), 2U);
-    const struct {
-        LONG_32 payload;
-        ULONG_32 mp4, avi;
-        int mp4Video, aviVideo;
-    } rows[] = {{-1, 1, 1, 0, 0},
-                {PLAYER_PAYLOAD_G711U, 1, 0, 0, 0},
-                {PLAYER_PAYLOAD_H264, 0, 0, VIDEO_CODEC_H264, AVI_VIDEO_CODEC_H264},
-                {PLAYER_PAYLOAD_JPEG, 1, 0, 0, AVI_VIDEO_CODEC_JPEG},
-                {PLAYER_PAYLOAD_DATA, 1, 1, 0, 0},
-                {PLAYER_PAYLOAD_H265, 0, 0, VIDEO_CODEC_H265, AVI_VIDEO_CODEC_H265},
-                {PLAYER_PAYLOAD_NULL, 1, 1, 0, 0}};
-    for (const auto &row : rows) {
-        AVI_VIDEOID_E video = AVI_VIDEO_CODEC_MPEG2;
-        AVI_AUDIOID_E audio = AVI_AUDIO_CODEC_MP2;
-        mp4 = VIDEO_CODEC_MPEG2;
-        EXPECT_EQ(Player_PayloadToMp4Type(row.payload, &mp4), row.mp4);
-        EXPECT_EQ(mp4, row.mp4Video);
-        EXPECT_EQ(Player_PayloadToAviType(row.payload, &video, &audio), row.avi);
-        EXPECT_EQ(video, row.aviVideo);
-    }
-}

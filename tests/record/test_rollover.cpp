@@ -71,13 +71,3 @@ TEST(Rollover, SoundThatChangesAsksForAnotherTranscoderAndNoFile) {
     EXPECT_EQ(Player_RecordDataChanged(recording.port.get()), 0);
     EXPECT_EQ(recording.record->bRecAudioChange, 1);
 }
-
-TEST(Rollover, ARecordingOfSoundOnlyNotesAnEmptyName) {
-    Recording recording(PLAYER_FILE_FORMATE_AUDIO_TS);
-    recording.port->lStartTime = 0;
-    EXPECT_EQ(Player_CreateNewFile(recording.port.get()), 0U);
-    ASSERT_NE(recording.port->pstRecordFilesName, nullptr);
-    EXPECT_STREQ(recording.port->pstRecordFilesName->pstFileNameLinkList->szFileName, "");
-    EXPECT_NE(recording.port->lStartTime, 0);
-    EXPECT_STREQ(recording.port->szFileName, "cam.temp");
-}

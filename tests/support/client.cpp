@@ -6,6 +6,8 @@
 #include <chrono>
 #include <thread>
 
+#include "support/elapsed.h"
+
 namespace support {
 
 namespace {
@@ -129,7 +131,7 @@ void InputPort::Drain() {
 void InputPort::Close() { EXPECT_TRUE(m_close(Number())); }
 
 bool WaitUntil(const std::function<bool()> &condition) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10 * SANITIZED_SLOWDOWN);
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) {
             return false;

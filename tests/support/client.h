@@ -103,7 +103,7 @@ class InputPort : public TappedPort {
     BOOL_T (*m_close)(ULONG_32 port);
 };
 
-/** Waits until the condition holds, ten seconds at most. */
+/** Waits until the condition holds, ten seconds at most, in instrumented code a minute. */
 bool WaitUntil(const std::function<bool()> &condition);
 
 }  // namespace support

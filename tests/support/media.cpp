@@ -88,6 +88,14 @@ std::string PictureMd5(const uint8_t *const planes[], const int strides[], int w
     return Md5(picture);
 }
 
+double Psnr(Span a, Span b) {
+    double sum = 0;
+    for (size_t i = 0; i < a.size(); ++i) {
+        sum += (a[i] - b[i]) * (a[i] - b[i]);
+    }
+    return 10 * std::log10(255.0 * 255.0 * static_cast<double>(a.size()) / std::max(sum, 1e-9));
+}
+
 void ReferenceDecode(std::vector<Span> packets, AVCodecID codec, const std::function<void(const AVFrame &)> &take) {
     AVCodecContext *context = avcodec_alloc_context3(avcodec_find_decoder(codec));
     context->thread_count = 1;

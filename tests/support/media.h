@@ -37,6 +37,9 @@ std::string Md5(Span data);
 /** MD5 of the visible part of an 8-bit 4:2:0 picture. */
 std::string PictureMd5(const uint8_t *const planes[], const int strides[], int width, int height);
 
+/** How alike two blocks of samples of the same size are, in dB; above 35 hardly anyone tells them apart. */
+double Psnr(Span a, Span b);
+
 /** Decodes packets by libavcodec alone, one thread, drained, and hands over each frame. */
 void ReferenceDecode(std::vector<Span> packets, AVCodecID codec, const std::function<void(const AVFrame &)> &take);
 
