@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <utility>
 
@@ -72,17 +74,24 @@ void Camera::AddClient(Socket socket, const Destination &destination, const std:
 }
 
 void Camera::Accept() {
+    int error = EAGAIN;
     for (const Listener &listener : listeners_) {
         if (!listener.destination.tcp) continue;
         std::string peer;
         for (;;) {
             Socket socket = AcceptTcp(listener.socket, &peer);
-            if (!socket.IsOpen()) break;
+            if (!socket.IsOpen()) {
+                error = errno;
+                break;
+            }
             Note(peer + " comes");
             AddClient(std::move(socket), listener.destination, "tcp://" + peer);
             ++came_;
         }
     }
+    const bool crowded = error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
+    if (crowded && !crowded_) Note(std::string("takes no more clients: ") + std::strerror(error) + "; see 'ulimit -n'");
+    crowded_ = crowded;
 }
 
 void Camera::RemoveEnded() {
@@ -182,8 +191,9 @@ Clock::time_point Camera::NextEvent(Clock::time_point now) const {
 void Camera::Wait() {
     const Clock::time_point now = Clock::now();
     polled_.clear();
+    // One who can't be taken would end every sleep at once; without a poll he is looked after whenever it ends.
     for (const Listener &listener : listeners_) {
-        if (listener.destination.tcp && !finished_) polled_.push_back({listener.socket.Fd(), POLLIN, 0});
+        if (listener.destination.tcp && !finished_ && !crowded_) polled_.push_back({listener.socket.Fd(), POLLIN, 0});
     }
     for (const std::unique_ptr<Client> &client : clients_) {
         const bool waits = client->WaitsForSocket(now);

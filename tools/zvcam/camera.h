@@ -77,6 +77,7 @@ class Camera {
     double position_ = 0;    ///< seconds of the stream that were given out
     uint64_t frames_ = 0;    ///< pictures of the stream that were given out
     bool refusal_noted_ = false;
+    bool crowded_ = false;  ///< the system gives no descriptor for another client
     Clock::time_point shown_ = {};
     uint64_t shown_bytes_ = 0;
 };

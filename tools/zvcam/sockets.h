@@ -36,7 +36,7 @@ Socket ConnectUdp(const Destination &destination, Failure *failure);
 /** A socket that listens there. @return closed with the failure filled */
 Socket ListenTcp(const Destination &destination, Failure *failure);
 
-/** Takes the next client of a listening socket. @param peer its address. @return closed if there is none */
+/** Takes the next client of a listening socket. @param peer its address. @return closed if there is none; errno tells */
 Socket AcceptTcp(const Socket &listener, std::string *peer);
 
 /** "host:port" of the socket's own end. */
