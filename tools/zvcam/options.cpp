@@ -17,13 +17,7 @@ bool Fail(Failure *failure, const std::string &what, const std::string &advice) 
     return false;
 }
 
-/** Words whose place in Options needs a second look. */
-struct Raw {
-    std::string playback_time;
-    uint32_t wait = kAuto;
-};
-
-std::vector<tools::Option> Table(Options *o, Raw *raw) {
+std::vector<tools::Option> Table(Options *o, std::string *playback_time) {
     using tools::Number;
     using tools::Whole;
     FaultOptions &f = o->faults;
@@ -34,7 +28,7 @@ std::vector<tools::Option> Table(Options *o, Raw *raw) {
         {"--speed", Number{&o->speed, 0.01, 1000}},
         {"--fast", &o->fast},
         {"--loop", &o->loop},
-        {"--wait", Whole{&raw->wait, 0, 10000}},
+        {"--wait", Whole{&o->wait, 0, 10000}},
         {"--spread", Number{&o->spread, 0, 10000}},
         {"--size", &o->size},
         {"--codec", tools::Choice{&o->h265, kCodecs}},
@@ -45,7 +39,7 @@ std::vector<tools::Option> Table(Options *o, Raw *raw) {
         {"--sdp", &o->sdp},
         {"--mtu", Whole{&o->packets.mtu, 64, 10000}},
         {"--aggregate", &o->packets.aggregate},
-        {"--playback-time", &raw->playback_time},
+        {"--playback-time", playback_time},
         {"--finish", &o->packets.finish},
         {"--loss", percent(&f.loss)},
         {"--loss-burst", Whole{&f.loss_burst, 1, 10000}},
@@ -111,16 +105,24 @@ bool CheckSize(const std::string &text, Failure *failure) {
 
 /** Options that have no effect where they stand are an error: a test that does not do what it says is none. */
 bool CheckTransports(const Options &options, Failure *failure) {
-    bool tcp = false, rtp = false;
+    bool tcp = false, udp = false, rtp = false;
     for (const Destination &destination : options.destinations) {
         tcp |= destination.tcp;
+        udp |= !destination.tcp;
         rtp |= !destination.ts;
     }
     const FaultOptions &f = options.faults;
-    const bool wants_tcp = f.garbage > 0 || f.false_length > 0 || f.split + f.reset_after + f.close_after > 0;
+    const bool wants_tcp = f.garbage > 0 || f.false_length > 0 || f.split > 0 || f.reset_after > 0 || f.close_after > 0;
     if (wants_tcp && !tcp) {
         return Fail(failure, "--garbage, --false-length, --split, --reset-after and --close-after are faults of TCP",
                     "serve a tcp:// destination with them");
+    }
+    if (options.wait != kAuto && options.wait > 0 && !tcp) {
+        return Fail(failure, "--wait waits for TCP clients, of whom none can come",
+                    "serve a tcp:// destination with it");
+    }
+    if (options.spread > 0 && !udp) {
+        return Fail(failure, "--spread is for datagrams", "send to a udp:// destination with it");
     }
     if ((options.packets.timed || options.packets.finish || options.packets.aggregate) && !rtp) {
         return Fail(failure, "--playback-time, --finish and --aggregate belong to RTP",
@@ -135,6 +137,15 @@ bool Check(const Options &options, Failure *failure) {
     }
     if (!options.audio_file.empty() && options.audio == kNoAudio) {
         return Fail(failure, "--audio-file needs its coding", "add --audio g711u, g711a or aac");
+    }
+    const Options usual;
+    const bool shaped = options.size != usual.size || options.h265 != usual.h265 ||
+                        options.bit_rate != usual.bit_rate || options.gop != usual.gop;
+    if (shaped && !options.file.empty()) {
+        return Fail(
+            failure,
+            "--size, --codec, --bit-rate and --gop are the test picture's, and " + options.file + " is sent instead",
+            "leave out the one or the other");
     }
     return CheckSize(options.size, failure) && CheckTransports(options, failure);
 }
@@ -172,15 +183,15 @@ bool ParseDestination(const std::string &text, Destination *destination, Failure
 
 bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *failure) {
     std::vector<std::string> names;
-    Raw raw;
-    if (!tools::ParseCommandLine(argc, argv, Table(options, &raw), &names, failure)) return false;
+    std::string playback_time;
+    options->wait = kAuto;
+    if (!tools::ParseCommandLine(argc, argv, Table(options, &playback_time), &names, failure)) return false;
     if (options->help || options->version) return true;
-    if (!TakeNames(names, options, failure) || !Check(*options, failure) ||
-        !TakePlaybackTime(raw.playback_time, &options->packets, failure)) {
+    if (!TakeNames(names, options, failure) || !TakePlaybackTime(playback_time, &options->packets, failure) ||
+        !Check(*options, failure)) {
         return false;
     }
-    options->wait = raw.wait;
-    if (raw.wait == kAuto) {  // a camera for clients alone has nothing to do before the first one
+    if (options->wait == kAuto) {  // a camera for clients alone has nothing to do before the first one
         options->wait = 1;
         for (const Destination &destination : options->destinations) options->wait &= destination.tcp;
     }
