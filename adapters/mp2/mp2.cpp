@@ -99,11 +99,11 @@ bool ReadyMixer(MP2_DECODER &stDecoder) {
 }
 
 LONG_32 DecodeFrame(MP2_DECODER &stDecoder, MPEG_AUDIO_DEC_S &stInOut, ULONG_32 ulRoom) {
-    if (!Feed(stDecoder, stInOut.pStreamIn, stInOut.uiStrmLen) || stInOut.pPCMBuf == nullptr ||
-        !ReadyMixer(stDecoder)) {
+    if (!Feed(stDecoder, stInOut.pStreamIn, stInOut.uiStrmLen) || !ReadyMixer(stDecoder)) {
         return -1;
     }
-    uint8_t *pucOutput = reinterpret_cast<uint8_t *>(stInOut.pPCMBuf);
+    USHORT ausNowhere[MPEG_AUDIO_DEC_MAX_SAMPLES];
+    uint8_t *pucOutput = reinterpret_cast<uint8_t *>(stInOut.pPCMBuf != nullptr ? stInOut.pPCMBuf : ausNowhere);
     const int lSamples = swr_convert(
         stDecoder.pstMixer, &pucOutput, static_cast<int>(std::min<ULONG_32>(ulRoom, MPEG_AUDIO_DEC_MAX_SAMPLES)),
         const_cast<const uint8_t **>(stDecoder.pstFrame->extended_data), stDecoder.pstFrame->nb_samples);

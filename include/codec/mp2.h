@@ -24,7 +24,7 @@ extern "C" {
 typedef struct tagMpegAudioDec {
     UCHAR *pStreamIn;    /**< in: one frame; copied, no padding needed */
     ULONG_32 uiStrmLen;  /**< in: bytes */
-    USHORT *pPCMBuf;     /**< in: room for the samples; may be null, then the frame is decoded and lost */
+    USHORT *pPCMBuf;     /**< in: room for the samples; may be null: the samples are counted and lost */
     ULONG_32 uiSamples;  /**< in: samples of room; out: samples written, at most MPEG_AUDIO_DEC_MAX_SAMPLES */
     ULONG_32 uiChannels; /**< out: channels of the output: 1, a stereo stream is mixed down */
 } MPEG_AUDIO_DEC_S;

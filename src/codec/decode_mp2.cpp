@@ -1,5 +1,6 @@
 // Decoding of MP2 to blocks of 8000 Hz.
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <new>
 #include <vector>
@@ -87,6 +88,7 @@ ULONG_32 LayBuffers(MPEG2_AUDIO_CONTEXT_S &stContext) {
         stReformat.psBufIn[1] = reinterpret_cast<SHORT *>(pucBlock + 3 * CHANNEL_SIZE);
     }
     stContext.pusPcmBuffer = reinterpret_cast<USHORT *>(reinterpret_cast<UCHAR *>(stReformat.psTemp[0]) + PCM_OFFSET);
+    std::memset(stContext.pusPcmBuffer, 0, BLOCK_SIZE - PCM_OFFSET);
     return PLAYER_ERR_OK;
 }
 
@@ -163,7 +165,7 @@ ULONG_32 Codec_DecodeMp2(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PL
         return PLAYER_ERR_PARAM;
     }
     auto &stContext = *reinterpret_cast<MPEG2_AUDIO_CONTEXT_S *>(stCodec.pcExtraData);
-    // The buffer is looked at before it is made: the very first frame is decoded into nothing.
+    // The buffer is looked at before it is made: the very first frame is decoded into nothing and heard as silence.
     stContext.stInOutBuf = {stFrame.pucData, stFrame.ulSize, stContext.pusPcmBuffer, DECODE_ROOM, 0};
     ULONG_32 ulResult = Ready(stContext);
     if (ulResult == PLAYER_ERR_OK) {
