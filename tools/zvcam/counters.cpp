@@ -1,7 +1,5 @@
 #include "zvcam/counters.h"
 
-#include <cstdio>
-
 namespace zvcam {
 namespace {
 
@@ -42,22 +40,6 @@ std::string Json(const Counters &counters) {
         text += std::string("\"") + row.name + "\": " + std::to_string(counters.*row.field);
     }
     return text;
-}
-
-std::string JsonText(const std::string &text) {
-    std::string quoted = "\"";
-    for (const char c : text) {
-        char escaped[8];
-        if (c == '"' || c == '\\') {
-            quoted += {'\\', c};
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
-            quoted += escaped;
-        } else {
-            quoted += c;
-        }
-    }
-    return quoted + "\"";
 }
 
 }  // namespace zvcam

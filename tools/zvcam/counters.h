@@ -34,9 +34,6 @@ void Add(const Counters &from, Counters *to);
 /** The counters as members of a JSON object, without its braces. */
 std::string Json(const Counters &counters);
 
-/** Text as a JSON string, with its quotes. Bytes that are no ASCII pass as they are. */
-std::string JsonText(const std::string &text);
-
 }  // namespace zvcam
 
 #endif

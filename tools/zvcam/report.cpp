@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "common/json_text.h"
 #include "zvcam/camera.h"
 
 namespace zvcam {
@@ -32,16 +33,16 @@ std::string Camera::Report() const {
     std::string clients;
     for (const Past &client : past_) {
         Add(client.counters, &all);
-        clients += std::string(clients.empty() ? "" : ", ") + "{\"name\": " + JsonText(client.name) +
-                   ", \"end\": " + JsonText(client.ending) + ", " + Json(client.counters) + "}";
+        clients += std::string(clients.empty() ? "" : ", ") + "{\"name\": " + tools::JsonText(client.name) +
+                   ", \"end\": " + tools::JsonText(client.ending) + ", " + Json(client.counters) + "}";
     }
-    char stream[160];
+    char stream[320];  // more than all the figures at their longest
     std::snprintf(stream, sizeof stream,
                   "\"video\": \"%s\", \"audio\": \"%s\", \"rate\": %.6g, \"seconds\": %.3f, \"seed\": %u, "
                   "\"stream_frames\": %llu, \"units_left_out\": %llu",
                   info.h265 ? "H.265" : "H.264", kSounds[info.audio], info.fps, position_, options_.faults.seed,
                   static_cast<unsigned long long>(frames_), static_cast<unsigned long long>(media_->UnitsLeftOut()));
-    return "{\"source\": " + JsonText(options_.file.empty() ? "test picture" : options_.file) + ", " + stream +
+    return "{\"source\": " + tools::JsonText(options_.file.empty() ? "test picture" : options_.file) + ", " + stream +
            ", \"clients\": [" + clients + "], \"all\": {" + Json(all) + "}}";
 }
 

@@ -3,8 +3,12 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "common/json_text.h"
+
 namespace zvprobe {
 namespace {
+
+using tools::JsonText;
 
 const char *const kKindNames[kKinds] = {"key", "i", "sp", "p", "b", "unknown"};
 
@@ -26,39 +30,6 @@ std::string Printable(const std::string &text) {
     std::string out;
     for (const unsigned char c : text) out += IsPlain(c) ? static_cast<char>(c) : '?';
     return out;
-}
-
-/** Bytes of the UTF-8 character at a place, or 0 if there is none (RFC 3629, without its finer exclusions). */
-size_t Utf8Length(const std::string &text, size_t at) {
-    const unsigned char first = static_cast<unsigned char>(text[at]);
-    const size_t length = first < 0x80                    ? 1
-                          : first >= 0xF0 && first < 0xF5 ? 4
-                          : first >= 0xE0 && first < 0xF0 ? 3
-                          : first >= 0xC2 && first < 0xE0 ? 2
-                                                          : 0;
-    if (length == 0 || length > text.size() - at) return 0;
-    for (size_t i = 1; i < length; ++i) {
-        if ((static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80) return 0;
-    }
-    return length;
-}
-
-std::string Quoted(const std::string &text) {
-    std::string out = "\"";
-    for (size_t at = 0; at < text.size();) {
-        const size_t length = Utf8Length(text, at);
-        const unsigned char c = static_cast<unsigned char>(text[at]);
-        if (length == 0) {
-            out += "\\ufffd";
-        } else if (!IsPlain(c)) {
-            out += Format("\\u%04x", c);
-        } else {
-            if (c == '"' || c == '\\') out += '\\';
-            out.append(text, at, length);
-        }
-        at += length > 0 ? length : 1;
-    }
-    return out + '"';
 }
 
 double BitRate(uint64_t bytes, double seconds) { return seconds > 0 ? static_cast<double>(bytes) * 8 / seconds : 0; }
@@ -117,7 +88,8 @@ std::string JsonVideo(const VideoReport &video) {
     for (int kind = 0; kind < kKinds; ++kind) {
         kinds += (kind > 0 ? ", \"" : "\"") + std::string(kKindNames[kind]) + "\": " + Count(video.kinds[kind]);
     }
-    return "{\"codec\": " + Quoted(video.codec) + Format(", \"width\": %d, \"height\": %d", video.width, video.height) +
+    return "{\"codec\": " + JsonText(video.codec) +
+           Format(", \"width\": %d, \"height\": %d", video.width, video.height) +
            Format(", \"frame_rate\": %.3f, \"duration\": %.3f", video.rate, video.duration) +
            Format(", \"bit_rate\": %.0f", BitRate(video.bytes, video.duration)) + ", \"bytes\": " + Count(video.bytes) +
            ", \"frames\": " + Count(video.frames) + ", \"kinds\": {" + kinds +
@@ -127,7 +99,7 @@ std::string JsonVideo(const VideoReport &video) {
 
 std::string JsonAudio(const AudioReport &audio) {
     if (audio.codec.empty()) return "null";
-    return "{\"codec\": " + Quoted(audio.codec) +
+    return "{\"codec\": " + JsonText(audio.codec) +
            Format(", \"sample_rate\": %u, \"channels\": %u", audio.sample_rate, audio.channels) +
            Format(", \"duration\": %.3f", audio.duration) +
            Format(", \"bit_rate\": %.0f", BitRate(audio.bytes, audio.duration)) + ", \"bytes\": " + Count(audio.bytes) +
@@ -135,10 +107,10 @@ std::string JsonAudio(const AudioReport &audio) {
 }
 
 std::string JsonProblem(const Problem &problem) {
-    std::string text = "{\"code\": " + Quoted(problem.code) + ", \"count\": " + Count(problem.count);
+    std::string text = "{\"code\": " + JsonText(problem.code) + ", \"count\": " + Count(problem.count);
     if (problem.place.byte >= 0) text += ", \"byte\": " + std::to_string(problem.place.byte);
     if (problem.place.time >= 0) text += Format(", \"time\": %.3f", problem.place.time);
-    return text + ", \"text\": " + Quoted(problem.text) + "}";
+    return text + ", \"text\": " + JsonText(problem.text) + "}";
 }
 
 }  // namespace
@@ -169,9 +141,9 @@ void PrintJson(const Report &report) {
     for (const Problem &problem : report.problems.All()) {
         problems += (problems.empty() ? "" : ", ") + JsonProblem(problem);
     }
-    const std::string container = report.container.empty() ? "null" : Quoted(report.container);
+    const std::string container = report.container.empty() ? "null" : JsonText(report.container);
     const std::string text =
-        "{\"file\": " + Quoted(report.file) + ", \"ok\": " + (report.IsSound() ? "true" : "false") +
+        "{\"file\": " + JsonText(report.file) + ", \"ok\": " + (report.IsSound() ? "true" : "false") +
         ", \"container\": " + container + ", \"size\": " + Count(report.size) +
         Format(", \"duration\": %.3f, \"bit_rate\": %.0f", report.Duration(), BitRate(report.size, report.Duration())) +
         ", \"video\": " + JsonVideo(report.video) + ", \"audio\": " + JsonAudio(report.audio) +
