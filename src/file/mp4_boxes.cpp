@@ -1,5 +1,7 @@
 #include "file/mp4_boxes.h"
 
+#include <sys/stat.h>
+
 #include <cstring>
 #include <iterator>
 #include <new>
@@ -192,6 +194,12 @@ void Mp4_ReadVersion(FILE *pFile, UCHAR *pucVersion, ULONG_32 *pulFlags) {
 }
 
 DLONG Mp4_FileLength(FILE *pFile) {
+    // Every table asks. A seek to the end would throw the stream's buffer away, to be read again each time.
+    struct stat stStat = {};
+    const int iFile = fileno(pFile);
+    if (iFile >= 0 && fstat(iFile, &stStat) == 0 && S_ISREG(stStat.st_mode)) {
+        return stStat.st_size;
+    }
     const DLONG dlPos = ftello(pFile);
     const DLONG dlLength = fseeko(pFile, 0, SEEK_END) == 0 ? ftello(pFile) : 0;
     fseeko(pFile, dlPos, SEEK_SET);
