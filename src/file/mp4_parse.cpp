@@ -29,6 +29,9 @@ DLONG CountZeros(FILE *pFile, DLONG dlPos) {
     for (bool bZero = fseeko(pFile, dlPos, SEEK_SET) == 0; bZero;) {
         const size_t ulRead = fread(aucBlock, 1, sizeof(aucBlock), pFile);
         size_t i = 0;
+        if (ulRead == sizeof(aucBlock) && aucBlock[0] == 0 && memcmp(aucBlock, aucBlock + 1, ulRead - 1) == 0) {
+            i = ulRead;  // a hole of gigabytes takes no longer than its reading
+        }
         while (i < ulRead && aucBlock[i] == 0) {
             ++i;
         }
