@@ -11,6 +11,17 @@
 
 namespace tools {
 
+namespace {
+
+/** Why a file can't be read that could be opened. */
+Failure Refuse(const std::string &path, mode_t mode) {
+    if (S_ISREG(mode)) return {kExitSource, path + ": the file is empty", "nothing was written into it, or not yet"};
+    if (S_ISDIR(mode)) return {kExitSource, path + ": this is a folder", "name a file in it"};
+    return {kExitSource, path + ": not a regular file", "only files are read; save a pipe or device into one first"};
+}
+
+}  // namespace
+
 MappedFile::MappedFile(MappedFile &&other) noexcept { *this = std::move(other); }
 
 MappedFile &MappedFile::operator=(MappedFile &&other) noexcept {
@@ -36,8 +47,7 @@ bool MappedFile::Open(const std::string &path, Failure *failure) {
     }
     struct stat state = {};
     if (fstat(file, &state) != 0 || !S_ISREG(state.st_mode) || state.st_size == 0) {
-        *failure = {kExitSource, path + (S_ISREG(state.st_mode) ? ": the file is empty" : ": not a regular file"),
-                    "only files are read; save a pipe or device into one first"};
+        *failure = Refuse(path, state.st_mode);
         close(file);
         return false;
     }

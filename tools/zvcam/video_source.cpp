@@ -8,6 +8,8 @@
 namespace zvcam {
 namespace {
 
+constexpr double kLeastRate = 0.1;  // frames a second; a file that tells of less would send nothing but its first one
+
 bool IsParameterSet(Bytes unit, bool h265) {
     const int type = h265 ? tools::UnitTypeH265(unit) : tools::UnitTypeH264(unit);
     return h265 ? type >= 32 && type <= 34 : type == 7 || type == 8;
@@ -84,7 +86,7 @@ bool VideoSource::OpenFile(const Options &options, Failure *failure) {
         return false;
     }
     const double own = FrameRate(first.data, h265);
-    fps_ = options.fps > 0 ? options.fps : own > 0 ? own : 25;
+    fps_ = options.fps > 0 ? options.fps : own >= kLeastRate ? own : 25;
     loop_ = options.loop;
     units_->Rewind();
     return true;

@@ -84,22 +84,25 @@ void CheckOpens(Report *report) {
                                            std::to_string(result) + ")");
 }
 
-/** @return the exit code */
-int Probe(Report *report) {
+/** @return the exit code; of kExitSource with the failure filled */
+int Probe(Report *report, Failure *failure) {
     tools::MappedFile file;
-    Failure failure;
-    if (!file.Open(report->file, &failure)) {
-        report->problems.Add("unreadable", failure.what);
+    if (!file.Open(report->file, failure)) {
+        report->problems.Add("unreadable", failure->what);
         return kExitSource;
     }
     const FilePtr stream(std::fopen(report->file.c_str(), "rbe"));
     if (stream == nullptr) {
-        report->problems.Add("unreadable", report->file + ": it can't be opened");
+        *failure = {kExitSource, report->file + ": it can't be opened", "is it still there?"};
+        report->problems.Add("unreadable", failure->what);
         return kExitSource;
     }
     report->size = file.All().size();
     Identify(stream.get(), report);
-    if (report->container.empty()) return kExitSource;
+    if (report->container.empty()) {
+        *failure = {kExitSource, report->problems.All()[0].text, "zvprobe --help tells what is read"};
+        return kExitSource;
+    }
     if (report->container == "MP4") ProbeMp4(file.All(), stream.get(), report);
     if (report->container == "MPEG-TS") ProbeTs(file.All(), report);
     CheckOpens(report);
@@ -122,11 +125,11 @@ int Main(int argc, char **argv) {
     }
     Report report;
     report.file = names[0];
-    const int code = Probe(&report);
+    const int code = Probe(&report, &failure);
     if (json) {
         PrintJson(report);
     } else if (code == kExitSource) {
-        return tools::PrintFailure("zvprobe", {code, report.problems.All()[0].text, "see zvprobe --help"});
+        return tools::PrintFailure("zvprobe", failure);
     } else {
         PrintText(report);
     }
