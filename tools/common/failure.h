@@ -23,6 +23,11 @@ struct Failure {
 /** "program: what" and the advice, on standard error. @return the exit code */
 int PrintFailure(const char *program, const Failure &failure);
 
+inline constexpr int kExitOutput = 4;  ///< of zvcam and zvprobe: the report could not be written
+
+/** Ends a report on standard output. @return `code`, or kExitOutput with a word on standard error if it got lost */
+int FinishReport(const char *program, int code);
+
 }  // namespace tools
 
 #endif

@@ -67,7 +67,7 @@ At its end, also when it is interrupted, it prints one line of JSON on standard 
 client. "drops" are frames left out for a client that does not keep up.
 
 exit codes
-  0 done   1 wrong command line   2 source   3 network
+  0 done   1 wrong command line   2 source   3 network   4 the report could not be written
 )";
 
 }  // namespace

@@ -31,18 +31,19 @@ int Main(int argc, char **argv) {
     Failure failure;
     const auto fail = [&failure] { return tools::PrintFailure("zvcam", failure); };
     if (!ParseOptions(argc, argv, &options, &failure)) return fail();
-    if (options.help) return std::fputs(HelpText(), stdout) < 0;
-    if (options.version) {
+    if (options.help) std::fputs(HelpText(), stdout);
+    if (options.version && !options.help) {
         const ULONG_32 version = Zelvane_GetVersion();
-        return std::printf("zvcam, Zelvane %u.%u.%u\n", version & 255, version >> 8 & 255, version >> 16) < 0;
+        std::printf("zvcam, Zelvane %u.%u.%u\n", version & 255, version >> 8 & 255, version >> 16);
     }
+    if (options.help || options.version) return tools::FinishReport("zvcam", kExitOk);
     Camera camera(options);
     TakeSignals();
     if (!camera.Open(&failure)) return Camera::IsInterrupted() ? kExitOk : fail();
     const bool good = camera.Run(&failure);
     std::printf("%s\n", camera.Report().c_str());
-    std::fflush(stdout);
-    return good ? kExitOk : fail();
+    const int reported = tools::FinishReport("zvcam", kExitOk);
+    return good ? reported : fail();
 }
 
 }  // namespace

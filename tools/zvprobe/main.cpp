@@ -51,6 +51,7 @@ problems
 
 exit codes
   0 sound   1 wrong command line   2 no such file or of no known kind   3 problems
+  4 the report could not be written
 )";
 
 /** Kinds of files, in the order in which the library tries them. */
@@ -118,7 +119,10 @@ int Main(int argc, char **argv) {
     std::vector<std::string> names;
     Failure failure;
     if (!tools::ParseCommandLine(argc, argv, table, &names, &failure)) return tools::PrintFailure("zvprobe", failure);
-    if (help) return std::fputs(kHelp, stdout) < 0;
+    if (help) {
+        std::fputs(kHelp, stdout);
+        return tools::FinishReport("zvprobe", kExitOk);
+    }
     if (names.size() != 1) {
         return tools::PrintFailure("zvprobe", {kExitUsage, names.empty() ? "no file given" : "more than one file given",
                                                "name one file: zvprobe recording.mp4; see zvprobe --help"});
@@ -133,7 +137,7 @@ int Main(int argc, char **argv) {
     } else {
         PrintText(report);
     }
-    return code;
+    return tools::FinishReport("zvprobe", code);
 }
 
 }  // namespace
