@@ -86,7 +86,7 @@ bool RecordParams_Keep(RECORD_LOOP_S *pstLoop) {
     stSets.bSps = false;
     stSets.bContinues = false;
     Gather(stFrame, &stSets);
-    pstLoop->bContinues = stSets.bContinues;
+    pstLoop->bContinues = stSets.bContinues && !stSets.bSps;  // an SPS stands ahead of the whole picture only
     if (stSets.bSps) {
         memcpy(pstLoop->aucParamSets, stSets.aucData, stSets.ulLen);
         pstLoop->ulParamSetsLen = stSets.ulLen;

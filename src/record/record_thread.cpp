@@ -44,6 +44,13 @@ bool PassSize(PLAEYR_PORT_S *pstPort) {
     return false;
 }
 
+/** The rest of a key picture of another codec, whose begin was lost: the file can't take it, and it begins none. */
+bool IsTorn(const RECORD_LOOP_S *pstLoop) {
+    const PLAEYR_PORT_S *pstRecord = pstLoop->pstPort->pstReordPort;
+    return pstLoop->bContinues && pstRecord->ulRecPayload != PLAYER_PAYLOAD_NULL &&
+           pstRecord->ulRecPayload != static_cast<ULONG_32>(pstRecord->stFrameData.lPayload);
+}
+
 /** The client's position follows the recording. */
 void FollowPlaybackTime(PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulTime = pstPort->pstReordPort->stRtpVideoStreamInfo.ulPlaybackTime;
@@ -151,8 +158,11 @@ ULONG_32 Record_TakePacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPa
     if (!PassGate(pstRecord) || !PassSize(pstPort)) {
         return PLAYER_ERR_OK;
     }
-    FollowPlaybackTime(pstPort);
     const bool bComplete = RecordParams_Keep(pstLoop);
+    if (IsTorn(pstLoop)) {
+        return Record_WaitForKeyFrame(pstPort, PLAYER_ERR_OK);
+    }
+    FollowPlaybackTime(pstPort);
     ulResult = RollOver(pstLoop);
     if (ulResult != PLAYER_ERR_OK) {
         return ulResult;
