@@ -130,18 +130,24 @@ void DropMuxer(PLAEYR_PORT_S *pstPort) {
     pstPort->hMp4Handle = nullptr;
 }
 
-void WriteFrame(RECORD_LOOP_S *pstLoop, FORMAT_FRAME_INFO_S *pstFrame, const RECORD_FORMAT_S &stFormat) {
+/** Hands a frame of whatever kind to the muxer, which is gone after a failure. */
+bool Mux(PLAEYR_PORT_S *pstPort, const FORMAT_FRAME_INFO_S &stFrame) {
+    const LONG_32 lResult = mp4_enc_frame(pstPort->hMp4Handle, &stFrame);
+    if (lResult == MP4_ENC_FAILED) {
+        DropMuxer(pstPort);
+        return false;
+    }
+    if (lResult == MP4_ENC_INDEX_IN_MEMORY) {
+        LOG_WARN("Port[%03d] Record Thread: The Index Of The File Is Kept In Memory From Now On.", pstPort->ulPort);
+    }
+    return true;
+}
+
+void WriteFrame(RECORD_LOOP_S *pstLoop, const FORMAT_FRAME_INFO_S &stFrame, const RECORD_FORMAT_S &stFormat) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
-    if (RecordFormat_HasVideo(stFormat)) {
-        const LONG_32 lResult = mp4_enc_frame(pstPort->hMp4Handle, pstFrame);
-        if (lResult == MP4_ENC_FAILED) {
-            DropMuxer(pstPort);
-            LOG_ERROR("Port[%03d] Record Thread: Call mp4_enc_frame failed.", pstPort->ulPort);
-            return;
-        }
-        if (lResult == MP4_ENC_INDEX_IN_MEMORY) {
-            LOG_WARN("Port[%03d] Record Thread: The Index Of The File Is Kept In Memory From Now On.", pstPort->ulPort);
-        }
+    if (RecordFormat_HasVideo(stFormat) && !Mux(pstPort, stFrame)) {
+        LOG_ERROR("Port[%03d] Record Thread: Call mp4_enc_frame failed.", pstPort->ulPort);
+        return;
     }
     Record_NoteFileTimes(pstLoop);
 }
@@ -159,7 +165,7 @@ void WriteVideo(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
     stFrame.dlTimeStamp = static_cast<DLONG>(pstPort->dulTotalTimeStamp);
     stFrame.ulFrameRate = static_cast<ULONG_32>(word::Load(pstPort->stStateInfo.lFrameRate));
     stFrame.dlVideoSequence = pstPort->dlVideoSequence++;
-    WriteFrame(pstLoop, &stFrame, stFormat);
+    WriteFrame(pstLoop, stFrame, stFormat);
 }
 
 /** Milliseconds of an audio stamp, which counts samples from the file's first. False for a rate that is none. */
@@ -195,7 +201,7 @@ void WriteAudio(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
     stFrame.pucData = stData.pucData + RECORD_ADTS_HEAD;
     stFrame.ulDataSize = static_cast<ULONG_32>(stData.lDataLen - RECORD_ADTS_HEAD);
     stFrame.bKeyFrame = 1;
-    WriteFrame(pstLoop, &stFrame, stFormat);
+    WriteFrame(pstLoop, stFrame, stFormat);
 }
 
 enum KIND_E { KIND_VIDEO, KIND_AUDIO, KIND_TRANSCODED, KIND_OTHER };
@@ -225,11 +231,7 @@ bool WriteEncoded(PLAEYR_PORT_S *pstPort, UCHAR *pucData, ULONG_32 ulLen, DLONG 
     stFrame.ulDataSize = ulLen;
     stFrame.bKeyFrame = 1;
     stFrame.dlTimeStamp = dlTimeStamp;
-    if (mp4_enc_frame(pstPort->hMp4Handle, &stFrame) != MP4_ENC_FAILED) {
-        return true;
-    }
-    DropMuxer(pstPort);
-    return false;
+    return Mux(pstPort, stFrame);
 }
 
 }  // namespace
