@@ -11,6 +11,7 @@
 #include "foundations/com_report.h"
 #include "foundations/shared_word.h"
 #include "frame/player_manager.h"
+#include "frame/port_lock.h"
 
 namespace {
 
@@ -244,6 +245,7 @@ void *__SnatchThreadEntry(void *pParam) {
         LOG_ERROR("Port Not Exist.");
         return reinterpret_cast<void *>(PLAYER_ERR_PORT);
     }
+    PortThread_Begin(pstPort, nullptr);  // a call from its log lines must not wait for the close that waits for it
     LOG_INFO("Port[%03d] Start __SnatchThreadEntry Thread Succeed.", pstPort->ulPort);
     ReportSnatch(pstPort, Player_SnatchOnce(pstPort->ulPort, pstPort->stSnatchInfo.pcFileName,
                                             pstPort->stSnatchInfo.ulPicFormat));
