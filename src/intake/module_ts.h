@@ -181,7 +181,7 @@ MODULE_API BOOL_T TS_IsTSFile(FILE *pFile);
  * @param pucTsDataAddr receives the packets; VIDEO_FRAME_BUFFER_SIZE bytes
  * @param pulReadLen bytes stored; 0 after an error
  * @return 0; PLAYER_ERR_FILE_END (263); PLAYER_ERR_FAILED (1) at a packet without sync byte; PLAYER_ERR_FILE_READ (265)
- *         at a cut packet; PLAYER_ERR_PACKET_LOST (525) when the packets of a frame outgrow the buffer
+ *         at a cut packet. A frame whose packets outgrow the buffer is passed over.
  */
 MODULE_API ULONG_32 TS_GetOneFrameData(FILE *pFile, ULONG_32 ulFrameCtrl, UCHAR *pucTsDataAddr, ULONG_32 *pulReadLen);
 
@@ -253,7 +253,7 @@ MODULE_API ULONG_32 TS_PackOtherPacket(TS_FRAMEDATA_S *pstFrame, TS_PACKET_DEC_S
 
 }  // extern "C"
 
-/** TS_GetOneFrameData() that gives PLAYER_ERR_FAILED (1) between two frames once the word is 0; null: it never is. */
+/** TS_GetOneFrameData() that gives PLAYER_ERR_FAILED (1) within a bufferful once the word is 0; null: it never is. */
 ULONG_32 TS_GetOneFrameDataWhile(FILE *pFile, ULONG_32 ulFrameCtrl, UCHAR *pucTsDataAddr, ULONG_32 *pulReadLen,
                                  const BOOL_T *pbRun);
 

@@ -101,9 +101,17 @@ ULONG_32 ReadPacket(FILE *pFile, UCHAR *pucPacket) {
     return TS_IsTSPacket(reinterpret_cast<CHAR *>(pucPacket)) == 1 ? PLAYER_ERR_OK : PLAYER_ERR_FAILED;
 }
 
-/** Collects packets up to the one that ends a frame. */
-ULONG_32 ReadFrame(FILE *pFile, UCHAR *pucFrame, ULONG_32 *pulLen) {
-    for (ULONG_32 ulLen = 0; ulLen + TS_PACKET_SIZE <= VIDEO_FRAME_BUFFER_SIZE;) {
+/** Collects packets up to the one that ends a frame. One that outgrows the buffer is passed over: its length is 0. */
+ULONG_32 ReadFrame(FILE *pFile, UCHAR *pucFrame, ULONG_32 *pulLen, const BOOL_T *pbRun) {
+    bool bWhole = true;
+    for (ULONG_32 ulLen = 0;;) {
+        if (ulLen + TS_PACKET_SIZE > VIDEO_FRAME_BUFFER_SIZE) {
+            bWhole = false;
+            ulLen = 0;
+        }
+        if (ulLen == 0 && pbRun != nullptr && !word::Load(*pbRun)) {
+            return PLAYER_ERR_FAILED;
+        }
         UCHAR *pucPacket = pucFrame + ulLen;
         ULONG_32 ulResult = ReadPacket(pFile, pucPacket);
         if (ulResult != PLAYER_ERR_OK) {
@@ -111,11 +119,10 @@ ULONG_32 ReadFrame(FILE *pFile, UCHAR *pucFrame, ULONG_32 *pulLen) {
         }
         ulLen += TS_PACKET_SIZE;
         if (TS_IsTSFrameTail(reinterpret_cast<CHAR *>(pucPacket)) == 1) {
-            *pulLen = ulLen;
+            *pulLen = bWhole ? ulLen : 0;
             return PLAYER_ERR_OK;
         }
     }
-    return PLAYER_ERR_PACKET_LOST;
 }
 
 }  // namespace
@@ -146,14 +153,11 @@ ULONG_32 TS_GetOneFrameDataWhile(FILE *pFile, ULONG_32 ulFrameCtrl, UCHAR *pucTs
     ULONG_32 ulLen = 0;
     do {
         *pulReadLen = 0;
-        if (pbRun != nullptr && !word::Load(*pbRun)) {
-            return PLAYER_ERR_FAILED;
-        }
-        ULONG_32 ulResult = ReadFrame(pFile, pucTsDataAddr, &ulLen);
+        ULONG_32 ulResult = ReadFrame(pFile, pucTsDataAddr, &ulLen, pbRun);
         if (ulResult != PLAYER_ERR_OK) {
             return ulResult;
         }
-    } while (!IsFrameKept(ulFrameCtrl, pucTsDataAddr, ulLen));
+    } while (ulLen == 0 || !IsFrameKept(ulFrameCtrl, pucTsDataAddr, ulLen));
     *pulReadLen = ulLen;
     return PLAYER_ERR_OK;
 }

@@ -449,16 +449,20 @@ TEST(TsFile, FrameControlChoosesFrames) {
     }
 }
 
-TEST(TsFile, FrameThatNeverEndsStopsAtTheBuffer) {
+TEST(TsFile, FrameThatOutgrowsTheBufferIsPassedOver) {
+    Mux stMux(PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_G711U);
+    const std::string strKey = stMux.Pack(PLAYER_PAYLOAD_H264, 0, 0, Noise(500));
     std::string strPacket(188, 'x');
     strPacket.replace(0, 3, "\x47\x40\x65");
-    std::string strFile;
-    while (strFile.size() <= VIDEO_FRAME_BUFFER_SIZE) {
-        strFile += strPacket;
+    std::string strLong;
+    while (strLong.size() <= VIDEO_FRAME_BUFFER_SIZE) {
+        strLong += strPacket;
     }
     ULONG_32 ulEnd = 0;
-    EXPECT_EQ("", FramesOf(strFile, 1, &ulEnd));
-    EXPECT_EQ(525U, ulEnd);
+    EXPECT_EQ(2U, FramesOf(strKey + strLong + strKey + strKey, 1, &ulEnd).size()) << "a tail ends the long one";
+    EXPECT_EQ(263U, ulEnd);
+    EXPECT_EQ(1U, FramesOf(strKey + strLong, 1, &ulEnd).size());
+    EXPECT_EQ(263U, ulEnd);
 }
 
 }  // namespace
