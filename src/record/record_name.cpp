@@ -16,6 +16,7 @@ using NAME = CHAR[PLAYER_FILE_NAME_LEN];
 
 const CHAR *const STAMP_START = "_S%04d%02d%02d%02d%02d%02d";
 const CHAR *const STAMP_END = "_E%04d%02d%02d%02d%02d%02d";
+const CHAR *const TEMP_ENDING = ".temp";
 const ULONG_32 STAMP_ROOM = 80; /**< six numbers of any width */
 const ULONG_32 MAX_TRIES = 99999;
 const ULONG_32 TEN_YEARS = 315360000;
@@ -79,7 +80,21 @@ void CutExtension(NAME &szName) {
 
 void SetTempName(PLAEYR_PORT_S *pstPort) {
     Copy(pstPort->szFileName, pstPort->szFileNameTemp);
-    Append(pstPort->szFileName, {".temp"});
+    Append(pstPort->szFileName, {TEMP_ENDING});
+}
+
+/**
+ * Where what tells a further file from the one before goes: at pcAt if that and the ending fit, else further to the
+ * front of the file's own name. Names that are all cut at the same place are one name, and each file would replace the
+ * one before.
+ */
+CHAR *PlaceFor(NAME &szName, CHAR *pcAt, size_t ulLen, size_t ulEnding) {
+    if (ulLen + ulEnding <= static_cast<size_t>(szName + sizeof(szName) - 1 - pcAt)) {
+        return pcAt;
+    }
+    CHAR *pcSlash = strrchr(szName, '/');
+    CHAR *pcOwn = pcSlash != nullptr ? pcSlash + 1 : szName;
+    return std::min(pcAt, std::max(pcOwn, szName + sizeof(szName) - 1 - STAMP_ROOM));
 }
 
 /** Plain files are counted; what the client's name has behind a "_part" of its own is lost. */
@@ -87,16 +102,24 @@ void CountPart(PLAEYR_PORT_S *pstPort) {
     CHAR szCount[STAMP_ROOM];
     snprintf(szCount, sizeof(szCount), "_part%d", static_cast<LONG_32>(++pstPort->ulFileCount));
     CHAR *pcAt = strstr(pstPort->szFileNameTemp, "_part");
-    Overwrite(pstPort->szFileNameTemp, pcAt != nullptr ? pcAt : strchr(pstPort->szFileNameTemp, '\0'), {szCount});
+    pcAt = pcAt != nullptr ? pcAt : strchr(pstPort->szFileNameTemp, '\0');
+    Overwrite(pstPort->szFileNameTemp, PlaceFor(pstPort->szFileNameTemp, pcAt, strlen(szCount), strlen(TEMP_ENDING)),
+              {szCount});
 }
 
 void RenewStartStamp(PLAEYR_PORT_S *pstPort) {
     CHAR *pcAt = strrchr(pstPort->szFileNameTemp, '_');
     if (pcAt == nullptr) {
         LOG_WARN("Port[%03d] Player_CreateNewFile Warning, Not Find File Name.", pstPort->ulPort);
-        return;
+        pcAt = strchr(pstPort->szFileNameTemp, '\0');
+        if (pcAt != pstPort->szFileNameTemp + sizeof(pstPort->szFileNameTemp) - 1) {
+            return;
+        }
     }
-    Overwrite(pstPort->szFileNameTemp, pcAt, {STAMP_S(STAMP_START, Now()).szText});
+    const STAMP_S stStamp(STAMP_START, Now());
+    const size_t ulLen = strlen(stStamp.szText);
+    pcAt = PlaceFor(pstPort->szFileNameTemp, pcAt, ulLen, ulLen + strlen(".mp4"));  // the end's stamp is as long
+    Overwrite(pstPort->szFileNameTemp, pcAt, {stStamp.szText});
 }
 
 /** The stream's own times take the place of the stamp that the name got at the start. */
