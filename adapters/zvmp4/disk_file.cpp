@@ -52,7 +52,8 @@ bool DiskFile::Read(void *data, size_t size, uint64_t at) {
 bool DiskFile::Cut(uint64_t size) { return ftruncate(fd_, static_cast<off_t>(size)) == 0; }
 
 bool DiskFile::Allocate(uint64_t at, uint64_t size) {
-    return fallocate(fd_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(at), static_cast<off_t>(size)) == 0;
+    return fallocate(fd_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(at), static_cast<off_t>(size)) == 0 ||
+           (errno != ENOSPC && errno != EDQUOT && errno != EFBIG);
 }
 
 }  // namespace zv

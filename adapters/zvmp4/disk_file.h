@@ -26,8 +26,9 @@ class DiskFile {
     bool Read(void *data, size_t size, uint64_t at);
     /** Sets the file's size. */
     bool Cut(uint64_t size);
-    /** Gives a part of a hole its blocks, so that a write there succeeds on a full disk too. Content and size stay.
-     *  @return false where there is no room or the file system can't do that */
+    /** Gives a part of a hole, or of what lies behind the end, its blocks, so that a write there succeeds on a full
+     * disk too. Content and size stay; Cut() takes the blocks behind the end back.
+     *  @return false if there is no room. Nothing is done, and true, where the file system can't do that */
     bool Allocate(uint64_t at, uint64_t size);
 
  private:

@@ -82,7 +82,8 @@ bool IndexRoom::Lay(uint64_t begin, uint64_t end) {
 
 /** Puts the index behind the data and leads readers there. */
 bool IndexRoom::Park(const std::vector<uint8_t> &index, uint64_t data_end) {
-    if (!disk_->Write(index.data(), index.size(), data_end) || !WriteSize(data_end) || !Bridge(end_ - kBoxHead)) {
+    if (!disk_->Write(index.data(), index.size(), data_end) || !disk_->Cut(data_end + index.size()) ||
+        !WriteSize(data_end) || !Bridge(end_ - kBoxHead)) {
         disk_->Cut(data_end);
         return false;
     }
@@ -125,6 +126,7 @@ IndexResult IndexRoom::Put(const std::vector<uint8_t> &index, uint64_t data_end)
 
 IndexResult IndexRoom::Finish(const std::vector<uint8_t> &index, uint64_t data_end) {
     if (index.empty()) {
+        disk_->Cut(data_end);
         return WriteSize(data_end) && Bridge(end_ - kBoxHead) ? IndexResult::kSealed : IndexResult::kFailed;
     }
     IndexResult result = Put(index, data_end);
@@ -134,6 +136,7 @@ IndexResult IndexRoom::Finish(const std::vector<uint8_t> &index, uint64_t data_e
     if (result == IndexResult::kDone) {
         // The box of size 0 makes way for the one behind it, at once for every reader.
         const BoxHead gone(kBoxHead, "free");
+        disk_->Cut(data_end);
         const bool sized = WriteSize(data_end) && disk_->Write(gone.bytes, kBoxHead, High());
         result = sized ? IndexResult::kDone : IndexResult::kFailed;
     }

@@ -37,9 +37,10 @@ class IndexRoom {
 
     /** Lays the empty room at [begin, end); `end` is a multiple of 4096, and the data follow it. */
     bool Lay(uint64_t begin, uint64_t end);
-    /** Makes an index valid while data keep coming; they reach up to data_end, and so does the file. */
+    /** Makes an index valid while data keep coming, which reach up to data_end. What lies behind them may be cut. */
     IndexResult Put(const std::vector<uint8_t> &index, uint64_t data_end);
-    /** Makes an index valid for good. kTooBig does not occur. An empty one leaves a file without samples. */
+    /** Makes an index valid for good, and cuts the file behind it and the data. kTooBig does not occur. An empty one
+     * leaves a file without samples. */
     IndexResult Finish(const std::vector<uint8_t> &index, uint64_t data_end);
 
  private:

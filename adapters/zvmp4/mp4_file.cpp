@@ -32,6 +32,8 @@ constexpr int64_t kEncoderDelay = 3 * kAacFrame;
 constexpr uint64_t kMega = 1024 * 1024;
 constexpr uint64_t kRoomMin = 4 * kMega;
 constexpr uint64_t kRoomMax = 8 * kMega;
+/** By so much more than needed the disk is asked for blocks behind the data. */
+constexpr uint64_t kReserveStep = kMega;
 
 /** Room for the index of two hours, if each picture lasts differently and each sample has its chunk. */
 uint64_t RoomSize(const FORMAT_STREAM_INFO_S &info) {
@@ -192,6 +194,10 @@ bool Mp4File::Join() {
     if (!disk_.Read(bytes.data() + grown, moved, picture_end_)) {
         return false;
     }
+    if (!Reserve(grown)) {
+        Failed();
+        return false;
+    }
     if (!disk_.Write(bytes.data(), bytes.size(), picture_end_)) {
         disk_.Write(bytes.data() + grown, moved, picture_end_);
         Failed();
@@ -238,20 +244,42 @@ int64_t Mp4File::AudioStart(int64_t stamp) const {
 
 /* ---- the file -------------------------------------------------------------------------------------------------- */
 
+/** Bytes that the index has at the most when one more sample has come. */
+uint64_t Mp4File::IndexMost() const {
+    return kIndexFixed + (uint64_t{video_.Count()} + audio_.Count() + 1) * kIndexPerSample;
+}
+
 /** Closes the file off when it can't hold this much more. */
 bool Mp4File::HasRoom(size_t size) {
     const uint64_t samples = uint64_t{video_.Count()} + audio_.Count() + 1;
-    if (end_ + size + kIndexFixed + samples * kIndexPerSample <= kFileMax && samples <= kSamplesMax) {
+    if (end_ + size + IndexMost() <= kFileMax && samples <= kSamplesMax) {
         return true;
     }
     Finish();
     return false;
 }
 
+/** An index that may not find a free half of its room is written behind the data, and has to find its place there on a
+ *  full disk too: nothing is taken that would leave it none. */
+bool Mp4File::Reserve(size_t size) {
+    const uint64_t most = IndexMost();
+    const uint64_t wanted = end_ + size + most;
+    if (most <= kRoomMin / 2 - kIndexFixed || wanted <= reserved_) {
+        return true;
+    }
+    for (const uint64_t more : {kReserveStep, uint64_t{0}}) {
+        if (disk_.Allocate(end_, size + most + more)) {
+            reserved_ = wanted + more;
+            return true;
+        }
+    }
+    return false;
+}
+
 bool Mp4File::Append(const Sample &sample) {
     SampleTable &table = TableOf(sample.track);
     table.Reserve();
-    if (!disk_.Write(sample.data, sample.size, end_)) {
+    if (!Reserve(sample.size) || !disk_.Write(sample.data, sample.size, end_)) {
         Failed();
         return false;
     }
@@ -274,10 +302,13 @@ bool Mp4File::NewChunk(Track track) {
     return begins;
 }
 
-/** A write failed: the file is cut to what is whole, and its index made to know that. */
+/** A write failed: the file is cut to what is whole, and its index made to know that. The place of an index behind the
+ *  data stays reserved. */
 void Mp4File::Failed() {
     joinable_ = false;
-    disk_.Cut(end_);
+    if (reserved_ <= end_) {
+        disk_.Cut(end_);
+    }
     if (changed_) {
         WriteIndex(false);
     }
@@ -300,6 +331,7 @@ IndexResult Mp4File::WriteIndex(bool last) try {
     if (!IsEmpty()) {
         WriteMovieBox(movie_, video_, audio_, &index_);
     }
+    reserved_ = 0;
     const IndexResult result = last ? room_.Finish(index_, end_) : room_.Put(index_, end_);
     changed_ &= result != IndexResult::kDone;
     group_done_ &= result != IndexResult::kDone;
@@ -315,7 +347,6 @@ IndexResult Mp4File::WriteIndex(bool last) try {
 bool Mp4File::Finish() {
     closed_ = true;
     if (!done_ && begun_) {
-        disk_.Cut(end_);
         done_ = WriteIndex(true) != IndexResult::kFailed;
     }
     return done_ || !begun_;

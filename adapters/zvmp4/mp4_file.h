@@ -58,6 +58,8 @@ class Mp4File {
     bool Append(const Sample &sample);
     bool NewChunk(Track track);
     bool HasRoom(size_t size);
+    uint64_t IndexMost() const;
+    bool Reserve(size_t size);
     void Failed();
     bool CheckPoint(uint64_t now);
     IndexResult WriteIndex(bool last);
@@ -75,6 +77,7 @@ class Mp4File {
     std::vector<uint8_t> index_;  // work memory
     uint64_t end_ = 0;            // of the last whole sample in the file
     uint64_t picture_end_ = 0;    // of the last picture
+    uint64_t reserved_ = 0;       // up to where the disk has blocks for data and an index behind them
     Track last_ = Track::kNone;   // of the last sample
     uint64_t chunk_begin_ = 0;    // ticks of its track when its chunk began
     bool joinable_ = false;       // the last picture may go on
