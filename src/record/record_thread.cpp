@@ -44,11 +44,12 @@ bool PassSize(PLAEYR_PORT_S *pstPort) {
     return false;
 }
 
-/** The rest of a key picture of another codec, whose begin was lost: the file can't take it, and it begins none. */
-bool IsTorn(const RECORD_LOOP_S *pstLoop) {
-    const PLAEYR_PORT_S *pstRecord = pstLoop->pstPort->pstReordPort;
-    return pstLoop->bContinues && pstRecord->ulRecPayload != PLAYER_PAYLOAD_NULL &&
-           pstRecord->ulRecPayload != static_cast<ULONG_32>(pstRecord->stFrameData.lPayload);
+/** Whether the frame in hand is a picture of another codec than the file's. */
+bool IsOtherCodec(const PLAEYR_PORT_S *pstRecord) {
+    const LONG_32 lPayload = pstRecord->stFrameData.lPayload;
+    const bool bInter = lPayload == PLAYER_PAYLOAD_H264 || lPayload == PLAYER_PAYLOAD_H265;
+    return bInter && pstRecord->ulRecPayload != PLAYER_PAYLOAD_NULL &&
+           pstRecord->ulRecPayload != static_cast<ULONG_32>(lPayload);
 }
 
 /** The client's position follows the recording. */
@@ -59,9 +60,15 @@ void FollowPlaybackTime(PLAEYR_PORT_S *pstPort) {
     }
 }
 
-/** Goes on in a new file if one is due; a picture that comes slice by slice stays in one file. */
+/**
+ * Goes on in a new file if one is due. A picture that comes slice by slice stays in one file, and of another codec it
+ * begins one only as a whole.
+ */
 ULONG_32 RollOver(RECORD_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    if (pstLoop->bContinues && IsOtherCodec(pstPort->pstReordPort)) {
+        return PLAYER_ERR_OK;
+    }
     if (!Player_RecordDataChanged(pstPort) || pstLoop->bContinues) {
         return PLAYER_ERR_OK;
     }
@@ -159,13 +166,13 @@ ULONG_32 Record_TakePacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPa
         return PLAYER_ERR_OK;
     }
     const bool bComplete = RecordParams_Keep(pstLoop);
-    if (IsTorn(pstLoop)) {
-        return Record_WaitForKeyFrame(pstPort, PLAYER_ERR_OK);
-    }
     FollowPlaybackTime(pstPort);
     ulResult = RollOver(pstLoop);
     if (ulResult != PLAYER_ERR_OK) {
         return ulResult;
+    }
+    if (IsOtherCodec(pstRecord)) {
+        return PLAYER_ERR_OK;  // ahead of its key frame nobody can show it, in this file least of all
     }
     UCHAR *pucWhole = !bComplete && IsFileAtBegin(pstPort) ? RecordParams_Complete(pstLoop) : nullptr;
     ulResult = WriteFrame(pstLoop);
