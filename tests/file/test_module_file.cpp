@@ -1,4 +1,4 @@
-// The file layer: what a file is, its properties, frames by control value, seeking by clock references, muxing.
+// The file layer: what a file is, its properties, frames by control value, seeking by clock references.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -214,55 +214,4 @@ TEST(ModuleFile, SearchesEndWhenTheRunFlagFalls) {
     EXPECT_EQ(File_SetPlayTime(file.Get(), 20, 25), ULONG_32{PLAYER_ERR_FAILED});
     EXPECT_EQ(File_ReadOneFrame(file.Get(), &frame, FRAME_CTRL_ONLY_I_FRAME), ULONG_32{PLAYER_ERR_FAILED});
     EXPECT_EQ(file.Position(), 0U);
-}
-
-TEST(ModuleFile, PacketsAreReadUpToTheTailOfAFrame) {
-    std::string tail = OtherPacket();
-    tail[1] = static_cast<char>(tail[1] | 0x20);
-    std::string content = OtherPacket() + tail + OtherPacket() + std::string(188, 'x');
-    FILE *stream = fmemopen(content.data(), content.size(), "rb");
-    UCHAR buffer[188 * 4];
-    const struct {
-        ULONG_32 room, result, size;
-    } cases[] = {{188 * 4, 0, 2 * 188}, {188 + 100, 0, 188}, {188 * 4, PLAYER_ERR_FILE_READ, 0}};
-    for (const auto &[room, result, size] : cases) {  // at last no packet
-        ULONG_32 read = room;
-        EXPECT_EQ(File_ReadTSPacket(stream, buffer, &read), result);
-        EXPECT_EQ(read, size);
-    }
-    fclose(stream);
-}
-
-/* ---- muxing ---- */
-
-TEST(ModuleFile, FramesAreMuxedAndSoundIsAnnouncedAsMpegAudio) {
-    auto mux = std::make_unique<TS_PACKET_DEC_S>();
-    ASSERT_EQ(File_CreatePacketDec(FILE_PACKET_TYPE_TS, PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_MP1L2, mux.get()), 0U);
-    EXPECT_EQ(mux->lElemType, 6);
-    UCHAR *packets = nullptr;
-    ULONG_32 size = 0;
-    for (LONG_32 payload : {PLAYER_PAYLOAD_G711U, PLAYER_PAYLOAD_G711A, PLAYER_PAYLOAD_AAC, PLAYER_PAYLOAD_H264}) {
-        Bytes data(1000, 0x55);
-        TS_FRAMEDATA_S frame = {};
-        frame.pucData = data.data();
-        frame.lDataLen = 1000;
-        frame.lPayload = payload;
-        ASSERT_EQ(File_PacketData(mux.get(), &frame, FILE_PACKET_TYPE_TS, &packets, &size), 0U);
-        EXPECT_EQ(size % 188, 0U);
-        EXPECT_GE(size, 6 * 188U);
-        EXPECT_EQ(mux->ulPacketDataLen + mux->ulEsPacketDataLen, 0U);
-        EXPECT_EQ(frame.lPayload, payload == PLAYER_PAYLOAD_H264 ? payload : LONG_32{PLAYER_PAYLOAD_MP1L2});
-        EXPECT_TRUE(TS_IsTSFrameTail(reinterpret_cast<CHAR *>(packets + size - 188)));
-    }
-    TS_FRAMEDATA_S bad = {};
-    bad.lPayload = PLAYER_PAYLOAD_NULL;
-    EXPECT_EQ(File_PacketData(mux.get(), &bad, FILE_PACKET_TYPE_TS, &packets, &size), ULONG_32{PLAYER_ERR_PARAM});
-    EXPECT_EQ(size, 0U);
-    EXPECT_EQ(File_DestoryPacketDec(mux.get()), 0U);
-    DULONG base = 0;
-    EXPECT_EQ(File_GetBaseTimestamp(&base), 0U);
-    EXPECT_GT(base, 1600000000U);
-    const DULONG first = base;
-    EXPECT_EQ(File_GetBaseTimestamp(&base), 0U);
-    EXPECT_EQ(base, first + 3600);
 }

@@ -168,26 +168,6 @@ TEST(Mp4Boxes, TheFirstOfSeveralParameterSetsIsKept) {
     EXPECT_EQ(file.ReadBytes(), mp4::StartCode("S1") + mp4::StartCode("P1") + "x");
 }
 
-TEST(Mp4Boxes, PropertiesWithoutDivisors) {
-    const struct {
-        uint32_t timescale, duration;  // of the track
-        uint32_t fileTimescale, fileDuration;
-        const char *rateAndSeconds;
-    } cases[] = {
-        {25, 2, 1000, 5999, "25/5"}, {25, 2, 0, 5999, "25/0"},    {40, 2, 1000, 5000, "40/5"},
-        {0, 2, 1000, 5000, "25/5"},  {25, 0, 1000, 5000, "25/5"}, {40, 200, 1000, 5000, "25/5"},  // under one a second
-    };
-    for (const auto &one : cases) {
-        Track track = Video({1, 1});
-        track.timescale = one.timescale;
-        track.duration = one.duration;
-        Mp4Open file(mp4::File("ab", {track}, one.fileTimescale, one.fileDuration));
-        MP4_INFO_S info = {};
-        EXPECT_EQ(MP4_GetMp4Info(file.Parser(), &info), PLAYER_ERR_OK);
-        EXPECT_EQ(std::to_string(info.ulFrameRate) + "/" + std::to_string(info.ulPlayTime), one.rateAndSeconds);
-    }
-}
-
 TEST(Mp4Boxes, ListEndsWhereTheTablesDo) {
     EXPECT_EQ(ListOf(mp4::File(Zeros(100), {Video({5, 5})})), (Lines{"24+5k t0c", "29+5 t0"}));
     EXPECT_EQ(ListOf(mp4::File(Zeros(9), {Video({0, 0, 0})})).size(), 3U);

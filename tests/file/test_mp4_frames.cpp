@@ -139,15 +139,6 @@ TEST(Mp4Frames, MarkedFramesOfH264) {
     EXPECT_EQ(Index(file), static_cast<LONG_32>(samples.size()));
 }
 
-TEST(Mp4Frames, MarkedFramesOfH265) {
-    const std::string filler(5000, 'f');
-    Mp4Open file(VideoFile({StartCode("\x26\1 key"), StartCode("\2\1 slice"), StartCode("\x4E\1\xE6 mark"),
-                            StartCode("\2\1" + filler), StartCode("\x4E\1\5" + filler) + StartCode("\x4E\1\xE6"),
-                            StartCode("\x4E\1\xE6" + filler), Unit("\x4E\1\xE6")},
-                           {1}, mp4::VisualEntry("hev1", "")));
-    EXPECT_EQ(Marked(&file), (std::vector<LONG_32>{0, 2, 4, 5}));
-}
-
 TEST(Mp4Frames, SeekLandsOnTheNextKeyFrame) {
     Mp4Open file(VideoFile(Plain(50), {1, 21, 31}));
     EXPECT_EQ(MP4_SetPlayTime(file.Stream(), file.Parser(), 1, 10), PLAYER_ERR_OK);

@@ -18,15 +18,6 @@ TEST(PublicFun, TimesAreSecondsAndMilliseconds) {
     EXPECT_EQ(-1200, Time_ElapsedMs(&stTo, &stFrom));
 }
 
-TEST(PublicFun, MulticastAddresses) {
-    for (const char *pcAddr : {"224.0.0.0", "239.255.255.255"}) {
-        EXPECT_EQ(1, WYK_IsMulticast(pcAddr)) << pcAddr;
-    }
-    for (const char *pcAddr : {"223.255.255.255", "240.0.0.0", "255.255.255.255", "host", "", "ff02::1"}) {
-        EXPECT_EQ(0, WYK_IsMulticast(pcAddr)) << pcAddr;
-    }
-}
-
 TEST(PublicFun, FilesAreWrittenAndReadBack) {
     TempDir stDir;
     ULONG_32 ulErr = 99;

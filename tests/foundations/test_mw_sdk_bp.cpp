@@ -102,43 +102,4 @@ TEST(Files, CopyingAFile) {
     EXPECT_EQ(1, QLOM_SDK_cp("source", (std::string(250, 'd') + "\\").c_str())) << "257 characters";
 }
 
-int iDeleted;
-
-void CountDeleted(void *) { iDeleted++; }
-LONG CompareTens(void *pOne, void *pTwo) { return *static_cast<int *>(pOne) / 10 - *static_cast<int *>(pTwo) / 10; }
-
-std::vector<int> Values(const QLOM_SDK_LIST_S *pstList) {
-    std::vector<int> aiValues;
-    const QLOM_SDK_LIST_NODE_S *pstLast = nullptr;
-    for (const QLOM_SDK_LIST_NODE_S *pstAt = pstList->pstHead; pstAt != nullptr; pstAt = pstAt->pstNext) {
-        aiValues.push_back(*static_cast<int *>(pstAt->pData));
-        pstLast = pstAt;
-    }
-    EXPECT_EQ(pstLast, pstList->pstTail);
-    return aiValues;
-}
-
-TEST(List, InsertionAndDeletionKeepOrderAndEnds) {
-    QLOM_SDK_LIST_S *pstList = QLOM_SDK_ListNew();
-    ASSERT_NE(nullptr, pstList);
-    pstList->cmp = CompareTens;
-    int aiData[] = {30, 11, 50, 12, 31, 5};
-    EXPECT_EQ(0, QLOM_SDK_ListnodeAddSort(pstList, &aiData[0]));
-    EXPECT_EQ(0, QLOM_SDK_ListnodeDelete(pstList, &aiData[0]));
-    EXPECT_EQ((std::vector<int>{}), Values(pstList));
-    for (int &iValue : aiData) {
-        EXPECT_EQ(0, QLOM_SDK_ListnodeAddSort(pstList, &iValue));
-    }
-    int iLast = 1;
-    EXPECT_EQ(0, QLOM_SDK_ListnodeAdd(pstList, &iLast));
-    EXPECT_EQ((std::vector<int>{5, 11, 12, 30, 31, 50, 1}), Values(pstList)) << "equals stay in order";
-    EXPECT_EQ(0, QLOM_SDK_ListnodeDelete(pstList, &iLast));
-    EXPECT_EQ(0, QLOM_SDK_ListnodeDelete(pstList, &aiData[3]));
-    EXPECT_EQ(-1, QLOM_SDK_ListnodeDelete(pstList, &aiData[3]));
-    EXPECT_EQ((std::vector<int>{5, 11, 30, 31, 50}), Values(pstList));
-    pstList->del = CountDeleted;
-    EXPECT_EQ(0, QLOM_SDK_ListDelete(pstList));
-    EXPECT_EQ(5, iDeleted);
-}
-
 }  // namespace

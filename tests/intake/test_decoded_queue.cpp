@@ -267,26 +267,6 @@ TEST(DecodedQueue, WaitingReaderWakes) {
 
 /* ---- halved pictures ------------------------------------------------------------------------------------------- */
 
-TEST(ImageCompress, PicksEverySecondSampleInsideTheSource) {
-    Picture oSource(16, 8, 0);
-    Picture oSmall(8, 4, 0);
-    for (int i = 0; i < 3; i++) {
-        std::iota(oSource.Plane(i).begin(), oSource.Plane(i).end(), static_cast<UCHAR>(i * 100));
-    }
-    ASSERT_EQ(0U, Image_Compress(oSource, oSmall));
-    for (int i = 0; i < 3; i++) {
-        const int iWidth = i == 0 ? 8 : 4;
-        for (int j = 0; j < static_cast<int>(oSmall.Plane(i).size()); j++) {
-            EXPECT_EQ(i * 100 + j / iWidth * 4 * iWidth + j % iWidth * 2, oSmall.Plane(i)[static_cast<size_t>(j)]);
-        }
-    }
-    Picture oLow(16, 4, 7);
-    Picture oHigh(8, 9, 1);
-    ASSERT_EQ(0U, Image_Compress(oLow, oHigh));
-    EXPECT_TRUE(Queue::IsAll(oHigh->pucData[0], 8 * 9, 7));
-    EXPECT_EQ(2U, Image_Compress(oLow, Picture(10, 4, 0)));
-}
-
 TEST(DecodedQueue, HoldsHalvedPictures) {
     Queue oQueue(2);
     oQueue.Next();

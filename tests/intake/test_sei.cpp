@@ -177,21 +177,6 @@ TEST_F(Sei, DebuggingDataAreKeptAndTheirUnitsMeasured) {
     EXPECT_EQ(4004, m_st.stDbugInfo.lBufferMaxLen) << "the buffer stays";
 }
 
-TEST_F(Sei, DebuggingDataMayHaveAWiderSize) {
-    const std::pair<std::string, ULONG_32> astRows[] = {// 0: refused
-                                                        {Bytes({6, 25, 0x2C, 1}), 309},
-                                                        {Bytes({6, 25, 0x2C, 1, 0}), 310},
-                                                        {Bytes({6, 25, 0x2C, 1, 1}), 0},
-                                                        {Bytes({6, 33, 0x2C, 1}), 0}};  // only debugging data
-    for (const auto &[strHead, ulTotal] : astRows) {
-        const std::string strFrame = CODE + strHead + std::string(300, 'd') + '\x80' + H264_SLICE;
-        std::vector<UCHAR> aucFrame(strFrame.begin(), strFrame.end());
-        EXPECT_EQ(ulTotal != 0 ? 0U : 2U, Sei_GetSeiTotalLen(PLAYER_PAYLOAD_H264, aucFrame.data(),
-                                                             static_cast<LONG_32>(aucFrame.size()), &m_st));
-        EXPECT_TRUE(ulTotal == 0 || ulTotal == m_st.ulSeiTotalLen);
-    }
-}
-
 TEST_F(Sei, AnalyticsResultAndRulesOfOneFrame) {
     const std::string strHead = Bytes({0, 0, 3, 0, 7, 0, 0, 3, 0, 1, 0, 1, 0, 200});  // with emulation prevention
     std::string strTarget(36, 'a');

@@ -296,16 +296,6 @@ TEST_F(DisplayTest, ResizeWakesAndMakesTheWrapperAnew) {
     EXPECT_TRUE(window.Shows(10, 10, GREEN));
 }
 
-TEST_F(DisplayTest, NothingIsToBeDrawnBeforeThereIsAPicture) {
-    ClientWindow window(200, 200);
-    WakeCount wake;
-    Shown display(window.Handle());
-    Video_SetRedrawWake(display, WakeCount::Wake, &wake);
-    window.Resize(300, 300);
-    EXPECT_TRUE(wake.Reaches(1));
-    EXPECT_FALSE(Video_NeedsRedraw(display)) << "a thread without a picture would spin";
-}
-
 TEST_F(DisplayTest, UncoveringWakesAndMovingDoesNot) {
     ClientWindow window(200, 200);
     Picture picture(64, 48, RED, GREEN);
