@@ -197,3 +197,24 @@ TEST_F(Record, AnotherCodecBeginsAFileAndAnotherSizeDoesNot) {
         EXPECT_EQ(SlicesOfFile("cam_part1" + ending, h265.codec), wanted);
     }
 }
+
+TEST_F(Record, AnotherCodecWhoseFirstSliceIsLostBeginsAFileAtItsNextKeyFrame) {
+    const VideoStream first("h265_640x360.265", AV_CODEC_ID_HEVC);
+    const VideoStream second("h264_640x360_slices4.264", AV_CODEC_ID_H264);
+    RecordPort port;
+    ASSERT_TRUE(port.Start("cam", PLAYER_FILE_FORMATE_MP4));
+    port.PushVideo(first);
+    RtpSender sender(second.PayloadType());
+    for (size_t i = 0; i < second.units.size(); ++i) {
+        const std::vector<Bytes> slices = SliceBuffers(second.units[i], second.codec);
+        for (size_t k = i == 0 ? 1 : 0; k < slices.size(); ++k) {
+            ASSERT_TRUE(port.PushAll(sender.VideoPackets(slices[k], port.m_time)));
+        }
+        port.m_time += 3600;
+    }
+    port.Stop();
+    EXPECT_EQ(port.Files(), (std::vector<std::string>{"cam.mp4", "cam_part1.mp4"}));
+    EXPECT_EQ(SlicesOfFile("cam.mp4", first.codec), SliceMd5s(first.bytes, first.codec));
+    const std::vector<std::string> all = SliceMd5s(second.bytes, second.codec);
+    EXPECT_EQ(SlicesOfFile("cam_part1.mp4", second.codec), std::vector<std::string>(all.begin() + 100, all.end()));
+}

@@ -156,15 +156,20 @@ TEST_F(RecordControl, AStampOfTheStreamsOwnTimeGetsANumberWhenItIsTaken) {
     }
 }
 
-TEST_F(RecordControl, NamesOfAnyLengthStayInTheirBuffers) {
-    for (const ULONG_32 format : {0U, 3U, 8U, 9U}) {
+TEST_F(RecordControl, NamesOfAnyLengthStayInTheirBuffersAndReplaceNoFile) {
+    for (const ULONG_32 format : {0U, 1U, 3U, 8U, 9U}) {
         for (size_t length = 225; length <= 300; length += 5) {
             RecordPort port;
-            port.SplitAt(1);
-            const std::string folder = std::filesystem::current_path().string() + "/";
+            port.SplitAt(format % 8 == 0 ? (4U << 20) + 20000 : 1);  // an MP4 file begins with room for its index
+            const std::string name = std::to_string(format) + "-" + std::to_string(length);
+            std::filesystem::create_directory(name);
+            const std::string folder = std::filesystem::current_path().string() + "/" + name + "/";
             if (port.Start(folder + std::string(length - folder.size(), 'n'), format)) {
-                port.PushVideo(Video(), 0, 30);
+                port.PushVideo(Video(), 0, 55);
                 port.Stop();
+                if (format != 3) {  // a file whose name is a time alone replaces that of the same second
+                    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(name), {}), 3) << name;
+                }
             }
         }
     }
