@@ -129,15 +129,6 @@ TEST(PortCalls, RefuseNullPointersAndWrongStates) {
     EXPECT_TRUE(Zelvane_InputMediaData(port, nullptr, 0)) << "nothing to push is success";
 }
 
-TEST(PortCalls, LogOnlyCallsSetNoLastError) {
-    Library library;
-    ULONG_32 count = 0;
-    EXPECT_FALSE(Zelvane_GetPacketQueueStart(3, &count, &count));
-    EXPECT_FALSE(Zelvane_SetDecodeQueueBufferNum(300, 5));
-    EXPECT_FALSE(Zelvane_SetRunMsgCB(300, nullptr));
-    EXPECT_EQ(Zelvane_GetLastError(), 0U);
-}
-
 TEST(Settings, LimitsAndOddities) {
     Library library;
     ULONG_32 port = 0;

@@ -5,19 +5,6 @@
 
 namespace {
 
-TEST(PublicFun, TimesAreSecondsAndMilliseconds) {
-    struct timeval stTime = {};
-    for (int i = 0; i < 1000; i++) {
-        ASSERT_EQ(0u, WYK_gettimeofday(&stTime, nullptr));
-        ASSERT_LE(static_cast<unsigned long>(stTime.tv_usec), 999u);
-    }
-    EXPECT_LE(time(nullptr) - stTime.tv_sec, 1);
-    struct timeval stFrom = {100, 900};
-    struct timeval stTo = {102, 100};
-    EXPECT_EQ(1200, Time_ElapsedMs(&stFrom, &stTo));
-    EXPECT_EQ(-1200, Time_ElapsedMs(&stTo, &stFrom));
-}
-
 TEST(PublicFun, FilesAreWrittenAndReadBack) {
     TempDir stDir;
     ULONG_32 ulErr = 99;
