@@ -29,6 +29,8 @@ inline constexpr ULONG_32 QUEUE_TMP_BUF_EXTRA = 10000;
 inline constexpr ULONG_32 QUEUE_SLOT_HEAD = 4;
 /** Largest block that one queue may ask for, bytes: what its log line can show. */
 inline constexpr DULONG QUEUE_MAX_BLOCK = 0x7FFFFFFF;
+/** Distance at which two words never lie in one line of a processor's cache. */
+inline constexpr size_t QUEUE_CACHE_LINE = 64;
 
 /** What ends a reader's sleep. The fewer switches of threads for a packet, the better. */
 typedef enum tagQueueWaitE {
@@ -47,29 +49,35 @@ typedef enum tagQueueWaitE {
  *
  * Owners: stMutex guards ulWriteIndex, ulFrontIndex, the free slots, and the life of pcPacketBuf against writers. The
  * reader alone moves ulReadIndex and owns pcTmpBuf and ulTmpBufSize. Counters are relaxed words, indexes are released
- * and acquired.
+ * and acquired. Gaps keep what the writers change for each packet, what the reader changes, and what nobody does in
+ * lines of their own, or each side would take every line from the other several times a packet.
  */
 typedef struct tagPacketBufferQueue {
-    CHAR *pcPacketBuf;        /**< ulBufNum slots of ulOneBufSize bytes */
-    CHAR *pcTmpBuf;           /**< the packet last read; owned by the ring */
-    ULONG_32 ulBufNum;        /**< slots; 0: not initialised */
-    ULONG_32 ulWriteIndex;    /**< next slot to write */
-    ULONG_32 ulReadIndex;     /**< next slot to read */
-    ULONG_32 ulOneBufSize;    /**< slot size: payload size + QUEUE_SLOT_HEAD */
-    QLOM_SDK_MUTEX_S stMutex; /**< writers' lock */
-    ULONG_32 ulErrCount;      /**< packets refused */
-    ULONG_32 ulFrameCount;    /**< whole video frames in the ring, a hint: may dip below 0 for a moment */
-    ULONG_32 ulTmpBufSize;    /**< size of pcTmpBuf */
-    ULONG_32 ulPort;          /**< for log lines */
-    DULONG dulMade;           /**< private: tells that stMutex is made, see queue_mark.h */
-    WAKE_S stReadWake;        /**< private: the reader sleeps here */
-    ULONG_32 ulReadLevel;     /**< private: slots in use at which the sleeping reader is woken, 0 when it is awake */
-    BOOL_T bReadTail;         /**< private: the end of a video frame wakes it as well */
-    ULONG_32 ulReadLatch;     /**< private: 1 makes the reader's next wait return at once */
-    WAKE_S stRoomWake;        /**< private: writers that were refused sleep here */
-    ULONG_32 ulRoomWaiting;   /**< private: how many of them there are */
-    ULONG_32 ulRoomSlots;     /**< private: slots that the packet refused last needs */
-    ULONG_32 ulRoomLatch;     /**< private: 1 makes a writer's next wait return at once */
+    CHAR *pcPacketBuf;             /**< ulBufNum slots of ulOneBufSize bytes */
+    CHAR *pcTmpBuf;                /**< the packet last read; owned by the ring */
+    ULONG_32 ulBufNum;             /**< slots; 0: not initialised */
+    CHAR acGap1[QUEUE_CACHE_LINE]; /**< private */
+    ULONG_32 ulWriteIndex;         /**< next slot to write */
+    CHAR acGap2[QUEUE_CACHE_LINE]; /**< private */
+    ULONG_32 ulReadIndex;          /**< next slot to read */
+    CHAR acGap3[QUEUE_CACHE_LINE]; /**< private */
+    ULONG_32 ulOneBufSize;         /**< slot size: payload size + QUEUE_SLOT_HEAD */
+    CHAR acGap4[QUEUE_CACHE_LINE]; /**< private */
+    QLOM_SDK_MUTEX_S stMutex;      /**< writers' lock */
+    CHAR acGap5[QUEUE_CACHE_LINE]; /**< private */
+    ULONG_32 ulErrCount;           /**< packets refused */
+    ULONG_32 ulFrameCount;         /**< whole video frames in the ring, a hint: may dip below 0 for a moment */
+    ULONG_32 ulTmpBufSize;         /**< size of pcTmpBuf */
+    ULONG_32 ulPort;               /**< for log lines */
+    DULONG dulMade;                /**< private: tells that stMutex is made, see queue_mark.h */
+    WAKE_S stReadWake;             /**< private: the reader sleeps here */
+    ULONG_32 ulReadLevel;   /**< private: slots in use at which the sleeping reader is woken, 0 when it is awake */
+    BOOL_T bReadTail;       /**< private: the end of a video frame wakes it as well */
+    ULONG_32 ulReadLatch;   /**< private: 1 makes the reader's next wait return at once */
+    WAKE_S stRoomWake;      /**< private: writers that were refused sleep here */
+    ULONG_32 ulRoomWaiting; /**< private: how many of them there are */
+    ULONG_32 ulRoomSlots;   /**< private: slots that the packet refused last needs */
+    ULONG_32 ulRoomLatch;   /**< private: 1 makes a writer's next wait return at once */
     ULONG_32
     ulFrontIndex; /**< private: the slot that lies at the front of pcPacketBuf; moves while the ring is empty */
 } PACKET_BUFFER_QUEUE_S;

@@ -92,6 +92,19 @@ CHAR *AllocateBlock(DULONG dulSize) {
     return pcBlock;
 }
 
+// A slot's lines lie in the other side's cache. These two have them on their way while this side does something else.
+void ExpectToWrite(const CHAR *pcSlot, ULONG_32 ulSize) {
+    for (ULONG_32 i = 0; i < ulSize; i += QUEUE_CACHE_LINE) {
+        asm volatile("prefetchw %0" : : "m"(pcSlot[i]));  // a processor that does not know it takes it for nothing
+    }
+}
+
+void ExpectToRead(const CHAR *pcSlot, ULONG_32 ulSize) {
+    for (ULONG_32 i = 0; i < ulSize; i += QUEUE_CACHE_LINE) {
+        __builtin_prefetch(pcSlot + i);
+    }
+}
+
 // Writes one slot and clears what the packet leaves of it, so that nothing of older packets stays behind.
 ULONG_32 FillSlot(CHAR *pcSlot, const CHAR *pcData, ULONG_32 ulRest, ULONG_32 ulPayload) {
     ULONG_32 ulCopy = std::min(ulRest, ulPayload);
@@ -136,6 +149,7 @@ ULONG_32 CopyIn(PACKET_BUFFER_QUEUE_S *pstQueue, const CHAR *pcPacket, ULONG_32 
         ulWrite = NextSlot(ulWrite, ulBufNum);
     }
     StoreOrdered(pstQueue->ulWriteIndex, ulWrite);
+    ExpectToWrite(Slot(pstQueue, ulWrite, ulBufNum), pstQueue->ulOneBufSize);
     *pulInUse = ulInUse + static_cast<ULONG_32>(dulNeed);
     return PLAYER_ERR_OK;
 }
@@ -314,6 +328,9 @@ ULONG_32 QUEUE_GetPacket(PACKET_BUFFER_QUEUE_S *pstQueue, CHAR **ppcPacketBuffer
         return ulResult;
     }
     StoreOrdered(pstQueue->ulReadIndex, ulRead);
+    if (ulRead != ulWrite) {
+        ExpectToRead(Slot(pstQueue, ulRead, ulBufNum), std::min(*pulPacketLen, pstQueue->ulOneBufSize));
+    }
     WakeWriters(pstQueue, ulBefore, SlotsInUse(ulWrite, ulRead, ulBufNum), ulBufNum);
     *ppcPacketBuffer = pstQueue->pcTmpBuf;
     return PLAYER_ERR_OK;
