@@ -6,7 +6,7 @@
 #include <cstring>
 #include <vector>
 
-#include "intake/module_queue.h"
+#include "queue/module_queue.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <memory>
 
-#include "intake/dsp_mcfw_preparse.h"
+#include "bits/dsp_mcfw_preparse.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pucData, size_t ulSize) {
     std::unique_ptr<UCHAR[]> pucFrame(new UCHAR[ulSize]);

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <memory>
 
-#include "intake/dsp_mcfw_preparse.h"
+#include "bits/dsp_mcfw_preparse.h"
 
 namespace {
 

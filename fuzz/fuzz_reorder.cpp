@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "intake/module_queue.h"
+#include "queue/module_queue.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <deque>
 #include <string>
 
-#include "intake/module_queue.h"
 #include "intake/module_rtp.h"
+#include "queue/module_queue.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // Making of decoders.
 #include <cstdlib>
 
+#include "bits/dsp_mcfw_preparse.h"
 #include "codec/codec_inner.h"
 #include "codec/zvcodec_loader.h"
 #include "foundations/com_log.h"
-#include "intake/dsp_mcfw_preparse.h"
 
 namespace {
 

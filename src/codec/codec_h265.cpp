@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "bits/dsp_mcfw_preparse.h"
 #include "codec/codec_inner.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "intake/dsp_mcfw_preparse.h"
 
 extern "C" {
 

@@ -7,7 +7,7 @@
 
 #include <initializer_list>
 
-#include "frame/player_manager.h"
+#include "port/player_manager.h"
 
 /** Version 2.5.82: build in the upper 16 bits, minor in bits 8 to 15, major in bits 0 to 7. */
 enum : ULONG_32 { LIBRARY_VERSION = 0x00520502 };

@@ -10,7 +10,7 @@
 
 #include "foundations/com_log.h"
 #include "frame/last_error.h"
-#include "frame/port_lock.h"
+#include "port/port_lock.h"
 
 namespace form {
 

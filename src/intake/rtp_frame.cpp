@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bits/MakeJpegHeader.h"
+#include "bits/start_code.h"
 #include "foundations/com_log.h"
-#include "intake/MakeJpegHeader.h"
 #include "intake/module_rtp.h"
 #include "intake/rtp_head.h"
-#include "intake/start_code.h"
 
 namespace {
 

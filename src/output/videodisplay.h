@@ -15,9 +15,9 @@
 
 #include "foundations/player_types.h"
 
-/** Record of a port; frame/player_manager.h. */
+/** Record of a port; port/player_manager.h. */
 typedef struct tagPlayerPortS PLAEYR_PORT_S;
-/** Node of the off-screen queue; intake/module_queue.h. */
+/** Node of the off-screen queue; queue/module_queue.h. */
 typedef struct tagOffScreenNode OFF_SCREEN_NODE_S;
 /** Private data of an RTP stream; intake/module_rtp.h. */
 typedef struct tagRtpReservedInfoS RTP_RESERVED_INFO_S;

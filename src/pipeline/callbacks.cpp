@@ -1,8 +1,8 @@
 // The taps of a port: setters, and the records handed out at each tap.
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "frame/player_manager.h"
 #include "output/videodisplay.h"
+#include "port/player_manager.h"
 
 namespace {
 

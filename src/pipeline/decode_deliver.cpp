@@ -7,7 +7,7 @@
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/audioplay.h"
-#include "pipeline/port_state.h"
+#include "port/port_state.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #ifndef ZELVANE_PIPELINE_DECODE_DELIVER_H
 #define ZELVANE_PIPELINE_DECODE_DELIVER_H
 
-#include "frame/player_manager.h"
+#include "port/player_manager.h"
 
 /** Which thread delivers. */
 typedef enum tagDeliverThreadE { DELIVER_DECODE_THREAD = 0, DELIVER_FILE_THREAD = 1 } DELIVER_THREAD_E;

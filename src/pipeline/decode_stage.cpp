@@ -1,9 +1,9 @@
 // Which decoder a port has, and one frame through it.
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "frame/player_manager.h"
 #include "pipeline/decode_deliver.h"
-#include "pipeline/port_state.h"
+#include "port/player_manager.h"
+#include "port/port_state.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // The decode thread of input, net and cloud ports: packets from the ring become frames, pictures and sound.
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "frame/player_manager.h"
-#include "frame/port_lock.h"
 #include "pipeline/decode_deliver.h"
-#include "pipeline/port_state.h"
+#include "port/player_manager.h"
+#include "port/port_lock.h"
+#include "port/port_state.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #ifndef ZELVANE_PIPELINE_PACING_H
 #define ZELVANE_PIPELINE_PACING_H
 
-#include "frame/player_manager.h"
+#include "port/player_manager.h"
 
 /** Whether the mode asks for an even flow. */
 bool Pacing_IsEven(PLAYER_PICTURE_FLUENCY_E enMode);

@@ -1,10 +1,10 @@
 // A packet of whatever kind becomes a complete frame in stFrameData; frame rate and picture size become known.
 #include <string.h>
 
+#include "bits/dsp_mcfw_preparse.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "frame/player_manager.h"
-#include "intake/dsp_mcfw_preparse.h"
+#include "port/player_manager.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // Settings and getters of a port that are a word each.
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "frame/player_manager.h"
-#include "frame/port_lock.h"
 #include "output/audioplay.h"
 #include "output/videodisplay.h"
+#include "port/player_manager.h"
+#include "port/port_lock.h"
 
 namespace {
 

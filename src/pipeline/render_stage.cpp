@@ -3,10 +3,10 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "frame/player_manager.h"
-#include "frame/port_lock.h"
 #include "output/videodisplay.h"
 #include "pipeline/pacing.h"
+#include "port/player_manager.h"
+#include "port/port_lock.h"
 
 namespace {
 

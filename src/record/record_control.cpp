@@ -6,7 +6,7 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "frame/player_manager.h"
+#include "port/player_manager.h"
 #include "record/record_name.h"
 #include "record/record_writer.h"
 

@@ -11,7 +11,7 @@
 
 #include <time.h>
 
-#include "frame/player_manager.h"
+#include "port/player_manager.h"
 #include "record/record_format.h"
 
 /** Type of Player_FileExistCheck() beside the formats: a file that is being written. */

@@ -2,7 +2,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "intake/start_code.h"
+#include "bits/start_code.h"
 #include "record/record_inner.h"
 
 namespace {

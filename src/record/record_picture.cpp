@@ -1,7 +1,7 @@
 // Size and rate of a key frame, for the muxers that announce them.
+#include "bits/dsp_mcfw_preparse.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "intake/dsp_mcfw_preparse.h"
 #include "record/record_inner.h"
 
 namespace {

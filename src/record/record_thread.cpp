@@ -4,7 +4,7 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "frame/port_lock.h"
+#include "port/port_lock.h"
 #include "record/record_inner.h"
 #include "record/rollover.h"
 

@@ -10,7 +10,7 @@
 
 #include "codec/zvmp4.h"
 #include "file/module_avi.h"
-#include "frame/player_manager.h"
+#include "port/player_manager.h"
 
 /** Most bytes of parameter sets that are kept for the next file. */
 inline constexpr ULONG_32 RECORD_PARAM_SETS_MAX = 2048;

@@ -5,7 +5,7 @@
 #ifndef ZELVANE_RECORD_RECORD_WRITER_H
 #define ZELVANE_RECORD_RECORD_WRITER_H
 
-#include "frame/player_manager.h"
+#include "port/player_manager.h"
 #include "record/record_format.h"
 
 /** Opens szFileName for the first file of a recording. @return 0, 262, 1 or 3; logged */

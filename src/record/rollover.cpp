@@ -4,10 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "bits/dsp_mcfw_preparse.h"
 #include "file/module_avi.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "intake/dsp_mcfw_preparse.h"
 #include "record/record_name.h"
 #include "record/record_writer.h"
 

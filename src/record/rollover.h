@@ -5,7 +5,7 @@
 #ifndef ZELVANE_RECORD_ROLLOVER_H
 #define ZELVANE_RECORD_ROLLOVER_H
 
-#include "frame/player_manager.h"
+#include "port/player_manager.h"
 
 extern "C" {
 

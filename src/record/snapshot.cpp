@@ -8,10 +8,10 @@
 
 #include "file/picture_file.h"
 #include "foundations/com_log.h"
-#include "foundations/com_report.h"
 #include "foundations/shared_word.h"
-#include "frame/player_manager.h"
-#include "frame/port_lock.h"
+#include "port/player_manager.h"
+#include "port/port_lock.h"
+#include "queue/com_report.h"
 
 namespace {
 

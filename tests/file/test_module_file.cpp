@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "file/mp4_builder.h"
-#include "support/media.h"
 #include "support/log_lines.h"
 #include "support/made_bytes.h"
+#include "support/media.h"
 #include "support/temp_dir.h"
 #include "zelvane_modules.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "intake/MakeJpegHeader.h"
+#include "bits/MakeJpegHeader.h"
 #include "intake/module_rtp.h"
 #include "support/log_lines.h"
 #include "support/made_bytes.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "intake/dsp_mcfw_preparse.h"
+#include "bits/dsp_mcfw_preparse.h"
 
 namespace zvcam {
 namespace {

@@ -1,0 +1,36 @@
+/**
+ * @file port_state.h
+ * @brief Steps that the open and close functions of every kind of source share.
+ */
+#ifndef ZELVANE_PORT_PORT_STATE_H
+#define ZELVANE_PORT_PORT_STATE_H
+
+#include "port/player_manager.h"
+
+/** Forgets the intake of the stream before: container, bound buffers, a half frame. Sequence numbers stay. */
+void PortState_ResetIntake(PLAEYR_PORT_S *pstPort);
+
+/** Stops recording, sound and picture, each only if running. */
+void PortState_StopOutputs(PLAEYR_PORT_S *pstPort);
+
+/** Releases queues, decoders and frame buffers, once no thread of the port runs. */
+void PortState_FreePipeline(PLAEYR_PORT_S *pstPort);
+
+void PortState_FreeFrameBuffers(PLAEYR_PORT_S *pstPort);
+
+/** Releases the video decoder, and with it the picture that lies in its memory. Caller holds no lock. */
+void PortState_FreeVideoDecoder(PLAEYR_PORT_S *pstPort);
+
+/** Releases the audio decoder, and with it the PCM block that lies in its memory. */
+void PortState_FreeAudioDecoder(PLAEYR_PORT_S *pstPort);
+
+/** Forgets the planes of a decoded picture or block: what they point into is about to go. */
+void PortState_ForgetPlanes(CODE_DECODED_DATA_S *pstData);
+
+/** Releases the overlay copies that the last picture carried. */
+void PortState_FreeDrawInfo(CODE_DECODED_DATA_S *pstData);
+
+/** Gives the sound device up; getters on other threads look at its handle. */
+void PortState_DropSoundDevice(PLAEYR_PORT_S *pstPort);
+
+#endif
