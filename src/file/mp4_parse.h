@@ -14,7 +14,6 @@
 
 #include "file/mp4_boxes.h"
 #include "foundations/player_types.h"
-#include "record/record_types.h"
 
 /** Which frames are wanted. */
 typedef enum tagMp4FrameGetTypeE {
@@ -32,6 +31,14 @@ typedef struct tagMp4InfoS {
     ULONG_32 ulFrameRate; /**< frames a second, at least 1 */
     ULONG_32 ulPlayTime;  /**< seconds */
 } MP4_INFO_S;
+
+/** Parameter sets of an H.264 stream, to tell when it changes. */
+typedef struct tagMp4SpsPpsInfoS {
+    UCHAR szSps[512]; /**< SPS without its header byte */
+    LONG_32 lSpsLen;  /**< its bytes */
+    UCHAR szPps[128]; /**< PPS without its header byte */
+    LONG_32 lPpsLen;  /**< its bytes */
+} MP4_SPS_PPS_INFO;
 
 /** One frame. */
 typedef struct tagMp4FrameInfoS {

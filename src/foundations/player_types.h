@@ -90,4 +90,21 @@ typedef struct tagCodecPacketS {
     LONG_32 lFormatType;  /**< as PLAYER_FRAMEDATA_S */
 } CODEC_FRAME_S;
 
+/** Motion detection block of a camera. */
+typedef struct tagMotionDetect {
+    USHORT us16Rows;       /**< rows of cells */
+    USHORT us16Columns;    /**< columns of cells */
+    USHORT us16Reserve;    /**< unused */
+    USHORT us16ContentLen; /**< bytes of aucData that count, as the camera says; not checked */
+    UCHAR aucData[396];    /**< cells */
+} DRV_MOTION_DETECT_S;
+
+/** Private data of a stream. */
+typedef struct tagRtpReservedInfoS {
+    UCHAR ucType[8]; /**< [0]: private type of the block, 21 for motion detection; 0 none yet */
+    union {
+        DRV_MOTION_DETECT_S stDrvMotionDectect; /**< type 21 */
+    };
+} RTP_RESERVED_INFO_S;
+
 #endif

@@ -6,6 +6,7 @@
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "frame/last_error.h"
+#include "port/player_manager.h"
 #include "port/port_lock.h"
 
 namespace {

@@ -23,4 +23,12 @@ void Library_ClientLogs();
 /** Whether the port holds one of these kinds of source; true without a port, for the port logic to refuse it. */
 bool Library_IsPortUsedAs(ULONG_32 ulPort, std::initializer_list<PORT_USED_TYPE_E> oTypes);
 
+extern "C" {
+
+/** Brings the modules up, in the order of dependence. */
+MODULE_API ULONG_32 Player_Startup(void);
+/** Frees all ports and takes the modules down. */
+MODULE_API ULONG_32 Player_Cleanup(void);
+}
+
 #endif

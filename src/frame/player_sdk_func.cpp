@@ -1,10 +1,21 @@
 // The exported wrappers: logging, checks and locks by form, no logic.
 #include "player_sdk_func.h"
 
+#include "codec/decoder_memory.h"
 #include "foundations/PlayerLog.h"
 #include "foundations/shared_word.h"
 #include "frame/library.h"
 #include "frame/wrapper_forms.h"
+#include "pipeline/callbacks.h"
+#include "pipeline/parse_stage.h"
+#include "pipeline/port_settings.h"
+#include "pipeline/render_stage.h"
+#include "port/payload_table.h"
+#include "port/player_manager.h"
+#include "port/run_messages.h"
+#include "source/free_port.h"
+#include "source/input_stream.h"
+#include "source/net_stream.h"
 
 /* ---- library ---- */
 

@@ -1,5 +1,8 @@
 // The exported wrappers of file play: by form, no logic.
 #include "frame/wrapper_forms.h"
+#include "port/port_lock.h"
+#include "source/file_play.h"
+#include "source/trick_play.h"
 #include "player_sdk_func.h"
 
 BOOL_T Zelvane_OpenMediaFile(ULONG_32 ulPort, const CHAR *pcFilename) {

@@ -1,5 +1,9 @@
 // The inner family of exported wrappers: a failure is logged and sets no last error.
 #include "frame/wrapper_forms.h"
+#include "pipeline/callbacks.h"
+#include "pipeline/port_settings.h"
+#include "port/run_messages.h"
+#include "source/input_stream.h"
 #include "player_sdk_func.h"
 
 BOOL_T Zelvane_GetPacketQueueStart(ULONG_32 ulPort, ULONG_32 *pulFrameCount, ULONG_32 *pulPacketCount) {

@@ -2,6 +2,7 @@
 #include <string.h>
 
 #include "frame/wrapper_forms.h"
+#include "record/record_control.h"
 #include "player_sdk_func.h"
 
 BOOL_T Zelvane_StartRecord(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulMediaFileFormat, CHAR *pcFilePostfix) {

@@ -1,5 +1,6 @@
 // The exported wrappers of snapshots: by form, no logic. They take no API lock: a snapshot may take long.
 #include "frame/wrapper_forms.h"
+#include "record/snapshot.h"
 #include "player_sdk_func.h"
 
 BOOL_T Zelvane_SnatchOnce(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat, CHAR * /*pcFilePostfix*/) {

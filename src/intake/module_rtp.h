@@ -69,23 +69,6 @@ typedef struct tagRtpPacketInfoS {
     RTP_AUDIO_INFO_S stAudioInfo;     /**< the port's audio format */
 } RTP_PACKET_INFO_S;
 
-/** Motion detection block of a camera. */
-typedef struct tagMotionDetect {
-    USHORT us16Rows;       /**< rows of cells */
-    USHORT us16Columns;    /**< columns of cells */
-    USHORT us16Reserve;    /**< unused */
-    USHORT us16ContentLen; /**< bytes of aucData that count, as the camera says; not checked */
-    UCHAR aucData[396];    /**< cells */
-} DRV_MOTION_DETECT_S;
-
-/** Private data of a stream. */
-typedef struct tagRtpReservedInfoS {
-    UCHAR ucType[8]; /**< [0]: private type of the block, 21 for motion detection; 0 none yet */
-    union {
-        DRV_MOTION_DETECT_S stDrvMotionDectect; /**< type 21 */
-    };
-} RTP_RESERVED_INFO_S;
-
 /** Assembly of one stream: a port has one for video and one for audio and data. All zero is the start state. */
 typedef struct tagRTPStreamInfoS {
     USHORT ausSequenceNumber[PLAYER_PAYLOAD_MAX_NUM]; /**< last number by PLAYER_PAYLOAD_E; 0: none yet */

@@ -1,9 +1,9 @@
-// The off-screen queue of module_queue: no display of this version has off-screen surfaces.
+#include "output/offscreen_queue.h"
+
 #include <cstdlib>
 #include <cstring>
 
 #include "output/videodisplay.h"
-#include "queue/module_queue.h"
 
 ULONG_32 QUEUE_InitOffScreenBufferQueue(HANDLE, OFF_SCREEN_QUEUE_S *, ULONG_32) { return PLAYER_ERR_NOT_IMPLEMENTED; }
 

@@ -13,7 +13,6 @@
 #include <list>
 #include <mutex>
 
-#include "intake/module_rtp.h"
 #include "output/videodisplay.h"
 #include "output/x11Window.h"
 

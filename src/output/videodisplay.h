@@ -19,8 +19,6 @@
 typedef struct tagPlayerPortS PLAEYR_PORT_S;
 /** Node of the off-screen queue; queue/module_queue.h. */
 typedef struct tagOffScreenNode OFF_SCREEN_NODE_S;
-/** Private data of an RTP stream; intake/module_rtp.h. */
-typedef struct tagRtpReservedInfoS RTP_RESERVED_INFO_S;
 
 enum : ULONG_32 {
     VIDEO_CHANNEL_NUM = 256 /**< windows that can be shown at the same time */

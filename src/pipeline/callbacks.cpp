@@ -1,4 +1,6 @@
 // The taps of a port: setters, and the records handed out at each tap.
+#include "pipeline/callbacks.h"
+
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/videodisplay.h"

@@ -7,6 +7,8 @@
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/audioplay.h"
+#include "output/offscreen_queue.h"
+#include "pipeline/callbacks.h"
 #include "port/port_state.h"
 
 namespace {

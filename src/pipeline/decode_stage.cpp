@@ -1,7 +1,10 @@
 // Which decoder a port has, and one frame through it.
+#include "pipeline/decode_stage.h"
+
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "pipeline/decode_deliver.h"
+#include "pipeline/parse_stage.h"
 #include "port/player_manager.h"
 #include "port/port_state.h"
 

@@ -1,7 +1,12 @@
 // The decode thread of input, net and cloud ports: packets from the ring become frames, pictures and sound.
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
+#include "pipeline/callbacks.h"
 #include "pipeline/decode_deliver.h"
+#include "pipeline/decode_stage.h"
+#include "pipeline/pacing.h"
+#include "pipeline/parse_stage.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"

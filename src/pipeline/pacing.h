@@ -23,4 +23,12 @@ void Pacing_Wait(PLAEYR_PORT_S *pstPort, const BOOL_T *pbRun, LONG_32 lWaitTime)
 bool Pacing_UsedTime(const PLAEYR_PORT_S *pstPort, const CHAR *pcWhere, const struct timeval *pstSince,
                      struct timeval *pstNow, LONG_32 *plUsedTime);
 
+extern "C" {
+
+/** The decode side's pacing wait between two video frames. */
+MODULE_API void Player_WaitForDecodeTime(PLAEYR_PORT_S *pstPort);
+/** Correction of a wait by the backlog, milliseconds. */
+MODULE_API LONG_32 Player_MashTimeFrameCount(ULONG_32 ulFrameCount, ULONG_32 ulHopeBufNum, LONG_32 lFrameRate);
+}
+
 #endif

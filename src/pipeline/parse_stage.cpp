@@ -1,10 +1,13 @@
 // A packet of whatever kind becomes a complete frame in stFrameData; frame rate and picture size become known.
+#include "pipeline/parse_stage.h"
+
 #include <string.h>
 
 #include "bits/dsp_mcfw_preparse.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
+#include "queue/record_head.h"
 
 namespace {
 

@@ -1,7 +1,10 @@
 // Settings and getters of a port that are a word each.
+#include "pipeline/port_settings.h"
+
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/audioplay.h"
+#include "output/offscreen_queue.h"
 #include "output/videodisplay.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
@@ -36,15 +39,15 @@ ULONG_32 MapEncodeType(const ENCODE_TYPE_ROW_S (&astRows)[ROWS], LONG_32 lPayloa
 }
 
 /** Stores a setting of a port in one word. */
-template <class FIELD, class VALUE>
-ULONG_32 Set(ULONG_32 ulPort, FIELD PLAEYR_PORT_S::*pField, VALUE value) {
+template <class FIELD, class SLICE, class VALUE>
+ULONG_32 Set(ULONG_32 ulPort, FIELD SLICE::*pField, VALUE value) {
     PLAYER_GET_PORT(pstPort, ulPort);
     word::Store(pstPort->*pField, static_cast<FIELD>(value));
     return PLAYER_ERR_OK;
 }
 
-template <class FIELD>
-ULONG_32 Get(ULONG_32 ulPort, FIELD PLAEYR_PORT_S::*pField, FIELD *pValue) {
+template <class FIELD, class SLICE>
+ULONG_32 Get(ULONG_32 ulPort, FIELD SLICE::*pField, FIELD *pValue) {
     PLAYER_GET_PORT(pstPort, ulPort);
     *pValue = word::Load(pstPort->*pField);
     return PLAYER_ERR_OK;

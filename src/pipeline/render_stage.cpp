@@ -1,9 +1,13 @@
 // The render thread: pictures from the queue go to the window, as soon as possible or evenly.
+#include "pipeline/render_stage.h"
+
 #include <string.h>
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
 #include "output/videodisplay.h"
+#include "pipeline/callbacks.h"
 #include "pipeline/pacing.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"

@@ -77,14 +77,14 @@ ULONG_32 Player_SetPayloadType(ULONG_32 ulPort, ULONG_32 ulNum, PLAYER_PAYLOAD_T
     return PLAYER_ERR_OK;
 }
 
-void PayloadTable_FreeRetired(PLAEYR_PORT_S *pstPort) {
-    PAYLOAD_TABLE_S *pstTable = static_cast<PAYLOAD_TABLE_S *>(pstPort->hRetiredPayloadType);
+void PayloadTable_FreeRetired(PORT_INTAKE_S *pstIntake) {
+    PAYLOAD_TABLE_S *pstTable = static_cast<PAYLOAD_TABLE_S *>(pstIntake->hRetiredPayloadType);
     while (pstTable != nullptr) {
         PAYLOAD_TABLE_S *pstNext = pstTable->pstNextRetired;
         free(pstTable);
         pstTable = pstNext;
     }
-    pstPort->hRetiredPayloadType = nullptr;
+    pstIntake->hRetiredPayloadType = nullptr;
 }
 
 ULONG_32 Player_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *pstAudioInfo) {

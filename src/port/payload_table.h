@@ -1,6 +1,8 @@
 /**
  * @file payload_table.h
- * @brief A port's table of RTP payload types of the client's own.
+ * @brief What a client says of a port's RTP payload types and of its AAC.
+ *
+ * Every function with a port number logs and returns PLAYER_ERR_PORT when there is no such port.
  */
 #ifndef ZELVANE_PORT_PAYLOAD_TABLE_H
 #define ZELVANE_PORT_PAYLOAD_TABLE_H
@@ -8,6 +10,12 @@
 #include "port/player_manager.h"
 
 /** Releases the tables that were replaced while the port's threads could still read them. */
-void PayloadTable_FreeRetired(PLAEYR_PORT_S *pstPort);
+void PayloadTable_FreeRetired(PORT_INTAKE_S *pstIntake);
+
+extern "C" {
+
+MODULE_API ULONG_32 Player_SetPayloadType(ULONG_32 ulPort, ULONG_32 ulNum, PLAYER_PAYLOAD_TYPE_S *pstPayloadType);
+MODULE_API ULONG_32 Player_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *pstAudioInfo);
+}
 
 #endif

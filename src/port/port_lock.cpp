@@ -3,6 +3,8 @@
 #include <time.h>
 
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
+#include "port/player_manager.h"
 
 namespace {
 

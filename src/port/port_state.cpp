@@ -4,31 +4,20 @@
 
 #include "foundations/shared_word.h"
 #include "output/audioplay.h"
+#include "output/offscreen_queue.h"
 
-void PortState_ResetIntake(PLAEYR_PORT_S *pstPort) {
-    pstPort->ulCurStreamType = STREAM_TYPE_NONE;
-    pstPort->stTsStreamInfo.pucFrameData = nullptr;
-    pstPort->stTsStreamInfo.ulFrameLen = 0;
-    pstPort->stRtpVideoStreamInfo.pucFrameData = nullptr;
-    pstPort->stRtpVideoStreamInfo.ulFrameLen = 0;
-    pstPort->stRtpAudioStreamInfo.pucFrameData = nullptr;
-    pstPort->stRtpAudioStreamInfo.ulFrameLen = 0;
-    pstPort->stFrameData.pucData = nullptr;
-    pstPort->stFrameData.lDataLen = 0;
-    pstPort->bFindRecordHead = 0;
-    pstPort->bNeedIFrame = 1;
-}
-
-void PortState_StopOutputs(PLAEYR_PORT_S *pstPort) {
-    if (word::Load(pstPort->bStartRecord)) {
-        Player_StopRecord(pstPort->ulPort);
-    }
-    if (word::Load(pstPort->bStartAudio)) {
-        Player_CloseSound(pstPort->ulPort);
-    }
-    if (word::Load(pstPort->bStartVideo)) {
-        Player_StopPlay(pstPort->ulPort);
-    }
+void PortState_ResetIntake(PORT_INTAKE_S *pstIntake) {
+    pstIntake->ulCurStreamType = STREAM_TYPE_NONE;
+    pstIntake->stTsStreamInfo.pucFrameData = nullptr;
+    pstIntake->stTsStreamInfo.ulFrameLen = 0;
+    pstIntake->stRtpVideoStreamInfo.pucFrameData = nullptr;
+    pstIntake->stRtpVideoStreamInfo.ulFrameLen = 0;
+    pstIntake->stRtpAudioStreamInfo.pucFrameData = nullptr;
+    pstIntake->stRtpAudioStreamInfo.ulFrameLen = 0;
+    pstIntake->stFrameData.pucData = nullptr;
+    pstIntake->stFrameData.lDataLen = 0;
+    pstIntake->bFindRecordHead = 0;
+    pstIntake->bNeedIFrame = 1;
 }
 
 void PortState_FreePipeline(PLAEYR_PORT_S *pstPort) {
@@ -41,25 +30,25 @@ void PortState_FreePipeline(PLAEYR_PORT_S *pstPort) {
     PortState_FreeFrameBuffers(pstPort);
 }
 
-void PortState_FreeFrameBuffers(PLAEYR_PORT_S *pstPort) {
-    free(pstPort->pcFrameDataAddr);
-    pstPort->pcFrameDataAddr = nullptr;
-    free(pstPort->pcRtpAudioFrameDataAddr);
-    pstPort->pcRtpAudioFrameDataAddr = nullptr;
+void PortState_FreeFrameBuffers(PORT_INTAKE_S *pstIntake) {
+    free(pstIntake->pcFrameDataAddr);
+    pstIntake->pcFrameDataAddr = nullptr;
+    free(pstIntake->pcRtpAudioFrameDataAddr);
+    pstIntake->pcRtpAudioFrameDataAddr = nullptr;
 }
 
-void PortState_FreeVideoDecoder(PLAEYR_PORT_S *pstPort) {
-    QLOM_SDK_mutex_lock(&pstPort->stDecodeVideoData.stLock);
-    PortState_ForgetPlanes(&pstPort->stDecodeVideoData);
-    CODE_FreeCode(&pstPort->stVideoDecode);
-    word::Store(pstPort->lVideoCodecID, PLAYER_PAYLOAD_NULL);
-    QLOM_SDK_mutex_unlock(&pstPort->stDecodeVideoData.stLock);
+void PortState_FreeVideoDecoder(PORT_CODEC_S *pstCodec) {
+    QLOM_SDK_mutex_lock(&pstCodec->stDecodeVideoData.stLock);
+    PortState_ForgetPlanes(&pstCodec->stDecodeVideoData);
+    CODE_FreeCode(&pstCodec->stVideoDecode);
+    word::Store(pstCodec->lVideoCodecID, PLAYER_PAYLOAD_NULL);
+    QLOM_SDK_mutex_unlock(&pstCodec->stDecodeVideoData.stLock);
 }
 
-void PortState_FreeAudioDecoder(PLAEYR_PORT_S *pstPort) {
-    PortState_ForgetPlanes(&pstPort->stDecodeAudioData);
-    CODE_FreeCode(&pstPort->stAudioDecode);
-    word::Store(pstPort->lAudioCodecID, PLAYER_PAYLOAD_NULL);
+void PortState_FreeAudioDecoder(PORT_CODEC_S *pstCodec) {
+    PortState_ForgetPlanes(&pstCodec->stDecodeAudioData);
+    CODE_FreeCode(&pstCodec->stAudioDecode);
+    word::Store(pstCodec->lAudioCodecID, PLAYER_PAYLOAD_NULL);
 }
 
 void PortState_ForgetPlanes(CODE_DECODED_DATA_S *pstData) {
@@ -75,7 +64,7 @@ void PortState_FreeDrawInfo(CODE_DECODED_DATA_S *pstData) {
     pstData->stDrawInfo.hPtzCtrlInfo = nullptr;
 }
 
-void PortState_DropSoundDevice(PLAEYR_PORT_S *pstPort) {
-    HANDLE hSoundDev = word::Exchange(pstPort->hSoundDev, nullptr);
+void PortState_DropSoundDevice(PORT_OUTPUT_S *pstOutput) {
+    HANDLE hSoundDev = word::Exchange(pstOutput->hSoundDev, nullptr);
     Audio_DestoryPlayDec(&hSoundDev);
 }

@@ -3,13 +3,17 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
 #include "port/payload_table.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
-#include "record/record_writer.h"
 
 PLAEYR_PORT_S *gapPortList[PLAYER_MAX_PORT_NUM];
 QLOM_SDK_MUTEX_S gstPortMutexLock = PTHREAD_MUTEX_INITIALIZER;
+BOOL_T gbGpuAble = 0;
+BOOL_T gbGpuAbleH265 = 0;
+LONG_32 glMaxDecChlNum = PLAYER_MAX_PORT_NUM;
+PLAYER_HLS_STREAM_INFO_S gstHlsStreamInfo;
 
 namespace {
 
@@ -85,34 +89,6 @@ void SetDefaults(PLAEYR_PORT_S *pstPort, ULONG_32 ulPort) {
     QLOM_SDK_mutex_init(0, nullptr, &pstPort->stSnatchInfo.stMutex);
 }
 
-void CloseSource(ULONG_32 ulPort, ULONG_32 ulPortUsed) {
-    static ULONG_32 (*const apfnClose[])(ULONG_32) = {nullptr,
-                                                      Player_CloseInputStream,
-                                                      Player_CloseNetStream,
-                                                      Player_CloseMediaFile,
-                                                      Player_CloseVoiceSvc,
-                                                      Player_CloseHlsStream};
-    if (ulPortUsed < sizeof(apfnClose) / sizeof(apfnClose[0]) && apfnClose[ulPortUsed] != nullptr) {
-        apfnClose[ulPortUsed](ulPort);
-    }
-}
-
-/** What a port without an open source may still run: a recording or a window without a stream, a snapshot. */
-void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
-    if (word::Load(pstPort->bStartRecord)) {
-        Player_StopRecord(pstPort->ulPort);
-    }
-    RecordWriter_Release(pstPort);  // what Player_StopRecordEx left open
-    if (word::Load(pstPort->bStartVideo)) {
-        Player_StopPlay(pstPort->ulPort);
-    }
-    QLOM_SDK_thr_join(pstPort->hSnatchThread);
-    QUEUE_DestroyDecodedBufferQueue(&pstPort->stDecodeBufferQueue);
-    QUEUE_CleanupOffScreenBufferQueue(&pstPort->stOffScreenQueue);
-    QUEUE_DestroyPacketBuffer(&pstPort->stPacketBufferQueue);
-    QUEUE_DestroyPacketBuffer(&pstPort->stRecordBufferQueue);
-}
-
 void FreeFileNames(PLAEYR_PORT_S *pstPort) {
     if (pstPort->pstRecordFilesName == nullptr) {
         return;
@@ -180,21 +156,8 @@ ULONG_32 Player_AllocPort(ULONG_32 *pulPort) {
     return PLAYER_ERR_PORT;
 }
 
-ULONG_32 Player_FreePort(ULONG_32 ulPort) {
-    PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
-    if (pstPort == nullptr) {
-        return PLAYER_ERR_OK;
-    }
-    if (PortThread_IsOwn(ulPort)) {
-        LOG_ERROR("Port[%03d] Player_FreePort Failed, Called In A Callback Of The Port.", ulPort);
-        return PLAYER_ERR_FAILED;
-    }
-    if (word::Load(pstPort->bHelper)) {
-        LOG_ERROR("Port[%03d] Player_FreePort Failed, The Port Belongs To A Recording.", ulPort);
-        return PLAYER_ERR_FAILED;
-    }
-    CloseSource(ulPort, word::Load(pstPort->ulPortUsed));
-    StopLeftOvers(pstPort);
+void Port_Release(PLAEYR_PORT_S *pstPort) {
+    const ULONG_32 ulPort = pstPort->ulPort;
     Sei_InfoClear(&pstPort->stSeiInfo);
     QLOM_SDK_mutex_destroy(&pstPort->stDecodeVideoData.stLock);
     QLOM_SDK_mutex_destroy(&pstPort->stFishInfoMutex);
@@ -203,10 +166,12 @@ ULONG_32 Player_FreePort(ULONG_32 ulPort) {
     CODE_FreeCode(&pstPort->stAudioDecode);
     CODE_FreeCode(&pstPort->stVideoEncode);
     SCRAMBLE_FreeKey(&pstPort->hScrambleKey);
+    QUEUE_DestroyDecodedBufferQueue(&pstPort->stDecodeBufferQueue);
+    QUEUE_DestroyPacketBuffer(&pstPort->stPacketBufferQueue);
+    QUEUE_DestroyPacketBuffer(&pstPort->stRecordBufferQueue);
     FreeBuffers(pstPort);
     FreeRecord(ulPort, pstPort);
     LOG_INFO("Port[%03d] Player_FreePort Success.", ulPort);
-    return PLAYER_ERR_OK;
 }
 
 ULONG_32 Player_GetPortUsedNum(void) {

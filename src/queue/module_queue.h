@@ -337,21 +337,6 @@ MODULE_API bool QUEUE_WaitForDecodeData(DECODED_BUFFER_QUEUE_S *pstQueue, ULONG_
 /** Wakes the reader, or makes its next wait return at once. Any thread, any state. */
 MODULE_API void QUEUE_WakeDecodeReader(DECODED_BUFFER_QUEUE_S *pstQueue);
 
-/* ---- off-screen queue ------------------------------------------------------------------------------------------ */
-
-/** @return 531: no display of this version has off-screen surfaces */
-MODULE_API ULONG_32 QUEUE_InitOffScreenBufferQueue(HANDLE hDisplayDec, OFF_SCREEN_QUEUE_S *pstQueue, ULONG_32 ulBufNum);
-
-/** @return 531 */
-MODULE_API ULONG_32 QUEUE_AddOffScreenData(HANDLE hDisplayDec, CODE_DECODED_DATA_S *pstSrcData, BOOL_T bFullDiscard,
-                                           OFF_SCREEN_QUEUE_S *pstQueue, BOOL_T bCompression);
-
-/** @return 531 */
-MODULE_API ULONG_32 QUEUE_GetOffScreenData(OFF_SCREEN_QUEUE_S *pstQueue, OFF_SCREEN_NODE_S **ppstNode);
-
-/** Closes and frees what nodes there are and clears the record. Called by every close; null is fine. */
-MODULE_API void QUEUE_CleanupOffScreenBufferQueue(OFF_SCREEN_QUEUE_S *pstQueue);
-
 }  // extern "C"
 
 #endif

@@ -1,7 +1,9 @@
 // The recording as AVI: H.264, H.265 or JPEG with MPEG audio, which all other sound is transcoded to.
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "record/record_format.h"
 #include "record/record_inner.h"
+#include "record/record_thread.h"
 
 namespace {
 

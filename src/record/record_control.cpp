@@ -1,4 +1,6 @@
 // The client's handle on a recording: start, stop, limits, and the list of what was recorded.
+#include "record/record_control.h"
+
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -6,8 +8,12 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
 #include "port/player_manager.h"
+#include "queue/record_head.h"
+#include "record/record_format.h"
 #include "record/record_name.h"
+#include "record/record_thread.h"
 #include "record/record_writer.h"
 
 namespace {
@@ -89,7 +95,7 @@ void FreeRecordPort(PLAEYR_PORT_S *pstPort) {
         return;
     }
     word::Store(pstRecord->bHelper, 0);
-    Player_FreePort(pstRecord->ulPort);
+    Port_Release(pstRecord);
     pstPort->pstReordPort = nullptr;
 }
 

@@ -5,7 +5,9 @@
 #include "file/mp4_parse.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "record/record_format.h"
 #include "record/record_inner.h"
+#include "record/record_thread.h"
 
 namespace {
 

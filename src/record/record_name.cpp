@@ -9,6 +9,7 @@
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
 #include "foundations/shared_word.h"
+#include "record/record_format.h"
 
 namespace {
 

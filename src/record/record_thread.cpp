@@ -4,7 +4,10 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
+#include "pipeline/parse_stage.h"
 #include "port/port_lock.h"
+#include "record/record_format.h"
 #include "record/record_inner.h"
 #include "record/rollover.h"
 

@@ -37,6 +37,9 @@ extern const ULONG_32 gaulAACSampleRate[RECORD_AAC_RATES];
 
 extern "C" {
 
+/** The record thread; pParam is the port. */
+MODULE_API void *__RecordThreadEntry(void *pParam);
+
 /**
  * Takes one packet: parses it, and records the frame that it completes.
  * @return 0; otherwise the thread has to end: PLAYER_ERR_FAILED (no next file), PLAYER_ERR_DISK_FULL, or the muxer's

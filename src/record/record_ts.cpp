@@ -1,7 +1,9 @@
 // The recording as MPEG-TS. Sound becomes MPEG-1 layer II, the one that the platform's readers share.
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
+#include "record/record_format.h"
 #include "record/record_inner.h"
+#include "record/record_thread.h"
 #include "record/record_writer.h"
 
 namespace {

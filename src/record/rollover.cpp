@@ -8,6 +8,7 @@
 #include "file/module_avi.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "record/record_format.h"
 #include "record/record_name.h"
 #include "record/record_writer.h"
 

@@ -1,4 +1,6 @@
 // Snapshots: a private copy of the port's picture, taken under the picture's lock, is encoded and saved without it.
+#include "record/snapshot.h"
+
 #include <limits.h>
 #include <string.h>
 

@@ -1,5 +1,7 @@
 // Sources that this build can't open, so there is nothing of them to close.
 #include "port/player_manager.h"
+#include "source/hls_port.h"
+#include "source/voice.h"
 
 namespace {
 PLAYER_BROADCAST_INFO_S gstBroadcastInfo;

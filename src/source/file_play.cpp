@@ -1,4 +1,6 @@
 // A file on a port: open, close, reading frames, times.
+#include "source/file_play.h"
+
 #include <string.h>
 
 #include "file/module_avi.h"
@@ -9,6 +11,9 @@
 #include "port/player_manager.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"
+#include "source/free_port.h"
+#include "source/source_kind.h"
+#include "source/stream_common.h"
 
 namespace {
 
@@ -104,25 +109,12 @@ ULONG_32 AddAdtsHead(PLAEYR_PORT_S *pstPort, const FILE_FRAME_INFO_S &stInfo) {
 
 /* ---- times ---- */
 
-ULONG_32 StreamPlayTime(const PLAEYR_PORT_S *pstPort) {
-    const ULONG_32 ulTime = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
-    return ulTime != 0 ? ulTime : word::Load(pstPort->stTsStreamInfo.ulPlayBackTime);
-}
-
-ULONG_32 FilePlayTime(PLAEYR_PORT_S *pstPort, ULONG_32 *pulPlayTime) {
-    ULONG_32 ulResult = File_GetPlayTime(&pstPort->stFileInfo, pulPlayTime);
-    if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("Port[%03d] Player_CurPlayTime: File_GetPlayTime Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
-    }
-    return ulResult;
-}
-
 /** The table's lock keeps the record from being freed; no other lock is needed for words. */
 ULONG_32 PlayTimeOfEntry(PLAYBACK_PLAY_TIME *pstEntry) {
     QLOM_SDK_mutex_lock(&gstPortMutexLock);
     const PLAEYR_PORT_S *pstPort = Player_GetPort(pstEntry->ulPort);
     if (pstPort != nullptr) {
-        pstEntry->ulPlayTime = IsFilePort(pstPort) ? word::Load(pstPort->ulFilePlayTime) : StreamPlayTime(pstPort);
+        pstEntry->ulPlayTime = IsFilePort(pstPort) ? word::Load(pstPort->ulFilePlayTime) : Stream_PlayTime(pstPort);
     }
     QLOM_SDK_mutex_unlock(&gstPortMutexLock);
     if (pstPort == nullptr) {
@@ -169,7 +161,7 @@ ULONG_32 Player_CloseMediaFile(ULONG_32 ulPort) {
     word::Store(pstPort->bStartRecv, 0);
     word::Store(pstPort->ulFrameCtrl, FRAME_CTRL_PAUSE);
     Port_WakeAll(pstPort);
-    PortState_StopOutputs(pstPort);
+    Source_StopOutputs(pstPort);
     QLOM_SDK_thr_join(pstPort->hDecodeThread);
     pstPort->hDecodeThread = 0;
     PortState_FreePipeline(pstPort);
@@ -224,21 +216,7 @@ ULONG_32 Player_SetFilePos(ULONG_32 ulPort, DULONG dulFileStartPos, DULONG dulFi
 
 ULONG_32 Player_CurPlayTime(ULONG_32 ulPort, ULONG_32 *pulPlayTime) {
     PLAYER_GET_PORT(pstPort, ulPort);
-    switch (word::Load(pstPort->ulPortUsed)) {
-        case PORT_USED_TYPE_FILE:
-            return FilePlayTime(pstPort, pulPlayTime);
-        case PORT_USED_TYPE_HLS:
-            *pulPlayTime = word::Load(pstPort->stHlsTypeInfos.ulCurPlayTime);
-            return PLAYER_ERR_OK;
-        default:
-            break;
-    }
-    const ULONG_32 ulTime = StreamPlayTime(pstPort);
-    if (ulTime == 0) {
-        return PLAYER_ERR_FAILED;
-    }
-    *pulPlayTime = ulTime;
-    return PLAYER_ERR_OK;
+    return SourceKind_Of(pstPort).pfnPlayTime(pstPort, pulPlayTime);
 }
 
 ULONG_32 Player_CurPlayTimeEx(ULONG_32 ulPortNum, PLAYBACK_PLAY_TIME *pstPlayTimeArray) {

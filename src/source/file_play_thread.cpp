@@ -1,10 +1,16 @@
 // The play thread of a file port: frames from the file become pictures and sound at the pace of the file.
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
+#include "pipeline/callbacks.h"
 #include "pipeline/decode_deliver.h"
+#include "pipeline/decode_stage.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"
+#include "queue/record_head.h"
+#include "source/file_play.h"
+#include "source/trick_play.h"
 
 namespace {
 

@@ -1,13 +1,18 @@
 // The pushed stream of a port: open, push, close, and the settings of its ring.
+#include "source/input_stream.h"
+
 #include <stdlib.h>
 
 #include <algorithm>
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
+#include "pipeline/callbacks.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"
+#include "source/free_port.h"
 #include "source/stream_common.h"
 
 namespace {
@@ -149,7 +154,7 @@ ULONG_32 Player_CloseInputStream(ULONG_32 ulPort) {
         LOG_ERROR("Port[%03d] Player_CloseInputStream Failed, Called In A Callback Of The Port.", ulPort);
         return PLAYER_ERR_FAILED;
     }
-    PortState_StopOutputs(pstPort);
+    Source_StopOutputs(pstPort);
     Stream_JoinThreads(pstPort);
     PortState_FreePipeline(pstPort);
     PortState_ResetIntake(pstPort);

@@ -1,4 +1,6 @@
 // The network stream of a port: open, close, the thread that receives, and the framing of packets over TCP.
+#include "source/net_stream.h"
+
 #include <stdlib.h>
 #include <string.h>
 
@@ -6,9 +8,12 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "output/offscreen_queue.h"
+#include "pipeline/callbacks.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"
+#include "source/free_port.h"
 #include "source/stream_common.h"
 
 namespace {
@@ -426,7 +431,7 @@ ULONG_32 Player_CloseNetStream(ULONG_32 ulPort) {
         LOG_ERROR("Port[%03d] Player_CloseNetStream Failed, Called In A Callback Of The Port.", ulPort);
         return PLAYER_ERR_FAILED;
     }
-    PortState_StopOutputs(pstPort);
+    Source_StopOutputs(pstPort);
     EndReceiving(pstPort);
     QUEUE_CleanupAdjustPktSeqQueue(&pstPort->stAdjustPktSeq);
     PortState_FreePipeline(pstPort);

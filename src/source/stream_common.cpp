@@ -1,6 +1,8 @@
 #include "source/stream_common.h"
 
 #include "foundations/com_log.h"
+#include "output/offscreen_queue.h"
+#include "pipeline/decode_stage.h"
 #include "port/port_lock.h"
 
 namespace {
@@ -39,4 +41,9 @@ void Stream_JoinThreads(PLAEYR_PORT_S *pstPort) {
     pstPort->hSourceThread = 0;
     QLOM_SDK_thr_join(pstPort->hDecodeThread);
     pstPort->hDecodeThread = 0;
+}
+
+ULONG_32 Stream_PlayTime(const PORT_INTAKE_S *pstIntake) {
+    const ULONG_32 ulTime = word::Load(pstIntake->stRtpVideoStreamInfo.ulPlaybackTime);
+    return ulTime != 0 ? ulTime : word::Load(pstIntake->stTsStreamInfo.ulPlayBackTime);
 }

@@ -20,6 +20,9 @@ ULONG_32 Stream_StartDecodeThread(PLAEYR_PORT_S *pstPort);
 /** Clears bStartRecv, wakes the source and decode threads, and joins those there are. */
 void Stream_JoinThreads(PLAEYR_PORT_S *pstPort);
 
+/** Time that the stream itself tells, seconds; 0 for none. */
+ULONG_32 Stream_PlayTime(const PORT_INTAKE_S *pstIntake);
+
 /** One wait of a writer for room, milliseconds. */
 inline constexpr ULONG_32 STREAM_ROOM_WAIT_MS = 10;
 

@@ -1,4 +1,6 @@
 // Pause, speeds, single steps, seeks and the pace of a file.
+#include "source/trick_play.h"
+
 #include <algorithm>
 #include <climits>
 #include <cmath>
@@ -7,6 +9,7 @@
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
+#include "source/source_kind.h"
 
 namespace {
 
@@ -81,19 +84,6 @@ bool IsFilePort(const PLAEYR_PORT_S *pstPort) { return word::Load(pstPort->ulPor
 
 /* ---- speed ---- */
 
-bool TakesSpeed(const PLAEYR_PORT_S *pstPort, ULONG_32 ulSpeed) {
-    switch (word::Load(pstPort->ulPortUsed)) {
-        case PORT_USED_TYPE_FILE:
-        case PORT_USED_TYPE_INPUT:
-        case PORT_USED_TYPE_NET:
-            return true;
-        case PORT_USED_TYPE_HLS:
-            return ulSpeed <= PLAYER_SPEED_4_FORWARD;
-        default:
-            return false;
-    }
-}
-
 void SetPaceOf(PLAEYR_PORT_S *pstPort, const SPEED_ROW_S &stRow) {
     FLOAT fSpeed = stRow.fValue;
     if (stRow.enSource == SPEED_OF_STREAM) {
@@ -163,7 +153,7 @@ DLONG ElapsedTime(const struct timeval &stSince, const struct timeval &stStart, 
 
 ULONG_32 Player_SpeedPlay(ULONG_32 ulPort, ULONG_32 ulSpeed) {
     PLAYER_GET_PORT(pstPort, ulPort);
-    if (!TakesSpeed(pstPort, ulSpeed)) {
+    if (ulSpeed >= SourceKind_Of(pstPort).ulSpeeds) {
         LOG_ERROR("Port[%03d] Player_SpeedPlay Failed, This Port Not support Speed Play, Error:[0x%x].", ulPort,
                   static_cast<ULONG_32>(PLAYER_ERR_NOT_SUPPORT));
         return PLAYER_ERR_NOT_SUPPORT;
@@ -181,8 +171,7 @@ ULONG_32 Player_SpeedPlay(ULONG_32 ulPort, ULONG_32 ulSpeed) {
 
 ULONG_32 Player_PausePlay(ULONG_32 ulPort, BOOL_T bPause) {
     PLAYER_GET_PORT(pstPort, ulPort);
-    const ULONG_32 ulUsed = word::Load(pstPort->ulPortUsed);
-    if (ulUsed != PORT_USED_TYPE_FILE && ulUsed != PORT_USED_TYPE_HLS) {
+    if (!SourceKind_Of(pstPort).bPauses) {
         return PLAYER_ERR_NOT_SUPPORT;
     }
     word::Store(pstPort->ulFrameCtrl, bPause == 1 ? FRAME_CTRL_PAUSE : FRAME_CTRL_PLAY);
