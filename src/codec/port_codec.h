@@ -27,21 +27,21 @@ typedef struct tagPortCodecS {
     BOOL_T bChangeVideoDecode;             /**< force a new video decoder; only ever cleared in this version */
 
     /* ---- the same for getters on other threads, relaxed words */
-    LONG_32 lPictureWidth;                 /**< size of the last picture */
-    LONG_32 lPictureHeight;                /**< its rows */
-    LONG_32 lVideoCodecID;                 /**< stVideoDecode.lCodecID */
-    LONG_32 lAudioCodecID;                 /**< stAudioDecode.lCodecID */
+    LONG_32 lPictureWidth;  /**< size of the last picture */
+    LONG_32 lPictureHeight; /**< its rows */
+    LONG_32 lVideoCodecID;  /**< stVideoDecode.lCodecID */
+    LONG_32 lAudioCodecID;  /**< stAudioDecode.lCodecID */
 
     /* ---- set by the client under the API lock, read by the decoding thread as words */
     PLAYER_VIDEOADJUST_PARAM_S stAdjustParam; /**< picture adjustment; under stDecodeVideoData.stLock */
     BOOL_T bAdjust;                           /**< adjustment on */
     PLAYER_DEINTERLACEMODE_E enDeinterlaceMode;
-    BOOL_T bDeinterlace;                      /**< deinterlacing on */
-    BOOL_T bOneFrameDecordFlag;               /**< decoders made from now on work frame by frame */
-    BOOL_T bCompression;                      /**< stays 0, nothing reads it */
+    BOOL_T bDeinterlace;        /**< deinterlacing on */
+    BOOL_T bOneFrameDecordFlag; /**< decoders made from now on work frame by frame */
+    BOOL_T bCompression;        /**< stays 0, nothing reads it */
 
     /* ---- snapshots */
-    CODEC_INFO_S stVideoEncode;               /**< JPEG encoder; under stSnatchInfo.stMutex */
+    CODEC_INFO_S stVideoEncode; /**< JPEG encoder; under stSnatchInfo.stMutex */
 } PORT_CODEC_S;
 
 #endif

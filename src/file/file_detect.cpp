@@ -3,11 +3,8 @@
 #include <string.h>
 #include <sys/stat.h>
 
-#include "file/file_inner.h"
-#include "file/module_avi.h"
+#include "file/file_container.h"
 #include "file/module_file.h"
-#include "file/module_krdf.h"
-#include "file/mp4_parse.h"
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
 
@@ -46,69 +43,18 @@ void CloseStream(FILE_INFO_S *pstFileInfo) {
     pstFileInfo->pcStreamBuffer = nullptr;
 }
 
-UCHAR *AllocFrameBuffer() {
-    UCHAR *pucBuffer = static_cast<UCHAR *>(malloc(VIDEO_FRAME_BUFFER_SIZE));
-    if (pucBuffer == nullptr) {
-        LOG_ERROR("File_CreateFileParser Failed, WYK_MALLOC[%d] Failed.",
-                  static_cast<LONG_32>(VIDEO_FRAME_BUFFER_SIZE));
-    }
-    return pucBuffer;
-}
+/* ---- the containers, in the order in which they are tried ---- */
 
-/* ---- the kinds of files, in the order in which they are tried ---- */
-
-ULONG_32 CreateMp4(const CHAR *, FILE_INFO_S *pstFileInfo) {
-    pstFileInfo->hMp4Parser = MP4_CreateMp4Parser(pstFileInfo->pFile, 0);
-    if (pstFileInfo->hMp4Parser == nullptr) {
-        LOG_ERROR("File_CreateFileParser Failed, MP4_CreateMp4Parser Failed.");
-        return PLAYER_ERR_PARAM;
-    }
-    return PLAYER_ERR_OK;
-}
-
-ULONG_32 CreateTs(const CHAR *, FILE_INFO_S *pstFileInfo) {
-    pstFileInfo->pucTsDataAddr = AllocFrameBuffer();
-    if (pstFileInfo->pucTsDataAddr == nullptr) {
-        return PLAYER_ERR_MALLOC;
-    }
-    pstFileInfo->stTsStreamInfo = {};
-    return PLAYER_ERR_OK;
-}
-
-ULONG_32 CreateAvi(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo) {
-    pstFileInfo->hAviParser = AVI_CreateParser(pcFileName);
-    if (pstFileInfo->hAviParser == nullptr) {
-        LOG_ERROR("File_CreateFileParser Failed, AVI_CreateAviParser Failed.");
-        return PLAYER_ERR_NOT_SUPPORT;
-    }
-    return PLAYER_ERR_OK;
-}
-
-ULONG_32 CreateKrdf(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo) {
-    pstFileInfo->hKrdfParser = KRDF_CreateKrdfParser(pcFileName, pstFileInfo->dulFileStartPos);
-    if (pstFileInfo->hKrdfParser == nullptr) {
-        LOG_ERROR("File_CreateFileParser Failed, KRDF_CreateKrdfParser Failed.");
-        return PLAYER_ERR_NOT_SUPPORT;
-    }
-    return PLAYER_ERR_OK;
-}
-
-struct FORMAT_ROW_S {
-    BOOL_T (*pfnIsFormat)(FILE *pFile);
-    ULONG_32 (*pfnCreate)(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo);
-};
-
-const FORMAT_ROW_S gastFormat[] = {
-    {MP4_IsMp4File, CreateMp4}, {TS_IsTSFile, CreateTs}, {AVI_IsAviFile, CreateAvi}, {KRDF_IsKrdfFile, CreateKrdf}};
+const FILE_CONTAINER_S *const gapContainer[] = {&gstMp4Container, &gstTsContainer, &gstAviContainer, &gstKrdfContainer};
 
 ULONG_32 CreateParser(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo) {
-    pstFileInfo->pucFrameDataAddr = AllocFrameBuffer();
+    pstFileInfo->pucFrameDataAddr = File_AllocFrameBuffer();
     if (pstFileInfo->pucFrameDataAddr == nullptr) {
         return PLAYER_ERR_MALLOC;
     }
-    for (const FORMAT_ROW_S &stRow : gastFormat) {
-        if (stRow.pfnIsFormat(pstFileInfo->pFile)) {
-            return stRow.pfnCreate(pcFileName, pstFileInfo);
+    for (const FILE_CONTAINER_S *pstContainer : gapContainer) {
+        if (pstContainer->pfnIs(pstFileInfo->pFile)) {
+            return pstContainer->pfnCreate(pcFileName, pstFileInfo);
         }
     }
     return PLAYER_ERR_NOT_SUPPORT;
@@ -122,11 +68,16 @@ ULONG_32 ReadProperties(FILE_INFO_S *pstFileInfo) {
     return ulResult;
 }
 
+/** The parser of the container, if the file has one. */
+void ReleaseParser(FILE_INFO_S *pstFileInfo) {
+    const FILE_CONTAINER_S &stContainer = FileContainer_Of(pstFileInfo);
+    if (stContainer.pfnRelease != nullptr) {
+        stContainer.pfnRelease(pstFileInfo);
+        pstFileInfo->*stContainer.phParser = nullptr;
+    }
+}
+
 void ReleaseParts(FILE_INFO_S *pstFileInfo) {
-    MP4_ReleaseMp4Parser(static_cast<mp4_moov_box *>(pstFileInfo->hMp4Parser));
-    pstFileInfo->hMp4Parser = nullptr;
-    KRDF_DestroyKrdfParser(pstFileInfo->hKrdfParser);
-    pstFileInfo->hKrdfParser = nullptr;
     free(pstFileInfo->pucFrameDataAddr);
     pstFileInfo->pucFrameDataAddr = nullptr;
     CloseStream(pstFileInfo);
@@ -134,67 +85,27 @@ void ReleaseParts(FILE_INFO_S *pstFileInfo) {
     pstFileInfo->pucTsDataAddr = nullptr;
 }
 
-/* ---- properties ---- */
-
-ULONG_32 GetMp4Property(FILE_INFO_S *pstFileInfo) {
-    MP4_INFO_S stInfo = {};
-    ULONG_32 ulResult = MP4_GetMp4Info(static_cast<mp4_moov_box *>(pstFileInfo->hMp4Parser), &stInfo);
-    if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("File_GetFileProperty Failed, MP4_GetMp4Info Failed, Error[0x%x].", ulResult);
-        return ulResult;
-    }
-    pstFileInfo->dulFirstTime = 0;
-    pstFileInfo->ulLastTime = stInfo.ulPlayTime;
-    pstFileInfo->lFrameRate = static_cast<LONG_32>(stInfo.ulFrameRate);
-    return PLAYER_ERR_OK;
-}
-
-ULONG_32 GetAviProperty(FILE_INFO_S *pstFileInfo) {
-    AVI_INFO_S stInfo = {};
-    ULONG_32 ulResult = AVI_GetAviInfo(pstFileInfo->hAviParser, &stInfo);
-    if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("File_GetFileProperty Failed, AVI_GetAviInfo Failed, Error[0x%x].", ulResult);
-        return ulResult;
-    }
-    pstFileInfo->dulFirstTime = 0;
-    pstFileInfo->ulLastTime = stInfo.ulPlayTime;
-    pstFileInfo->lFrameRate = static_cast<LONG_32>(stInfo.ulFrameRate);
-    return PLAYER_ERR_OK;
-}
-
-ULONG_32 GetKrdfProperty(FILE_INFO_S *pstFileInfo) {
-    pstFileInfo->dulFileSize = pstFileInfo->dulFileEndPos != 0
-                                   ? pstFileInfo->dulFileEndPos - pstFileInfo->dulFileStartPos
-                                   : FileInner_Length(pstFileInfo->pFile);
-    if (pstFileInfo->dulFileSize == 0) {
-        LOG_ERROR("File_GetFileProperty fail, File Len is Zero");
-        return PLAYER_ERR_FAILED;
-    }
-    KRDF_INFO_S stInfo = {};
-    ULONG_32 ulResult = KRDF_GetKrdfInfo(pstFileInfo->hKrdfParser, &stInfo);
-    if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("File_GetFileProperty Failed, KRDF_GetKrdfInfo Failed, Error[0x%x].", ulResult);
-        return ulResult;
-    }
-    pstFileInfo->dulFirstTime = stInfo.dulFirstTime;
-    pstFileInfo->ulLastTime = stInfo.ulLastTime;
-    pstFileInfo->lFrameRate = stInfo.lFrameRate;
-    return PLAYER_ERR_OK;
-}
-
-ULONG_32 GetProperty(FILE_INFO_S *pstFileInfo) {
-    if (pstFileInfo->hMp4Parser != nullptr) {
-        return GetMp4Property(pstFileInfo);
-    }
-    if (pstFileInfo->hAviParser != nullptr) {
-        return GetAviProperty(pstFileInfo);
-    }
-    return pstFileInfo->hKrdfParser != nullptr ? GetKrdfProperty(pstFileInfo) : FileInner_GetTsProperty(pstFileInfo);
-}
-
 }  // namespace
 
-DULONG FileInner_Length(FILE *pFile) {
+UCHAR *File_AllocFrameBuffer() {
+    UCHAR *pucBuffer = static_cast<UCHAR *>(malloc(VIDEO_FRAME_BUFFER_SIZE));
+    if (pucBuffer == nullptr) {
+        LOG_ERROR("File_CreateFileParser Failed, WYK_MALLOC[%d] Failed.",
+                  static_cast<LONG_32>(VIDEO_FRAME_BUFFER_SIZE));
+    }
+    return pucBuffer;
+}
+
+const FILE_CONTAINER_S &FileContainer_Of(const FILE_INFO_S *pstFileInfo) {
+    for (const FILE_CONTAINER_S *pstContainer : gapContainer) {
+        if (pstContainer->phParser != nullptr && pstFileInfo->*pstContainer->phParser != nullptr) {
+            return *pstContainer;
+        }
+    }
+    return gstTsContainer;
+}
+
+DULONG File_Length(FILE *pFile) {
     const off_t lLen = fseeko(pFile, 0, SEEK_END) == 0 ? ftello(pFile) : -1;
     return lLen > 0 ? static_cast<DULONG>(lLen) : 0;
 }
@@ -211,10 +122,7 @@ ULONG_32 File_CreateFileParser(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo)
         ulResult = ReadProperties(pstFileInfo);
     }
     if (ulResult != PLAYER_ERR_OK) {
-        if (pstFileInfo->hAviParser != nullptr) {
-            AVI_FileClose(nullptr, pstFileInfo->hAviParser);
-            pstFileInfo->hAviParser = nullptr;
-        }
+        ReleaseParser(pstFileInfo);
         ReleaseParts(pstFileInfo);
     }
     return ulResult;
@@ -223,6 +131,9 @@ ULONG_32 File_CreateFileParser(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo)
 ULONG_32 File_ReleaseFileParser(FILE_INFO_S *pstFileInfo) {
     if (pstFileInfo == nullptr) {
         return PLAYER_ERR_PARAM;
+    }
+    if (pstFileInfo->hAviParser == nullptr) {
+        ReleaseParser(pstFileInfo);
     }
     ReleaseParts(pstFileInfo);
     *pstFileInfo = {};
@@ -257,7 +168,7 @@ ULONG_32 File_GetFileProperty(FILE_INFO_S *pstFileInfo) {
     if (pstFileInfo == nullptr || pstFileInfo->pFile == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    ULONG_32 ulResult = GetProperty(pstFileInfo);
+    ULONG_32 ulResult = FileContainer_Of(pstFileInfo).pfnProperty(pstFileInfo);
     if (ulResult == PLAYER_ERR_OK) {
         File_GetIFrameIntervalTime(pstFileInfo);
     }

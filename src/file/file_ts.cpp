@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "file/file_inner.h"
+#include "file/file_container.h"
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
 #include "foundations/shared_word.h"
@@ -78,7 +78,7 @@ ULONG_32 FindPcrInBlock(UCHAR *pucBlock, DULONG dulPackets, USHORT *pusPid, DULO
 
 ULONG_32 FindLastPcr(FILE *pFile, USHORT *pusPid, DULONG *pdulPCR) {
     UCHAR aucBlock[TAIL_PACKETS * TS_PACKET_SIZE];
-    DULONG dulEnd = FileInner_Length(pFile);
+    DULONG dulEnd = File_Length(pFile);
     while (dulEnd >= TS_PACKET_SIZE) {
         const DULONG dulPackets = std::min<DULONG>(TAIL_PACKETS, dulEnd / TS_PACKET_SIZE);
         const ULONG_32 ulLen = static_cast<ULONG_32>(dulPackets * TS_PACKET_SIZE);
@@ -162,9 +162,18 @@ ULONG_32 SkipToPat(FILE_INFO_S *pstFileInfo) {
     return ulResult;
 }
 
-}  // namespace
+/* ---- behind the file layer ---- */
 
-ULONG_32 FileInner_GetTsProperty(FILE_INFO_S *pstFileInfo) {
+ULONG_32 Create(const CHAR *, FILE_INFO_S *pstFileInfo) {
+    pstFileInfo->pucTsDataAddr = File_AllocFrameBuffer();
+    if (pstFileInfo->pucTsDataAddr == nullptr) {
+        return PLAYER_ERR_MALLOC;
+    }
+    pstFileInfo->stTsStreamInfo = {};
+    return PLAYER_ERR_OK;
+}
+
+ULONG_32 GetProperty(FILE_INFO_S *pstFileInfo) {
     FILE *pFile = pstFileInfo->pFile;
     USHORT usPid = 0;
     DULONG dulFirst = 0;
@@ -184,7 +193,7 @@ ULONG_32 FileInner_GetTsProperty(FILE_INFO_S *pstFileInfo) {
         LOG_ERROR("File_GetFileProperty Failed, File_GetPCR Get Last Frame Pcr Failed.");
         return ulResult;
     }
-    pstFileInfo->dulFileSize = FileInner_Length(pFile);
+    pstFileInfo->dulFileSize = File_Length(pFile);
     if (pstFileInfo->dulFileSize == 0) {
         LOG_ERROR("File_GetFileProperty Failed, File Len Is Zero.");
         return PLAYER_ERR_FAILED;
@@ -196,7 +205,7 @@ ULONG_32 FileInner_GetTsProperty(FILE_INFO_S *pstFileInfo) {
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 FileInner_ReadTsFrame(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstFrame, ULONG_32 ulFrameCtrl) {
+ULONG_32 ReadFrame(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstFrame, ULONG_32 ulFrameCtrl) {
     TS_STREAM_INFO_S *pstStream = &pstFileInfo->stTsStreamInfo;
     ULONG_32 ulResult = TS_GetOneFrameDataWhile(pstFileInfo->pFile, ulFrameCtrl, pstFileInfo->pucTsDataAddr,
                                                 &pstFileInfo->ulReadLen, pstFileInfo->pbRun);
@@ -217,7 +226,20 @@ ULONG_32 FileInner_ReadTsFrame(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstF
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 FileInner_SetTsTime(FILE_INFO_S *pstFileInfo, ULONG_32 ulSeconds) {
+ULONG_32 LogTsRead(ULONG_32 ulResult) {
+    if (ulResult == PLAYER_ERR_UNKNOWN_STREAM) {
+        LOG_ERROR("Unknown Stream Type.");
+    } else if (ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_FILE_END) {
+        LOG_ERROR("Parser Failed,Error[%lu].", static_cast<unsigned long>(ulResult));
+    }
+    return ulResult;
+}
+
+ULONG_32 Read(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstFrame, ULONG_32 ulFrameCtrl) {
+    return LogTsRead(ReadFrame(pstFileInfo, pstFrame, ulFrameCtrl));
+}
+
+ULONG_32 Seek(FILE_INFO_S *pstFileInfo, ULONG_32 ulSeconds, LONG_32) {
     if (ulSeconds >= pstFileInfo->ulLastTime && ulSeconds != 0) {
         return PLAYER_ERR_OK;
     }
@@ -231,10 +253,16 @@ ULONG_32 FileInner_SetTsTime(FILE_INFO_S *pstFileInfo, ULONG_32 ulSeconds) {
     return ulResult;
 }
 
-ULONG_32 FileInner_GetTsTime(const FILE_INFO_S *pstFileInfo) {
+ULONG_32 PlayTime(FILE_INFO_S *pstFileInfo, ULONG_32 *pulPlayTime) {
     const DULONG dulPCR = word::Load(pstFileInfo->stTsStreamInfo.dulPCR);
-    return dulPCR != 0 ? SecondsBetween(pstFileInfo->dulFirstTime, dulPCR) : 0;
+    *pulPlayTime = dulPCR != 0 ? SecondsBetween(pstFileInfo->dulFirstTime, dulPCR) : 0;
+    return PLAYER_ERR_OK;
 }
+
+}  // namespace
+
+const FILE_CONTAINER_S gstTsContainer = {nullptr, TS_IsTSFile, Create,  GetProperty, Read,
+                                         Seek,    PlayTime,    nullptr, nullptr,     {nullptr, nullptr, nullptr}};
 
 ULONG_32 File_GetPCR(FILE *pFile, ULONG_32 ulDirection, USHORT *pusPid, DULONG *pdulPCR) {
     if (pFile == nullptr || pusPid == nullptr || pdulPCR == nullptr) {

@@ -3,7 +3,7 @@
 
 #include <time.h>
 
-#include "file/file_inner.h"
+#include "file/file_container.h"
 #include "file/module_avi.h"
 #include "file/module_krdf.h"
 #include "file/mp4_parse.h"
@@ -27,74 +27,12 @@ ULONG_32 GetTypeOf(ULONG_32 ulFrameCtrl) {
     return ulFrameCtrl < ulRows ? gaulGetType[ulFrameCtrl] : ULONG_32{MP4_FRAME_GET_TYPE_NONE};
 }
 
-mp4_moov_box *Mp4Of(const FILE_INFO_S *pstFileInfo) { return static_cast<mp4_moov_box *>(pstFileInfo->hMp4Parser); }
-
 /* ---- reading ---- */
-
-ULONG_32 ReadMp4Frame(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstFrame, ULONG_32 ulFrameCtrl) {
-    MP4_FRAME_INFO_S stFrame = {};
-    stFrame.pucBuffer = pstFileInfo->pucFrameDataAddr;
-    ULONG_32 ulResult = MP4_GetOneFrameData(pstFileInfo->pFile, Mp4Of(pstFileInfo),
-                                            static_cast<LONG_32>(File_FileCtrlToMp4Ctrl(ulFrameCtrl)), &stFrame);
-    if (ulResult != PLAYER_ERR_OK) {
-        return ulResult;
-    }
-    if (stFrame.lPayload == PLAYER_PAYLOAD_AAC) {
-        pstFrame->ucAudioType = stFrame.ucAudioType;
-        pstFrame->ucFrequencyIndex = stFrame.ucFrequencyIndex;
-        pstFrame->ucChannelNum = stFrame.ucChannelNum;
-    }
-    pstFrame->dulTimestamp = stFrame.dulTimestamp;
-    pstFrame->lPayload = stFrame.lPayload;
-    pstFrame->lFormatType = stFrame.lFormatType;
-    pstFrame->pucBuffer = stFrame.pucBuffer;
-    pstFrame->ulBufferLen = stFrame.ulBufferLen;
-    return PLAYER_ERR_OK;
-}
-
-ULONG_32 ReadAviFrame(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstFrame, ULONG_32 ulFrameCtrl) {
-    AVI_FRAME_INFO_S stFrame = {};
-    stFrame.pucData = pstFileInfo->pucFrameDataAddr;
-    ULONG_32 ulResult = AVI_GetOneFrameData(pstFileInfo->hAviParser, File_FileCtrlToAviCtrl(ulFrameCtrl), &stFrame);
-    if (ulResult != PLAYER_ERR_OK) {
-        return ulResult;
-    }
-    pstFrame->dulTimestamp = static_cast<DULONG>(stFrame.dlTimeStamp);
-    pstFrame->lPayload = static_cast<LONG_32>(stFrame.ulPayload);
-    pstFrame->lFormatType = static_cast<LONG_32>(stFrame.ulFormatType);
-    pstFrame->pucBuffer = stFrame.pucData;
-    pstFrame->ulBufferLen = stFrame.ulDataSize;
-    return PLAYER_ERR_OK;
-}
-
-ULONG_32 ReadKrdfFrame(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstFrame, ULONG_32 ulFrameCtrl) {
-    KRDF_FRAME_INFO_S stFrame = {};
-    stFrame.pcDataBuf = pstFileInfo->pucFrameDataAddr;
-    ULONG_32 ulResult = KRDF_GetOneFrameData(pstFileInfo->hKrdfParser, File_FileCtrlToKrdfCtrl(ulFrameCtrl), &stFrame);
-    if (ulResult != PLAYER_ERR_OK) {
-        return ulResult;
-    }
-    pstFrame->dulTimestamp = stFrame.dulTimeStamp;
-    pstFrame->lPayload = static_cast<LONG_32>(stFrame.ulPayload);
-    pstFrame->lFormatType = static_cast<LONG_32>(stFrame.ulFrameType);
-    pstFrame->pucBuffer = stFrame.pcDataBuf;
-    pstFrame->ulBufferLen = stFrame.ulDataLen;
-    return PLAYER_ERR_OK;
-}
 
 /** The end of the file is no error. */
 ULONG_32 LogRead(const CHAR *pcFunction, ULONG_32 ulResult) {
-    if (ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_FILE_END) {
+    if (pcFunction != nullptr && ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_FILE_END) {
         LOG_ERROR("File_ReadOneFrame Failed, %s Failed, Error[0x%x].", pcFunction, ulResult);
-    }
-    return ulResult;
-}
-
-ULONG_32 LogTsRead(ULONG_32 ulResult) {
-    if (ulResult == PLAYER_ERR_UNKNOWN_STREAM) {
-        LOG_ERROR("Unknown Stream Type.");
-    } else if (ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_FILE_END) {
-        LOG_ERROR("Parser Failed,Error[%lu].", static_cast<unsigned long>(ulResult));
     }
     return ulResult;
 }
@@ -102,14 +40,14 @@ ULONG_32 LogTsRead(ULONG_32 ulResult) {
 /* ---- times ---- */
 
 ULONG_32 LogSeek(const CHAR *pcFunction, ULONG_32 ulResult) {
-    if (ulResult != PLAYER_ERR_OK) {
+    if (pcFunction != nullptr && ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("File_SetPlayTime Failed, %s Failed, Error[0x%x].", pcFunction, ulResult);
     }
     return ulResult;
 }
 
 ULONG_32 LogTime(const CHAR *pcFunction, ULONG_32 ulResult) {
-    if (ulResult != PLAYER_ERR_OK) {
+    if (pcFunction != nullptr && ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("File_GetPlayTime Failed, %s Failed, Error[0x%x].", pcFunction, ulResult);
     }
     return ulResult;
@@ -141,50 +79,24 @@ ULONG_32 File_ReadOneFrame(FILE_INFO_S *pstFileInfo, FILE_FRAME_INFO_S *pstFrame
     if (pstFileInfo == nullptr || pstFrame == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    if (pstFileInfo->hMp4Parser != nullptr) {
-        return LogRead("MP4_GetOneFrameData", ReadMp4Frame(pstFileInfo, pstFrame, ulFrameCtrl));
-    }
-    if (pstFileInfo->hAviParser != nullptr) {
-        return LogRead("AVI_GetOneFrameData", ReadAviFrame(pstFileInfo, pstFrame, ulFrameCtrl));
-    }
-    if (pstFileInfo->hKrdfParser != nullptr) {
-        return LogRead("KRDF_GetOneFrameData", ReadKrdfFrame(pstFileInfo, pstFrame, ulFrameCtrl));
-    }
-    return LogTsRead(FileInner_ReadTsFrame(pstFileInfo, pstFrame, ulFrameCtrl));
+    const FILE_CONTAINER_S &stContainer = FileContainer_Of(pstFileInfo);
+    return LogRead(stContainer.stNames.pcRead, stContainer.pfnRead(pstFileInfo, pstFrame, ulFrameCtrl));
 }
 
 ULONG_32 File_SetPlayTime(FILE_INFO_S *pstFileInfo, ULONG_32 ulSeconds, LONG_32 lFrameRate) {
     if (pstFileInfo == nullptr || pstFileInfo->pFile == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    if (pstFileInfo->hMp4Parser != nullptr) {
-        return LogSeek("MP4_SetPlayTime",
-                       MP4_SetPlayTime(pstFileInfo->pFile, Mp4Of(pstFileInfo), ulSeconds, lFrameRate));
-    }
-    if (pstFileInfo->hAviParser != nullptr) {
-        return LogSeek("AVI_SetPlayTime", AVI_SetPlayTime(pstFileInfo->hAviParser, ulSeconds, lFrameRate));
-    }
-    if (pstFileInfo->hKrdfParser != nullptr) {
-        return LogSeek("KRDF_SetPlayTime", KRDF_SetPlayTime(pstFileInfo->hKrdfParser, ulSeconds));
-    }
-    return FileInner_SetTsTime(pstFileInfo, ulSeconds);
+    const FILE_CONTAINER_S &stContainer = FileContainer_Of(pstFileInfo);
+    return LogSeek(stContainer.stNames.pcSeek, stContainer.pfnSeek(pstFileInfo, ulSeconds, lFrameRate));
 }
 
 ULONG_32 File_GetPlayTime(FILE_INFO_S *pstFileInfo, ULONG_32 *pulPlayTime) {
     if (pstFileInfo == nullptr || pulPlayTime == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    if (pstFileInfo->hMp4Parser != nullptr) {
-        return LogTime("MP4_GetPlayTime", MP4_GetPlayTime(Mp4Of(pstFileInfo), pulPlayTime));
-    }
-    if (pstFileInfo->hAviParser != nullptr) {
-        return LogTime("AVI_GetPlayTime", AVI_GetPlayTime(pstFileInfo->hAviParser, pulPlayTime));
-    }
-    if (pstFileInfo->hKrdfParser != nullptr) {
-        return LogTime("AVI_GetPlayTime", KRDF_GetPlayTime(pstFileInfo->hKrdfParser, pulPlayTime));
-    }
-    *pulPlayTime = FileInner_GetTsTime(pstFileInfo);
-    return PLAYER_ERR_OK;
+    const FILE_CONTAINER_S &stContainer = FileContainer_Of(pstFileInfo);
+    return LogTime(stContainer.stNames.pcTime, stContainer.pfnPlayTime(pstFileInfo, pulPlayTime));
 }
 
 ULONG_32 File_GetFileTime(FILE_INFO_S *pstFileInfo, ULONG_32 *pulFileTime) {
@@ -204,9 +116,9 @@ ULONG_32 File_GetIFrameIntervalTime(FILE_INFO_S *pstFileInfo) {
         MeasureKeyInterval(pstFileInfo);
     }
     ULONG_32 ulResult = File_SetPlayTime(pstFileInfo, 0, DEFAULT_FRAME_RATE);
-    if (pstFileInfo->hMp4Parser != nullptr) {
-        // That went to the first key frame; play begins with what lies in front of it too, sound mostly.
-        Mp4Of(pstFileInfo)->iCurSampleIndex = 0;
+    const FILE_CONTAINER_S &stContainer = FileContainer_Of(pstFileInfo);
+    if (stContainer.pfnToBegin != nullptr) {
+        stContainer.pfnToBegin(pstFileInfo);
     }
     return ulResult;
 }

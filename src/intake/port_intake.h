@@ -22,18 +22,19 @@ typedef struct tagFlvStreamInfoS {
 
 /** Intake of a port. */
 typedef struct tagPortIntakeS {
-    /* ---- the stream's buffers: made and freed by open and close under the API lock, used by the port's threads between */
-    NET_INFO_S stNetInfo;              /**< socket of a network stream; net thread */
-    CHAR *pcRecvDataAddr;              /**< what the net thread received; over TCP one frame with its head */
-    ULONG_32 ulRecvDataLen;            /**< bytes in it */
-    CHAR *pcRecvDataTmpAddr;           /**< over TCP, what came behind that frame */
-    ULONG_32 ulRecvDataTmpLen;         /**< bytes in it */
-    CHAR *pcFrameDataAddr;             /**< frame assembly for video, VIDEO_FRAME_BUFFER_SIZE; decode thread */
-    ULONG_32 ulFrameDataLen;           /**< nothing uses it in this version */
-    ULONG_32 ulFrameBufLen;            /**< size of pcFrameDataAddr */
-    CHAR *pcRtpAudioFrameDataAddr;     /**< frame assembly for sound and data, AUDIO_FRAME_BUFFER_SIZE; decode thread */
-    ULONG_32 ulRtpAudioFrameDataLen;   /**< nothing uses it in this version */
-    ULONG_32 ulRtpAudioFrameBufLen;    /**< size of pcRtpAudioFrameDataAddr */
+    /* ---- the stream's buffers: made and freed by open and close under the API lock, used by the port's threads
+     * between */
+    NET_INFO_S stNetInfo;            /**< socket of a network stream; net thread */
+    CHAR *pcRecvDataAddr;            /**< what the net thread received; over TCP one frame with its head */
+    ULONG_32 ulRecvDataLen;          /**< bytes in it */
+    CHAR *pcRecvDataTmpAddr;         /**< over TCP, what came behind that frame */
+    ULONG_32 ulRecvDataTmpLen;       /**< bytes in it */
+    CHAR *pcFrameDataAddr;           /**< frame assembly for video, VIDEO_FRAME_BUFFER_SIZE; decode thread */
+    ULONG_32 ulFrameDataLen;         /**< nothing uses it in this version */
+    ULONG_32 ulFrameBufLen;          /**< size of pcFrameDataAddr */
+    CHAR *pcRtpAudioFrameDataAddr;   /**< frame assembly for sound and data, AUDIO_FRAME_BUFFER_SIZE; decode thread */
+    ULONG_32 ulRtpAudioFrameDataLen; /**< nothing uses it in this version */
+    ULONG_32 ulRtpAudioFrameBufLen;  /**< size of pcRtpAudioFrameDataAddr */
 
     /* ---- the parser: decode thread alone; on a file port the play thread, on a helper port the record thread */
     ULONG_32 ulCurStreamType;               /**< container of the last packet, STREAM_TYPE_... */
@@ -48,13 +49,13 @@ typedef struct tagPortIntakeS {
     SEI_SCRAMBLE_INFO_S stScrambleInfo;     /**< keys that travelled in the stream */
 
     /* ---- set by the client under the API lock, read by the threads as words */
-    NET_NAT_TIMER_PARAM_S stNatTimeParam;   /**< NAT keep-open; its mode releases the text, the net thread acquires */
-    RTP_PAYLOAD_TYPE_S *pstPayloadType;     /**< override table of two entries, or null; released and acquired */
-    HANDLE hRetiredPayloadType;             /**< tables replaced while threads may still read them; API lock */
-    RTP_AUDIO_INFO_S stRtpAudioInfo;        /**< AAC as the client, or a packet's head, describes it; relaxed words */
+    NET_NAT_TIMER_PARAM_S stNatTimeParam; /**< NAT keep-open; its mode releases the text, the net thread acquires */
+    RTP_PAYLOAD_TYPE_S *pstPayloadType;   /**< override table of two entries, or null; released and acquired */
+    HANDLE hRetiredPayloadType;           /**< tables replaced while threads may still read them; API lock */
+    RTP_AUDIO_INFO_S stRtpAudioInfo;      /**< AAC as the client, or a packet's head, describes it; relaxed words */
 
     /* ---- written by the threads, read by getters, all relaxed */
-    NET_STATEINFO_S stStateInfo;            /**< bit rate (net thread or pusher), losses and frame rate (decode thread) */
+    NET_STATEINFO_S stStateInfo; /**< bit rate (net thread or pusher), losses and frame rate (decode thread) */
 } PORT_INTAKE_S;
 
 #endif

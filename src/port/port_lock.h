@@ -6,8 +6,8 @@
  * rules keep callbacks from waiting for themselves:
  *
  * - A call inside the source callback of a push runs on the thread that holds the lock already: it goes on without.
- * - A call from a pipeline callback waits for the lock only while nobody closes the port or ends that thread alone, since
- *   either waits for that very thread. It is turned away then.
+ * - A call from a pipeline callback waits for the lock only while nobody closes the port or ends that thread alone,
+ * since either waits for that very thread. It is turned away then.
  * - A push that waits for room in the ring holds the lock while it waits for the decode thread. A call from a pipeline
  *   callback then goes on beside it, since a push touches nothing but the ring.
  */
@@ -25,7 +25,7 @@ typedef enum tagPortCallE {
 
 /** Holds a port's API lock for the length of an exported call. */
 class CPortLock {
-   public:
+ public:
     CPortLock(ULONG_32 ulPort, PORT_CALL_E enCall);
     ~CPortLock();
     CPortLock(const CPortLock &) = delete;
@@ -34,7 +34,7 @@ class CPortLock {
     /** False when the call is turned away. */
     bool Entered() const { return m_enState != STATE_REFUSED; }
 
-   private:
+ private:
     enum STATE_E { STATE_REFUSED, STATE_LOCKED, STATE_NESTED, STATE_BESIDE };
 
     static bool HeldByThisThread(ULONG_32 ulPort);
@@ -64,7 +64,7 @@ bool PortThread_IsAny();
 
 /** Marks the calling thread as inside the port's source callback, which may push to other ports. */
 class CSourceCallbackMark {
-   public:
+ public:
     explicit CSourceCallbackMark(ULONG_32 ulPort);
     ~CSourceCallbackMark();
     CSourceCallbackMark(const CSourceCallbackMark &) = delete;
@@ -72,7 +72,7 @@ class CSourceCallbackMark {
 
     static bool IsInside(ULONG_32 ulPort);
 
-   private:
+ private:
     ULONG_32 m_ulPort;
     const CSourceCallbackMark *m_poOuter;
 };

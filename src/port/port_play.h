@@ -10,9 +10,9 @@
 
 /** One tap of the pipeline. The function is loaded once, then tested and called. */
 typedef struct tagPlayerCallBackS {
-    HANDLE hFunc;      /**< function, or null */
-    void *pUserParam;  /**< the client's value */
-    BOOL_T bContinue;  /**< the pipeline goes on past this tap */
+    HANDLE hFunc;     /**< function, or null */
+    void *pUserParam; /**< the client's value */
+    BOOL_T bContinue; /**< the pipeline goes on past this tap */
 } PLAYER_CALLBACK_S;
 
 /** The taps of a port. */
@@ -30,23 +30,23 @@ typedef struct tagPortCallbackSetS {
 /** The pipeline of a port. */
 typedef struct tagPortPlayS {
     /* ---- threads: started and joined under the API lock; each run flag is a word that its thread polls */
-    BOOL_T bStartRecv;                  /**< source and decode (or play) threads run while set */
-    BOOL_T bStartVideo;                 /**< the render thread runs while set */
-    QLOM_SDK_THREAD_S hSourceThread;    /**< net thread, 0 for none */
-    QLOM_SDK_THREAD_S hDecodeThread;    /**< decode thread, or a file's play thread; 0 for none */
-    QLOM_SDK_THREAD_S hRenderThread;    /**< render thread, 0 for none */
-    WAKE_S stControlWake;               /**< cuts the waits of the port's threads short: stop, seek, settings */
-    WAKE_FD_S stSourceWake;             /**< wakes the net thread; made and closed under gstPortMutexLock too */
+    BOOL_T bStartRecv;               /**< source and decode (or play) threads run while set */
+    BOOL_T bStartVideo;              /**< the render thread runs while set */
+    QLOM_SDK_THREAD_S hSourceThread; /**< net thread, 0 for none */
+    QLOM_SDK_THREAD_S hDecodeThread; /**< decode thread, or a file's play thread; 0 for none */
+    QLOM_SDK_THREAD_S hRenderThread; /**< render thread, 0 for none */
+    WAKE_S stControlWake;            /**< cuts the waits of the port's threads short: stop, seek, settings */
+    WAKE_FD_S stSourceWake;          /**< wakes the net thread; made and closed under gstPortMutexLock too */
 
     /* ---- set by the client under the API lock, read by the threads as words */
-    PLAYER_CALLBACKSET_S stCallBack;    /**< taps; functions are released and acquired */
-    LONG_32 lRectify;                   /**< PLAYER_VIDEO_CB_TYPE_E */
+    PLAYER_CALLBACKSET_S stCallBack;      /**< taps; functions are released and acquired */
+    LONG_32 lRectify;                     /**< PLAYER_VIDEO_CB_TYPE_E */
     PLAYER_PICTURE_FLUENCY_E enPicFluncy; /**< pacing mode */
-    BOOL_T bPause;                      /**< live pause */
-    ULONG_32 ulDelayTime;               /**< stored, unused */
+    BOOL_T bPause;                        /**< live pause */
+    ULONG_32 ulDelayTime;                 /**< stored, unused */
 
     /* ---- decode thread alone */
-    struct timeval tiProTime;           /**< last pacing instant; the second field holds milliseconds */
+    struct timeval tiProTime; /**< last pacing instant; the second field holds milliseconds */
 } PORT_PLAY_S;
 
 #endif

@@ -37,10 +37,10 @@ typedef struct tagPortSourceS {
 /** File being played. */
 typedef struct tagPortFileS {
     /* ---- play thread; made and released by open and close around it */
-    FILE_INFO_S stFileInfo;           /**< container, position and properties; rate and region are words */
-    void *lpParser;                   /**< file parser object; nothing uses it in this version */
-    DULONG dulTimeStampBefore;        /**< time stamp of the last video frame */
-    ULONG_32 ulControlTicket;         /**< ticket of stControlWake that the thread's pass began with */
+    FILE_INFO_S stFileInfo;    /**< container, position and properties; rate and region are words */
+    void *lpParser;            /**< file parser object; nothing uses it in this version */
+    DULONG dulTimeStampBefore; /**< time stamp of the last video frame */
+    ULONG_32 ulControlTicket;  /**< ticket of stControlWake that the thread's pass began with */
 
     /* ---- the client's controls, words that the threads load; stControlWake makes them look */
     BOOL_T bFilePort;                 /**< the port plays a file */
@@ -52,14 +52,14 @@ typedef struct tagPortFileS {
     PLAYER_PLAY_SPEED_E enSpeedValue; /**< speed asked for */
 
     /* ---- the thread's answer to getters, relaxed */
-    ULONG_32 ulFilePlayTime;          /**< position, seconds */
+    ULONG_32 ulFilePlayTime; /**< position, seconds */
 } PORT_FILE_S;
 
 /** Cloud recording being played. */
 typedef struct tagPortCloudS {
-    QLOM_SDK_THREAD_S hHlsDownloadThread;   /**< fetches segments; started and joined under the API lock */
-    QLOM_SDK_THREAD_S hTsManagerThread;     /**< plays them out, likewise */
-    PLAYER_HLS_TYPE_INFO_S stHlsTypeInfos;  /**< what the two threads and the client share */
+    QLOM_SDK_THREAD_S hHlsDownloadThread;  /**< fetches segments; started and joined under the API lock */
+    QLOM_SDK_THREAD_S hTsManagerThread;    /**< plays them out, likewise */
+    PLAYER_HLS_TYPE_INFO_S stHlsTypeInfos; /**< what the two threads and the client share */
 } PORT_CLOUD_S;
 
 #endif

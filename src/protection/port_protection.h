@@ -11,8 +11,8 @@
 /** Protection of a port. */
 typedef struct tagPortProtectionS {
     /* ---- decode or play thread */
-    BOOL_T bScrambleFlag;        /**< the stream at hand is scrambled */
-    HANDLE hScrambleKey;         /**< its key, a DRV_SCRAMBLE_CFG_S; freed with the port */
+    BOOL_T bScrambleFlag; /**< the stream at hand is scrambled */
+    HANDLE hScrambleKey;  /**< its key, a DRV_SCRAMBLE_CFG_S; freed with the port */
 
     /* ---- the client's thread, inside a watermark check */
     BOOL_T bStartCkeckMark;      /**< the check runs; a word that a cancel clears */

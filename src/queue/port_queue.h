@@ -15,9 +15,9 @@ typedef struct tagPortQueueS {
     OFF_SCREEN_QUEUE_S stOffScreenQueue;        /**< inert but for ulErrorNum, the decode thread's count of refusals */
 
     /* ---- set by the client under the API lock */
-    ULONG_32 ulBufferNum;                       /**< slots of the receive ring at the next open */
-    ULONG_32 ulDecodeBufferNum;                 /**< nodes of the picture queue at the next StartPlay */
-    ULONG_32 ulBufferCtrl;                      /**< PLAYER_BUFFER_CTRL_E; writers load it relaxed */
+    ULONG_32 ulBufferNum;       /**< slots of the receive ring at the next open */
+    ULONG_32 ulDecodeBufferNum; /**< nodes of the picture queue at the next StartPlay */
+    ULONG_32 ulBufferCtrl;      /**< PLAYER_BUFFER_CTRL_E; writers load it relaxed */
 } PORT_QUEUE_S;
 
 #endif

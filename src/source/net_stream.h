@@ -26,8 +26,8 @@ MODULE_API void *__NetRecvThreadEntry(void *pParam);
 /**
  * One step of taking frames out of a TCP stream: looks at what pcRecvDataAddr holds, or reads once.
  * @return 0 when one whole frame with its head lies at the start of pcRecvDataAddr, ulRecvDataLen bytes long, and what
- *         was behind it in pcRecvDataTmpAddr; 529 when it is to be called again; 2 without both buffers (NET_TCP_BUFFER_SIZE
- *         bytes each); 5 or 6 when the stream is broken or at its end
+ *         was behind it in pcRecvDataTmpAddr; 529 when it is to be called again; 2 without both buffers
+ * (NET_TCP_BUFFER_SIZE bytes each); 5 or 6 when the stream is broken or at its end
  */
 MODULE_API ULONG_32 Player_RecvPacketEx(NET_INFO_S *pstNetInfo, PLAEYR_PORT_S *pstPort);
 }

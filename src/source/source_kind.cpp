@@ -39,12 +39,12 @@ ULONG_32 CloudTime(PLAEYR_PORT_S *pstPort, ULONG_32 *pulPlayTime) {
 
 /** By PORT_USED_TYPE_E. */
 const SOURCE_KIND_S gastSourceKind[] = {
-    {nullptr, StreamTime, NO_SPEEDS, false},                 // PORT_USED_TYPE_NULL
-    {Player_CloseInputStream, StreamTime, ALL_SPEEDS, false}, // PORT_USED_TYPE_INPUT
-    {Player_CloseNetStream, StreamTime, ALL_SPEEDS, false},  // PORT_USED_TYPE_NET
-    {Player_CloseMediaFile, FileTime, ALL_SPEEDS, true},     // PORT_USED_TYPE_FILE
-    {Player_CloseVoiceSvc, StreamTime, NO_SPEEDS, false},    // PORT_USED_TYPE_VOICE
-    {Player_CloseHlsStream, CloudTime, CLOUD_SPEEDS, true},  // PORT_USED_TYPE_HLS
+    {nullptr, StreamTime, NO_SPEEDS, false},                   // PORT_USED_TYPE_NULL
+    {Player_CloseInputStream, StreamTime, ALL_SPEEDS, false},  // PORT_USED_TYPE_INPUT
+    {Player_CloseNetStream, StreamTime, ALL_SPEEDS, false},    // PORT_USED_TYPE_NET
+    {Player_CloseMediaFile, FileTime, ALL_SPEEDS, true},       // PORT_USED_TYPE_FILE
+    {Player_CloseVoiceSvc, StreamTime, NO_SPEEDS, false},      // PORT_USED_TYPE_VOICE
+    {Player_CloseHlsStream, CloudTime, CLOUD_SPEEDS, true},    // PORT_USED_TYPE_HLS
 };
 const ULONG_32 SOURCE_KINDS = sizeof(gastSourceKind) / sizeof(gastSourceKind[0]);
 static_assert(SOURCE_KINDS == PORT_USED_TYPE_HLS + 1);
