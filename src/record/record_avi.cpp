@@ -1,12 +1,19 @@
 // The recording as AVI: H.264, H.265 or JPEG with MPEG audio, which all other sound is transcoded to.
+#include <unistd.h>
+
+#include "file/module_avi.h"
 #include "foundations/com_log.h"
+#include "foundations/com_public_fun.h"
 #include "foundations/shared_word.h"
+#include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_inner.h"
 #include "record/record_thread.h"
 
 namespace {
 
+const DULONG LIMIT_RULE = 0x7D000000; /**< limits above this give way to the next value */
+const DULONG LIMIT = 2097152000;      /**< what a file may grow to, bytes */
 const DULONG TICKS_A_MS = 90;
 const ULONG_32 AUDIO_RATE = 44100;
 const ULONG_32 BITS_A_SAMPLE = 16;
@@ -74,6 +81,38 @@ void WriteAudio(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
     stFrame.bKeyFrame = 1;
     stFrame.dlTimeStamp = static_cast<DLONG>(pstLoop->dulAudioStamp);
     WriteFrame(pstLoop, &stFrame, stFormat);
+}
+
+/* ---- the file ---- */
+
+bool OpenNext(PLAEYR_PORT_S *pstPort) {
+    return RecordContainer_Keep(&pstPort->hAviHandle, AVI_FileOpen(pstPort->szFileName));
+}
+
+ULONG_32 Open(PLAEYR_PORT_S *pstPort) {
+    WYK_CreateDir(pstPort->szFileName);
+    if (!OpenNext(pstPort)) {
+        LOG_ERROR("Port[%03d] Player_StartRecord: fopen AVI File Failed.", pstPort->ulPort);
+        return PLAYER_ERR_FILE_OPEN;
+    }
+    return PLAYER_ERR_OK;
+}
+
+void Release(PLAEYR_PORT_S *pstPort) {
+    if (pstPort->hAviHandle != nullptr) {
+        ULONG_32 ulInit = 0;
+        AVI_FileClose(&ulInit, pstPort->hAviHandle);
+        pstPort->hAviHandle = nullptr;
+    }
+    pstPort->bInitAviRecordInfo = 0;
+}
+
+bool IsAtBegin(const PORT_RECORD_S *pstRecord) { return !pstRecord->bInitAviRecordInfo; }
+
+/** Where the writer stands: the index follows only at the close. */
+DULONG Size(const PORT_RECORD_S *pstRecord) {
+    const off64_t lSize = lseek64(AVI_GetFileNo(pstRecord->hAviHandle), 0, SEEK_CUR);
+    return lSize > 0 ? static_cast<DULONG>(lSize) : 0;
 }
 
 }  // namespace
@@ -161,3 +200,10 @@ void Player_Mp2WriteToAvi(UCHAR *pucData, LONG_32 lLen, DLONG, void *pUser) {
         LOG_ERROR("Player_Mp2WriteToAvi Failed, AVI_EncFrame Failed.");
     }
 }
+
+const RECORD_CONTAINER_S gstAviRecordContainer = {".avi",     PLAYER_FILE_FORMATE_AVI_ADD_RCD_TIME,
+                                                  LIMIT_RULE, LIMIT,
+                                                  Open,       OpenNext,
+                                                  Release,    RecordAvi_Frame,
+                                                  IsAtBegin,  Size,
+                                                  Release};

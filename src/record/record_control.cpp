@@ -11,6 +11,7 @@
 #include "output/offscreen_queue.h"
 #include "port/player_manager.h"
 #include "queue/record_head.h"
+#include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_name.h"
 #include "record/record_thread.h"
@@ -137,7 +138,7 @@ ULONG_32 Begin(PLAEYR_PORT_S *pstPort, const CHAR *pcFileName, ULONG_32 ulMediaF
         return PLAYER_ERR_PARAM;
     }
     RecordName_Begin(pstPort, *pstFormat, pcFileName);
-    ulResult = RecordWriter_Open(pstPort, *pstFormat);
+    ulResult = RecordContainer_Of(pstFormat->enContainer).pfnOpen(pstPort);
     if (ulResult == PLAYER_ERR_OK) {
         ulResult = MakeRing(pstPort);
     }
@@ -169,7 +170,7 @@ void Unwind(PLAEYR_PORT_S *pstPort, ULONG_32 ulMediaFileFormat, ULONG_32 ulError
 /** The extension without a terminator. */
 void TellExtension(ULONG_32 ulMediaFileFormat, CHAR *pcFilePostfix) {
     if (pcFilePostfix != nullptr) {
-        const CHAR *pcExtension = RecordFormat_Container(RecordFormat_Find(ulMediaFileFormat)->enContainer).pcExtension;
+        const CHAR *pcExtension = RecordContainer_Of(RecordFormat_Find(ulMediaFileFormat)->enContainer).pcExtension;
         memcpy(pcFilePostfix, pcExtension, strlen(pcExtension));
     }
 }

@@ -33,17 +33,8 @@ constexpr RECORD_FORMAT_S gastFormat[] = {
 constexpr ULONG_32 FORMATS = sizeof(gastFormat) / sizeof(gastFormat[0]);
 static_assert(FORMATS == PLAYER_FILE_FORMATE_VIDEO_AVI_ADD_RCD_TIME + 1);
 
-/** Row by RECORD_CONTAINER_E. */
-constexpr RECORD_CONTAINER_S gastContainer[] = {
-    {".ts", PLAYER_FILE_FORMATE_TS_ADD_RCD_TIME},
-    {".mp4", PLAYER_FILE_FORMATE_MP4_ADD_RCD_TIME},
-    {".avi", PLAYER_FILE_FORMATE_AVI_ADD_RCD_TIME},
-};
-
 }  // namespace
 
 const RECORD_FORMAT_S *RecordFormat_Find(ULONG_32 ulFormat) {
     return ulFormat < FORMATS ? &gastFormat[ulFormat] : nullptr;
 }
-
-const RECORD_CONTAINER_S &RecordFormat_Container(RECORD_CONTAINER_E enContainer) { return gastContainer[enContainer]; }

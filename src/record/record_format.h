@@ -26,17 +26,8 @@ struct RECORD_FORMAT_S {
     RECORD_CONTENT_E enContent;
 };
 
-/** One container. */
-struct RECORD_CONTAINER_S {
-    const CHAR *pcExtension; /**< with its point */
-    ULONG_32 ulExistCheck;   /**< type for Player_FileExistCheck() */
-};
-
 /** Row of a PLAYER_FILE_FORMATE_E; null for another value. */
 const RECORD_FORMAT_S *RecordFormat_Find(ULONG_32 ulFormat);
-
-/** What a container's files are called. */
-const RECORD_CONTAINER_S &RecordFormat_Container(RECORD_CONTAINER_E enContainer);
 
 /** Whether the format is one of these that roll over, and that Player_StopRecordEx() closes: all but sound alone. */
 inline bool RecordFormat_HasVideo(const RECORD_FORMAT_S &stFormat) {

@@ -2,15 +2,20 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "codec/zvmp4.h"
 #include "file/mp4_parse.h"
 #include "foundations/com_log.h"
+#include "foundations/com_public_fun.h"
 #include "foundations/shared_word.h"
+#include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_inner.h"
 #include "record/record_thread.h"
 
 namespace {
 
+const LONG_32 MP4_OPEN_FLAGS = 65;
+const LONG_32 MP4_OPEN_MODE = 777;
 const DULONG TICKS_A_MS = 90;
 const DULONG MS_A_SECOND = 1000;
 const UCHAR NAL_SPS = 7;
@@ -236,6 +241,42 @@ bool WriteEncoded(PLAEYR_PORT_S *pstPort, UCHAR *pucData, ULONG_32 ulLen, DLONG 
     return Mux(pstPort, stFrame);
 }
 
+/* ---- the file ---- */
+
+bool OpenNext(PLAEYR_PORT_S *pstPort) {
+    return RecordContainer_Keep(&pstPort->hMp4File, mp4_file_open(pstPort->szFileName, MP4_OPEN_FLAGS, MP4_OPEN_MODE));
+}
+
+ULONG_32 Open(PLAEYR_PORT_S *pstPort) {
+    WYK_CreateDir(pstPort->szFileName);
+    if (!OpenNext(pstPort)) {
+        LOG_ERROR("Port[%03d] Player_StartRecord: fopen mp4 File Failed.", pstPort->ulPort);
+        return PLAYER_ERR_FILE_OPEN;
+    }
+    pstPort->pstMp4SpsPpsInfo = static_cast<MP4_SPS_PPS_INFO *>(calloc(1, sizeof(MP4_SPS_PPS_INFO)));
+    if (pstPort->pstMp4SpsPpsInfo == nullptr) {
+        LOG_ERROR("Port[%03d] Player_StartRecord: Malloc Failed, Size:[%d], fopen mp4 File Failed.", pstPort->ulPort,
+                  static_cast<LONG_32>(sizeof(MP4_SPS_PPS_INFO)));
+        return PLAYER_ERR_MALLOC;
+    }
+    return PLAYER_ERR_OK;
+}
+
+void CloseFile(PLAEYR_PORT_S *pstPort) {
+    mp4_enc_close(pstPort->hMp4Handle);
+    pstPort->hMp4Handle = nullptr;
+    mp4_file_close(pstPort->hMp4File);
+    pstPort->hMp4File = nullptr;
+}
+
+void Release(PLAEYR_PORT_S *pstPort) {
+    free(pstPort->pstMp4SpsPpsInfo);
+    pstPort->pstMp4SpsPpsInfo = nullptr;
+    CloseFile(pstPort);
+}
+
+bool IsAtBegin(const PORT_RECORD_S *pstRecord) { return pstRecord->hMp4Handle == nullptr; }
+
 }  // namespace
 
 ULONG_32 RecordMp4_Frame(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
@@ -309,3 +350,7 @@ void Player_Mp2WriteToMp4(UCHAR *pucData, LONG_32 lLen, DLONG, void *pUser) {
         LOG_ERROR("Player_Mp2WriteToMp4 Failed, Call mp4_enc_frame Failed.");
     }
 }
+
+const RECORD_CONTAINER_S gstMp4RecordContainer = {
+    ".mp4",    PLAYER_FILE_FORMATE_MP4_ADD_RCD_TIME, 0,      0, Open, OpenNext, CloseFile, RecordMp4_Frame,
+    IsAtBegin, RecordContainer_SizeOnDisk,           Release};

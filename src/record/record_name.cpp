@@ -9,7 +9,7 @@
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
 #include "foundations/shared_word.h"
-#include "record/record_format.h"
+#include "record/record_container.h"
 
 namespace {
 
@@ -73,7 +73,7 @@ void Copy(NAME &szName, const CHAR *pcFrom) {
 void CutExtension(NAME &szName) {
     CHAR *pcPoint = strrchr(szName, '.');
     for (RECORD_CONTAINER_E en : {RECORD_CONTAINER_TS, RECORD_CONTAINER_MP4, RECORD_CONTAINER_AVI}) {
-        if (pcPoint != nullptr && strcmp(pcPoint, RecordFormat_Container(en).pcExtension) == 0) {
+        if (pcPoint != nullptr && strcmp(pcPoint, RecordContainer_Of(en).pcExtension) == 0) {
             *pcPoint = '\0';
         }
     }
@@ -215,7 +215,7 @@ void RecordName_Begin(PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat, c
 
 void RecordName_Final(const PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat, const CHAR *pcBase,
                       CHAR (&szFinal)[PLAYER_FILE_NAME_LEN]) {
-    const RECORD_CONTAINER_S &stContainer = RecordFormat_Container(stFormat.enContainer);
+    const RECORD_CONTAINER_S &stContainer = RecordContainer_Of(stFormat.enContainer);
     if (stFormat.enStamp == RECORD_STAMP_NONE) {
         Copy(szFinal, pcBase);
         Append(szFinal, {stContainer.pcExtension});

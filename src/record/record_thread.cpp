@@ -4,9 +4,9 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
-#include "output/offscreen_queue.h"
 #include "pipeline/parse_stage.h"
 #include "port/port_lock.h"
+#include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_inner.h"
 #include "record/rollover.h"
@@ -86,25 +86,18 @@ ULONG_32 RollOver(RECORD_LOOP_S *pstLoop) {
     return PLAYER_ERR_OK;
 }
 
-/** Whether the frame in hand is the first of its file. */
-bool IsFileAtBegin(const PLAEYR_PORT_S *pstPort) {
-    const RECORD_FORMAT_S *pstFormat = RecordFormat_Find(pstPort->ulMediaFileFormat);
-    switch (pstFormat != nullptr ? pstFormat->enContainer : RECORD_CONTAINER_TS) {
-        case RECORD_CONTAINER_MP4:
-            return pstPort->hMp4Handle == nullptr;
-        case RECORD_CONTAINER_AVI:
-            return !pstPort->bInitAviRecordInfo;
-        default:
-            return !pstPort->bInitTsRecordInfo;
-    }
-}
-
-ULONG_32 WriteFrame(RECORD_LOOP_S *pstLoop) {
-    static ULONG_32 (*const apfnWrite[])(RECORD_LOOP_S *, const RECORD_FORMAT_S &) = {RecordTs_Frame, RecordMp4_Frame,
-                                                                                      RecordAvi_Frame};
+/** Records the frame in hand, with the newest parameter sets in front if it begins a file without its own. */
+ULONG_32 WriteFrame(RECORD_LOOP_S *pstLoop, bool bComplete) {
     const RECORD_FORMAT_S *pstFormat = RecordFormat_Find(pstLoop->pstPort->ulMediaFileFormat);
-    return pstFormat != nullptr ? apfnWrite[pstFormat->enContainer](pstLoop, *pstFormat)
-                                : static_cast<ULONG_32>(PLAYER_ERR_OK);
+    if (pstFormat == nullptr) {
+        return PLAYER_ERR_OK;
+    }
+    const RECORD_CONTAINER_S &stContainer = RecordContainer_Of(pstFormat->enContainer);
+    const bool bBegins = !bComplete && stContainer.pfnIsAtBegin(pstLoop->pstPort);
+    UCHAR *pucWhole = bBegins ? RecordParams_Complete(pstLoop) : nullptr;
+    ULONG_32 ulResult = stContainer.pfnFrame(pstLoop, *pstFormat);
+    free(pucWhole);
+    return ulResult;
 }
 
 /** Sleeps until there is work: for long if the last sleep brought none. @return whether a packet is there */
@@ -177,10 +170,7 @@ ULONG_32 Record_TakePacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPa
     if (IsOtherCodec(pstRecord)) {
         return PLAYER_ERR_OK;  // ahead of its key frame nobody can show it, in this file least of all
     }
-    UCHAR *pucWhole = !bComplete && IsFileAtBegin(pstPort) ? RecordParams_Complete(pstLoop) : nullptr;
-    ulResult = WriteFrame(pstLoop);
-    free(pucWhole);
-    return ulResult;
+    return WriteFrame(pstLoop, bComplete);
 }
 
 void *__RecordThreadEntry(void *pParam) {

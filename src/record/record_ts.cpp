@@ -1,6 +1,11 @@
 // The recording as MPEG-TS. Sound becomes MPEG-1 layer II, the one that the platform's readers share.
+#include <stddef.h>
+#include <stdlib.h>
+#include <string.h>
+
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
+#include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_inner.h"
 #include "record/record_thread.h"
@@ -80,6 +85,60 @@ void TranscodeAudio(RECORD_LOOP_S *pstLoop) {
     }
 }
 
+/* ---- the file ---- */
+
+/** Every frame goes out by a write of its own: what was recorded is in the file whatever becomes of the process. */
+bool OpenNext(PLAEYR_PORT_S *pstPort) {
+    pstPort->pRecordFile = WYK_FileOpen(pstPort->szFileName, "wb", nullptr);
+    if (pstPort->pRecordFile != nullptr) {
+        setvbuf(pstPort->pRecordFile, nullptr, _IONBF, 0);
+    }
+    return pstPort->pRecordFile != nullptr;
+}
+
+ULONG_32 Open(PLAEYR_PORT_S *pstPort) {
+    pstPort->pstTsRecordInfo = static_cast<TS_PACKET_DEC_S *>(calloc(1, sizeof(TS_PACKET_DEC_S)));
+    if (pstPort->pstTsRecordInfo == nullptr) {
+        LOG_ERROR("Port[%03d] Player_StartRecord: Malloc Failed, Size:[%d].", pstPort->ulPort,
+                  static_cast<LONG_32>(sizeof(TS_PACKET_DEC_S)));
+        return PLAYER_ERR_FAILED;
+    }
+    pstPort->bInitTsRecordInfo = 0;
+    if (!OpenNext(pstPort)) {
+        LOG_ERROR("Port[%03d] Player_StartRecord: fopen Failed, Error:[0x%x].", pstPort->ulPort,
+                  static_cast<ULONG_32>(PLAYER_ERR_FILE_OPEN));
+        return PLAYER_ERR_FILE_OPEN;
+    }
+    return PLAYER_ERR_OK;
+}
+
+void CloseStream(PLAEYR_PORT_S *pstPort) {
+    if (pstPort->pRecordFile != nullptr) {
+        fclose(pstPort->pRecordFile);
+        pstPort->pRecordFile = nullptr;
+    }
+}
+
+/** Clears the muxer's record but for the packets of the last frame, which nobody reads again. */
+void CloseFile(PLAEYR_PORT_S *pstPort) {
+    pstPort->bInitTsRecordInfo = 0;
+    CloseStream(pstPort);
+    if (pstPort->pstTsRecordInfo != nullptr) {
+        const size_t ulBehind = offsetof(TS_PACKET_DEC_S, szPacketBuff) + sizeof(TS_PACKET_DEC_S::szPacketBuff);
+        CHAR *pcRecord = reinterpret_cast<CHAR *>(pstPort->pstTsRecordInfo);
+        memset(pcRecord, 0, offsetof(TS_PACKET_DEC_S, szPacketBuff));
+        memset(pcRecord + ulBehind, 0, sizeof(TS_PACKET_DEC_S) - ulBehind);
+    }
+}
+
+void Release(PLAEYR_PORT_S *pstPort) {
+    free(pstPort->pstTsRecordInfo);
+    pstPort->pstTsRecordInfo = nullptr;
+    CloseStream(pstPort);
+}
+
+bool IsAtBegin(const PORT_RECORD_S *pstRecord) { return !pstRecord->bInitTsRecordInfo; }
+
 }  // namespace
 
 ULONG_32 RecordTs_Frame(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
@@ -132,3 +191,7 @@ void Player_Mp2WriteToTS(UCHAR *pucData, LONG_32 lLen, DLONG dlTimeStamp, void *
         LOG_ERROR("Player_Mp2WriteToTS: WYK_FileWrite Failed, Error:[0x%x].", ulResult);
     }
 }
+
+const RECORD_CONTAINER_S gstTsRecordContainer = {
+    ".ts",     PLAYER_FILE_FORMATE_TS_ADD_RCD_TIME, 0,      0, Open, OpenNext, CloseFile, RecordTs_Frame,
+    IsAtBegin, RecordContainer_SizeOnDisk,          Release};

@@ -6,16 +6,6 @@
 #define ZELVANE_RECORD_RECORD_WRITER_H
 
 #include "port/player_manager.h"
-#include "record/record_format.h"
-
-/** Opens szFileName for the first file of a recording. @return 0, 262, 1 or 3; logged */
-ULONG_32 RecordWriter_Open(PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat);
-
-/** Finishes the file now written and keeps what the next one needs too. */
-void RecordWriter_CloseFile(PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat);
-
-/** Opens szFileName for the next file of a recording. */
-bool RecordWriter_OpenNext(PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat);
 
 /** Finishes and releases whatever is open, of any container. */
 void RecordWriter_Release(PLAEYR_PORT_S *pstPort);

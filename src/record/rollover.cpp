@@ -1,21 +1,16 @@
 #include "record/rollover.h"
 
 #include <stdio.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "bits/dsp_mcfw_preparse.h"
-#include "file/module_avi.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_name.h"
 #include "record/record_writer.h"
 
 namespace {
-
-const DULONG AVI_LIMIT_RULE = 0x7D000000; /**< limits above this give way to the next value */
-const DULONG AVI_FILE_MAX = 2097152000;   /**< what an AVI file may grow to, bytes */
 
 bool IsTranscodedAudio(LONG_32 lPayload) {
     return lPayload == PLAYER_PAYLOAD_G711U || lPayload == PLAYER_PAYLOAD_AAC || lPayload == PLAYER_PAYLOAD_G711A;
@@ -89,24 +84,16 @@ KEY_VERDICT_E LookAtVideo(PLAEYR_PORT_S *pstPort) {
     }
 }
 
-DULONG SizeOfFile(const PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat) {
-    if (stFormat.enContainer == RECORD_CONTAINER_AVI) {
-        const off64_t lSize = lseek64(AVI_GetFileNo(pstPort->hAviHandle), 0, SEEK_CUR);
-        return lSize > 0 ? static_cast<DULONG>(lSize) : 0;
-    }
-    QLOM_SDK_STAT_S stStat = {};
-    return QLOM_SDK_stat(pstPort->szFileName, &stStat) == 0 ? static_cast<DULONG>(stStat.st_size) : 0;
-}
-
 bool IsTooLarge(const PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat) {
     DULONG dulMax = word::Load(pstPort->ulFileMaxSize);
     if (dulMax == 0) {
         return false;
     }
-    if (stFormat.enContainer == RECORD_CONTAINER_AVI && dulMax > AVI_LIMIT_RULE) {
-        dulMax = AVI_FILE_MAX;
+    const RECORD_CONTAINER_S &stContainer = RecordContainer_Of(stFormat.enContainer);
+    if (stContainer.dulLimitRule != 0 && dulMax > stContainer.dulLimitRule) {
+        dulMax = stContainer.dulLimit;
     }
-    return SizeOfFile(pstPort, stFormat) >= dulMax;
+    return stContainer.pfnSize(pstPort) >= dulMax;
 }
 
 bool IsTooLong(const PLAEYR_PORT_S *pstPort) {
@@ -147,12 +134,13 @@ void ReportOpenFailed(PLAEYR_PORT_S *pstPort) {
 
 /** Ends the file and begins the next. @return whether the next is open */
 bool ChangeFile(PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat, CHAR (&szFinal)[PLAYER_FILE_NAME_LEN]) {
-    RecordWriter_CloseFile(pstPort, stFormat);
+    const RECORD_CONTAINER_S &stContainer = RecordContainer_Of(stFormat.enContainer);
+    stContainer.pfnCloseFile(pstPort);
     RecordName_Final(pstPort, stFormat, pstPort->szFileNameTemp, szFinal);
     rename(pstPort->szFileName, szFinal);
     RecordName_Next(pstPort, stFormat);
     ReportRolled(pstPort, szFinal);
-    if (RecordWriter_OpenNext(pstPort, stFormat)) {
+    if (stContainer.pfnOpenNext(pstPort)) {
         return true;
     }
     ReportOpenFailed(pstPort);
