@@ -4,21 +4,16 @@
 #include <memory>
 #include <new>
 
+#include "common/quiet.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
-#include <libavutil/log.h>
 #include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 }
 
 namespace {
-
-// The level is one for the whole process, the client's own use of FFmpeg included.
-void QuietFfmpeg() {
-    static const bool bDone = (av_log_set_level(AV_LOG_QUIET), true);
-    (void)bDone;
-}
 
 bool IsRate(LONG_32 lRate) { return lRate > 0 && lRate <= AUDIO_RESAMPLE_MAX_RATE; }
 bool IsChannels(LONG_32 lChannels) { return lChannels == 1 || lChannels == 2; }
@@ -129,7 +124,7 @@ LONG_32 MPA_encode_init(void *pContext, LONG_32 lSampleRate, LONG_32 lBitRate, L
     if (pContext == nullptr || lSampleRate <= 0 || lChannels != 1) {
         return -1;
     }
-    QuietFfmpeg();
+    zv::QuietFfmpeg();
     auto pstEncoder = std::make_unique<MP2_ENCODER>();
     if (!OpenEncoder(*pstEncoder, lSampleRate, lBitRate, lChannels)) {
         return -1;

@@ -1,5 +1,6 @@
 #include "zvmp4/sample_bytes.h"
 
+#include "foundations/bytes.h"
 #include "zvmp4/box_writer.h"
 
 namespace zv {
@@ -70,7 +71,7 @@ void SampleBytes::AppendUnit(const uint8_t *data, size_t size) {
 void SampleBytes::FindSets(ParameterSets *sets) const {
     for (size_t pos = 0; pos < bytes_.size();) {
         const uint8_t *unit = bytes_.data() + pos;
-        const size_t size = static_cast<size_t>(unit[0]) << 24 | unit[1] << 16 | unit[2] << 8 | unit[3];
+        const size_t size = bytes::Be32(unit);
         unit += kPrefix;
         const uint8_t type = H264TypeOf(unit[0]);
         std::vector<uint8_t> *set = type == kSps ? &sets->sps : type == kPps ? &sets->pps : nullptr;

@@ -6,6 +6,7 @@
 #include "bits/dsp_mcfw_preparse.h"
 #include "codec/codec_inner.h"
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 
 extern "C" {
@@ -110,7 +111,7 @@ INT32 DecodeLocked(const CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, CO
     stIn.uiTimeStamp = stFrame.dulTimestamp;
     stIn.eDecodeMode = IH265D_DECODE;
     IH265DEC_OUTARGS stOut{};
-    const CodecPictureLock oLock(stPicture);
+    const CMutexGuard oLock(&stPicture.stLock);
     INT32 lResult = CallDecoder(stCodec, stIn, stOut);
     if (lResult == IHW265D_SLICEHEADER_ERR) {
         lResult = CallDecoder(stCodec, stIn, stOut);

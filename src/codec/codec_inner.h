@@ -34,20 +34,6 @@ ULONG_32 Codec_MarkOutput(CODEC_INFO_S &stCodec);
 /** Takes the planes out of a picture; under its lock. */
 void Codec_ClearPlanes(CODE_DECODED_DATA_S &stPicture);
 
-/** Holds the mutex of a picture's planes. */
-class CodecPictureLock {
- public:
-    explicit CodecPictureLock(CODE_DECODED_DATA_S &stPicture) : m_stLock(stPicture.stLock) {
-        QLOM_SDK_mutex_lock(&m_stLock);
-    }
-    ~CodecPictureLock() { QLOM_SDK_mutex_unlock(&m_stLock); }
-    CodecPictureLock(const CodecPictureLock &) = delete;
-    CodecPictureLock &operator=(const CodecPictureLock &) = delete;
-
- private:
-    QLOM_SDK_MUTEX_S &m_stLock;
-};
-
 /* ---- creation: fill a cleared record; on failure the record holds nothing -------------------------------------- */
 
 /** Makes a decoder of any payload from 0 to 8. */

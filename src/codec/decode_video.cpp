@@ -5,6 +5,7 @@
 #include "codec/codec_inner.h"
 #include "codec/zvcodec_loader.h"
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 
 namespace {
 
@@ -95,7 +96,7 @@ struct H264_OUTCOME {
 H264_OUTCOME DecodeLocked(CODEC_INFO_S &stCodec, H264Dec_Info &stInfo, PLAYER_DEINTERLACEMODE_E enMode,
                           CODE_DECODED_DATA_S &stOut) {
     MpPicture stRef{};
-    const CodecPictureLock oLock(stOut);
+    const CMutexGuard oLock(&stOut.stLock);
     const int lResult = dlsym_dec_h264_main(stCodec.hCodec, &stInfo, &stRef);
     const MpPicture *const pstPicture = lResult >= 0 ? PictureOf(stInfo, stRef) : nullptr;
     if (pstPicture == nullptr) {
@@ -141,7 +142,7 @@ bool MakeJpegPlanes(CODEC_INFO_S &stCodec, DSP_Picture_Mjpeg &stPicture, CODE_DE
 // Decodes into the codec's planes and gives them out, under the picture's lock.
 LONG_32 DecodeJpegLocked(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, DSP_Picture_Mjpeg &stPicture,
                          CODE_DECODED_DATA_S &stOut) {
-    const CodecPictureLock oLock(stOut);
+    const CMutexGuard oLock(&stOut.stLock);
     const bool bFits = stPicture.pData[0] != nullptr && stPicture.uPicWidth == stCodec.ulJpegWidth &&
                        stPicture.uPicHeight == stCodec.ulJpegHeight;
     if (!bFits && !MakeJpegPlanes(stCodec, stPicture, stOut)) {

@@ -6,6 +6,7 @@
 #define ZELVANE_CODEC_PORT_CODEC_H
 
 #include "codec/module_code.h"
+#include "foundations/shared_word.h"
 
 /** What the last decode produced. */
 enum : ULONG { VIDEO_DATA = 0, AUDIO_DATA = 1 };
@@ -43,5 +44,16 @@ typedef struct tagPortCodecS {
     /* ---- snapshots */
     CODEC_INFO_S stVideoEncode; /**< JPEG encoder; under stSnatchInfo.stMutex */
 } PORT_CODEC_S;
+
+/** Whether the port decodes this payload by hardware. */
+inline bool PortCodec_UsesGpu(const PORT_CODEC_S *pstCodec, LONG_32 lPayload) {
+    return (lPayload == PLAYER_PAYLOAD_H264 && word::Load(pstCodec->bUseGpu) == 1) ||
+           (lPayload == PLAYER_PAYLOAD_H265 && word::Load(pstCodec->bUseGpuH265) == 1);
+}
+
+/** Whether the port is to decode any payload by hardware, whatever the one at hand is. */
+inline bool PortCodec_WantsGpu(const PORT_CODEC_S *pstCodec) {
+    return word::Load(pstCodec->bUseGpu) != 0 || word::Load(pstCodec->bUseGpuH265) != 0;
+}
 
 #endif

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "file/mp4_inner.h"
+#include "foundations/bytes.h"
 #include "foundations/com_log.h"
 
 namespace {
@@ -215,19 +216,19 @@ UCHAR read_uint8(FILE *pFile) {
 USHORT read_uint16_lit(FILE *pFile) {
     UCHAR auc[2];
     Mp4_ReadBytes(pFile, auc, sizeof(auc));
-    return static_cast<USHORT>(auc[0] << 8 | auc[1]);
+    return bytes::Be16(auc);
 }
 
 ULONG_32 read_uint32_lit(FILE *pFile) {
     UCHAR auc[4];
     Mp4_ReadBytes(pFile, auc, sizeof(auc));
-    return ULONG_32{auc[0]} << 24 | ULONG_32{auc[1]} << 16 | ULONG_32{auc[2]} << 8 | auc[3];
+    return bytes::Be32(auc);
 }
 
 USHORT read_uint16_big(FILE *pFile) {
     UCHAR auc[2];
     Mp4_ReadBytes(pFile, auc, sizeof(auc));
-    return static_cast<USHORT>(auc[1] << 8 | auc[0]);
+    return bytes::Le16(auc);
 }
 
 /* ---- boxes that hold boxes ------------------------------------------------------------------------------------- */

@@ -9,6 +9,7 @@
 
 #include "file/mp4_inner.h"
 #include "file/mp4_parse.h"
+#include "foundations/bytes.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 
@@ -106,8 +107,7 @@ ULONG_32 ToByteStream(UCHAR *pucSample, ULONG_32 ulLen) {
     DULONG dulAt = 0;
     while (dulAt + START_CODE_SIZE <= ulLen) {
         UCHAR *pucUnit = pucSample + dulAt;
-        const ULONG_32 ulUnit =
-            ULONG_32{pucUnit[0]} << 24 | ULONG_32{pucUnit[1]} << 16 | ULONG_32{pucUnit[2]} << 8 | pucUnit[3];
+        const ULONG_32 ulUnit = bytes::Be32(pucUnit);
         memcpy(pucUnit, START_CODE, START_CODE_SIZE);
         dulAt += DULONG{ulUnit} + START_CODE_SIZE;
     }

@@ -22,6 +22,12 @@
 
 namespace bytes {
 
+/* Loads for loops that have checked their length already: so many bytes lie at pucAt. */
+
+inline USHORT Be16(const UCHAR *pucAt) { return static_cast<USHORT>(pucAt[0] << 8 | pucAt[1]); }
+inline ULONG_32 Be32(const UCHAR *pucAt) { return ULONG_32{Be16(pucAt)} << 16 | Be16(pucAt + 2); }
+inline USHORT Le16(const UCHAR *pucAt) { return static_cast<USHORT>(pucAt[1] << 8 | pucAt[0]); }
+
 /** Reads whole bytes. */
 class Reader {
  public:

@@ -38,6 +38,11 @@ inline bool Payload_IsVideo(LONG_32 lPayload) {
     return lPayload == PLAYER_PAYLOAD_H264 || lPayload == PLAYER_PAYLOAD_JPEG || lPayload == PLAYER_PAYLOAD_H265;
 }
 
+/** Video whose pictures refer to one another. */
+inline bool Payload_IsInterVideo(LONG_32 lPayload) {
+    return lPayload == PLAYER_PAYLOAD_H264 || lPayload == PLAYER_PAYLOAD_H265;
+}
+
 inline bool Payload_IsAudio(LONG_32 lPayload) {
     return lPayload == PLAYER_PAYLOAD_G711U || lPayload == PLAYER_PAYLOAD_MP1L2 || lPayload == PLAYER_PAYLOAD_AAC ||
            lPayload == PLAYER_PAYLOAD_G711A || lPayload == PLAYER_PAYLOAD_PCM;

@@ -30,8 +30,6 @@ void Wake_Signal(WAKE_S *pstWake) {
     }
 }
 
-bool Wake_HasWaiter(const WAKE_S *pstWake) { return __atomic_load_n(&pstWake->ulWaiters, __ATOMIC_SEQ_CST) != 0; }
-
 bool WakeFd_Open(WAKE_FD_S *pstWake) {
     pstWake->lHandle = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC) + 1;
     return pstWake->lHandle != 0;

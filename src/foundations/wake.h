@@ -28,9 +28,6 @@ bool Wake_Wait(WAKE_S *pstWake, ULONG_32 ulTicket, ULONG_32 ulMSeconds);
 /** Wakes every waiter. Callable from any thread. */
 void Wake_Signal(WAKE_S *pstWake);
 
-/** Whether a thread sleeps on it or is about to. */
-bool Wake_HasWaiter(const WAKE_S *pstWake);
-
 /**
  * The same for one thread that sleeps on a descriptor: it polls this one beside it. A signal stays until it is taken.
  * All-zero is a valid record without a descriptor, on which every call but WakeFd_Open() does nothing.

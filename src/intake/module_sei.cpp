@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "foundations/bytes.h"
 #include "foundations/com_log.h"
 
 namespace {
@@ -74,8 +75,6 @@ constexpr CODEC_ROW H264 = {
 constexpr CODEC_ROW H265 = {
     "Sei_H265",   &MESSAGE_ROW::ucH265Type, 5, 39, 1, 0x3F, [](UCHAR ucNal) { return ucNal >= 1 && ucNal <= 21; },
     Sei_H265Parse};
-
-USHORT ReadBe16(const UCHAR *pucAt) { return static_cast<USHORT>(pucAt[0] << 8 | pucAt[1]); }
 
 /** What IvaV2Parse() is to read, by the bits set for the message at hand. */
 ULONG_32 IvaKind(ULONG_32 ulSeiType) {
@@ -264,7 +263,7 @@ bool IsSeiUnit(const UCHAR *pucUnit, DLONG dlLeft) {
 }  // namespace
 
 ULONG_32 Sei_Parse(LONG_32 lPayload, UCHAR *pucBuffer, LONG_32 lBufferLen, SEI_INFO_S *pstSeiInfo) {
-    if (lPayload != PLAYER_PAYLOAD_H264 && lPayload != PLAYER_PAYLOAD_H265) {
+    if (!Payload_IsInterVideo(lPayload)) {
         return PLAYER_ERR_NOT_SUPPORT;
     }
     if (pucBuffer == nullptr || pstSeiInfo == nullptr || lBufferLen < 1) {
@@ -455,9 +454,9 @@ ULONG_32 Sei_FisheyeParse(UCHAR *pucBuffer, LONG_32 lBufferLen, SEI_INFO_S *pstS
         return ulResult;
     }
     const UCHAR *pucCircle = pstSeiInfo->stSeiTempInfo.pucSeiBuffer;
-    pstSeiInfo->stFisheyeInfo.usX = ReadBe16(pucCircle);
-    pstSeiInfo->stFisheyeInfo.usY = ReadBe16(pucCircle + 2);
-    pstSeiInfo->stFisheyeInfo.ulRadius = ReadBe16(pucCircle + 4);
+    pstSeiInfo->stFisheyeInfo.usX = bytes::Be16(pucCircle);
+    pstSeiInfo->stFisheyeInfo.usY = bytes::Be16(pucCircle + 2);
+    pstSeiInfo->stFisheyeInfo.ulRadius = bytes::Be16(pucCircle + 4);
     pstSeiInfo->stFisheyeInfo.lSeiDataLen = stPayload.lSize;
     return PLAYER_ERR_OK;
 }
@@ -467,7 +466,7 @@ ULONG_32 Sei_VoiceLocation(UCHAR *pucBuffer, LONG_32 lBufferLen, SEI_INFO_S *pst
         return PLAYER_ERR_PARAM;
     }
     pstSeiInfo->stVoiceLocationInfo.lSeiDataLen = lBufferLen - SUBTYPE_LEN;
-    pstSeiInfo->stVoiceLocationInfo.usSoundDir = ReadBe16(pucBuffer);
+    pstSeiInfo->stVoiceLocationInfo.usSoundDir = bytes::Be16(pucBuffer);
     return PLAYER_ERR_OK;
 }
 
@@ -483,7 +482,7 @@ ULONG_32 Sei_ScrambleRandParse(UCHAR *pucBuffer, LONG_32 lBufferLen, SEI_INFO_S 
     if (!HasData(pucBuffer, lBufferLen, pstSeiInfo, 6)) {
         return PLAYER_ERR_PARAM;
     }
-    pstSeiInfo->stScramble.ulRand = ULONG_32{ReadBe16(pucBuffer + 2)} << 16 | ReadBe16(pucBuffer + 4);
+    pstSeiInfo->stScramble.ulRand = bytes::Be32(pucBuffer + 2);
     return PLAYER_ERR_OK;
 }
 

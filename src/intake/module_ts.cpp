@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "foundations/bytes.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 
@@ -51,12 +52,10 @@ std::atomic<ULONG_32> gulUnknownPidCount{0};
 
 inline bool IsUnitStart(const UCHAR *pucData) { return (pucData[1] & 0x40) != 0; }
 inline bool HasAdaptationField(const UCHAR *pucData) { return (pucData[3] & 0x20) != 0; }
-inline USHORT ReadPid(const UCHAR *pucAt) { return static_cast<USHORT>((pucAt[0] & 0x1F) << 8 | pucAt[1]); }
-inline unsigned ReadLen12(const UCHAR *pucAt) { return (pucAt[0] & 0x0FU) << 8 | pucAt[1]; }
+inline USHORT ReadPid(const UCHAR *pucAt) { return bytes::Be16(pucAt) & 0x1FFF; }
+inline unsigned ReadLen12(const UCHAR *pucAt) { return bytes::Be16(pucAt) & 0x0FFFU; }
 
-inline ULONG_32 ReadU32(const UCHAR *pucAt) {
-    return ULONG_32{pucAt[0]} << 24 | ULONG_32{pucAt[1]} << 16 | ULONG_32{pucAt[2]} << 8 | pucAt[3];
-}
+inline ULONG_32 ReadU32(const UCHAR *pucAt) { return bytes::Be32(pucAt); }
 
 /** The 33-bit base of a clock reference of six bytes. */
 inline DULONG ReadClockBase(const UCHAR *pucAt) { return DULONG{ReadU32(pucAt)} << 1 | pucAt[4] >> 7; }

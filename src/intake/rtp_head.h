@@ -5,6 +5,7 @@
 #ifndef ZELVANE_INTAKE_RTP_HEAD_H
 #define ZELVANE_INTAKE_RTP_HEAD_H
 
+#include "foundations/bytes.h"
 #include "intake/module_rtp.h"
 
 namespace rtp {
@@ -34,11 +35,8 @@ struct Layout {
     ULONG_32 ulExtension; /**< offset of the header extension, 0 without one */
 };
 
-inline USHORT Be16(const UCHAR *p) { return static_cast<USHORT>(p[0] << 8 | p[1]); }
-inline ULONG_32 Be32(const UCHAR *p) {
-    return static_cast<ULONG_32>(p[0]) << 24 | static_cast<ULONG_32>(p[1]) << 16 | static_cast<ULONG_32>(p[2]) << 8 |
-           p[3];
-}
+using bytes::Be16;
+using bytes::Be32;
 
 /** Whether ulCount bytes at ulOffset lie inside ulLen. */
 inline bool Inside(ULONG_32 ulOffset, ULONG_32 ulCount, ULONG_32 ulLen) {

@@ -119,8 +119,7 @@ void UpdateCounter(CHAR *pcPacket, UCHAR &ucCC) {
 }
 
 bool IsKeyFrame(const TS_FRAMEDATA_S &stFrame) {
-    return (stFrame.lPayload == PLAYER_PAYLOAD_H264 || stFrame.lPayload == PLAYER_PAYLOAD_H265) &&
-           stFrame.lFormatType == PLAYER_VIDEO_FRAME_I;
+    return Payload_IsInterVideo(stFrame.lPayload) && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I;
 }
 
 bool IsPsiDue(const TS_FRAMEDATA_S &stFrame, TS_PACKET_DEC_S &stDec) {
@@ -221,8 +220,8 @@ UCHAR FirstFlags(const TS_FRAMEDATA_S &stFrame) {
 /** 0 is an unbounded PES packet: the rule for H.264, H.265 and data, and for a picture that 16 bits can't count. */
 ULONG_32 PesLength(const TS_FRAMEDATA_S &stFrame) {
     ULONG_32 ulLen = static_cast<ULONG_32>(stFrame.lDataLen) + PES_COUNTED_LEN;
-    const bool bUnbounded = stFrame.lPayload == PLAYER_PAYLOAD_H264 || stFrame.lPayload == PLAYER_PAYLOAD_H265 ||
-                            stFrame.lPayload == PLAYER_PAYLOAD_DATA || ulLen > 0xFFFF;
+    const bool bUnbounded =
+        Payload_IsInterVideo(stFrame.lPayload) || stFrame.lPayload == PLAYER_PAYLOAD_DATA || ulLen > 0xFFFF;
     return bUnbounded ? 0 : ulLen;
 }
 

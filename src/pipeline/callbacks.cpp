@@ -2,6 +2,7 @@
 #include "pipeline/callbacks.h"
 
 #include "foundations/com_log.h"
+#include "foundations/payload_types.h"
 #include "foundations/shared_word.h"
 #include "output/videodisplay.h"
 #include "port/player_manager.h"
@@ -25,20 +26,6 @@ FUNC TapFunction(const PLAYER_CALLBACK_S &stTap) {
     return reinterpret_cast<FUNC>(word::LoadAcquire(stTap.hFunc));
 }
 
-struct AUDIO_FORMAT_ROW_S {
-    LONG_32 lPayload;
-    ULONG_32 ulCodeFormat;
-    ULONG_32 ulWaveFormat;
-};
-
-const AUDIO_FORMAT_ROW_S gastAudioFormat[] = {
-    {PLAYER_PAYLOAD_G711U, PLAYER_AUDIO_ENCODE_G711U, PLAYER_WAVE_FORMAT_8000},
-    {PLAYER_PAYLOAD_MP1L2, PLAYER_AUDIO_ENCODE_MP2, PLAYER_WAVE_FORMAT_UNKNOWN},
-    {PLAYER_PAYLOAD_AAC, PLAYER_AUDIO_ENCODE_AAC, PLAYER_WAVE_FORMAT_UNKNOWN},
-    {PLAYER_PAYLOAD_G711A, PLAYER_AUDIO_ENCODE_G711A, PLAYER_WAVE_FORMAT_8000},
-    {PLAYER_PAYLOAD_PCM, PLAYER_AUDIO_ENCODE_PCM, PLAYER_WAVE_FORMAT_11025},
-};
-
 struct WAVE_RATE_ROW_S {
     ULONG_32 ulSampleRate;
     ULONG_32 ulWaveFormat;
@@ -59,13 +46,6 @@ ULONG_32 WaveFormatOfRate(ULONG_32 ulSampleRate) {
     return PLAYER_WAVE_FORMAT_UNKNOWN;
 }
 
-ULONG_32 VideoCodeFormat(LONG_32 lPayload) {
-    if (lPayload == PLAYER_PAYLOAD_JPEG) {
-        return PLAYER_VIDEO_ENCODE_MJPEG;
-    }
-    return lPayload == PLAYER_PAYLOAD_H265 ? PLAYER_VIDEO_ENCODE_H265 : PLAYER_VIDEO_ENCODE_H264;
-}
-
 ULONG_32 PlaybackTime(const PLAEYR_PORT_S *pstPort) {
     ULONG_32 ulTime = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
     return ulTime != 0 ? ulTime : pstPort->stTsStreamInfo.ulPlayBackTime;
@@ -82,20 +62,11 @@ ULONG_32 ExecuteVideoFrameCB(PLAEYR_PORT_S *pstPort) {
     stData.pucData = stFrame.pucData;
     stData.ulDataLen = static_cast<ULONG_32>(stFrame.lDataLen);
     stData.ulVideoFrameType = static_cast<ULONG_32>(stFrame.lFormatType);
-    stData.ulVideoCodeFormat = VideoCodeFormat(stFrame.lPayload);
+    stData.ulVideoCodeFormat = PayloadType_OfVideo(stFrame.lPayload)->ulEncodeType;
     stData.dlTimeStamp = static_cast<DLONG>(stFrame.dulTimestamp);
     stData.ulAbsTime = PlaybackTime(pstPort);
     pfnFunc(pstPort->ulPort, &stData, word::Load(stTap.pUserParam), 0);
     return PLAYER_ERR_OK;
-}
-
-const AUDIO_FORMAT_ROW_S *FindAudioFormat(LONG_32 lPayload) {
-    for (const AUDIO_FORMAT_ROW_S &stRow : gastAudioFormat) {
-        if (stRow.lPayload == lPayload) {
-            return &stRow;
-        }
-    }
-    return nullptr;
 }
 
 ULONG_32 ExecuteAudioFrameCB(PLAEYR_PORT_S *pstPort) {
@@ -105,14 +76,14 @@ ULONG_32 ExecuteAudioFrameCB(PLAEYR_PORT_S *pstPort) {
         return PLAYER_ERR_OK;
     }
     const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
-    const AUDIO_FORMAT_ROW_S *pstFormat = FindAudioFormat(stFrame.lPayload);
+    const PAYLOAD_TYPE_ROW_S *pstFormat = PayloadType_OfAudio(stFrame.lPayload);
     if (pstFormat == nullptr) {
         return PLAYER_ERR_PARAM;
     }
     PLAYER_PARSE_AUDIO_DATA_S stData = {};
     stData.pucData = stFrame.pucData;
     stData.ulDataLen = static_cast<ULONG_32>(stFrame.lDataLen);
-    stData.ulAudioCodeFormat = pstFormat->ulCodeFormat;
+    stData.ulAudioCodeFormat = pstFormat->ulEncodeType;
     stData.ulWaveFormat = pstFormat->ulWaveFormat;
     stData.dlTimeStamp = static_cast<DLONG>(stFrame.dulTimestamp);
     pfnFunc(pstPort->ulPort, &stData, word::Load(stTap.pUserParam), 0);

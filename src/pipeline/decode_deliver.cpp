@@ -49,19 +49,13 @@ bool PassDecodeTap(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->lRectify) != PLAYER_VIDEO_CB_DEFAULT) {
         return true;
     }
-    if (pstPort->bUseGpu == 0 && pstPort->bUseGpuH265 == 0) {
+    if (!PortCodec_WantsGpu(pstPort)) {
         Player_ExecuteDecodeCB(pstPort);
     }
     return word::Load(stSet.stVideoDataCB.bContinue) != 0;
 }
 
 /* ---- picture ---- */
-
-bool IsOnGpu(const PLAEYR_PORT_S *pstPort) {
-    const LONG_32 lPayload = pstPort->stFrameData.lPayload;
-    return (pstPort->bUseGpu == 1 && lPayload == PLAYER_PAYLOAD_H264) ||
-           (pstPort->bUseGpuH265 == 1 && lPayload == PLAYER_PAYLOAD_H265);
-}
 
 /** Makes the adjusted picture's buffer fit the decoded one. Caller holds stLock. */
 bool FitAdjustBuffer(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
@@ -246,8 +240,7 @@ void Deliver_Begin(DELIVER_STATE_S *pstState, DELIVER_THREAD_E enThread) {
 
 bool Deliver_PassKeyFrameGate(PLAEYR_PORT_S *pstPort) {
     const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
-    if (pstPort->bNeedIFrame != 1 ||
-        (stFrame.lPayload != PLAYER_PAYLOAD_H264 && stFrame.lPayload != PLAYER_PAYLOAD_H265)) {
+    if (pstPort->bNeedIFrame != 1 || !Payload_IsInterVideo(stFrame.lPayload)) {
         return true;
     }
     if (stFrame.lFormatType != PLAYER_VIDEO_FRAME_I) {
@@ -276,7 +269,7 @@ bool Deliver_PassSoundChannel(const PLAEYR_PORT_S *pstPort) {
 }
 
 bool Deliver_ShowPicture(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
-    if (IsOnGpu(pstPort)) {
+    if (PortCodec_UsesGpu(pstPort, pstPort->stFrameData.lPayload)) {
         word::Store(pstPort->bUseGpuRander, 1);
         return true;
     }

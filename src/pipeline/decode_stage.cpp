@@ -2,11 +2,13 @@
 #include "pipeline/decode_stage.h"
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "pipeline/decode_deliver.h"
 #include "pipeline/parse_stage.h"
 #include "port/player_manager.h"
 #include "port/port_state.h"
+#include "port/run_messages.h"
 
 namespace {
 
@@ -14,11 +16,6 @@ const LONG_32 CODECTYPE_IS_DECODER = CODECTYPE_DECODER;
 const ULONG_32 JPEG_FAILURES_TO_REPORT = 5;
 const LONG_32 MAX_ASPECT = 10;
 const ULONG_32 SEI_CODING_HEAD = 1;
-
-bool UsesGpu(const PLAEYR_PORT_S *pstPort, LONG_32 lPayload) {
-    return (pstPort->bUseGpu == 1 && lPayload == PLAYER_PAYLOAD_H264) ||
-           (pstPort->bUseGpuH265 == 1 && lPayload == PLAYER_PAYLOAD_H265);
-}
 
 /* ---- sound ---- */
 
@@ -63,7 +60,7 @@ bool IsDecoderFit(LONG_32 lPayload, const PLAEYR_PORT_S *pstPort) {
     if (stCodec.lCodecID != lPayload || pstPort->bChangeVideoDecode == 1 || pstPort->bReCreateH265GPUDec == 1) {
         return false;
     }
-    return !UsesGpu(pstPort, lPayload) ||
+    return !PortCodec_UsesGpu(pstPort, lPayload) ||
            (static_cast<ULONG_32>(pstPort->stDecodeVideoData.lWidth) == stCodec.ulPicWidth &&
             static_cast<ULONG_32>(pstPort->stDecodeVideoData.lHeight) == stCodec.ulPicHeight);
 }
@@ -116,14 +113,16 @@ ULONG_32 KeepVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
 
 /** Frees the decoder, and the snapshot encoder, whose lock comes first in the order of locks. */
 void FreeForRebuild(PLAEYR_PORT_S *pstPort) {
-    QLOM_SDK_mutex_lock(&pstPort->stSnatchInfo.stMutex);
-    if (pstPort->stVideoEncode.lCodecID != PLAYER_PAYLOAD_NULL) {
-        CODE_FreeCode(&pstPort->stVideoEncode);
+    {
+        const CMutexGuard oLock(&pstPort->stSnatchInfo.stMutex);
+        if (pstPort->stVideoEncode.lCodecID != PLAYER_PAYLOAD_NULL) {
+            CODE_FreeCode(&pstPort->stVideoEncode);
+        }
     }
-    QLOM_SDK_mutex_unlock(&pstPort->stSnatchInfo.stMutex);
-    QLOM_SDK_mutex_lock(&pstPort->stDecodeVideoData.stLock);
-    word::Store(pstPort->bUseGpuRander, 0);
-    QLOM_SDK_mutex_unlock(&pstPort->stDecodeVideoData.stLock);
+    {
+        const CMutexGuard oLock(&pstPort->stDecodeVideoData.stLock);
+        word::Store(pstPort->bUseGpuRander, 0);
+    }
     PortState_FreeVideoDecoder(pstPort);
 }
 
@@ -167,10 +166,10 @@ ULONG_32 RebuildVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     pstPort->stFrameData.bOneFrameDecordFlag = word::Load(pstPort->bOneFrameDecordFlag);
     FreeForRebuild(pstPort);
     TakeGpuWish(lPayload, pstPort);
-    ULONG_32 ulResult = UsesGpu(pstPort, lPayload)
-                            ? CreateOnGpu(lPayload, pstPort)
-                            : CODE_CreateCode(CODECTYPE_IS_DECODER, lPayload, &pstPort->stFrameData,
-                                              &pstPort->stVideoDecode);
+    ULONG_32 ulResult =
+        PortCodec_UsesGpu(pstPort, lPayload)
+            ? CreateOnGpu(lPayload, pstPort)
+            : CODE_CreateCode(CODECTYPE_IS_DECODER, lPayload, &pstPort->stFrameData, &pstPort->stVideoDecode);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("CODE_CreateCode Payload[%d] Failed, Error:[0x%x].", lPayload, ulResult);
         return ulResult;
@@ -197,13 +196,10 @@ void TakeCodingHead(PLAEYR_PORT_S *pstPort) {
 
 void ReportNewSize(PLAEYR_PORT_S *pstPort) {
     const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
-    REPORT_MSG_S stMsg = {};
-    stMsg.ulRunInfoType = PLAYER_RUN_INFO_MEDIA_PROCESS;
-    stMsg.uReportMsg.stRunInfo.ulPort = pstPort->ulPort;
-    stMsg.uReportMsg.stRunInfo.ulErrCode = PLAYER_RUN_PICTURE_SIZE;
-    QLOM_SDK_snprintf(stMsg.uReportMsg.stRunInfo.szFilePath, PLAYER_FILE_NAME_LEN, "width:%d&height:%d",
-                      stPicture.lWidth, stPicture.lHeight);
-    ULONG_32 ulResult = Report_SendMsg(pstPort->ulPort, &stMsg);
+    CHAR szSize[PLAYER_FILE_NAME_LEN];
+    QLOM_SDK_snprintf(szSize, sizeof(szSize), "width:%d&height:%d", stPicture.lWidth, stPicture.lHeight);
+    ULONG_32 ulResult =
+        Port_SendRunMsg(pstPort->ulPort, {PLAYER_RUN_INFO_MEDIA_PROCESS, PLAYER_RUN_PICTURE_SIZE, 0, szSize});
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] Player_Decoder Warning, Send Report Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
     } else {
@@ -225,7 +221,7 @@ ULONG_32 TakeNewSize(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
         return PLAYER_ERR_NO_PICTURE;
     }
     ReportNewSize(pstPort);
-    if (UsesGpu(pstPort, lPayload)) {
+    if (PortCodec_UsesGpu(pstPort, lPayload)) {
         LOG_INFO("Port[%03d] Player_Decoder, GPU Decode Mode: Pic Size Changed.", pstPort->ulPort);
     } else {
         pstPort->stVideoDecode.ulPicWidth = static_cast<ULONG_32>(stPicture.lWidth);
@@ -239,11 +235,8 @@ void ReportJpegFailures(PLAEYR_PORT_S *pstPort) {
         pstPort->stVideoDecode.ulDecordFailCount <= JPEG_FAILURES_TO_REPORT) {
         return;
     }
-    REPORT_MSG_S stMsg = {};
-    stMsg.ulRunInfoType = PLAYER_RUN_INFO_MEDIA_PROCESS;
-    stMsg.uReportMsg.stRunInfo.ulPort = pstPort->ulPort;
-    stMsg.uReportMsg.stRunInfo.ulErrCode = PLAYER_ERR_DECODE;
-    ULONG_32 ulResult = Report_SendMsg(pstPort->ulPort, &stMsg);
+    ULONG_32 ulResult =
+        Port_SendRunMsg(pstPort->ulPort, {PLAYER_RUN_INFO_MEDIA_PROCESS, PLAYER_ERR_DECODE, 0, nullptr});
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] Player_Decoder Warning: Send Report Failed, Error[0x%x].", pstPort->ulPort, ulResult);
     }

@@ -45,9 +45,9 @@ ULONG_32 HopeOfMode(const PLAEYR_PORT_S *pstPort, PLAYER_PICTURE_FLUENCY_E enMod
 }
 
 LONG_32 DecodeWaitTime(const PLAEYR_PORT_S *pstPort, PLAYER_PICTURE_FLUENCY_E enMode, LONG_32 lUsedTime) {
-    LONG_32 lCorrectTime = Player_MashTimeFrameCount(word::Load(pstPort->stPacketBufferQueue.ulFrameCount),
-                                                     HopeOfMode(pstPort, enMode),
-                                                     word::Load(pstPort->stStateInfo.lFrameRate));
+    LONG_32 lCorrectTime =
+        Player_MashTimeFrameCount(word::Load(pstPort->stPacketBufferQueue.ulFrameCount), HopeOfMode(pstPort, enMode),
+                                  word::Load(pstPort->stStateInfo.lFrameRate));
     if (enMode == PLAYER_PICTURE_RTMP_FLUENCY) {
         lCorrectTime = SoftenCorrection(lCorrectTime);
     }

@@ -7,6 +7,7 @@
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
+#include "port/run_messages.h"
 #include "queue/record_head.h"
 
 namespace {
@@ -58,17 +59,13 @@ void ReportPlaybackFinished(PLAEYR_PORT_S *pstPort) {
     if (pstPort->stRtpVideoStreamInfo.bPlaybckFinish != 1 || word::Load(pstPort->bHelper)) {
         return;
     }
-    REPORT_MSG_S stMsg = {};
-    stMsg.ulRunInfoType = PLAYER_RUN_INFO_PLAYBACK_FINISH;
-    stMsg.uReportMsg.stRunInfo.ulPort = pstPort->ulPort;
-    stMsg.uReportMsg.stRunInfo.ulErrCode = PLAYER_RUN_PLAYBACK_FINISHED;
-    stMsg.uReportMsg.stRunInfo.ulReserved = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
-    ULONG_32 ulResult = Report_SendMsg(pstPort->ulPort, &stMsg);
+    const ULONG_32 ulTime = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
+    ULONG_32 ulResult = Port_SendRunMsg(
+        pstPort->ulPort, {PLAYER_RUN_INFO_PLAYBACK_FINISH, PLAYER_RUN_PLAYBACK_FINISHED, ulTime, nullptr});
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] Player_ParseStream Warning, send report Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
     } else {
-        LOG_INFO("Port[%03d] PlayBack Finished, Playback Time:[%d].", pstPort->ulPort,
-                 stMsg.uReportMsg.stRunInfo.ulReserved);
+        LOG_INFO("Port[%03d] PlayBack Finished, Playback Time:[%d].", pstPort->ulPort, ulTime);
     }
     pstPort->stRtpVideoStreamInfo.bPlaybckFinish = 0;
 }
@@ -96,9 +93,9 @@ ULONG_32 ParseRtp(CHAR *pcData, ULONG_32 ulLen, PLAEYR_PORT_S *pstPort) {
     if (pstPort->ulCurStreamType != STREAM_TYPE_RTP) {
         BindRtpBuffers(pstPort);
     }
-    ULONG_32 ulResult = RTP_UnpacketRtpData(pcData, ulLen, word::LoadAcquire(pstPort->pstPayloadType),
-                                            &pstPort->stRtpAudioInfo, &pstPort->stRtpVideoStreamInfo,
-                                            &pstPort->stRtpAudioStreamInfo);
+    ULONG_32 ulResult =
+        RTP_UnpacketRtpData(pcData, ulLen, word::LoadAcquire(pstPort->pstPayloadType), &pstPort->stRtpAudioInfo,
+                            &pstPort->stRtpVideoStreamInfo, &pstPort->stRtpAudioStreamInfo);
     ReportPlaybackFinished(pstPort);
     return ulResult != PLAYER_ERR_OK ? ulResult : TakeFinishedRtpFrame(pstPort);
 }
@@ -184,7 +181,8 @@ bool RecogniseUnit(const UCHAR *pucNal, UCHAR *pucData, ULONG_32 ulLen, PLAEYR_P
 }
 
 bool IsStartCode(const UCHAR *pucData, ULONG_32 ulCodeLen) {
-    return pucData[0] == 0 && pucData[1] == 0 && (ulCodeLen == 3 ? pucData[2] == 1 : pucData[2] == 0 && pucData[3] == 1);
+    return pucData[0] == 0 && pucData[1] == 0 &&
+           (ulCodeLen == 3 ? pucData[2] == 1 : pucData[2] == 0 && pucData[3] == 1);
 }
 
 /** Offset of the next start code of this length, or ulLen. */
@@ -211,7 +209,8 @@ ULONG_32 ParseElementary(CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulCodeLen, PLAEY
         SetFrame(pstPort, pucData, ulLen);
         pstPort->stFrameData.dulTimestamp = 0;
         const ULONG_32 ulNal = ulOffset + ulCodeLen;
-        const UCHAR aucNal[2] = {ulNal < ulLen ? pucData[ulNal] : UCHAR(0), ulNal + 1 < ulLen ? pucData[ulNal + 1] : UCHAR(0)};
+        const UCHAR aucNal[2] = {ulNal < ulLen ? pucData[ulNal] : UCHAR(0),
+                                 ulNal + 1 < ulLen ? pucData[ulNal + 1] : UCHAR(0)};
         if (ulNal < ulLen && RecogniseUnit(aucNal, pucData, ulLen, pstPort)) {
             return PLAYER_ERR_OK;
         }
@@ -357,7 +356,8 @@ ULONG_32 Player_StatisticsTimestamp(PLAEYR_PORT_S *pstPort) {
         }
     }
     if (pstPort->stStateInfo.bGetSPSFrameRate == 1) {
-        word::Store(pstPort->stStateInfo.lFrameIntervalTime, IntervalOfRate(word::Load(pstPort->stStateInfo.lFrameRate)));
+        word::Store(pstPort->stStateInfo.lFrameIntervalTime,
+                    IntervalOfRate(word::Load(pstPort->stStateInfo.lFrameRate)));
     } else {
         EstimateFromTimestamps(pstPort);
     }

@@ -2,6 +2,7 @@
 #include "pipeline/port_settings.h"
 
 #include "foundations/com_log.h"
+#include "foundations/payload_types.h"
 #include "foundations/shared_word.h"
 #include "output/audioplay.h"
 #include "output/offscreen_queue.h"
@@ -14,28 +15,8 @@ namespace {
 const ULONG_32 MIN_DECODE_BUFFER_NUM = 3;
 const PLAYER_RECT_S WHOLE_PICTURE = {0, 0, 10000, 10000};
 
-struct ENCODE_TYPE_ROW_S {
-    LONG_32 lPayload;
-    ULONG_32 ulEncodeType;
-};
-
-const ENCODE_TYPE_ROW_S gastVideoType[] = {{PLAYER_PAYLOAD_JPEG, PLAYER_VIDEO_ENCODE_MJPEG},
-                                           {PLAYER_PAYLOAD_H265, PLAYER_VIDEO_ENCODE_H265},
-                                           {PLAYER_PAYLOAD_H264, PLAYER_VIDEO_ENCODE_H264}};
-const ENCODE_TYPE_ROW_S gastAudioType[] = {{PLAYER_PAYLOAD_G711U, PLAYER_AUDIO_ENCODE_G711U},
-                                           {PLAYER_PAYLOAD_MP1L2, PLAYER_AUDIO_ENCODE_MP2},
-                                           {PLAYER_PAYLOAD_AAC, PLAYER_AUDIO_ENCODE_AAC},
-                                           {PLAYER_PAYLOAD_G711A, PLAYER_AUDIO_ENCODE_G711A},
-                                           {PLAYER_PAYLOAD_PCM, PLAYER_AUDIO_ENCODE_PCM}};
-
-template <ULONG_32 ROWS>
-ULONG_32 MapEncodeType(const ENCODE_TYPE_ROW_S (&astRows)[ROWS], LONG_32 lPayload, ULONG_32 ulNone) {
-    for (const ENCODE_TYPE_ROW_S &stRow : astRows) {
-        if (stRow.lPayload == lPayload) {
-            return stRow.ulEncodeType;
-        }
-    }
-    return ulNone;
+ULONG_32 EncodeTypeOf(const PAYLOAD_TYPE_ROW_S *pstRow, ULONG_32 ulNone) {
+    return pstRow != nullptr ? pstRow->ulEncodeType : ulNone;
 }
 
 /** Stores a setting of a port in one word. */
@@ -85,11 +66,11 @@ ULONG_32 Player_GetEncodeType(ULONG_32 ulPort, ULONG_32 *pulVideoEncodeType, ULO
     const bool bOwned = OwnsCodecs(pstPort);
     if (pulVideoEncodeType != nullptr) {
         const LONG_32 lCodecID = bOwned ? word::Load(pstPort->lVideoCodecID) : pstPort->stVideoDecode.lCodecID;
-        *pulVideoEncodeType = MapEncodeType(gastVideoType, lCodecID, PLAYER_VIDEO_ENCODE_NULL);
+        *pulVideoEncodeType = EncodeTypeOf(PayloadType_OfVideo(lCodecID), PLAYER_VIDEO_ENCODE_NULL);
     }
     if (pulAudioEncodeType != nullptr) {
         const LONG_32 lCodecID = bOwned ? word::Load(pstPort->lAudioCodecID) : pstPort->stAudioDecode.lCodecID;
-        *pulAudioEncodeType = MapEncodeType(gastAudioType, lCodecID, PLAYER_AUDIO_ENCODE_NULL);
+        *pulAudioEncodeType = EncodeTypeOf(PayloadType_OfAudio(lCodecID), PLAYER_AUDIO_ENCODE_NULL);
     }
     return PLAYER_ERR_OK;
 }
@@ -236,7 +217,9 @@ ULONG_32 Player_SetSoundVolume(ULONG_32 ulPort, LONG_32 lVolume) {
     return ulResult == PLAYER_ERR_OK ? Set(ulPort, &PLAEYR_PORT_S::lSoundVolumeBeforeQuiet, lVolume) : ulResult;
 }
 
-ULONG_32 Player_SetMicVolume(ULONG_32 ulPort, LONG_32 lVolume) { return Set(ulPort, &PLAEYR_PORT_S::lMicVolume, lVolume); }
+ULONG_32 Player_SetMicVolume(ULONG_32 ulPort, LONG_32 lVolume) {
+    return Set(ulPort, &PLAEYR_PORT_S::lMicVolume, lVolume);
+}
 
 ULONG_32 Player_GetMicVolume(ULONG_32 ulPort, LONG_32 *plVolume) {
     return Get(ulPort, &PLAEYR_PORT_S::lMicVolume, plVolume);

@@ -14,8 +14,8 @@
 
 namespace {
 
-const ULONG_32 REAL_ROUND_MS = 5;     /**< shortest time between two pictures without pacing */
-const ULONG_32 REFILL_WAIT_MS = 10;   /**< after the queue ran dry while frames are on their way */
+const ULONG_32 REAL_ROUND_MS = 5;   /**< shortest time between two pictures without pacing */
+const ULONG_32 REFILL_WAIT_MS = 10; /**< after the queue ran dry while frames are on their way */
 const ULONG_32 NO_DISPLAY_WAIT_MS = 2;
 const LONG_32 EMPTY_SLOWDOWN_MS = 10; /**< an empty queue slows the display a little */
 const ULONG_32 IDLE_WAIT_MS = 10000;  /**< nothing to show: a picture, a setting or the window wakes the thread */
@@ -31,8 +31,8 @@ struct RENDER_LOOP_S {
     ULONG_32 ulCurDisplayScale;              /**< what the display was told last */
     ULONG_32 ulCurDigitalZoom;
     PLAYER_RECT_S stCurSrcRect;
-    BOOL_T bDecodeDataEmpty;                 /**< the queue ran dry */
-    struct timeval tiStartTime;              /**< when the round before began or waited */
+    BOOL_T bDecodeDataEmpty;    /**< the queue ran dry */
+    struct timeval tiStartTime; /**< when the round before began or waited */
 };
 
 bool IsRunning(const PLAEYR_PORT_S *pstPort) { return word::Load(pstPort->bStartVideo) == 1; }
@@ -218,8 +218,8 @@ void SoftwareRound(RENDER_LOOP_S *pstLoop) {
 void RedrawWake(void *pUser) { QUEUE_WakeDecodeReader(&static_cast<PLAEYR_PORT_S *>(pUser)->stDecodeBufferQueue); }
 
 ULONG_32 StartRenderThread(PLAEYR_PORT_S *pstPort, HANDLE hWnd) {
-    ULONG_32 ulResult = QUEUE_InitDecodedBufferQueue(&pstPort->stDecodeBufferQueue,
-                                                      word::Load(pstPort->ulDecodeBufferNum));
+    ULONG_32 ulResult =
+        QUEUE_InitDecodedBufferQueue(&pstPort->stDecodeBufferQueue, word::Load(pstPort->ulDecodeBufferNum));
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] Player_StartPlay Failed, QUEUE_InitDecodedBufferQueue Failed, Error:[0x%x].",
                   pstPort->ulPort, ulResult);

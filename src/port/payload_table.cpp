@@ -1,8 +1,10 @@
 #include "port/payload_table.h"
 
 #include <stdlib.h>
+#include <string.h>
 
 #include "foundations/com_log.h"
+#include "foundations/payload_types.h"
 #include "foundations/shared_word.h"
 
 namespace {
@@ -15,36 +17,29 @@ struct PAYLOAD_TABLE_S {
     PAYLOAD_TABLE_S *pstNextRetired;
 };
 
-struct ENCODE_TO_PAYLOAD_S {
-    LONG_32 lEncode;
-    PLAYER_PAYLOAD_E enPayload;
-};
-
-const ENCODE_TO_PAYLOAD_S gastVideoMap[] = {{PLAYER_VIDEO_ENCODE_H264, PLAYER_PAYLOAD_H264},
-                                            {PLAYER_VIDEO_ENCODE_MJPEG, PLAYER_PAYLOAD_JPEG},
-                                            {PLAYER_VIDEO_ENCODE_H265, PLAYER_PAYLOAD_H265}};
-const ENCODE_TO_PAYLOAD_S gastAudioMap[] = {{PLAYER_AUDIO_ENCODE_G711U, PLAYER_PAYLOAD_G711U},
-                                            {PLAYER_AUDIO_ENCODE_MP2, PLAYER_PAYLOAD_MP1L2},
-                                            {PLAYER_AUDIO_ENCODE_AAC, PLAYER_PAYLOAD_AAC},
-                                            {PLAYER_AUDIO_ENCODE_G711A, PLAYER_PAYLOAD_G711A},
-                                            {PLAYER_AUDIO_ENCODE_PCM, PLAYER_PAYLOAD_PCM}};
-
-template <ULONG_32 ROWS>
-PLAYER_PAYLOAD_E MapPayload(const ENCODE_TO_PAYLOAD_S (&astMap)[ROWS], LONG_32 lEncode) {
-    for (const ENCODE_TO_PAYLOAD_S &stRow : astMap) {
-        if (stRow.lEncode == lEncode) {
-            return stRow.enPayload;
-        }
+PLAYER_PAYLOAD_E PayloadOf(const PAYLOAD_TYPE_ROW_S *pstRow, ULONG_32 ulEncodeType) {
+    if (pstRow == nullptr) {
+        LOG_WARN("Unknown Stream Type[%ld].", static_cast<long>(static_cast<LONG_32>(ulEncodeType)));
+        return PLAYER_PAYLOAD_NULL;
     }
-    LOG_WARN("Unknown Stream Type[%ld].", static_cast<long>(lEncode));
-    return PLAYER_PAYLOAD_NULL;
+    return static_cast<PLAYER_PAYLOAD_E>(pstRow->lPayload);
+}
+
+/** The two enumerations share a word; a client may have put any number there. */
+ULONG_32 EncodeTypeOf(const PLAYER_PAYLOAD_TYPE_S *pstFrom) {
+    ULONG_32 ulEncodeType;
+    static_assert(sizeof(ulEncodeType) == sizeof(pstFrom->unPayload));
+    memcpy(&ulEncodeType, &pstFrom->unPayload, sizeof(ulEncodeType));
+    return ulEncodeType;
 }
 
 void FillEntry(const PLAYER_PAYLOAD_TYPE_S *pstFrom, RTP_PAYLOAD_TYPE_S *pstTo) {
     pstTo->ucPayloadType = pstFrom->ucPayloadType;
     pstTo->ulSampleRate = pstFrom->ulSampleRate;
-    pstTo->enPayloadType = pstFrom->ulType == 0 ? MapPayload(gastVideoMap, pstFrom->unPayload.enVideoPayloadType)
-                                                : MapPayload(gastAudioMap, pstFrom->unPayload.enAudioPayloadType);
+    const ULONG_32 ulEncodeType = EncodeTypeOf(pstFrom);
+    pstTo->enPayloadType = PayloadOf(
+        pstFrom->ulType == 0 ? PayloadType_OfVideoEncode(ulEncodeType) : PayloadType_OfAudioEncode(ulEncodeType),
+        ulEncodeType);
 }
 
 /** Threads of an open port may be reading the old table: it goes when the port goes. */

@@ -13,7 +13,8 @@ const long LOCK_SLICE_NS = 2000000;
 
 /** Static, and never destroyed: a late caller finds a lock. */
 struct PORT_LOCK_S {
-    QLOM_SDK_MUTEX_S stTurn = PTHREAD_MUTEX_INITIALIZER; /**< held by whoever gets stApi next: a busy pusher can't starve a close */
+    QLOM_SDK_MUTEX_S stTurn =
+        PTHREAD_MUTEX_INITIALIZER; /**< held by whoever gets stApi next: a busy pusher can't starve a close */
     QLOM_SDK_MUTEX_S stApi = PTHREAD_MUTEX_INITIALIZER;
     QLOM_SDK_MUTEX_S stBeside = PTHREAD_MUTEX_INITIALIZER; /**< held by the one call that goes on beside a push */
     ULONG_32 ulClosing = 0;                                /**< closes under way */
@@ -24,9 +25,9 @@ struct PORT_LOCK_S {
 
 PORT_LOCK_S gastSdkMutexLockArray[PLAYER_MAX_PORT_NUM];
 
-thread_local CPortLock *gtlInnermost = nullptr;  /**< locks of this thread: a source callback may push to another port */
-thread_local ULONG_32 gtlPipelinePort = NO_PORT; /**< this thread is one of that port's */
-thread_local const BOOL_T *gtlRunFlag = nullptr; /**< that thread's run flag, or null */
+thread_local CPortLock *gtlInnermost = nullptr; /**< locks of this thread: a source callback may push to another port */
+thread_local ULONG_32 gtlPipelinePort = NO_PORT;                 /**< this thread is one of that port's */
+thread_local const BOOL_T *gtlRunFlag = nullptr;                 /**< that thread's run flag, or null */
 thread_local const CSourceCallbackMark *gtlSourceMark = nullptr; /**< source callbacks that this thread is inside of */
 
 /** Whether somebody waits for this thread of a port to end, and holds the port's lock meanwhile. */
@@ -183,9 +184,7 @@ void PortThread_Begin(const PLAEYR_PORT_S *pstPort, const BOOL_T *pbRun) {
     gtlRunFlag = pbRun;
 }
 
-bool PortThread_IsOwn(ULONG_32 ulPort) {
-    return gtlPipelinePort == ulPort || CSourceCallbackMark::IsInside(ulPort);
-}
+bool PortThread_IsOwn(ULONG_32 ulPort) { return gtlPipelinePort == ulPort || CSourceCallbackMark::IsInside(ulPort); }
 
 bool PortThread_IsAny() { return gtlPipelinePort != NO_PORT || gtlSourceMark != nullptr; }
 

@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "output/audioplay.h"
 #include "output/offscreen_queue.h"
@@ -38,11 +39,10 @@ void PortState_FreeFrameBuffers(PORT_INTAKE_S *pstIntake) {
 }
 
 void PortState_FreeVideoDecoder(PORT_CODEC_S *pstCodec) {
-    QLOM_SDK_mutex_lock(&pstCodec->stDecodeVideoData.stLock);
+    const CMutexGuard oLock(&pstCodec->stDecodeVideoData.stLock);
     PortState_ForgetPlanes(&pstCodec->stDecodeVideoData);
     CODE_FreeCode(&pstCodec->stVideoDecode);
     word::Store(pstCodec->lVideoCodecID, PLAYER_PAYLOAD_NULL);
-    QLOM_SDK_mutex_unlock(&pstCodec->stDecodeVideoData.stLock);
 }
 
 void PortState_FreeAudioDecoder(PORT_CODEC_S *pstCodec) {

@@ -1,16 +1,20 @@
 #include "port/run_messages.h"
 
+#include <string.h>
+
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
 
-ULONG_32 Port_ReportRun(ULONG_32 ulPort, ULONG_32 ulCode, const CHAR *pcText) {
+ULONG_32 Port_SendRunMsg(ULONG_32 ulPort, const PORT_RUN_MSG_S &stRunMsg) {
     REPORT_MSG_S stMsg = {};
-    stMsg.ulRunInfoType = PLAYER_RUN_INFO_MEDIA_PROCESS;
-    stMsg.uReportMsg.stRunInfo.ulPort = ulPort;
-    stMsg.uReportMsg.stRunInfo.ulErrCode = ulCode;
-    if (pcText != nullptr) {
-        QLOM_SDK_snprintf(stMsg.uReportMsg.stRunInfo.szFilePath, PLAYER_FILE_NAME_LEN, "%s", pcText);
+    stMsg.ulRunInfoType = stRunMsg.ulType;
+    PLAYER_RUN_INFO_S &stInfo = stMsg.uReportMsg.stRunInfo;
+    stInfo.ulPort = ulPort;
+    stInfo.ulErrCode = stRunMsg.ulCode;
+    stInfo.ulReserved = stRunMsg.ulReserved;
+    if (stRunMsg.pcText != nullptr) {
+        memcpy(stInfo.szFilePath, stRunMsg.pcText, strnlen(stRunMsg.pcText, sizeof(stInfo.szFilePath) - 1));
     }
     return Report_SendMsg(ulPort, &stMsg);
 }

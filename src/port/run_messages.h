@@ -7,12 +7,19 @@
 
 #include "port/player_manager.h"
 
+/** A run message of a port. */
+struct PORT_RUN_MSG_S {
+    ULONG_32 ulType;     /**< PLAYER_RUN_INFO_... */
+    ULONG_32 ulCode;     /**< PLAYER_RUN_... or PLAYER_ERR_... */
+    ULONG_32 ulReserved; /**< a number that goes with it */
+    const CHAR *pcText;  /**< what goes out as the message's file path, cut to its room; null for none */
+};
+
 /**
- * Sends a run message of kind 1. Rooms below the port send none.
- * @param pcText what goes out as the message's file path, or null
+ * Sends a run message. Rooms below the port send none.
  * @return of Report_SendMsg(); the caller logs a failure in its own words
  */
-ULONG_32 Port_ReportRun(ULONG_32 ulPort, ULONG_32 ulCode, const CHAR *pcText);
+ULONG_32 Port_SendRunMsg(ULONG_32 ulPort, const PORT_RUN_MSG_S &stRunMsg);
 
 extern "C" {
 

@@ -69,7 +69,7 @@ typedef struct tagPacketBufferQueue {
     ULONG_32 ulFrameCount;         /**< whole video frames in the ring, a hint: may dip below 0 for a moment */
     ULONG_32 ulTmpBufSize;         /**< size of pcTmpBuf */
     ULONG_32 ulPort;               /**< for log lines */
-    DULONG dulMade;                /**< private: tells that stMutex is made, see queue_mark.h */
+    DULONG dulMade;                /**< private: tells that stMutex is made, see queue_inner.h */
     WAKE_S stReadWake;             /**< private: the reader sleeps here */
     ULONG_32 ulReadLevel;   /**< private: slots in use at which the sleeping reader is woken, 0 when it is awake */
     BOOL_T bReadTail;       /**< private: the end of a video frame wakes it as well */
@@ -102,7 +102,7 @@ typedef struct tagAdjustPktSeqQueue {
     BOOL_T bFirstSeq;      /**< no packet yet */
     USHORT usPreSequence;  /**< sequence number of the packet last read */
     USHORT usReserved;     /**< unused */
-    DULONG dulMade;        /**< private: tells that pcPacketBuf is this module's, see queue_mark.h */
+    DULONG dulMade;        /**< private: tells that pcPacketBuf is this module's, see queue_inner.h */
 } ADJUST_PACKET_SEQ_QUEUE_S;
 
 /* ---- picture queue --------------------------------------------------------------------------------------------- */
@@ -136,7 +136,7 @@ typedef struct tagDecodedBufferQueue {
     DECODED_BUFFER_NODE_S *pstWriteIndex;  /**< node that is written next */
     DECODED_BUFFER_NODE_S *pstReadIndex;   /**< node that is read next; equal to the write index: empty */
     BOOL_T bIsQueueData;                   /**< a picture has been added since the start */
-    DULONG dulMade;                        /**< private: tells that the mutexes are made, see queue_mark.h */
+    DULONG dulMade;                        /**< private: tells that the mutexes are made, see queue_inner.h */
     QLOM_SDK_MUTEX_S stFillMutex;          /**< private: see above */
     WAKE_S stReadWake;                     /**< private: the reader sleeps here */
     ULONG_32 ulReadLatch;                  /**< private: 1 makes the reader's next wait return at once */

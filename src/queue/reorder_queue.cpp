@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "foundations/bytes.h"
 #include "foundations/com_log.h"
 #include "queue/module_queue.h"
 #include "queue/queue_inner.h"
@@ -22,7 +23,7 @@ CHAR *Slot(const ADJUST_PACKET_SEQ_QUEUE_S *pstQueue, ULONG_32 ulIndex) {
 }
 
 USHORT SequenceOf(const CHAR *pcPacket) {
-    return static_cast<USHORT>(static_cast<UCHAR>(pcPacket[2]) << 8 | static_cast<UCHAR>(pcPacket[3]));
+    return bytes::Be16(reinterpret_cast<const UCHAR *>(pcPacket) + 2);
 }
 
 // Left to the first packet: a window that none comes to keeps its pages untouched.

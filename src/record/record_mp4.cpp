@@ -320,7 +320,7 @@ ULONG_32 Player_PayloadToMp4Type(LONG_32 lPayload, MP4_VIDEOID_E *penVideoId) {
         LOG_ERROR("In param is null");
         return PLAYER_ERR_PARAM;
     }
-    if (lPayload != PLAYER_PAYLOAD_H264 && lPayload != PLAYER_PAYLOAD_H265) {
+    if (!Payload_IsInterVideo(lPayload)) {
         return PLAYER_ERR_FAILED;
     }
     *penVideoId = lPayload == PLAYER_PAYLOAD_H264 ? VIDEO_CODEC_H264 : VIDEO_CODEC_H265;

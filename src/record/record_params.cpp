@@ -69,8 +69,7 @@ void Gather(const PLAYER_FRAMEDATA_S &stFrame, SETS_S *pstSets) {
 }
 
 bool IsInterKeyFrame(const PLAYER_FRAMEDATA_S &stFrame) {
-    return stFrame.lFormatType == PLAYER_VIDEO_FRAME_I &&
-           (stFrame.lPayload == PLAYER_PAYLOAD_H264 || stFrame.lPayload == PLAYER_PAYLOAD_H265);
+    return stFrame.lFormatType == PLAYER_VIDEO_FRAME_I && Payload_IsInterVideo(stFrame.lPayload);
 }
 
 }  // namespace

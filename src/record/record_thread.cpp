@@ -19,8 +19,8 @@ const DULONG JUMP_TICKS = 90100;
 const DULONG STAMP_MODULUS = 0xFFFFFFFF;
 
 bool IsKeyFrame(const PLAYER_FRAMEDATA_S &stFrame) {
-    const bool bInter = stFrame.lPayload == PLAYER_PAYLOAD_H264 || stFrame.lPayload == PLAYER_PAYLOAD_H265;
-    return stFrame.lPayload == PLAYER_PAYLOAD_JPEG || (bInter && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I);
+    return stFrame.lPayload == PLAYER_PAYLOAD_JPEG ||
+           (Payload_IsInterVideo(stFrame.lPayload) && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I);
 }
 
 /** Nothing is recorded ahead of a key frame. */
@@ -50,8 +50,7 @@ bool PassSize(PLAEYR_PORT_S *pstPort) {
 /** Whether the frame in hand is a picture of another codec than the file's. */
 bool IsOtherCodec(const PLAEYR_PORT_S *pstRecord) {
     const LONG_32 lPayload = pstRecord->stFrameData.lPayload;
-    const bool bInter = lPayload == PLAYER_PAYLOAD_H264 || lPayload == PLAYER_PAYLOAD_H265;
-    return bInter && pstRecord->ulRecPayload != PLAYER_PAYLOAD_NULL &&
+    return Payload_IsInterVideo(lPayload) && pstRecord->ulRecPayload != PLAYER_PAYLOAD_NULL &&
            pstRecord->ulRecPayload != static_cast<ULONG_32>(lPayload);
 }
 

@@ -1,7 +1,6 @@
 #include "record/record_writer.h"
 
-#include <string.h>
-
+#include "port/run_messages.h"
 #include "record/record_container.h"
 
 namespace {
@@ -32,13 +31,5 @@ void RecordWriter_Release(PLAEYR_PORT_S *pstPort) {
 }
 
 ULONG_32 Record_Report(const PLAEYR_PORT_S *pstPort, ULONG_32 ulCode, const CHAR *pcFilePath) {
-    REPORT_MSG_S stMsg = {};
-    stMsg.ulRunInfoType = PLAYER_RUN_INFO_RECORD_VIDEO;
-    PLAYER_RUN_INFO_S &stInfo = stMsg.uReportMsg.stRunInfo;
-    stInfo.ulPort = pstPort->ulPort;
-    stInfo.ulErrCode = ulCode;
-    if (pcFilePath != nullptr) {
-        memcpy(stInfo.szFilePath, pcFilePath, strnlen(pcFilePath, sizeof(stInfo.szFilePath) - 1));
-    }
-    return Report_SendMsg(pstPort->ulPort, &stMsg);
+    return Port_SendRunMsg(pstPort->ulPort, {PLAYER_RUN_INFO_RECORD_VIDEO, ulCode, 0, pcFilePath});
 }

@@ -10,9 +10,11 @@
 
 #include "file/picture_file.h"
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
+#include "port/run_messages.h"
 #include "queue/com_report.h"
 
 namespace {
@@ -23,22 +25,6 @@ struct PICTURE_COPY_S {
     std::unique_ptr<UCHAR[]> pucLuma;
     std::unique_ptr<UCHAR[]> pucChroma;
 };
-
-class CPictureLock {
- public:
-    explicit CPictureLock(QLOM_SDK_MUTEX_S *pstMutex) : m_pstMutex(pstMutex) { QLOM_SDK_mutex_lock(m_pstMutex); }
-    ~CPictureLock() { QLOM_SDK_mutex_unlock(m_pstMutex); }
-    CPictureLock(const CPictureLock &) = delete;
-    CPictureLock &operator=(const CPictureLock &) = delete;
-
- private:
-    QLOM_SDK_MUTEX_S *m_pstMutex;
-};
-
-bool DecodesOnGpu(const PLAEYR_PORT_S *pstPort) {
-    return (word::Load(pstPort->bUseGpu) == 1 && word::Load(pstPort->lVideoCodecID) == PLAYER_PAYLOAD_H264) ||
-           (word::Load(pstPort->bUseGpuH265) == 1 && word::Load(pstPort->lVideoCodecID) == PLAYER_PAYLOAD_H265);
-}
 
 /** The copy holds half a luma plane of chroma: strides beyond that belong to no 4:2:0 picture. */
 bool IsCopyable(const CODE_DECODED_DATA_S &stData) {
@@ -93,7 +79,7 @@ void CopyPlanes(const CODE_DECODED_DATA_S &stFrom, const CODE_DECODED_DATA_S &st
 
 /** Takes a copy of the picture that the port shows: the adjusted one if there is one. */
 ULONG_32 CopyPicture(PLAEYR_PORT_S *pstPort, PICTURE_COPY_S *pstCopy) {
-    const CPictureLock oLock(&pstPort->stDecodeVideoData.stLock);
+    const CMutexGuard oLock(&pstPort->stDecodeVideoData.stLock);
     const CODE_DECODED_DATA_S &stShown = pstPort->stDecodeVideoData;
     if (stShown.pucData[0] == nullptr) {
         LOG_ERROR("Port[%03d] Player_NormalSnatchOnce: Yuv Data is Null.", pstPort->ulPort);
@@ -156,7 +142,7 @@ ULONG_32 SavePicture(PLAEYR_PORT_S *pstPort, CHAR *pcFileName, ULONG_32 ulPicFor
 }
 
 ULONG_32 RefuseGpuPicture(PLAEYR_PORT_S *pstPort, PICTURE_COPY_S *pstCopy) {
-    const CPictureLock oLock(&pstPort->stDecodeVideoData.stLock);
+    const CMutexGuard oLock(&pstPort->stDecodeVideoData.stLock);
     const ULONG_32 ulResult = CODE_GetYuvData(&pstPort->stVideoDecode, &pstCopy->stData);
     LOG_ERROR("Port[%03d] Player_NormalSnatchOnce: CODE_GetYuvData Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
     return ulResult;
@@ -192,12 +178,8 @@ ULONG_32 StartSnatchThread(PLAEYR_PORT_S *pstPort, const CHAR *pcFileName, ULONG
 }
 
 void ReportSnatch(PLAEYR_PORT_S *pstPort, ULONG_32 ulSnatchResult) {
-    REPORT_MSG_S stMsg = {};
-    stMsg.ulRunInfoType = PLAYER_RUN_INFO_SNATCH;
-    stMsg.uReportMsg.stRunInfo.ulPort = pstPort->ulPort;
-    stMsg.uReportMsg.stRunInfo.ulErrCode = PLAYER_RUN_SNATCH_DONE;
-    stMsg.uReportMsg.stRunInfo.ulReserved = ulSnatchResult;
-    const ULONG_32 ulResult = Report_SendMsg(pstPort->ulPort, &stMsg);
+    const ULONG_32 ulResult =
+        Port_SendRunMsg(pstPort->ulPort, {PLAYER_RUN_INFO_SNATCH, PLAYER_RUN_SNATCH_DONE, ulSnatchResult, nullptr});
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] Snatch Thread Warning, Send Report Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
     }
@@ -208,7 +190,7 @@ void ReportSnatch(PLAEYR_PORT_S *pstPort, ULONG_32 ulSnatchResult) {
 ULONG_32 Player_NormalSnatchOnce(ULONG_32 ulPort, CHAR *pcFileName, ULONG_32 ulPicFormat) {
     PLAYER_GET_PORT(pstPort, ulPort);
     PICTURE_COPY_S stCopy;
-    if (DecodesOnGpu(pstPort)) {
+    if (PortCodec_UsesGpu(pstPort, word::Load(pstPort->lVideoCodecID))) {
         return RefuseGpuPicture(pstPort, &stCopy);
     }
     const ULONG_32 ulResult = CopyPicture(pstPort, &stCopy);
@@ -223,7 +205,7 @@ ULONG_32 Player_SnatchOnce(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulP
     // Both savers cut the same text, so that "pic.bmp" saved in both formats gives pic.bmp and pic.jpg.
     CHAR acName[PATH_MAX];
     snprintf(acName, sizeof(acName), "%s", pcFileName);
-    const CPictureLock oLock(&pstPort->stSnatchInfo.stMutex);
+    const CMutexGuard oLock(&pstPort->stSnatchInfo.stMutex);
     return Player_NormalSnatchOnce(ulPort, acName, ulPicFormat);
 }
 

@@ -7,6 +7,7 @@
 #include "file/mp4_parse.h"
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
@@ -111,17 +112,16 @@ ULONG_32 AddAdtsHead(PLAEYR_PORT_S *pstPort, const FILE_FRAME_INFO_S &stInfo) {
 
 /** The table's lock keeps the record from being freed; no other lock is needed for words. */
 ULONG_32 PlayTimeOfEntry(PLAYBACK_PLAY_TIME *pstEntry) {
-    QLOM_SDK_mutex_lock(&gstPortMutexLock);
-    const PLAEYR_PORT_S *pstPort = Player_GetPort(pstEntry->ulPort);
-    if (pstPort != nullptr) {
-        pstEntry->ulPlayTime = IsFilePort(pstPort) ? word::Load(pstPort->ulFilePlayTime) : Stream_PlayTime(pstPort);
+    {
+        const CMutexGuard oGuard(&gstPortMutexLock);
+        const PLAEYR_PORT_S *pstPort = Player_GetPort(pstEntry->ulPort);
+        if (pstPort != nullptr) {
+            pstEntry->ulPlayTime = IsFilePort(pstPort) ? word::Load(pstPort->ulFilePlayTime) : Stream_PlayTime(pstPort);
+            return PLAYER_ERR_OK;
+        }
     }
-    QLOM_SDK_mutex_unlock(&gstPortMutexLock);
-    if (pstPort == nullptr) {
-        LOG_ERROR("Get port[%d] Failed.", pstEntry->ulPort);
-        return PLAYER_ERR_PORT;
-    }
-    return PLAYER_ERR_OK;
+    LOG_ERROR("Get port[%d] Failed.", pstEntry->ulPort);
+    return PLAYER_ERR_PORT;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "port/player_manager.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"
+#include "port/run_messages.h"
 #include "queue/record_head.h"
 #include "source/file_play.h"
 #include "source/trick_play.h"
@@ -111,11 +112,8 @@ void ReportFileEnd(PLAEYR_PORT_S *pstPort, ULONG_32 ulFrameCtrl) {
     LOG_INFO("Port[%03d] FilePlay Thread: File Read End.", pstPort->ulPort);
     ReplaceFrameCtrl(pstPort, ulFrameCtrl, FRAME_CTRL_PAUSE);
     EndStep(pstPort);
-    REPORT_MSG_S stMsg = {};
-    stMsg.ulRunInfoType = PLAYER_RUN_INFO_MEDIA_PROCESS;
-    stMsg.uReportMsg.stRunInfo.ulPort = pstPort->ulPort;
-    stMsg.uReportMsg.stRunInfo.ulErrCode = PLAYER_ERR_FILE_END;
-    ULONG_32 ulResult = Report_SendMsg(pstPort->ulPort, &stMsg);
+    ULONG_32 ulResult =
+        Port_SendRunMsg(pstPort->ulPort, {PLAYER_RUN_INFO_MEDIA_PROCESS, PLAYER_ERR_FILE_END, 0, nullptr});
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] FilePlay Thread Warning: Send Report Failed, Error[0x%x].", pstPort->ulPort, ulResult);
     }
@@ -215,10 +213,6 @@ bool PassGates(PLAEYR_PORT_S *pstPort) {
            Deliver_PassSoundChannel(pstPort);
 }
 
-bool IsInterVideo(const PLAYER_FRAMEDATA_S &stFrame) {
-    return stFrame.lPayload == PLAYER_PAYLOAD_H264 || stFrame.lPayload == PLAYER_PAYLOAD_H265;
-}
-
 /** Decodes the frame; false when nothing came out of it. */
 bool DecodeFrame(PLAEYR_PORT_S *pstPort) {
     const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
@@ -226,14 +220,14 @@ bool DecodeFrame(PLAEYR_PORT_S *pstPort) {
     ULONG_32 ulResult = Player_FindDecode(stFrame.lPayload, pstPort);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] FilePlay Thread Warning: Find Decode Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
-        if (IsInterVideo(stFrame) && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I) {
+        if (Payload_IsInterVideo(stFrame.lPayload) && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I) {
             pstPort->bNeedIFrame = 1;
         }
         return false;
     }
     ulResult = Player_Decoder(&pstPort->stFrameData, pstPort);
     if (ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_NO_PICTURE) {
-        if (IsInterVideo(stFrame)) {
+        if (Payload_IsInterVideo(stFrame.lPayload)) {
             pstPort->bNeedIFrame = 1;
         }
         LOG_WARN("Port[%03d] FilePlay Thread Warning: Decoder Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
@@ -265,8 +259,7 @@ void Pace(FILE_LOOP_S *pstLoop) {
 
 /** Runs the picture tap; false when the picture is not to be shown. */
 bool PassPictureTap(PLAEYR_PORT_S *pstPort) {
-    if (word::Load(pstPort->lRectify) != PLAYER_VIDEO_CB_DEFAULT || pstPort->bUseGpu != 0 ||
-        pstPort->bUseGpuH265 != 0) {
+    if (word::Load(pstPort->lRectify) != PLAYER_VIDEO_CB_DEFAULT || PortCodec_WantsGpu(pstPort)) {
         return true;
     }
     Player_ExecuteDecodeCB(pstPort);

@@ -6,13 +6,16 @@
 
 #include <algorithm>
 
+#include "foundations/bytes.h"
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
 #include "pipeline/callbacks.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"
+#include "port/run_messages.h"
 #include "source/free_port.h"
 #include "source/stream_common.h"
 
@@ -71,20 +74,15 @@ void FreeSecondBuffer(PLAEYR_PORT_S *pstPort) {
     pstPort->ulRecvDataTmpLen = 0;
 }
 
-/** The table's lock beside the API lock: a close that is about to begin may be waking the port this very moment. */
-class CTableGuard {
- public:
-    CTableGuard() { QLOM_SDK_mutex_lock(&gstPortMutexLock); }
-    ~CTableGuard() { QLOM_SDK_mutex_unlock(&gstPortMutexLock); }
-};
+/* The table's lock beside the API lock: a close that is about to begin may be waking the port this very moment. */
 
 bool MakeWake(PLAEYR_PORT_S *pstPort) {
-    CTableGuard oGuard;
+    CMutexGuard oGuard(&gstPortMutexLock);
     return WakeFd_Open(&pstPort->stSourceWake);
 }
 
 void CloseWake(PLAEYR_PORT_S *pstPort) {
-    CTableGuard oGuard;
+    CMutexGuard oGuard(&gstPortMutexLock);
     WakeFd_Close(&pstPort->stSourceWake);
 }
 
@@ -184,11 +182,7 @@ bool ReceiveFramed(PLAEYR_PORT_S *pstPort, RECEIVED_S *pstReceived) {
 
 /** Tells the client that the peer closed the stream. */
 void ReportPeerClosed(PLAEYR_PORT_S *pstPort) {
-    REPORT_MSG_S stMsg = {};
-    stMsg.ulRunInfoType = PLAYER_RUN_INFO_STREAM;
-    stMsg.uReportMsg.stRunInfo.ulPort = pstPort->ulPort;
-    stMsg.uReportMsg.stRunInfo.ulErrCode = PLAYER_RUN_PEER_CLOSED;
-    ULONG_32 ulResult = Report_SendMsg(pstPort->ulPort, &stMsg);
+    ULONG_32 ulResult = Port_SendRunMsg(pstPort->ulPort, {PLAYER_RUN_INFO_STREAM, PLAYER_RUN_PEER_CLOSED, 0, nullptr});
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] NetRecv Thread Warning: Send Report Failed, Error[0x%x].", pstPort->ulPort, ulResult);
     }
@@ -280,9 +274,7 @@ bool ReceiveRound(PLAEYR_PORT_S *pstPort, bool *pbMoreDue) {
 
 bool IsHead(const CHAR *pcData) { return pcData[0] == MAGIC && (pcData[1] == 0 || pcData[1] == 2); }
 
-ULONG_32 PacketLength(const CHAR *pcHead) {
-    return static_cast<ULONG_32>(static_cast<UCHAR>(pcHead[2]) << 8 | static_cast<UCHAR>(pcHead[3]));
-}
+ULONG_32 PacketLength(const CHAR *pcHead) { return bytes::Be16(reinterpret_cast<const UCHAR *>(pcHead) + 2); }
 
 /** Offset of the first head at or behind ulFrom; ulLen when there is none. */
 ULONG_32 FindHead(const CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulFrom) {
