@@ -128,6 +128,17 @@ TEST_F(RecordControl, NamesComeOutAsTold) {
     }
 }
 
+TEST_F(RecordControl, EachRecordingCountsItsFilesFromTheStart) {
+    RecordPort port;
+    port.SplitAt(1);
+    for (const char *name : {"one", "two"}) {
+        ASSERT_TRUE(port.Start(name, PLAYER_FILE_FORMATE_TS));
+        port.PushVideo(Video());
+        port.Stop();
+        EXPECT_TRUE(std::filesystem::exists(std::string(name) + "_part1.ts"));
+    }
+}
+
 TEST_F(RecordControl, AStampOfTheStreamsOwnTimeGetsANumberWhenItIsTaken) {
     for (const char *ending : {".ts", "(1).ts"}) {
         RecordPort port;

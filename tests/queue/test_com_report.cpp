@@ -139,14 +139,16 @@ TEST_F(Report, AClientMayEndAndStartItInItsCallback) {
         pfnInClient = [] {
             Report_Cleanup();
             Report_SetReportCallBack(Callback<false>);
+            Report_ManageSetReportCallBack(Callback<true>);
             EXPECT_EQ(0u, Report_Init());
             Send(1, 16);
         };
     }
     Send(1);
-    std::vector<Event> astGot = WaitFor(2);
-    ASSERT_EQ(2u, astGot.size());
-    EXPECT_EQ(16u, astGot[1].ulType);
+    std::vector<Event> astGot = WaitFor(3);
+    ASSERT_EQ(3u, astGot.size());
+    EXPECT_EQ(16u, astGot[1].ulType) << "the event of the start before goes no further";
+    EXPECT_EQ(16u, astGot[2].ulType);
     EXPECT_NE(astGot[0].stThread, astGot[1].stThread);
 }
 

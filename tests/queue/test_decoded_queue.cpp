@@ -135,9 +135,14 @@ TEST(DecodedQueue, SingleNodeIsAlwaysGiven) {
         ASSERT_EQ(0U, oQueue.Add(Picture(2 * (600 + i % 5 * 200), 700 + i, 5)));
     }
     EXPECT_EQ(3, pucShown[0]);
+    EXPECT_GT(oQueue->ulRetiredNum, 0U);
     ASSERT_EQ(0U, oQueue.Next());
+    EXPECT_EQ(0U, oQueue->ulRetiredNum) << "what nobody can show any more is freed";
     EXPECT_EQ(5, oQueue.Held());
     EXPECT_EQ(739, oQueue.HeldPicture()->lHeight);
+    ASSERT_EQ(0U, oQueue.Add(Picture(2400, 900, 6)));
+    QUEUE_CleanupDecodedBufferQueue(oQueue.Get());
+    EXPECT_EQ(0U, oQueue->ulRetiredNum);
 }
 
 TEST(DecodedQueue, RefusesWhatIsNoPicture) {
