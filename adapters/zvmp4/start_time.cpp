@@ -22,12 +22,12 @@ int HoursAhead(time_t now) {
 
 ULONG_32 StartTime(const FORMAT_STREAM_INFO_S &info, time_t now) {
     int64_t start = info.ulPlaybackTime;
-    if (info.bFilePlay == 1) {
+    if (info.bFilePlay == 1 && start < kTenYears) {
         const int64_t today = (now + HoursAhead(now) * 3600) % kDay;
         start += now - today;
     } else if (start == 0) {
         start = now;
-    } else if (start > now + kTenYears) {
+    } else if (info.bFilePlay != 1 && start > now + kTenYears) {
         start -= kSecondsFrom1900;
     }
     return static_cast<ULONG_32>(start);

@@ -49,7 +49,8 @@ typedef struct tagFormatStreamInfo {
     ULONG_32 ulChannels;      /**< 1; ucChannelNum counts */
     ULONG_32 ulPlaybackTime;  /**< start: seconds since 1970 or, when that lies ten years ahead, since 1900; 0 is now */
     ULONG_32 ulPlayedTime;    /**< position in a played file, seconds; not looked at */
-    BOOL_T bFilePlay;         /**< 1: ulPlaybackTime counts from the local midnight */
+    BOOL_T bFilePlay;         /**< 1: a played file; ulPlaybackTime counts from 1970 or, below ten years, from today's
+                                   local midnight */
     MP4_VIDEOID_E enVideoId;  /**< VIDEO_CODEC_H264 or VIDEO_CODEC_H265 */
     MP4_AUDIOID_E enAudioId;  /**< AUDIO_CODEC_AACLC */
 } FORMAT_STREAM_INFO_S;

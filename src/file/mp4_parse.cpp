@@ -1,5 +1,7 @@
 #include "file/mp4_parse.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <ctime>
 #include <iterator>
@@ -263,6 +265,23 @@ ULONG_32 MP4_FindPrevKey(mp4_moov_box *pstParser) {
 }
 
 /* ---- time of day ----------------------------------------------------------------------------------------------- */
+
+bool MP4_ReadStartTime(FILE *pFile, ULONG_32 *pulUtc) {
+    const int lFile = pFile != nullptr ? fileno(pFile) : -1;
+    UCHAR aucHead[MP4_HEAD_SIZE];
+    UCHAR aucTail[MP4_HEAD_SIZE];
+    if (lFile < 0 || pread(lFile, aucHead, sizeof(aucHead), 0) != sizeof(aucHead) ||
+        memcmp(aucHead + 4, "ftyp", 4) != 0) {
+        return false;
+    }
+    const ULONG_32 ulSize = bytes::Be32(aucHead);
+    if (ulSize < 2 * MP4_HEAD_SIZE ||
+        pread(lFile, aucTail, sizeof(aucTail), off_t{ulSize} - MP4_HEAD_SIZE) != sizeof(aucTail)) {
+        return false;
+    }
+    *pulUtc = bytes::Be32(aucTail + 4);
+    return bytes::Be32(aucTail) == 0;
+}
 
 BOOL_T MP4_GetRealTime(FILE *pFile, ULONG_32 *pulOut) {
     if (pulOut == nullptr) {

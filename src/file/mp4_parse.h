@@ -52,6 +52,13 @@ typedef struct tagMp4FrameInfoS {
     DULONG dulTimestamp;    /**< 90 kHz ticks, on the clock of the video track */
 } MP4_FRAME_INFO_S;
 
+/**
+ * Reads the start of a recording: the last 8 bytes of a file's first box are four zeros and UTC seconds since 1970,
+ * big-endian. Reads by position, so that another thread may be reading through the stream.
+ * @return false: no such box, or another tail
+ */
+bool MP4_ReadStartTime(FILE *pFile, ULONG_32 *pulUtc);
+
 extern "C" {
 
 /** Whether bytes 4 to 7 of a file are "ftyp". The position stays; false for null. */

@@ -93,12 +93,10 @@ ULONG_32 DescribeAudio(PLAEYR_PORT_S *pstPort, FORMAT_STREAM_INFO_S *pstFormat) 
 /** When the recording starts: the stream's time, or the place within a played file whose own start is known. */
 void DescribeTime(PLAEYR_PORT_S *pstPort, FORMAT_STREAM_INFO_S *pstFormat) {
     pstFormat->ulPlaybackTime = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
-    // Only an MP4 file tells its start, and only there does looking for it leave the play thread's place alone.
-    if (!word::Load(pstPort->bFilePort) || pstPort->stFileInfo.hMp4Parser == nullptr) {
-        return;
-    }
     ULONG_32 ulStart = 0;
-    if (MP4_GetRealTime(pstPort->stFileInfo.pFile, &ulStart) == 1) {
+    // Only an MP4 file tells its start.
+    if (word::Load(pstPort->bFilePort) && pstPort->stFileInfo.hMp4Parser != nullptr &&
+        MP4_ReadStartTime(pstPort->stFileInfo.pFile, &ulStart)) {
         File_GetPlayTime(&pstPort->stFileInfo, &pstFormat->ulPlayedTime);
         pstFormat->ulPlaybackTime = ulStart + pstFormat->ulPlayedTime;
         pstFormat->bFilePlay = 1;

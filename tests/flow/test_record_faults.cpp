@@ -9,6 +9,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -232,6 +233,34 @@ TEST_F(RecordControl, APlayedFileIsRecordedFrameForFrame) {
 }
 
 /* ---- streams ---- */
+
+TEST_F(RecordControl, TheTimeOfAPlayedRecordingIsThatOfItsCopy) {
+    {
+        RecordPort port;
+        ASSERT_TRUE(port.Start("made", PLAYER_FILE_FORMATE_MP4));
+        port.PushVideo(Video());
+        port.Stop();
+    }
+    const auto stampOf = [](const char *name) {
+        const Bytes file = ReadFile(name);
+        const size_t end = file[2] * 256U + file[3];
+        return ULONG_32{file[end - 4]} << 24 | file[end - 3] << 16 | file[end - 2] << 8 | file[end - 1];
+    };
+    const ULONG_32 newYear2020 = 1577836800;
+    Bytes made = ReadFile("made.mp4");
+    for (size_t i = 0; i < 4; ++i) {
+        made[made[2] * 256U + made[3] - 4 + i] = static_cast<uint8_t>(newYear2020 >> (24 - 8 * i));
+    }
+    std::ofstream("made.mp4", std::ios::binary).write(reinterpret_cast<const char *>(made.data()), made.size());
+    FilePort port;
+    port.KeepFromDecoding();
+    ASSERT_TRUE(port.Open("made.mp4"));
+    ASSERT_TRUE(Zelvane_StartRecord(port.Number(), "copy", PLAYER_FILE_FORMATE_MP4, nullptr));
+    ASSERT_TRUE(port.Play());
+    ASSERT_TRUE(port.WaitForEnd());
+    ASSERT_TRUE(Zelvane_StopRecord(port.Number()));
+    EXPECT_NEAR(stampOf("copy.mp4"), newYear2020, 20);
+}
 
 TEST_F(RecordControl, ALossIsFollowedByTheNextKeyFrameAndAJumpOfTimeCostsAFrame) {
     RecordPort port;
