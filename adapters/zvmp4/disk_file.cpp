@@ -39,8 +39,8 @@ bool DiskFile::Create(const char *path) {
 
 bool DiskFile::Write(const void *data, size_t size, uint64_t at) {
     const char *bytes = static_cast<const char *>(data);
-    return TransferAll(
-        size, [&](size_t done) { return pwrite(fd_, bytes + done, size - done, static_cast<off_t>(at + done)); });
+    return Note(TransferAll(
+        size, [&](size_t done) { return pwrite(fd_, bytes + done, size - done, static_cast<off_t>(at + done)); }));
 }
 
 bool DiskFile::Read(void *data, size_t size, uint64_t at) {
@@ -49,11 +49,18 @@ bool DiskFile::Read(void *data, size_t size, uint64_t at) {
         size, [&](size_t done) { return pread(fd_, bytes + done, size - done, static_cast<off_t>(at + done)); });
 }
 
+bool DiskFile::Note(bool done) {
+    if (!done) {
+        last_error_ = errno;
+    }
+    return done;
+}
+
 bool DiskFile::Cut(uint64_t size) { return ftruncate(fd_, static_cast<off_t>(size)) == 0; }
 
 bool DiskFile::Allocate(uint64_t at, uint64_t size) {
-    return fallocate(fd_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(at), static_cast<off_t>(size)) == 0 ||
-           (errno != ENOSPC && errno != EDQUOT && errno != EFBIG);
+    return Note(fallocate(fd_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(at), static_cast<off_t>(size)) == 0 ||
+                (errno != ENOSPC && errno != EDQUOT && errno != EFBIG));
 }
 
 }  // namespace zv

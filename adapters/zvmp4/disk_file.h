@@ -30,9 +30,14 @@ class DiskFile {
      * disk too. Content and size stay; Cut() takes the blocks behind the end back.
      *  @return false if there is no room. Nothing is done, and true, where the file system can't do that */
     bool Allocate(uint64_t at, uint64_t size);
+    /** errno of the last write or allocation that failed; 0 for none. */
+    int LastError() const { return last_error_; }
 
  private:
+    bool Note(bool done);
+
     int fd_ = -1;
+    int last_error_ = 0;
 };
 
 }  // namespace zv

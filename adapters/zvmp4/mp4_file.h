@@ -34,6 +34,8 @@ class Mp4File {
     /** Finishes the file; once that has succeeded, later calls do nothing. @return false if the index could not be
      *  written */
     bool Finish();
+    /** Why the last write failed: errno, 0 if none did. */
+    int LastError() const { return disk_.LastError(); }
 
  private:
     enum class Track { kNone, kVideo, kAudio };

@@ -1,6 +1,7 @@
 // The exported functions: handles are checked here, the work is Mp4File's.
 #include "codec/zvmp4.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -47,7 +48,14 @@ HANDLE mp4_enc_init(const FORMAT_STREAM_INFO_S *pstInfo, HANDLE hFile) try {
 
 LONG_32 mp4_enc_frame(HANDLE hMuxer, const FORMAT_FRAME_INFO_S *pstFrame) try {
     const Muxer *muxer = MuxerOf(hMuxer);
-    return muxer != nullptr && pstFrame != nullptr ? muxer->file->TakeFrame(*pstFrame) : MP4_ENC_FAILED;
+    if (muxer == nullptr || pstFrame == nullptr) {
+        return MP4_ENC_FAILED;
+    }
+    const LONG_32 result = muxer->file->TakeFrame(*pstFrame);
+    if (result == MP4_ENC_FAILED) {
+        errno = muxer->file->LastError();
+    }
+    return result;
 } catch (const std::bad_alloc &) {
     return MP4_ENC_FAILED;
 }

@@ -103,7 +103,8 @@ ZVMP4_API HANDLE mp4_enc_init(const FORMAT_STREAM_INFO_S *pstInfo, HANDLE hFile)
  * Appends one frame by one write. Video starts with a key frame; what comes before is left out. A frame that continues
  * the picture of the frame before (a further slice with the same time stamp) becomes part of its sample.
  * @return MP4_ENC_FAILED, with everything before this frame safe and indexed in the file: bad argument, no memory,
- * write failure, or the file has reached 4 GiB and was closed off. Else MP4_ENC_OK or MP4_ENC_INDEX_IN_MEMORY
+ * write failure, or the file has reached 4 GiB and was closed off; errno then tells why a write failed, 0 if none did.
+ * Else MP4_ENC_OK or MP4_ENC_INDEX_IN_MEMORY
  */
 ZVMP4_API LONG_32 mp4_enc_frame(HANDLE hMuxer, const FORMAT_FRAME_INFO_S *pstFrame);
 

@@ -2,6 +2,7 @@
 
 #include <limits.h>
 #include <string.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
@@ -13,6 +14,7 @@
 namespace {
 
 const size_t BMP_HEAD_SIZE = 54;
+const CHAR *const TEMP_ENDING = ".temp";
 
 void CutExtension(CHAR *pcFileName, const CHAR *pcExtension) {
     CHAR *pcDot = strrchr(pcFileName, '.');
@@ -21,14 +23,15 @@ void CutExtension(CHAR *pcFileName, const CHAR *pcExtension) {
     }
 }
 
-/** A file that is being written. Both containers share the words of their failures. */
+/** A file that is being written, beside its name until it is whole. Both containers share the words of their failures.
+ */
 class CPictureFile {
  public:
     CPictureFile(CHAR *pcFileName, const CHAR *pcExtension) {
         CutExtension(pcFileName, pcExtension);
-        CHAR acPath[PATH_MAX];
-        snprintf(acPath, sizeof(acPath), "%s%s", pcFileName, pcExtension);
-        m_pFile = WYK_FileOpen(acPath, "wb", &m_ulResult);
+        snprintf(m_acPath, sizeof(m_acPath), "%s%s", pcFileName, pcExtension);
+        NameTemp();
+        m_pFile = WYK_FileOpen(m_acTemp, "wb", &m_ulResult);
         if (m_pFile == nullptr) {
             LOG_ERROR("File_SaveJpeg Failed, WYK_FileOpen Failed, Error[0x%x].", m_ulResult);
         }
@@ -44,19 +47,38 @@ class CPictureFile {
         }
     }
 
-    /** What became of it all: some disks tell that they are full only at the end. */
+    /** What became of it all: some disks tell that they are full only at the end. A picture that is not whole goes. */
     ULONG_32 Close() {
-        if (m_pFile != nullptr) {
-            const bool bWhole = fclose(m_pFile) == 0;
-            m_pFile = nullptr;
-            if (m_ulResult == PLAYER_ERR_OK && !bWhole) {
-                NoteWrite(PLAYER_ERR_DISK_FULL);
-            }
+        if (m_pFile == nullptr) {
+            return m_ulResult;
+        }
+        const bool bWhole = fclose(m_pFile) == 0;
+        m_pFile = nullptr;
+        if (m_ulResult == PLAYER_ERR_OK && !bWhole) {
+            NoteWrite(PLAYER_ERR_DISK_FULL);
+        }
+        if (m_ulResult == PLAYER_ERR_OK && rename(m_acTemp, m_acPath) != 0) {
+            NoteWrite(PLAYER_ERR_FAILED);
+        }
+        if (m_ulResult != PLAYER_ERR_OK) {
+            unlink(m_acTemp);
         }
         return m_ulResult;
     }
 
  private:
+    /** The file's own name with the ending of what is being written, cut where a name may not be so long. */
+    void NameTemp() {
+        snprintf(m_acTemp, sizeof(m_acTemp), "%s", m_acPath);
+        CHAR *pcSlash = strrchr(m_acTemp, '/');
+        CHAR *pcOwn = pcSlash != nullptr ? pcSlash + 1 : m_acTemp;
+        const size_t ulOwn = strlen(pcOwn);
+        if (ulOwn <= NAME_MAX) {  // a longer one fails at its opening, as it is
+            CHAR *pcEnd = pcOwn + std::min(ulOwn, NAME_MAX - strlen(TEMP_ENDING));
+            snprintf(pcEnd, static_cast<size_t>(m_acTemp + sizeof(m_acTemp) - pcEnd), "%s", TEMP_ENDING);
+        }
+    }
+
     void NoteWrite(ULONG_32 ulResult) {
         m_ulResult = ulResult;
         if (ulResult != PLAYER_ERR_OK) {
@@ -64,6 +86,8 @@ class CPictureFile {
         }
     }
 
+    CHAR m_acPath[PATH_MAX];
+    CHAR m_acTemp[PATH_MAX];
     FILE *m_pFile = nullptr;
     ULONG_32 m_ulResult = PLAYER_ERR_OK;
 };

@@ -33,6 +33,9 @@ typedef struct tagPortRecordS {
 
     /* ---- the file being written: record thread, else start and stop */
     CHAR szFileName[PLAYER_FILE_NAME_LEN];     /**< its name on disk, with ".temp" */
+    LONG_32 lClaim;                            /**< descriptor that holds the claim on it, plus 1; 0 for none */
+    BOOL_T bClaimMade;                         /**< the claim made the file */
+    BOOL_T bDiskFullTold;                      /**< the client knows that this recording's disk is full */
     CHAR szFileNameTemp[PLAYER_FILE_NAME_LEN]; /**< name that the final one is made of */
     FILE *pRecordFile;                         /**< TS file */
     TS_PACKET_DEC_S *pstTsRecordInfo;          /**< TS packer */

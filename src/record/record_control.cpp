@@ -11,6 +11,7 @@
 #include "output/offscreen_queue.h"
 #include "port/player_manager.h"
 #include "queue/record_head.h"
+#include "record/record_claim.h"
 #include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_name.h"
@@ -114,6 +115,7 @@ ULONG_32 MakeRing(PLAEYR_PORT_S *pstPort) {
 ULONG_32 StartThread(PLAEYR_PORT_S *pstPort, ULONG_32 ulMediaFileFormat) {
     pstPort->ulMediaFileFormat = ulMediaFileFormat;
     pstPort->bHaveAudio = 0;
+    pstPort->bDiskFullTold = 0;
     pstPort->ulRecordFileBeginTime = 0;
     pstPort->ulRecordFileEndTime = 0;
     pstPort->lStartTime = time(nullptr);  // ahead of the thread, whose first key frame is measured by it
@@ -138,7 +140,11 @@ ULONG_32 Begin(PLAEYR_PORT_S *pstPort, const CHAR *pcFileName, ULONG_32 ulMediaF
         return PLAYER_ERR_PARAM;
     }
     RecordName_Begin(pstPort, *pstFormat, pcFileName);
-    ulResult = RecordContainer_Of(pstFormat->enContainer).pfnOpen(pstPort);
+    ulResult = RecordClaim_Make(pstPort) ? RecordContainer_Of(pstFormat->enContainer).pfnOpen(pstPort)
+                                         : static_cast<ULONG_32>(PLAYER_ERR_FILE_OPEN);
+    if (ulResult == PLAYER_ERR_OK && pstPort->lClaim == 0 && !RecordClaim_Make(pstPort)) {
+        ulResult = PLAYER_ERR_FILE_OPEN;  // the folder was not there before
+    }
     if (ulResult == PLAYER_ERR_OK) {
         ulResult = MakeRing(pstPort);
     }
@@ -165,6 +171,7 @@ void Unwind(PLAEYR_PORT_S *pstPort, ULONG_32 ulMediaFileFormat, ULONG_32 ulError
         LOG_WARN("Player_StartRecord Warning, Unknown Player File Formate:[%d].", ulMediaFileFormat);
     }
     RecordWriter_Release(pstPort);
+    RecordClaim_Abandon(pstPort);
 }
 
 /** The extension without a terminator. */
@@ -206,7 +213,7 @@ void FinishFile(PLAEYR_PORT_S *pstPort, const STOP_S &stStop, CHAR (&szFinal)[PL
     RecordWriter_Release(pstPort);
     const bool bTemp = stStop.bTempNames && pstFormat->enStamp != RECORD_STAMP_STREAM;
     RecordName_Final(pstPort, *pstFormat, bTemp ? pstPort->szFileName : pstPort->szFileNameTemp, szFinal);
-    rename(pstPort->szFileName, szFinal);
+    RecordClaim_Rename(pstPort, szFinal);
 }
 
 void StopRunning(PLAEYR_PORT_S *pstPort, const STOP_S &stStop, CHAR (&szFinal)[PLAYER_FILE_NAME_LEN]) {
@@ -260,6 +267,7 @@ ULONG_32 Player_StartRecord(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ul
         return PLAYER_ERR_RECORD_STARTED;
     }
     RecordWriter_Release(pstPort);  // what Player_StopRecordEx left open
+    RecordClaim_Drop(pstPort);
     ULONG_32 ulResult = MakeRecordPort(pstPort);
     if (ulResult != PLAYER_ERR_OK) {
         return ulResult;

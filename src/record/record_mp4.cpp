@@ -1,4 +1,5 @@
 // The recording as MP4: H.264 or H.265 with AAC, which G.711 is transcoded to.
+#include <errno.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -11,6 +12,7 @@
 #include "record/record_format.h"
 #include "record/record_inner.h"
 #include "record/record_thread.h"
+#include "record/record_writer.h"
 
 namespace {
 
@@ -137,8 +139,12 @@ void DropMuxer(PLAEYR_PORT_S *pstPort) {
 
 /** Hands a frame of whatever kind to the muxer, which is gone after a failure. */
 bool Mux(PLAEYR_PORT_S *pstPort, const FORMAT_FRAME_INFO_S &stFrame) {
+    errno = 0;
     const LONG_32 lResult = mp4_enc_frame(pstPort->hMp4Handle, &stFrame);
     if (lResult == MP4_ENC_FAILED) {
+        if (errno == ENOSPC || errno == EDQUOT) {
+            Record_ReportDiskFull(pstPort);
+        }
         DropMuxer(pstPort);
         return false;
     }

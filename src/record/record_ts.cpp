@@ -2,9 +2,12 @@
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "foundations/com_log.h"
 #include "foundations/com_public_fun.h"
+#include "foundations/shared_word.h"
 #include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_inner.h"
@@ -13,6 +16,8 @@
 
 namespace {
 
+const DULONG TICKS_A_SECOND = 90000;
+const LONG_32 USUAL_RATE = 25;
 const LONG_32 FORMAT_OF_MP2 = 3; /**< lFormatType that an encoded block carries */
 
 bool IsTranscoded(LONG_32 lPayload) {
@@ -22,6 +27,14 @@ bool IsTranscoded(LONG_32 lPayload) {
 /** Payloads that have a stream in the dialect. Anything else would stop the muxer. */
 bool IsMuxed(LONG_32 lPayload) {
     return Payload_IsVideo(lPayload) || Payload_IsAudio(lPayload) || lPayload == PLAYER_PAYLOAD_DATA;
+}
+
+/** A stream that was pushed as bare frames has no stamps: each of its frames lasts as long as the rate says. */
+void PaceWithoutStamps(PLAEYR_PORT_S *pstPort, const PLAYER_FRAMEDATA_S &stFrame) {
+    if (stFrame.dulTimestamp == 0 && pstPort->dulPreTimeStamp == 0) {
+        const LONG_32 lFrameRate = word::Load(pstPort->stStateInfo.lFrameRate);
+        pstPort->dulTotalTimeStamp += TICKS_A_SECOND / static_cast<DULONG>(lFrameRate > 0 ? lFrameRate : USUAL_RATE);
+    }
 }
 
 ULONG_32 BeginFile(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
@@ -52,10 +65,12 @@ ULONG_32 Pack(PLAEYR_PORT_S *pstPort, UCHAR **ppucData, ULONG_32 *pulLen) {
     return File_PacketData(pstPort->pstTsRecordInfo, &stPacked, FILE_PACKET_TYPE_TS, ppucData, pulLen);
 }
 
-void ReportFull(PLAEYR_PORT_S *pstPort) {
-    ULONG_32 ulResult = Record_Report(pstPort, PLAYER_ERR_DISK_FULL, nullptr);
-    if (ulResult != PLAYER_ERR_OK) {
-        LOG_WARN("Port[%03d] Record Thread Warning: Send Report Failed, Error[0x%x].", pstPort->ulPort, ulResult);
+/** Readers look for the last clock from the end of a file, in steps of a packet. */
+void CutToWholePackets(FILE *pFile) {
+    struct stat stStat;
+    if (fstat(fileno(pFile), &stStat) == 0 && stStat.st_size % TS_PACKET_SIZE != 0 &&
+        ftruncate(fileno(pFile), stStat.st_size - stStat.st_size % TS_PACKET_SIZE) == 0) {
+        fseeko(pFile, 0, SEEK_END);
     }
 }
 
@@ -70,8 +85,9 @@ ULONG_32 WriteFrame(PLAEYR_PORT_S *pstPort) {
     ulResult = WYK_FileWrite(pstPort->pRecordFile, pucData, ulLen);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] Record Thread: WYK_FileWrite Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        CutToWholePackets(pstPort->pRecordFile);
         if (ulResult == PLAYER_ERR_DISK_FULL) {
-            ReportFull(pstPort);
+            Record_ReportDiskFull(pstPort);
         }
     }
     return ulResult;
@@ -158,6 +174,7 @@ ULONG_32 RecordTs_Frame(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat)
         pstLoop->dulAudioStamp = stFrame.dulTimestamp;
         return PLAYER_ERR_OK;
     }
+    PaceWithoutStamps(pstPort, stFrame);
     Record_Rebase(pstLoop, 1);
     stFrame.dulTimestamp = pstPort->dulTotalTimeStamp;
     pstLoop->dulAudioStamp = pstPort->dulTotalTimeStamp;
@@ -189,6 +206,7 @@ void Player_Mp2WriteToTS(UCHAR *pucData, LONG_32 lLen, DLONG dlTimeStamp, void *
     ulResult = WYK_FileWrite(pstPort->pRecordFile, pucData, ulLen);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Player_Mp2WriteToTS: WYK_FileWrite Failed, Error:[0x%x].", ulResult);
+        CutToWholePackets(pstPort->pRecordFile);
     }
 }
 

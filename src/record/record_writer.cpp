@@ -1,5 +1,6 @@
 #include "record/record_writer.h"
 
+#include "foundations/com_log.h"
 #include "port/run_messages.h"
 #include "record/record_container.h"
 
@@ -32,4 +33,15 @@ void RecordWriter_Release(PLAEYR_PORT_S *pstPort) {
 
 ULONG_32 Record_Report(const PLAEYR_PORT_S *pstPort, ULONG_32 ulCode, const CHAR *pcFilePath) {
     return Port_SendRunMsg(pstPort->ulPort, {PLAYER_RUN_INFO_RECORD_VIDEO, ulCode, 0, pcFilePath});
+}
+
+void Record_ReportDiskFull(PLAEYR_PORT_S *pstPort) {
+    if (pstPort->bDiskFullTold) {
+        return;
+    }
+    pstPort->bDiskFullTold = 1;
+    ULONG_32 ulResult = Record_Report(pstPort, PLAYER_ERR_DISK_FULL, nullptr);
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_WARN("Port[%03d] Record Thread Warning: Send Report Failed, Error[0x%x].", pstPort->ulPort, ulResult);
+    }
 }

@@ -10,6 +10,9 @@
 /** Finishes and releases whatever is open, of any container. */
 void RecordWriter_Release(PLAEYR_PORT_S *pstPort);
 
+/** Tells the client, once a recording, that the disk is full. */
+void Record_ReportDiskFull(PLAEYR_PORT_S *pstPort);
+
 /** Tells the client of an event of the recording. @param pcFilePath file concerned, or null. @return of Report_SendMsg
  */
 ULONG_32 Record_Report(const PLAEYR_PORT_S *pstPort, ULONG_32 ulCode, const CHAR *pcFilePath);

@@ -1,10 +1,9 @@
 #include "record/rollover.h"
 
-#include <stdio.h>
-
 #include "bits/dsp_mcfw_preparse.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "record/record_claim.h"
 #include "record/record_container.h"
 #include "record/record_format.h"
 #include "record/record_name.h"
@@ -137,10 +136,10 @@ bool ChangeFile(PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat, CHAR (&
     const RECORD_CONTAINER_S &stContainer = RecordContainer_Of(stFormat.enContainer);
     stContainer.pfnCloseFile(pstPort);
     RecordName_Final(pstPort, stFormat, pstPort->szFileNameTemp, szFinal);
-    rename(pstPort->szFileName, szFinal);
+    RecordClaim_Rename(pstPort, szFinal);
     RecordName_Next(pstPort, stFormat);
     ReportRolled(pstPort, szFinal);
-    if (stContainer.pfnOpenNext(pstPort)) {
+    if (RecordClaim_Make(pstPort) && stContainer.pfnOpenNext(pstPort)) {
         return true;
     }
     ReportOpenFailed(pstPort);

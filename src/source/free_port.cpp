@@ -7,6 +7,7 @@
 #include "pipeline/render_stage.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
+#include "record/record_claim.h"
 #include "record/record_control.h"
 #include "record/record_writer.h"
 #include "source/source_kind.h"
@@ -19,6 +20,7 @@ void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
         Player_StopRecord(pstPort->ulPort);
     }
     RecordWriter_Release(pstPort);  // what Player_StopRecordEx left open
+    RecordClaim_Drop(pstPort);
     if (word::Load(pstPort->bStartVideo)) {
         Player_StopPlay(pstPort->ulPort);
     }
