@@ -45,6 +45,7 @@ typedef struct tagPortRecordS {
     BOOL_T bInitAviRecordInfo;                 /**< it knows its streams */
     HANDLE hMp4File;                           /**< MP4 file */
     HANDLE hMp4Handle;                         /**< its muxer, once it knows its streams */
+    DULONG dulMp4Room;                         /**< bytes that the MP4 file had ahead of its first frame */
     MP4_SPS_PPS_INFO *pstMp4SpsPpsInfo;        /**< parameter sets of the MP4 file's H.264 stream */
 
     /* ---- rollover: record thread; limits are words of the client's */

@@ -248,6 +248,7 @@ bool WriteEncoded(PLAEYR_PORT_S *pstPort, UCHAR *pucData, ULONG_32 ulLen, DLONG 
 /* ---- the file ---- */
 
 bool OpenNext(PLAEYR_PORT_S *pstPort) {
+    pstPort->dulMp4Room = 0;
     return RecordContainer_Keep(&pstPort->hMp4File, mp4_file_open(pstPort->szFileName, MP4_OPEN_FLAGS, MP4_OPEN_MODE));
 }
 
@@ -277,6 +278,12 @@ void Release(PLAEYR_PORT_S *pstPort) {
     free(pstPort->pstMp4SpsPpsInfo);
     pstPort->pstMp4SpsPpsInfo = nullptr;
     CloseFile(pstPort);
+}
+
+/** The room that the muxer lays out for its index holds nothing of the stream. */
+DULONG Size(const PORT_RECORD_S *pstRecord) {
+    const DULONG dulSize = RecordContainer_SizeOnDisk(pstRecord);
+    return dulSize > pstRecord->dulMp4Room ? dulSize - pstRecord->dulMp4Room : 0;
 }
 
 bool IsAtBegin(const PORT_RECORD_S *pstRecord) { return pstRecord->hMp4Handle == nullptr; }
@@ -316,6 +323,9 @@ ULONG_32 Player_Mp4EncInit(PLAEYR_PORT_S *pstPort) {
         return Record_WaitForKeyFrame(pstPort, PLAYER_ERR_FAILED);
     }
     pstPort->dlVideoSequence = 0;
+    if (pstPort->dulMp4Room == 0) {
+        pstPort->dulMp4Room = RecordContainer_SizeOnDisk(pstPort);
+    }
     return PLAYER_ERR_OK;
 }
 
@@ -356,5 +366,5 @@ void Player_Mp2WriteToMp4(UCHAR *pucData, LONG_32 lLen, DLONG, void *pUser) {
 }
 
 const RECORD_CONTAINER_S gstMp4RecordContainer = {
-    ".mp4",    PLAYER_FILE_FORMATE_MP4_ADD_RCD_TIME, 0,      0, Open, OpenNext, CloseFile, RecordMp4_Frame,
-    IsAtBegin, RecordContainer_SizeOnDisk,           Release};
+    ".mp4", PLAYER_FILE_FORMATE_MP4_ADD_RCD_TIME, 0, 0, Open, OpenNext, CloseFile, RecordMp4_Frame, IsAtBegin, Size,
+    Release};
