@@ -95,9 +95,10 @@ bool Mp4File::Begin(const FORMAT_STREAM_INFO_S &info) {
     movie.video = video_.Empty() ? movie.video : movie_.video;
     movie.audio = audio_.Empty() ? movie.audio : movie_.audio;
     movie_ = movie;
-    sample_ = SampleBytes(movie.video.h265);
-    sample_key_ = false;
-    joinable_ = false;
+    if (empty || sample_.Size() == 0 || sample_.H265() != movie.video.h265) {
+        sample_ = SampleBytes(movie.video.h265);
+        sample_key_ = false;
+    }
     uint64_t room = 0;
     if (!WriteFtyp(&room)) {
         return false;

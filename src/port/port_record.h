@@ -6,8 +6,10 @@
 #define ZELVANE_PORT_PORT_RECORD_H
 
 #include "codec/module_code.h"
+#include "codec/zvmp4.h"
 #include "file/mp4_parse.h"
 #include "foundations/player_types.h"
+#include "intake/module_rtp.h"
 #include "intake/module_ts.h"
 #include "queue/module_queue.h"
 
@@ -45,6 +47,9 @@ typedef struct tagPortRecordS {
     BOOL_T bInitAviRecordInfo;                 /**< it knows its streams */
     HANDLE hMp4File;                           /**< MP4 file */
     HANDLE hMp4Handle;                         /**< its muxer, once it knows its streams */
+    FORMAT_STREAM_INFO_S stRecFormat;          /**< what the MP4 file announces */
+    RTP_AUDIO_INFO_S stRecAac;                 /**< AAC as the heads of the recording's own frames describe it */
+    BOOL_T bRecAacKnown;                       /**< one was read */
     DULONG dulMp4Room;                         /**< bytes that the MP4 file had ahead of its first frame */
     MP4_SPS_PPS_INFO *pstMp4SpsPpsInfo;        /**< parameter sets of the MP4 file's H.264 stream */
 

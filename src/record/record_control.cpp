@@ -116,6 +116,7 @@ ULONG_32 StartThread(PLAEYR_PORT_S *pstPort, ULONG_32 ulMediaFileFormat) {
     pstPort->ulMediaFileFormat = ulMediaFileFormat;
     pstPort->bHaveAudio = 0;
     pstPort->bDiskFullTold = 0;
+    pstPort->bRecAacKnown = 0;
     pstPort->ulRecordFileBeginTime = 0;
     pstPort->ulRecordFileEndTime = 0;
     pstPort->lStartTime = time(nullptr);  // ahead of the thread, whose first key frame is measured by it

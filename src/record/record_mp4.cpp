@@ -19,6 +19,7 @@ namespace {
 const LONG_32 MP4_OPEN_FLAGS = 65;
 const LONG_32 MP4_OPEN_MODE = 777;
 const DULONG TICKS_A_MS = 90;
+const ULONG_32 TICKS_A_SECOND = 90000;
 const DULONG MS_A_SECOND = 1000;
 const UCHAR NAL_SPS = 7;
 const UCHAR NAL_PPS = 8;
@@ -63,8 +64,12 @@ void KeepParamSets(PLAEYR_PORT_S *pstPort) {
     KeepParamSet(stFrame, {"PPS", NAL_PPS, pstInfo->szPps, &pstInfo->lPpsLen, sizeof(pstInfo->szPps) - 1});
 }
 
-/** The AAC format of the stream, if AAC was the sound last seen on the port or by its recording. */
+/** The AAC format of the stream: as its frames say, else if AAC was the sound last seen on the port or by its
+ * recording. */
 RTP_AUDIO_INFO_S AudioOf(const PLAEYR_PORT_S *pstPort) {
+    if (pstPort->bRecAacKnown) {
+        return pstPort->stRecAac;
+    }
     const PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
     if (pstRecord->stRtpAudioStreamInfo.enRTPPacketTypePre == PLAYER_PAYLOAD_AAC) {
         return pstRecord->stRtpAudioInfo;
@@ -179,10 +184,25 @@ void WriteVideo(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
     WriteFrame(pstLoop, stFrame, stFormat);
 }
 
-/** Milliseconds of an audio stamp, which counts samples from the file's first. False for a rate that is none. */
+/** Ticks a second of the frame in hand: samples over RTP, else the 90 kHz of files and transport streams. 0: no rate.
+ */
+ULONG_32 ClockOfAudio(const PLAEYR_PORT_S *pstPort) {
+    const PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
+    if (word::Load(pstPort->bFilePort) || pstRecord->ulCurStreamType == STREAM_TYPE_TS) {
+        return TICKS_A_SECOND;
+    }
+    const ULONG_32 ulIndex =
+        pstPort->bRecAacKnown ? pstPort->stRecAac.ucFrequencyIndex : pstRecord->stRtpAudioInfo.ucFrequencyIndex;
+    if (ulIndex >= RECORD_AAC_RATES) {
+        LOG_ERROR("Port[%03d] Record Thread: Error Sample Rate Index:[%d].", pstPort->ulPort, ulIndex);
+        return 0;
+    }
+    return gaulAACSampleRate[ulIndex];
+}
+
+/** Milliseconds of an audio stamp, which counts from the file's first. False for a rate that is none. */
 bool TimeOfAudio(RECORD_LOOP_S *pstLoop, DLONG *pdlTime) {
-    const PLAEYR_PORT_S *pstRecord = pstLoop->pstPort->pstReordPort;
-    const DULONG dulStamp = pstRecord->stFrameData.dulTimestamp;
+    const DULONG dulStamp = pstLoop->pstPort->pstReordPort->stFrameData.dulTimestamp;
     if (!pstLoop->bAudioBegun) {
         pstLoop->dulAudioBeginTimeStamp = dulStamp;
         pstLoop->bAudioBegun = 1;
@@ -191,19 +211,57 @@ bool TimeOfAudio(RECORD_LOOP_S *pstLoop, DLONG *pdlTime) {
     if (dulStamp <= pstLoop->dulAudioBeginTimeStamp) {
         return true;
     }
-    const ULONG_32 ulIndex = pstRecord->stRtpAudioInfo.ucFrequencyIndex;
-    if (ulIndex >= RECORD_AAC_RATES) {
-        LOG_ERROR("Port[%03d] Record Thread: Error Sample Rate Index:[%d].", pstLoop->pstPort->ulPort, ulIndex);
+    const ULONG_32 ulClock = ClockOfAudio(pstLoop->pstPort);
+    if (ulClock == 0) {
         return false;
     }
-    const DULONG dulSamples = dulStamp - pstLoop->dulAudioBeginTimeStamp;
-    *pdlTime = static_cast<DLONG>(dulSamples * MS_A_SECOND / gaulAACSampleRate[ulIndex]);
+    *pdlTime = static_cast<DLONG>((dulStamp - pstLoop->dulAudioBeginTimeStamp) * MS_A_SECOND / ulClock);
     pstLoop->dulAudioStamp = dulStamp;
     return true;
 }
 
+/** What the ADTS head of a frame says (ISO/IEC 13818-7, 6.2); false without one. */
+bool ReadAdts(const PLAYER_FRAMEDATA_S &stFrame, RTP_AUDIO_INFO_S *pstInfo) {
+    const UCHAR *pucHead = stFrame.pucData;
+    if (stFrame.lPayload != PLAYER_PAYLOAD_AAC || stFrame.lDataLen <= RECORD_ADTS_HEAD || pucHead[0] != 0xFF ||
+        (pucHead[1] & 0xF0) != 0xF0) {
+        return false;
+    }
+    *pstInfo = {};
+    pstInfo->ucAudioType = static_cast<UCHAR>((pucHead[2] >> 6) + 1);
+    pstInfo->ucFrequencyIndex = (pucHead[2] >> 2) & 15;
+    pstInfo->ucChannelNum = static_cast<UCHAR>((pucHead[2] & 1) << 2 | pucHead[3] >> 6);
+    return pstInfo->ucFrequencyIndex < RECORD_AAC_RATES && pstInfo->ucChannelNum != 0;
+}
+
+/** A file was announced before its sound was heard: the muxer begins again, behind what it holds, with what that is. */
+void AnnounceAudio(PLAEYR_PORT_S *pstPort, const RTP_AUDIO_INFO_S &stAac) {
+    FORMAT_STREAM_INFO_S stFormat = pstPort->stRecFormat;
+    pstPort->stRecAac = stAac;
+    pstPort->bRecAacKnown = 1;
+    if (DescribeAudio(pstPort, &stFormat) != PLAYER_ERR_OK) {
+        return;
+    }
+    HANDLE hMuxer = mp4_enc_init(&stFormat, pstPort->hMp4File);
+    if (hMuxer != nullptr) {
+        free(pstPort->hMp4Handle);
+        pstPort->hMp4Handle = hMuxer;
+        pstPort->stRecFormat = stFormat;
+    }
+}
+
+bool IsAnnounced(const PLAEYR_PORT_S *pstPort, const RTP_AUDIO_INFO_S &stAac) {
+    const FORMAT_STREAM_INFO_S &stFormat = pstPort->stRecFormat;
+    return stFormat.ucAudioType == stAac.ucAudioType && stFormat.ucFrequencyIndex == stAac.ucFrequencyIndex &&
+           stFormat.ucChannelNum == stAac.ucChannelNum;
+}
+
 void WriteAudio(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
     const PLAYER_FRAMEDATA_S &stData = pstLoop->pstPort->pstReordPort->stFrameData;
+    RTP_AUDIO_INFO_S stAac;
+    if (!pstLoop->bAudioBegun && ReadAdts(stData, &stAac) && !IsAnnounced(pstLoop->pstPort, stAac)) {
+        AnnounceAudio(pstLoop->pstPort, stAac);
+    }
     FORMAT_FRAME_INFO_S stFrame = {};
     if (stData.lDataLen <= RECORD_ADTS_HEAD || !TimeOfAudio(pstLoop, &stFrame.dlTimeStamp)) {
         return;
@@ -322,6 +380,7 @@ ULONG_32 Player_Mp4EncInit(PLAEYR_PORT_S *pstPort) {
         LOG_ERROR("Port[%03d] Player_Mp4EncInit Failed, Call mp4_enc_init Failed.", pstPort->ulPort);
         return Record_WaitForKeyFrame(pstPort, PLAYER_ERR_FAILED);
     }
+    pstPort->stRecFormat = stFormat;
     pstPort->dlVideoSequence = 0;
     if (pstPort->dulMp4Room == 0) {
         pstPort->dulMp4Room = RecordContainer_SizeOnDisk(pstPort);

@@ -234,6 +234,27 @@ TEST_F(RecordControl, APlayedFileIsRecordedFrameForFrame) {
 
 /* ---- streams ---- */
 
+// Ten seconds of sound are ten seconds of the same sound, whatever its rate, and wherever the first key frame comes.
+TEST_F(RecordControl, SoundOfAPlayedFileKeepsItsRateAndLength) {
+    ASSERT_TRUE(
+        support::Ffmpeg("-f lavfi -i testsrc2=size=320x180:rate=25 -f lavfi -i sine=440:sample_rate=48000 "
+                        "-pix_fmt yuv420p -c:v libx264 -preset ultrafast -x264-params keyint=25:bframes=0 "
+                        "-c:a aac -ac 2 -t 10",
+                        "stereo.mp4"));
+    FilePort port;
+    port.KeepFromDecoding();
+    ASSERT_TRUE(port.Open("stereo.mp4"));
+    ASSERT_TRUE(Zelvane_SpeedPlay(port.Number(), PLAYER_SPEED_2_FORWARD));
+    ASSERT_TRUE(Zelvane_PausePlay(port.Number(), 1));
+    ASSERT_TRUE(Zelvane_StartRecord(port.Number(), "copy", PLAYER_FILE_FORMATE_MP4, nullptr));
+    ASSERT_TRUE(port.Play());
+    ASSERT_TRUE(port.WaitForEnd());
+    ASSERT_TRUE(Zelvane_StopRecord(port.Number()));
+    EXPECT_EQ(Probe("copy.mp4", "-select_streams a -show_entries stream=codec_name,sample_rate,channels"), "aac,48000,2");
+    EXPECT_NEAR(std::stod(Probe("copy.mp4", "-select_streams a -show_entries stream=duration")), 10.0, 0.1);
+    EXPECT_EQ(support::LinesOf("ffmpeg -v error -i copy.mp4 -map 0:a -f null - 2>&1").size(), 0U) << "no decode errors";
+}
+
 TEST_F(RecordControl, TheTimeOfAPlayedRecordingIsThatOfItsCopy) {
     {
         RecordPort port;
