@@ -101,11 +101,15 @@ bool SkipsEmpty(avi_t *pstAvi, const AVI_FRAME_INFO_S &stFrame) {
     return true;
 }
 
-/** Reads the next chunk, whose frame has been described. */
-ULONG_32 ReadChunk(avi_t *pstAvi, AVI_FRAME_INFO_S *pstFrame) {
+/** Reads the next chunk, whose frame has been described. @param bFrame it has to be that frame, found by the index */
+ULONG_32 ReadChunk(avi_t *pstAvi, bool bFrame, AVI_FRAME_INFO_S *pstFrame) {
     const long lFrame = pstAvi->video_pos;
     DLONG dlLen = 0;
-    const AVI_CHUNK_E enChunk = Avi_ReadNext(pstAvi, pstFrame->pucData, pstFrame->pucData, &dlLen);
+    AVI_CHUNK_E enChunk = Avi_ReadNext(pstAvi, pstFrame->pucData, pstFrame->pucData, &dlLen);
+    if (bFrame && enChunk != AVI_CHUNK_END && pstAvi->video_pos == lFrame) {
+        enChunk = AVI_CHUNK_BAD;  // the index points to something else, and would do so again
+        Avi_SkipFrame(pstAvi);
+    }
     pstFrame->ulDataSize = static_cast<ULONG_32>(dlLen);
     switch (enChunk) {
         case AVI_CHUNK_VIDEO:
@@ -286,7 +290,12 @@ ULONG_32 AVI_GetOneFrameData(HANDLE hParser, ULONG_32 ulGetType, AVI_FRAME_INFO_
         return ulResult;
     }
     Describe(pstAvi, pstFrame);
-    return SkipsEmpty(pstAvi, *pstFrame) ? NoSize() : ReadChunk(pstAvi, pstFrame);
+    if (SkipsEmpty(pstAvi, *pstFrame)) {
+        return NoSize();
+    }
+    const bool bFrame =
+        ulGetType == AVI_FRAME_GET_TYPE_ONLY_I_FRAME || ulGetType == AVI_FRAME_GET_TYPE_ONLY_VIDEO_FRAME;
+    return ReadChunk(pstAvi, bFrame, pstFrame);
 }
 
 ULONG_32 AVI_SetPlayTime(HANDLE hParser, ULONG_32 ulSeconds, LONG_32 lFrameRate) {

@@ -152,7 +152,7 @@ long WalkFile(PARSE_S *pstParse) {
     if (pstParse->pucHeaders == nullptr) {
         return AVI_ERR_NO_HDRL;
     }
-    return pstParse->pstAvi->movi_start != 0 ? 0 : AVI_ERR_NO_MOVI;
+    return pstParse->pstAvi->movi_start != 0 ? 0 : long{AVI_ERR_NO_MOVI};
 }
 
 /* ---- headers ---- */
@@ -289,7 +289,7 @@ long WalkHeaders(const PARSE_S &stParse) {
             return AVI_ERR_NO_MEM;
         }
     }
-    return stWalk.bVideo ? 0 : AVI_ERR_NO_VIDS;
+    return stWalk.bVideo ? 0 : long{AVI_ERR_NO_VIDS};
 }
 
 void MakeTag(char *pcTag, long lNumber, const char *pcKind) {
