@@ -152,11 +152,14 @@ void Clear(AVI_FRAME_INFO_S *pstFrame) {
     pstFrame->pucData = pucData;
 }
 
-/** Reads the frame at hand and says what its units tell. @return 0 when it is one that was searched for */
+/** Reads the frame at hand and says what its units tell. */
 ULONG_32 LookAtFrame(avi_t *pstAvi, AVI_FRAME_INFO_S *pstFrame, SpVerdict *penVerdict) {
     Describe(pstAvi, pstFrame);
     const DLONG dlLen = AVI_read_frame(pstAvi, pstFrame->pucData, nullptr);
-    if (dlLen <= 0) {
+    if (dlLen == 0) {
+        return PLAYER_ERR_OK;
+    }
+    if (dlLen < 0) {
         LOG_ERROR("AVI_GetOneFrameData Failed, AVI_read_frame Failed.");
         return PLAYER_ERR_FAILED;
     }
