@@ -264,6 +264,8 @@ ULONG_32 AVI_GetAviInfo(HANDLE hParser, AVI_INFO_S *pstInfo) {
         return PLAYER_ERR_PARAM;
     }
     *pstInfo = {};
+    pstInfo->ulVideoType = PayloadOf(pstAvi);
+    pstInfo->ulAudioType = pstAvi->anum > 0 ? PLAYER_PAYLOAD_MP1L2 : PLAYER_PAYLOAD_NULL;
     pstInfo->ulFrameRate = Cut<ULONG_32>(AVI_frame_rate(pstAvi), UINT32_MAX);
     if (pstInfo->ulFrameRate == 0) {
         LOG_WARN("AVI_GetAviInfo Failed, Framerate == 0.");

@@ -24,8 +24,8 @@ typedef enum tagAviFrameGetTypeE {
 
 /** Properties of a file. */
 typedef struct tagAviInfoS {
-    ULONG_32 ulVideoType; /**< unused */
-    ULONG_32 ulAudioType; /**< unused */
+    ULONG_32 ulVideoType; /**< PLAYER_PAYLOAD_E, PLAYER_PAYLOAD_NULL for a codec that is not played */
+    ULONG_32 ulAudioType; /**< the same: PLAYER_PAYLOAD_MP1L2, or PLAYER_PAYLOAD_NULL without sound */
     ULONG_32 ulFrameRate; /**< frames a second */
     ULONG_32 ulPlayTime;  /**< seconds */
 } AVI_INFO_S;
