@@ -90,32 +90,51 @@ struct CHUNK_S {
     UCHAR aucHead[AVI_CHUNK_HEAD];
     DLONG dlBody; /**< its place */
     DLONG dlSize;
-    DLONG dlAhead; /**< bytes that came with the head, into the video buffer; -1 if not all that were asked for */
+    const UCHAR *pucAhead; /**< buffer into which data came along with the head */
+    DLONG dlAhead;         /**< how many; -1 if not all that were asked for */
 };
 
+/** Length of the chunk that the index of the current track has at a place; 0 for none. */
+DLONG SoundAt(const avi_t *pstAvi, DLONG dlBody) {
+    const track_t *pstTrack = pstAvi->aptr < pstAvi->anum ? &pstAvi->track[pstAvi->aptr] : nullptr;
+    if (pstTrack == nullptr || pstTrack->audio_index == nullptr) {
+        return 0;
+    }
+    const audio_index_entry *pstTo = pstTrack->audio_index + pstTrack->audio_chunks;
+    const audio_index_entry *pstAt =
+        std::partition_point(static_cast<const audio_index_entry *>(pstTrack->audio_index), pstTo,
+                             [dlBody](const audio_index_entry &stEntry) { return stEntry.pos < dlBody; });
+    return pstAt != pstTo && pstAt->pos == dlBody ? pstAt->len : 0;
+}
+
+/** Length of the frame at video_pos if it stands at a place; 0 otherwise. */
+DLONG FrameAt(const avi_t *pstAvi, DLONG dlBody) {
+    const bool bFrame = pstAvi->video_index != nullptr && IsFrame(pstAvi, pstAvi->video_pos);
+    return bFrame && pstAvi->video_index[pstAvi->video_pos].pos == dlBody ? pstAvi->video_index[pstAvi->video_pos].len
+                                                                          : 0;
+}
+
 /**
- * Reads a head. Where the index says that the next frame stands, its data come along, which saves a system call a
- * frame.
+ * Reads a head. Where the index says what stands here its data come along, which saves a system call a chunk.
  * @return false at the end of the file
  */
-bool ReadHead(avi_t *pstAvi, UCHAR *pucVideo, CHUNK_S *pstChunk) {
-    DLONG dlAhead = 0;
-    if (pstAvi->video_index != nullptr && IsFrame(pstAvi, pstAvi->video_pos)) {
-        const video_index_entry &stNext = pstAvi->video_index[pstAvi->video_pos];
-        const bool bHere = stNext.pos == pstAvi->pos + AVI_CHUNK_HEAD && stNext.len <= CHUNK_MAX;
-        dlAhead = bHere ? stNext.len : 0;
-    }
+bool ReadHead(avi_t *pstAvi, UCHAR *pucVideo, UCHAR *pucAudio, CHUNK_S *pstChunk) {
+    pstChunk->dlBody = pstAvi->pos + AVI_CHUNK_HEAD;
+    const DLONG dlFrame = FrameAt(pstAvi, pstChunk->dlBody);
+    const DLONG dlWanted = dlFrame != 0 ? dlFrame : SoundAt(pstAvi, pstChunk->dlBody);
+    const DLONG dlAhead = dlWanted <= CHUNK_MAX ? dlWanted : 0;
+    UCHAR *pucAhead = dlFrame != 0 ? pucVideo : pucAudio;
     UCHAR ucPad;
     iovec astParts[] = {{pstChunk->aucHead, AVI_CHUNK_HEAD},
-                        {pucVideo, static_cast<size_t>(dlAhead)},
+                        {pucAhead, static_cast<size_t>(dlAhead)},
                         {&ucPad, static_cast<size_t>(dlAhead & 1)}};
     const DLONG dlRead = static_cast<DLONG>(Avi_ReadParts(pstAvi->fdes, astParts, 3));
-    pstChunk->dlBody = pstAvi->pos + AVI_CHUNK_HEAD;
     pstAvi->pos += dlRead;
     if (dlRead < AVI_CHUNK_HEAD) {
         return false;
     }
     pstChunk->dlSize = str2ulong(pstChunk->aucHead + 4);
+    pstChunk->pucAhead = pucAhead;
     pstChunk->dlAhead = dlRead == AVI_CHUNK_HEAD + Avi_Even(dlAhead) ? dlAhead : -1;
     return true;
 }
@@ -127,8 +146,8 @@ bool SkipChunk(avi_t *pstAvi, const CHUNK_S &stChunk) {
 }
 
 /** Reads a chunk's data. On failure the chunk has been passed over. */
-bool ReadBody(avi_t *pstAvi, const CHUNK_S &stChunk, bool bVideo, UCHAR *pucTo) {
-    if (bVideo && stChunk.dlAhead == stChunk.dlSize) {
+bool ReadBody(avi_t *pstAvi, const CHUNK_S &stChunk, UCHAR *pucTo) {
+    if (stChunk.dlAhead == stChunk.dlSize && stChunk.pucAhead == pucTo) {
         return true;
     }
     if (stChunk.dlSize > CHUNK_MAX || (pstAvi->pos != stChunk.dlBody && Seek(pstAvi, stChunk.dlBody) != 0)) {
@@ -158,15 +177,15 @@ AVI_CHUNK_E Avi_ReadNext(avi_t *pstAvi, UCHAR *pucVideo, UCHAR *pucAudio, DLONG 
     *pdlLen = 0;
     for (int i = 0; i < CHUNKS_A_READ; ++i) {
         CHUNK_S stChunk;
-        if (!ReadHead(pstAvi, pucVideo, &stChunk) || !Avi_IsId(stChunk.aucHead)) {
+        if (!ReadHead(pstAvi, pucVideo, pucAudio, &stChunk) || !Avi_IsId(stChunk.aucHead)) {
             return AVI_CHUNK_END;
         }
         if (Avi_IsVideo(pstAvi, stChunk.aucHead)) {
             SetFrame(pstAvi, pstAvi->video_pos + 1);
-            return Finish(AVI_CHUNK_VIDEO, ReadBody(pstAvi, stChunk, true, pucVideo), stChunk.dlSize, pdlLen);
+            return Finish(AVI_CHUNK_VIDEO, ReadBody(pstAvi, stChunk, pucVideo), stChunk.dlSize, pdlLen);
         }
         if (pstAvi->aptr < pstAvi->anum && Avi_IsAudio(pstAvi->track[pstAvi->aptr], stChunk.aucHead)) {
-            return Finish(AVI_CHUNK_AUDIO, ReadBody(pstAvi, stChunk, false, pucAudio), stChunk.dlSize, pdlLen);
+            return Finish(AVI_CHUNK_AUDIO, ReadBody(pstAvi, stChunk, pucAudio), stChunk.dlSize, pdlLen);
         }
         if (!SkipChunk(pstAvi, stChunk)) {
             return AVI_CHUNK_END;
