@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "file/module_avi.h"
 #include "file/module_file.h"
 #include "foundations/com_log.h"
 
@@ -76,8 +77,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             TakeStep(&file, data + at);
         }
         Read(&file, FRAME_CTRL_PLAY);
-    } else if (file.pFile != nullptr || file.pucFrameDataAddr != nullptr || file.hMp4Parser != nullptr) {
+    } else if (file.pFile != nullptr || file.pucFrameDataAddr != nullptr || file.hMp4Parser != nullptr ||
+               file.hAviParser != nullptr) {
         abort();
+    }
+    if (file.hAviParser != nullptr) {
+        AVI_FileClose(nullptr, file.hAviParser);
     }
     File_ReleaseFileParser(&file);
     return 0;

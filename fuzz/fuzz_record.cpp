@@ -15,7 +15,7 @@
 namespace {
 
 constexpr int READS_MAX = 4096;
-constexpr ULONG_32 FORMATS = PLAYER_FILE_FORMATE_VIDEO_TS_ADD_RCD_TIME + 1;  // no AVI
+constexpr ULONG_32 FORMATS = PLAYER_FILE_FORMATE_VIDEO_AVI_ADD_RCD_TIME + 1;
 constexpr ULONG_32 TS_FORMATS = 1 << 1 | 1 << 3 | 1 << 4 | 1 << 6 | 1 << 9 | 1 << 11 | 1 << 13;
 
 void Require(bool bTrue) {
@@ -57,11 +57,13 @@ PLAEYR_PORT_S *StartedPort(ULONG_32 ulFormat, bool bSplit, const std::string &st
     if ((TS_FORMATS >> ulFormat & 1) != 0) {
         pstPort->pstTsRecordInfo = static_cast<TS_PACKET_DEC_S *>(calloc(1, sizeof(TS_PACKET_DEC_S)));
         pstPort->pRecordFile = fopen(pstPort->szFileName, "wb");
+    } else if (ulFormat >= PLAYER_FILE_FORMATE_AVI) {
+        pstPort->hAviHandle = AVI_FileOpen(pstPort->szFileName);
     } else {
         pstPort->pstMp4SpsPpsInfo = static_cast<MP4_SPS_PPS_INFO *>(calloc(1, sizeof(MP4_SPS_PPS_INFO)));
         pstPort->hMp4File = mp4_file_open(pstPort->szFileName, 0, 0);
     }
-    Require(pstPort->pRecordFile != nullptr || pstPort->hMp4File != nullptr);
+    Require(pstPort->pRecordFile != nullptr || pstPort->hMp4File != nullptr || pstPort->hAviHandle != nullptr);
     pstPort->bStartRecord = 1;
     return pstPort;
 }
@@ -96,6 +98,9 @@ void ReadBack(const CHAR *pcPath) {
         Require(ulResult == PLAYER_ERR_OK || ulResult == PLAYER_ERR_UNKNOWN_STREAM ||
                 ulResult == PLAYER_ERR_PACKET_LOST);
         Require(stFrame.ulBufferLen <= VIDEO_FRAME_BUFFER_SIZE);
+    }
+    if (stFile.hAviParser != nullptr) {
+        AVI_FileClose(nullptr, stFile.hAviParser);
     }
     File_ReleaseFileParser(&stFile);
 }

@@ -232,14 +232,15 @@ ZELVANE_API BOOL_T Zelvane_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *ps
 /* ---- local files ------------------------------------------------------------------------------------------------ */
 
 /**
- * Opens a local file, MP4 or MPEG-TS of the platform's devices, on a port without an open source. The port is paused:
- * Zelvane_StartPlay() plays it in a window, Zelvane_PausePlay() with 0 without one. Without a window pictures are not
+ * Opens a local file, MP4, AVI or MPEG-TS of the platform's devices, on a port without an open source. The port is
+ * paused: Zelvane_StartPlay() plays it in a window, Zelvane_PausePlay() with 0 without one. Without a window pictures are not
  * paced: frames are read and decoded as fast as they can be, unless the picture callback was set with bContinue 0. At
  * the end of the file the port pauses and sends a run message of kind PLAYER_RUN_INFO_MEDIA_PROCESS with
  * PLAYER_ERR_FILE_END.
  * @param ulPort     port
  * @param pcFilename path
- * @return 1; or 0 with PLAYER_ERR_PARAM (null, a port in use, a damaged MP4 file), PLAYER_ERR_FILE_OPEN (no such file),
+ * @return 1; or 0 with PLAYER_ERR_PARAM (null, a port in use, a damaged MP4 or AVI file), PLAYER_ERR_FILE_OPEN (no such
+ *         file),
  *         PLAYER_ERR_NOT_SUPPORT (no file of a known kind), PLAYER_ERR_FILE_READ or PLAYER_ERR_FAILED (no MPEG-TS that
  *         can be played), PLAYER_ERR_MALLOC, PLAYER_ERR_RESOURCE
  */
@@ -292,8 +293,8 @@ ZELVANE_API BOOL_T Zelvane_AFrameBack(ULONG_32 ulPort);
 /**
  * Moves a file to the first key frame behind a time. The call returns at once; the play thread moves, shows one picture
  * of the new place even while paused, and goes on as before. Time is counted in frames at the rate of the stream, or
- * 25 a second before the first picture has told it. Past the end an MP4 file stays where it is or ends; an MPEG-TS
- * file stays.
+ * 25 a second before the first picture has told it. Past the end an MP4 or AVI file stays where it is or ends; an
+ * MPEG-TS file stays.
  * @param ulPort port
  * @param ulTime seconds since the start
  * @return 1; or 0 with PLAYER_ERR_NOT_SUPPORT for another kind of source
@@ -419,7 +420,8 @@ ZELVANE_API BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime);
  * follows), PLAYER_ERR_FILE_OPEN (the next one could not be opened), PLAYER_ERR_DISK_FULL and
  * PLAYER_RUN_RECORD_FINISHED. After the two failures, and after a full disk under an MP4 file, of which the log alone
  * tells, the recording stands still until it is stopped; a port that waits when its buffers are full then stands still
- * with it, pictures and all: stop the recording, or see Zelvane_SetBufferCtrl().
+ * with it, pictures and all: stop the recording, or see Zelvane_SetBufferCtrl(). Under an AVI file a full disk costs the
+ * frames that find no room, of which the log alone tells, and it goes on when there is room again.
  *
  * A port holds two port numbers while it records.
  * @param ulPort            port

@@ -1,14 +1,11 @@
-// AVI and KRDF: recognised, and no parser or writer behind them in this build.
+// KRDF: recognised, and no parser behind it in this build.
 #include <string.h>
 
-#include "file/module_avi.h"
 #include "file/module_krdf.h"
 #include "foundations/com_log.h"
 
 namespace {
 
-const size_t AVI_HEAD_LEN = 12;
-const size_t AVI_FORM_OFFSET = 8;
 const size_t KRDF_HEAD_LEN = 144;
 const UCHAR KRDF_MAGIC[] = {0x67, 0x13, 0, 0};
 
@@ -34,32 +31,6 @@ HANDLE NoHandle(const CHAR *pcFunction) {
 }
 
 }  // namespace
-
-BOOL_T AVI_IsAviFile(FILE *pFile) {
-    UCHAR aucHead[AVI_HEAD_LEN];
-    return ReadHead(pFile, aucHead) && memcmp(aucHead, "RIFF", 4) == 0 &&
-           memcmp(aucHead + AVI_FORM_OFFSET, "AVI", 3) == 0;
-}
-
-HANDLE AVI_FileOpen(const CHAR *) { return NoHandle(__func__); }
-
-ULONG_32 AVI_EncInit(AVI_STREAM_INFO_S *, HANDLE) { return NoParser(__func__); }
-
-ULONG_32 AVI_EncFrame(HANDLE, AVI_FRAME_INFO_S *) { return NoParser(__func__); }
-
-LONG_32 AVI_GetFileNo(HANDLE) { return -1; }
-
-HANDLE AVI_CreateParser(const CHAR *) { return NoHandle(__func__); }
-
-ULONG_32 AVI_FileClose(ULONG_32 *, HANDLE) { return NoParser(__func__); }
-
-ULONG_32 AVI_GetAviInfo(HANDLE, AVI_INFO_S *) { return NoParser(__func__); }
-
-ULONG_32 AVI_GetOneFrameData(HANDLE, ULONG_32, AVI_FRAME_INFO_S *) { return NoParser(__func__); }
-
-ULONG_32 AVI_SetPlayTime(HANDLE, ULONG_32, LONG_32) { return NoParser(__func__); }
-
-ULONG_32 AVI_GetPlayTime(HANDLE, ULONG_32 *) { return NoParser(__func__); }
 
 BOOL_T KRDF_IsKrdfFile(FILE *pFile) {
     UCHAR aucHead[KRDF_HEAD_LEN];

@@ -1,7 +1,10 @@
 /**
  * @file module_avi.h
- * @brief AVI files as the file layer sees them. This build recognises them and has no parser: every call but the
- * recognition gives PLAYER_ERR_NOT_SUPPORT (7) and logs it.
+ * @brief AVI files as the file layer and the recorder see them, over avi/avifmt.h, whose avi_t is the handle.
+ *
+ * Time is counted in frames: a frame's stamp is its number over the frame rate, and sound has the stamp of the frame
+ * behind it. Whatever sound an AVI file has comes out as MPEG audio. A handle belongs to one thread; AVI_GetPlayTime()
+ * may be called on others meanwhile. Functions give 0 or an error code, PLAYER_ERR_PARAM (2) for null.
  */
 #ifndef ZELVANE_FILE_MODULE_AVI_H
 #define ZELVANE_FILE_MODULE_AVI_H
@@ -21,8 +24,8 @@ typedef enum tagAviFrameGetTypeE {
 
 /** Properties of a file. */
 typedef struct tagAviInfoS {
-    ULONG_32 ulVideoType; /**< unused */
-    ULONG_32 ulAudioType; /**< unused */
+    ULONG_32 ulVideoType; /**< PLAYER_PAYLOAD_E, PLAYER_PAYLOAD_NULL for a codec that is not played */
+    ULONG_32 ulAudioType; /**< the same: PLAYER_PAYLOAD_MP1L2, or PLAYER_PAYLOAD_NULL without sound */
     ULONG_32 ulFrameRate; /**< frames a second */
     ULONG_32 ulPlayTime;  /**< seconds */
 } AVI_INFO_S;
@@ -71,25 +74,75 @@ typedef struct tagAviStreamInfo {
 
 extern "C" {
 
+/* ---- writing --------------------------------------------------------------------------------------------------- */
+
 /** Creates a file for a recording: the writer, or null. */
 MODULE_API HANDLE AVI_FileOpen(const CHAR *pcFileName);
-/** Begins a recording in an opened file. 0 or an error code. */
+
+/**
+ * Begins a recording in an opened file: one audio track of 64 kbit/s and the video.
+ * @return 0; PLAYER_ERR_PARAM for a video codec that is none of JPEG, H.264 and H.265, and for null
+ */
 MODULE_API ULONG_32 AVI_EncInit(AVI_STREAM_INFO_S *pstInfo, HANDLE hAvi);
-/** Appends a frame. 0 or an error code. */
+
+/**
+ * Appends a frame.
+ * @param pstFrame ulStreamIndex, pucData, ulDataSize and bKeyFrame; an ulFrameRate other than the file's, and not 0,
+ *                 becomes that of the whole file
+ * @return 0; PLAYER_ERR_FAILED when it could not be written, or the file has reached the size that an AVI file may have
+ */
 MODULE_API ULONG_32 AVI_EncFrame(HANDLE hAvi, AVI_FRAME_INFO_S *pstFrame);
-/** Descriptor of a writer's file; -1 without one. */
+
+/** Descriptor of a file, whose own position is where the next chunk goes; -1 for null. */
 MODULE_API LONG_32 AVI_GetFileNo(HANDLE hAvi);
+
+/* ---- reading --------------------------------------------------------------------------------------------------- */
 
 /** 1 if the file begins as a RIFF file of form AVI. The read position is put back. */
 MODULE_API BOOL_T AVI_IsAviFile(FILE *pFile);
+
 /** Opens a file by its path: the parser, or null. */
 MODULE_API HANDLE AVI_CreateParser(const CHAR *pcFileName);
-/** Closes a parser or a writer and clears the caller's word, which may be null. */
+
+/**
+ * Closes a parser, or finishes and closes a recording.
+ * @param pulHandle cleared; may be null
+ * @return 0; PLAYER_ERR_FAILED when the file could not be finished, and it is closed all the same
+ */
 MODULE_API ULONG_32 AVI_FileClose(ULONG_32 *pulHandle, HANDLE hParser);
+
+/** Frame rate in whole frames a second, and length. Without a rate it is 25, and the length 0. */
 MODULE_API ULONG_32 AVI_GetAviInfo(HANDLE hParser, AVI_INFO_S *pstInfo);
+
+/**
+ * Reads the next frame that is wanted.
+ * @param ulGetType AVI_FRAME_GET_TYPE_E; every other value takes all frames
+ * @param pstFrame  pucData is the caller's, the rest is filled
+ * @return 0; PLAYER_ERR_FILE_END at the end; PLAYER_ERR_FAILED for a frame that is empty, larger than the buffer or not
+ *         all there, which has been passed over
+ */
 MODULE_API ULONG_32 AVI_GetOneFrameData(HANDLE hParser, ULONG_32 ulGetType, AVI_FRAME_INFO_S *pstFrame);
+
+/**
+ * Moves to the first key frame at or behind a time, or to the end.
+ * @param lFrameRate frames a second; outside 1 to 60 it counts as 25
+ * @return 0; PLAYER_ERR_FAILED with the place unchanged if the video has not so many frames
+ */
 MODULE_API ULONG_32 AVI_SetPlayTime(HANDLE hParser, ULONG_32 ulSeconds, LONG_32 lFrameRate);
+
+/** Time of the next frame, seconds. Any thread. */
 MODULE_API ULONG_32 AVI_GetPlayTime(HANDLE hParser, ULONG_32 *pulPlayTime);
+
+/** Moves to the next key frame, from the one at hand on, or to the end. @return 0; PLAYER_ERR_FILE_END */
+MODULE_API ULONG_32 AVI_ToNextKeyFrame(HANDLE hParser);
+
+/**
+ * Reads on to the next key frame or marked P frame.
+ * @param pstFrame as AVI_GetOneFrameData()
+ * @return 0; PLAYER_ERR_FILE_END; PLAYER_ERR_FAILED for a codec without such marks, for a frame that can't be read, and
+ *         after 32 MiB without one, from where the next call goes on
+ */
+MODULE_API ULONG_32 AVI_ToNextISpFrame(HANDLE hParser, AVI_FRAME_INFO_S *pstFrame);
 }
 
 #endif

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "bits/sp_mark.h"
 #include "file/mp4_inner.h"
 #include "file/mp4_parse.h"
 #include "foundations/bytes.h"
@@ -25,9 +26,6 @@ constexpr ULONG_32 FRAME_TAIL_ROOM = 7;
 constexpr ULONG_32 PEEK_SIZE = 4096;
 
 constexpr DULONG TICKS_A_SECOND = 90000;
-
-/** What a frame's first units say. */
-enum class SpVerdict { kUndecided, kSp, kPlain, kUnknownPayload };
 
 /** First description of a node's track, or null. A node of a track that isn't there takes the first track. */
 const Sample_description *Description(const mp4_moov_box &stParser, LONG_32 lTrack) {
@@ -134,46 +132,6 @@ void FinishFrame(mp4_moov_box *pstParser, const mp4_sample_node &stNode, ULONG_3
     ++pstParser->iCurSampleIndex;
 }
 
-/** What the unit behind a start code says about its frame. */
-SpVerdict UnitVerdict(LONG_32 lPayload, const UCHAR *pucUnit, size_t ulLen) {
-    const UCHAR ucHead = pucUnit[0];
-    if (lPayload == PLAYER_PAYLOAD_H264) {
-        const UCHAR ucType = ucHead & 31;
-        if (ucHead == 6 && ulLen > 1 && pucUnit[1] == 0x21) {
-            return SpVerdict::kSp;
-        }
-        return ucType == 5 || ucType == 1 ? SpVerdict::kPlain : SpVerdict::kUndecided;
-    }
-    if (lPayload == PLAYER_PAYLOAD_H265) {
-        const UCHAR ucType = ucHead >> 1 & 63;
-        if (ulLen > 2 && memcmp(pucUnit, "\x4E\x01\xE6", 3) == 0) {
-            return SpVerdict::kSp;
-        }
-        return ucType >= 1 && ucType <= 21 ? SpVerdict::kPlain : SpVerdict::kUndecided;
-    }
-    return SpVerdict::kUnknownPayload;
-}
-
-/** Looks through a frame up to the unit that settles what it is. */
-SpVerdict ScanFrame(LONG_32 lPayload, const UCHAR *pucFrame, size_t ulLen) {
-    const UCHAR *pucEnd = pucFrame + ulLen;
-    const UCHAR *pucAt = pucFrame;
-    for (;;) {
-        const void *pFound = memmem(pucAt, static_cast<size_t>(pucEnd - pucAt), START_CODE + 1, 3);
-        if (pFound == nullptr) {
-            return SpVerdict::kUndecided;
-        }
-        pucAt = static_cast<const UCHAR *>(pFound) + 3;
-        if (pucAt == pucEnd) {
-            return SpVerdict::kUndecided;
-        }
-        const SpVerdict enVerdict = UnitVerdict(lPayload, pucAt, static_cast<size_t>(pucEnd - pucAt));
-        if (enVerdict != SpVerdict::kUndecided) {
-            return enVerdict;
-        }
-    }
-}
-
 /**
  * Steps over a plain P frame after a look at its start alone, leaving all as if it had been made. False if that doesn't
  * settle it, and for samples that would fail.
@@ -188,7 +146,7 @@ bool StepOverPlain(FILE *pFile, mp4_moov_box *pstParser, const mp4_sample_node &
     const LONG_32 lPayload = PayloadOf(*pstParser, stNode);
     // A length that the end of the look cuts in two is left out: as raw bytes it could pass for a start code.
     const ULONG_32 ulLen = lPayload == PLAYER_PAYLOAD_H264 ? ToByteStream(pstFrame->pucBuffer, PEEK_SIZE) : PEEK_SIZE;
-    if (ScanFrame(lPayload, pstFrame->pucBuffer, ulLen) != SpVerdict::kPlain) {
+    if (SpMark_Scan(lPayload, pstFrame->pucBuffer, ulLen) != SpVerdict::kPlain) {
         return false;
     }
     FinishFrame(pstParser, stNode, ulSize, pstFrame);
@@ -223,7 +181,7 @@ ULONG_32 ReadKeyOrSpFrame(FILE *pFile, mp4_moov_box *pstParser, MP4_FRAME_INFO_S
         }
         const SpVerdict enVerdict = pstNode->key == 1
                                         ? SpVerdict::kSp
-                                        : ScanFrame(pstFrame->lPayload, pstFrame->pucBuffer, pstFrame->ulBufferLen);
+                                        : SpMark_Scan(pstFrame->lPayload, pstFrame->pucBuffer, pstFrame->ulBufferLen);
         if (enVerdict == SpVerdict::kSp) {
             return PLAYER_ERR_OK;
         }

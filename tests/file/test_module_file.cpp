@@ -84,7 +84,7 @@ TEST(ModuleFile, TheFirstFormatInOrderWins) {
     } cases[] = {
         {both, PLAYER_ERR_PARAM, "File_CreateFileParser Failed, MP4_CreateMp4Parser Failed."},
         {ts, PLAYER_ERR_OK, ""},
-        {"RIFFsizeAVI LIST", PLAYER_ERR_NOT_SUPPORT, "AVI_CreateParser Failed, Not Support, Error:[0x7]."},
+        {"RIFFsizeAVI LIST", PLAYER_ERR_PARAM, "File_CreateFileParser Failed, AVI_CreateAviParser Failed."},
         {"RIFFsizeWAVEfmt ", PLAYER_ERR_NOT_SUPPORT, ""},
         {krdf + std::string(139, 'x'), PLAYER_ERR_NOT_SUPPORT, ""},  // a head is 144 bytes
         {krdf + std::string(140, 'x'), PLAYER_ERR_NOT_SUPPORT,

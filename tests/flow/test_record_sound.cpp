@@ -36,6 +36,10 @@ const Sound SOUNDS[] = {
      "mp2,44100", 100},
     {"AacMp4", support::RTP_PT_AAC_ADTS, "aac_16000_mono.aac", AV_CODEC_ID_AAC, 16000, 1024, PLAYER_FILE_FORMATE_MP4,
      "aac,16000", 100},
+    {"G711aAvi", support::RTP_PT_G711A, "g711a_8000.raw", AV_CODEC_ID_PCM_ALAW, 8000, 160, PLAYER_FILE_FORMATE_AVI,
+     "mp2,44100", 100},
+    {"AacAvi", support::RTP_PT_AAC_ADTS, "aac_16000_mono.aac", AV_CODEC_ID_AAC, 16000, 1024, PLAYER_FILE_FORMATE_AVI,
+     "mp2,44100", 100},
 };
 
 class RecordSound : public testing::TestWithParam<Sound> {
@@ -57,7 +61,7 @@ std::vector<Span> Packets(const Sound &sound, const Bytes &bytes) {
 
 /** Sound of a file as it lies against its pictures: from the time of the first picture on. */
 std::vector<int16_t> SoundOfFile(const std::string &path) {
-    const double first = std::stod(Probe(path, "-select_streams v -show_entries packet=pts_time"));
+    const double first = std::stod(Probe(path, "-select_streams v -show_entries packet=dts_time"));
     EXPECT_TRUE(support::Ffmpeg("-copyts -i '" + path + "' -map 0:a -af aresample=" + std::to_string(RATE) +
                                     ":first_pts=" + std::to_string(std::lround(first * RATE)) + " -ac 1 -f s16le",
                                 path + ".pcm"));

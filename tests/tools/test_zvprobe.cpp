@@ -167,10 +167,100 @@ TEST(Zvprobe, ReadsARecordersTransportStreamAndFindsItsFaults) {
     }
 }
 
+TEST(Zvprobe, TellsWhatIsInAnAviFileAndFindsItsFaults) {
+    const Scratch folder;
+    ASSERT_TRUE(support::Ffmpeg(kInput + kVideo + "-bf 0 -c:a mp2", folder.At("a.avi")));
+    const Answer sound = Probe(folder.At("a.avi"));
+    EXPECT_EQ(sound.code, 0) << sound.out;
+    EXPECT_EQ(Last(sound.out, "width") + "x" + Last(sound.out, "height") + " " + Last(sound.out, "frame_rate") + " " +
+                  Last(sound.out, "key") + " " + Last(sound.out, "p"),
+              "642x362 20.000 3 57");
+    EXPECT_EQ(Last(sound.out, "sample_rate"), "44100");
+
+    const Bytes whole = ReadFile(folder.At("a.avi"));
+    const size_t index = Find(whole, "idx1"), frame = Find(whole, "movi") + 4;
+    const auto change = [&whole](size_t at, const std::string &to) {
+        Bytes changed = whole;
+        std::copy(to.begin(), to.end(), changed.begin() + static_cast<ptrdiff_t>(at));
+        return changed;
+    };
+    const auto cut = [&whole](size_t at) { return Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(at)); };
+    Bytes twice = whole;
+    twice.insert(twice.end(), whole.begin(), whole.end());
+    const struct {
+        Bytes data;
+        const char *codes;
+    } cases[] = {
+        {change(Find(whole, "hdrl"), "hdrx"), "bad_header not_opened "},
+        {cut(index), "cut_file no_index no_key_start unmarked_key "},
+        {cut(index - 300), "cut_file no_index "},
+        {change(index + 16, "xxxx"), "no_index "},
+        {change(index + 32, "xxxx"), "bad_index "},
+        {change(index + 12, std::string(4, '\0')), "no_key_start unmarked_key "},
+        {change(index + 8 + 16 + 4, std::string("\x10", 1)), ""},
+        {change(Find(whole, "vidsH264") + 24, std::string(4, '\0')), "no_rate "},
+        {change(Find(whole, "vidsH264") + 4, "FMP4"), "unknown_codec "},
+        {change(frame + 8, "xxxxxxxxx"), "no_parameter_sets "},
+        {twice, "layout "},
+    };
+    for (const auto &row : cases) {
+        folder.Write("b.avi", row.data);
+        const Answer run = Probe(folder.At("b.avi"));
+        EXPECT_EQ(run.code, *row.codes == 0 ? 0 : 3) << row.codes << run.out;
+        EXPECT_NE(Codes(run.out).find(row.codes), std::string::npos) << row.codes << run.out;
+    }
+    ASSERT_TRUE(support::Ffmpeg(kInput + "-c:v mjpeg -vtag mjpg -c:a pcm_s16le", folder.At("c.avi")));
+    EXPECT_EQ(Codes(Probe(folder.At("c.avi")).out), "unknown_codec ") << "PCM is no MPEG audio";
+}
+
+TEST(Zvprobe, RepairsWhatWasNotFinishedAndNothingElse) {
+    const Scratch folder;
+    const auto run = [&folder](const std::vector<std::string> &words) {
+        std::vector<std::string> all = {"--repair"};
+        for (const std::string &word : words) all.push_back(folder.At(word));
+        Program program("zvprobe", all);
+        const int code = program.Wait();
+        return std::to_string(code) + program.Out() + program.Err();
+    };
+    ASSERT_TRUE(support::Ffmpeg(kInput + kVideo + "-bf 0 -c:a mp2", folder.At("a.avi")));
+    Bytes file = ReadFile(folder.At("a.avi"));
+    const std::vector<std::string> pictures = support::PicturesOfFile(folder.At("a.avi"));
+    file.resize(Find(file, "idx1") - 50);
+    folder.Write("b", file);
+    const std::string told = run({"b"});
+    EXPECT_EQ(told.substr(0, 1), "0") << told;
+    EXPECT_NE(told.find("60 frames, 3 of them key frames"), std::string::npos) << told;
+    EXPECT_EQ(ReadFile(folder.At("b")), file);
+    EXPECT_EQ(Probe(folder.At("b.repaired.avi")).code, 0);
+    EXPECT_EQ(support::PicturesOfFile(folder.At("b.repaired.avi")), pictures);
+
+    const std::string words = run({"b"});
+    EXPECT_EQ(words.substr(0, 1), "4") << words;
+    EXPECT_NE(words.find("b.repaired.avi: File exists"), std::string::npos) << words;
+    EXPECT_EQ(run({"b", "b"}).substr(0, 1), "4");
+    EXPECT_EQ(ReadFile(folder.At("b")), file);
+    EXPECT_EQ(run({"b", "none/c"}).substr(0, 1), "4");
+    EXPECT_EQ(run({"b", "c"}).substr(0, 1), "0");
+    EXPECT_EQ(ReadFile(folder.At("c")), ReadFile(folder.At("b.repaired.avi")));
+    EXPECT_EQ(run({}).substr(0, 1), "1");
+    EXPECT_EQ(run({"a.avi", "x", "y"}).substr(0, 1), "1");
+    MakeTs(folder);
+    EXPECT_EQ(run({"a.ts"}).substr(0, 1), "1");
+    EXPECT_EQ(run({"none"}).substr(0, 1), "2");
+
+    ASSERT_TRUE(support::Ffmpeg(kInput + kVideo + "-c:a aac", folder.At("a.mp4")));
+    Bytes mp4 = ReadFile(folder.At("a.mp4"));
+    mp4.resize(9000);  // in front of the index
+    folder.Write("d", mp4);
+    EXPECT_EQ(run({"d"}).substr(0, 1), "2");
+    EXPECT_FALSE(std::filesystem::exists(folder.At("d.repaired.mp4"))) << "a failure leaves nothing behind";
+}
+
 TEST(Zvprobe, GivesAnAnswerToAnyFile) {
     const Scratch folder;
     ASSERT_TRUE(support::Ffmpeg(kInput + kVideo + "-t 0.5 -c:a aac -movflags +faststart", folder.At("a.mp4")));
-    for (const Bytes &whole : {ReadFile(folder.At("a.mp4")), MakeTs(folder)}) {
+    ASSERT_TRUE(support::Ffmpeg(kInput + kVideo + "-t 0.5 -c:a mp2", folder.At("a.avi")));
+    for (const Bytes &whole : {ReadFile(folder.At("a.mp4")), MakeTs(folder), ReadFile(folder.At("a.avi"))}) {
         for (size_t i = 0; i < 12; ++i) {
             Bytes damaged = whole;
             uint32_t seed = static_cast<uint32_t>(i * 2654435761U);

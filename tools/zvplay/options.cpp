@@ -20,6 +20,7 @@ SOURCE is one of
   udp://:PORT        RTP or MPEG-TS in datagrams that arrive at the port; udp://LOCAL:PORT takes one local address
   tcp://HOST:PORT    a server of RTP packets behind "$" heads, or of MPEG-TS so framed: tcp://HOST:PORT?ts
   FILE.mp4 FILE.ts   a recording; TS of recorders, whose frames end with the transport priority bit
+  FILE.avi           a recording of H.264, H.265 or JPEG; one that was not finished plays after zvprobe --repair
   FILE.rtp           RTP capture: a 16-bit big-endian length and a packet, repeated
   FILE.264 FILE.265  H.264 or H.265 as an encoder writes it (Annex B)
   FILE.mjpeg         JPEG pictures one after the other
@@ -40,8 +41,8 @@ options
   --mute         start without sound
   --stats json   a line a second on standard output: time, length, speed, frames, pictures, rate, bit_rate, lost ...
   --record FILE  record the stream without decoding it; the end of the name chooses the kind unless --format does
-  --format NAME  mp4 ts avi; mp4-time ts-time with the time in the name, mp4-stream-time ts-stream-time with that of the
-                 stream; mp4-audio ts-audio
+  --format NAME  mp4 ts avi; with -time behind it the time stands in the name, with -stream-time that of the stream;
+                 with -audio it is sound alone: mp4-time, ts-stream-time, avi-audio ...
   --split-size N, --split-time N   go on in a new file after N MB (10 to 4000), N minutes (1 to 60)
   --snapshot FILE  save the last picture, as FILE.jpg, or FILE.bmp if named so
   --log FILE     write the library's log to FILE

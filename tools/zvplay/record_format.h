@@ -26,6 +26,9 @@ inline constexpr RecordFormat kRecordFormats[] = {
     {"ts-stream-time", PLAYER_FILE_FORMATE_TS_ADD_RCD_TIME},
     {"mp4-audio", PLAYER_FILE_FORMATE_AUDIO_MP4},
     {"ts-audio", PLAYER_FILE_FORMATE_AUDIO_TS},
+    {"avi-time", PLAYER_FILE_FORMATE_AVI_ADD_TIME},
+    {"avi-stream-time", PLAYER_FILE_FORMATE_AVI_ADD_RCD_TIME},
+    {"avi-audio", PLAYER_FILE_FORMATE_AUDIO_AVI},
 };
 inline constexpr int kPlainMp4 = 0;
 inline constexpr int kRecordFormatCount = static_cast<int>(std::size(kRecordFormats));

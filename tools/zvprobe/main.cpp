@@ -1,11 +1,16 @@
 /**
  * zvprobe: tells what is in a media file and whether it is sound.
  *
- * The road: Identify() asks the library what the file is, ProbeMp4() or ProbeTs() reads it through to its end with the
- * library's readers and judges what they give, CheckOpens() asks whether the library opens it, and the report is
- * printed.
+ * The road: Identify() asks the library what the file is, the probe of its container reads it through to its end with
+ * the library's readers and judges what they give, CheckOpens() asks whether the library opens it, and the report is
+ * printed. With --repair what is whole of it is written into a new file instead.
  */
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -17,6 +22,7 @@
 #include "file/module_krdf.h"
 #include "file/mp4_parse.h"
 #include "probe.h"
+#include "repair.h"
 
 namespace zvprobe {
 namespace {
@@ -32,6 +38,7 @@ const char kHelp[] =
     R"(zvprobe - tells what is in a media file and whether it is sound
 
 usage: zvprobe [--json] FILE
+       zvprobe --repair FILE [OUT]
 
 It reads the whole file and prints container, codings, size, frame rate, length, frames by kind (key frames as the
 container marks them; I, SP, P and B as their slices say), the distance of key frames, and each kind of problem with the
@@ -39,11 +46,15 @@ first place where it was found.
 
 options
   --json    one JSON object on standard output; its "ok" is true when there is no problem
+  --repair  write a whole file of what an AVI or MP4 recording left that was not finished: of AVI every whole frame,
+            with an index in which the key frames are those of the bitstream; of MP4 all up to its last index. OUT must
+            not exist; without it the name is FILE.repaired.avi or FILE.repaired.mp4. FILE stays as it is
   --help    print this
 
 problems
   file    unreadable unknown_kind not_opened cut_file no_frames
   MP4     bad_box fragmented no_index bad_tables layout cut_sample empty_sample too_large
+  AVI     bad_header no_index bad_index layout cut_frame too_large no_rate
   TS      sync_lost cut_frame continuity crc bad_table transport_error scrambled unknown_pid lost_frame no_frame_ends
           clock_jump too_large
   video   unknown_codec no_key_start no_parameter_sets bad_units no_picture false_key unmarked_key stamps_back
@@ -51,24 +62,51 @@ problems
 
 exit codes
   0 sound   1 wrong command line   2 no such file or of no known kind   3 problems
-  4 the report could not be written
+  4 the report, or the repaired file, could not be written
 )";
 
 /** Kinds of files, in the order in which the library tries them. */
 struct Container {
     BOOL_T (*is)(FILE *file);
     const char *name;
+    void (*probe)(tools::Bytes data, std::FILE *file, Report *report);
+    bool (*repair)(Repair *repair, Failure *failure);  ///< null where nothing is ever left open
+    const char *extension;                             ///< of a repaired file
 };
 const Container kContainers[] = {
-    {MP4_IsMp4File, "MP4"}, {TS_IsTSFile, "MPEG-TS"}, {AVI_IsAviFile, "AVI"}, {KRDF_IsKrdfFile, "KRDF"}};
+    {MP4_IsMp4File, "MP4", ProbeMp4, RepairMp4, ".repaired.mp4"},
+    {TS_IsTSFile, "MPEG-TS", ProbeTs, nullptr, ""},
+    {AVI_IsAviFile, "AVI", ProbeAvi, RepairAvi, ".repaired.avi"},
+    {KRDF_IsKrdfFile, "KRDF", nullptr, nullptr, ""},
+};
 
-void Identify(std::FILE *file, Report *report) {
+/** @return null for a file of no known kind */
+const Container *Identify(std::FILE *file) {
     for (const Container &container : kContainers) {
-        if (container.is(file) == 0) continue;
-        report->container = container.name;
-        return;
+        if (container.is(file) != 0) return &container;
     }
-    report->problems.Add("unknown_kind", report->file + ": neither MP4, MPEG-TS, AVI nor KRDF");
+    return nullptr;
+}
+
+/** A file to be looked into. */
+struct Input {
+    tools::MappedFile mapped;
+    FilePtr stream;
+    const Container *container = nullptr;
+};
+
+/** @return false with the failure filled */
+bool OpenInput(const std::string &path, Input *input, Failure *failure) {
+    if (!input->mapped.Open(path, failure)) return false;
+    input->stream.reset(std::fopen(path.c_str(), "rbe"));
+    if (input->stream == nullptr) {
+        *failure = {kExitSource, path + ": it can't be opened", "is it still there?"};
+        return false;
+    }
+    input->container = Identify(input->stream.get());
+    if (input->container != nullptr) return true;
+    *failure = {kExitSource, path + ": neither MP4, MPEG-TS, AVI nor KRDF", "zvprobe --help tells what is read"};
+    return false;
 }
 
 /** Asks the library itself. */
@@ -87,25 +125,16 @@ void CheckOpens(Report *report) {
 
 /** @return the exit code; of kExitSource with the failure filled */
 int Probe(Report *report, Failure *failure) {
-    tools::MappedFile file;
-    if (!file.Open(report->file, failure)) {
-        report->problems.Add("unreadable", failure->what);
+    Input input;
+    if (!OpenInput(report->file, &input, failure)) {
+        const bool unknown = input.stream != nullptr;
+        if (unknown) report->size = input.mapped.All().size();
+        report->problems.Add(unknown ? "unknown_kind" : "unreadable", failure->what);
         return kExitSource;
     }
-    const FilePtr stream(std::fopen(report->file.c_str(), "rbe"));
-    if (stream == nullptr) {
-        *failure = {kExitSource, report->file + ": it can't be opened", "is it still there?"};
-        report->problems.Add("unreadable", failure->what);
-        return kExitSource;
-    }
-    report->size = file.All().size();
-    Identify(stream.get(), report);
-    if (report->container.empty()) {
-        *failure = {kExitSource, report->problems.All()[0].text, "zvprobe --help tells what is read"};
-        return kExitSource;
-    }
-    if (report->container == "MP4") ProbeMp4(file.All(), stream.get(), report);
-    if (report->container == "MPEG-TS") ProbeTs(file.All(), report);
+    report->size = input.mapped.All().size();
+    report->container = input.container->name;
+    if (input.container->probe != nullptr) input.container->probe(input.mapped.All(), input.stream.get(), report);
     CheckOpens(report);
     if (report->IsSound() && report->video.frames == 0 && report->audio.frames == 0) {
         report->problems.Add("no_frames", "neither a picture nor sound in it");
@@ -113,15 +142,50 @@ int Probe(Report *report, Failure *failure) {
     return report->IsSound() ? kExitOk : kExitProblems;
 }
 
+/** Makes the file that a repair fills: one that is there is not replaced. */
+bool CreateOutput(const std::string &path, Failure *failure) {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (file >= 0) {
+        close(file);
+        return true;
+    }
+    *failure = {tools::kExitOutput, path + ": " + std::strerror(errno), "name another file behind the first"};
+    return false;
+}
+
+/** @return the exit code, with the failure filled unless it is kExitOk */
+int RepairFile(const std::vector<std::string> &names, Failure *failure) {
+    Input input;
+    if (!OpenInput(names[0], &input, failure)) return failure->exit_code;
+    const Container &container = *input.container;
+    if (container.repair == nullptr) {
+        *failure = {kExitUsage, names[0] + ": nothing in a file of " + container.name + " needs a repair",
+                    "AVI and MP4 recordings do when they were not finished"};
+        return failure->exit_code;
+    }
+    Repair repair = {names[0], names.size() > 1 ? names[1] : names[0] + container.extension, input.mapped.All(), ""};
+    if (!CreateOutput(repair.to, failure)) return failure->exit_code;
+    if (!container.repair(&repair, failure)) {
+        std::remove(repair.to.c_str());
+        return failure->exit_code;
+    }
+    std::printf("%s: %s\n", repair.to.c_str(), repair.summary.c_str());
+    return kExitOk;
+}
+
 int Main(int argc, char **argv) {
-    bool json = false, help = false;
-    const tools::Option table[] = {{"--json", &json}, {"--help", &help}, {"-h", &help}};
+    bool json = false, repair = false, help = false;
+    const tools::Option table[] = {{"--json", &json}, {"--repair", &repair}, {"--help", &help}, {"-h", &help}};
     std::vector<std::string> names;
     Failure failure;
     if (!tools::ParseCommandLine(argc, argv, table, &names, &failure)) return tools::PrintFailure("zvprobe", failure);
     if (help) {
         std::fputs(kHelp, stdout);
         return tools::FinishReport("zvprobe", kExitOk);
+    }
+    if (repair && (names.size() == 1 || names.size() == 2)) {
+        const int code = RepairFile(names, &failure);
+        return code == kExitOk ? tools::FinishReport("zvprobe", code) : tools::PrintFailure("zvprobe", failure);
     }
     if (names.size() != 1) {
         return tools::PrintFailure("zvprobe", {kExitUsage, names.empty() ? "no file given" : "more than one file given",

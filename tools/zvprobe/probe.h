@@ -20,8 +20,11 @@ using FilePtr = std::unique_ptr<std::FILE, CloseFile>;
 /** ISO base media file (ISO/IEC 14496-12). @param file the same file, for the library's readers */
 void ProbeMp4(tools::Bytes data, std::FILE *file, Report *report);
 
+/** AVI: what the library plays of it. */
+void ProbeAvi(tools::Bytes data, std::FILE *file, Report *report);
+
 /** MPEG-TS (ISO/IEC 13818-1) in the dialect of cameras and recorders. */
-void ProbeTs(tools::Bytes data, Report *report);
+void ProbeTs(tools::Bytes data, std::FILE *file, Report *report);
 
 }  // namespace zvprobe
 

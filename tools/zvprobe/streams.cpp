@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "foundations/bytes.h"
+#include "foundations/player_types.h"
 
 namespace zvprobe {
 namespace {
@@ -45,6 +46,19 @@ size_t ReadMpegHead(uint32_t head, SoundFormat *format) {
 }
 
 }  // namespace
+
+VideoCoding CodingOf(uint32_t payload) {
+    switch (payload) {
+        case PLAYER_PAYLOAD_H264:
+            return VideoCoding::kH264;
+        case PLAYER_PAYLOAD_H265:
+            return VideoCoding::kH265;
+        case PLAYER_PAYLOAD_JPEG:
+            return VideoCoding::kJpeg;
+        default:
+            return VideoCoding::kNone;
+    }
+}
 
 VideoCheck::VideoCheck(VideoCoding coding, Report *report)
     : coding_(coding), report_(*report), reader_(coding == VideoCoding::kH265) {

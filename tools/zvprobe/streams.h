@@ -13,6 +13,9 @@ namespace zvprobe {
 /** How video is coded. */
 enum class VideoCoding { kNone, kH264, kH265, kJpeg };
 
+/** By PLAYER_PAYLOAD_E. */
+VideoCoding CodingOf(uint32_t payload);
+
 /** One frame of video. */
 struct VideoFrame {
     std::span<const Bytes> units;  ///< without start codes; of JPEG the picture

@@ -20,19 +20,6 @@ constexpr unsigned kNullPid = 0x1FFF;
 constexpr double kJump = 10;       // seconds that no stream of pictures pauses for
 constexpr double kSoundGap = 0.5;  // sound carries the clock of the video, whose steps are coarse
 
-VideoCoding CodingOf(int payload) {
-    switch (payload) {
-        case PLAYER_PAYLOAD_H264:
-            return VideoCoding::kH264;
-        case PLAYER_PAYLOAD_H265:
-            return VideoCoding::kH265;
-        case PLAYER_PAYLOAD_JPEG:
-            return VideoCoding::kJpeg;
-        default:
-            return VideoCoding::kNone;
-    }
-}
-
 const char *AudioName(int payload) {
     switch (payload) {
         case PLAYER_PAYLOAD_G711U:
@@ -268,7 +255,7 @@ void TsProbe::TakeFrame() {
 }
 
 void TsProbe::TakeVideo(Place place) {
-    const VideoCoding coding = CodingOf(stream_.lPayload);
+    const VideoCoding coding = CodingOf(static_cast<uint32_t>(stream_.lPayload));
     if (video_ == nullptr) {
         video_ = std::make_unique<VideoCheck>(coding, &report_);
         first_video_ = clock_.Now();
@@ -339,6 +326,6 @@ void TsProbe::Run() {
 
 }  // namespace
 
-void ProbeTs(Bytes data, Report *report) { TsProbe(data, report).Run(); }
+void ProbeTs(Bytes data, std::FILE *, Report *report) { TsProbe(data, report).Run(); }
 
 }  // namespace zvprobe
