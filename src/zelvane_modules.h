@@ -83,5 +83,6 @@
 #include "source/stream_common.h"
 #include "source/trick_play.h"
 #include "source/voice.h"
+#include "source/voice_broadcast.h"
 
 #endif
