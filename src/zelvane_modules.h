@@ -84,5 +84,6 @@
 #include "source/trick_play.h"
 #include "source/voice.h"
 #include "source/voice_broadcast.h"
+#include "source/voice_send.h"
 
 #endif

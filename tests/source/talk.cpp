@@ -18,9 +18,10 @@ Bytes Sound(size_t bytes, uint32_t number) {
 }
 
 Bytes MuLaw(Span pcm) {
-    Bytes result(pcm.size() / 2);
+    Bytes result(pcm.size() / 2 + 1);
     ULONG_32 length = 0;
     EXPECT_EQ(G711Encoder(pcm.data(), static_cast<ULONG_32>(pcm.size()), result.data(), &length, G711_LAW_MU), 0);
+    result.resize(length);
     return result;
 }
 
