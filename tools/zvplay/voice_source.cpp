@@ -121,15 +121,19 @@ SourcePtr OpenMic(Failure *failure) {
 
 /** Turns sound of any kind that SDL knows into what is sent. */
 bool Convert(const SDL_AudioSpec &from, const Uint8 *data, Uint32 length, std::vector<int16_t> *samples) {
-    SDL_AudioStream *stream = SDL_NewAudioStream(from.format, from.channels, from.freq, AUDIO_S16SYS, 1,
-                                                 static_cast<int>(kVoiceRate));
-    if (stream == nullptr) return false;
-    const bool put = SDL_AudioStreamPut(stream, data, static_cast<int>(length)) == 0 && SDL_AudioStreamFlush(stream) == 0;
-    const int bytes = put ? SDL_AudioStreamAvailable(stream) : 0;
-    samples->resize(static_cast<size_t>(std::max(bytes, 0)) / 2);
-    const int got = SDL_AudioStreamGet(stream, samples->data(), static_cast<int>(2 * samples->size()));
-    SDL_FreeAudioStream(stream);
-    return put && got == static_cast<int>(2 * samples->size());
+    SDL_AudioCVT convert = {};
+    if (length > INT32_MAX / 8 || SDL_BuildAudioCVT(&convert, from.format, from.channels, from.freq, AUDIO_S16SYS, 1,
+                                                    static_cast<int>(kVoiceRate)) < 0) {
+        return false;
+    }
+    std::vector<Uint8> buffer(size_t(length) * static_cast<size_t>(convert.len_mult));
+    std::memcpy(buffer.data(), data, length);
+    convert.buf = buffer.data();
+    convert.len = static_cast<int>(length);
+    if (SDL_ConvertAudio(&convert) != 0) return false;
+    samples->resize(static_cast<size_t>(convert.len_cvt) / 2);
+    std::memcpy(samples->data(), buffer.data(), 2 * samples->size());
+    return true;
 }
 
 SourcePtr OpenWav(const std::string &path, Failure *failure) {
