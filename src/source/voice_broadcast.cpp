@@ -4,9 +4,9 @@
 #include <string.h>
 
 #include <algorithm>
-#include <mutex>
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "port/port_lock.h"
 #include "source/voice.h"
@@ -21,7 +21,7 @@ const ULONG_32 DROP_LOG_EVERY = 100;
 PLAYER_BROADCAST_INFO_S gstBroadcastInfo;
 ULONG_32 gstBroadcastRefCount = 0;
 /** Guards both, and the shared encoder while it works. A port in the table stays alive while this is held. */
-std::mutex gstBroadcastMutex;
+QLOM_SDK_MUTEX_S gstBroadcastMutex = PTHREAD_MUTEX_INITIALIZER;
 
 ULONG_32 *FindPlace(ULONG_32 ulPort) {
     auto &aulPlaces = gstBroadcastInfo.aulPortArray;
@@ -128,14 +128,14 @@ void Distribute(ULONG_32 ulLen) {
 }  // namespace
 
 void Player_BroadcastInit(void) {
-    std::lock_guard oGuard(gstBroadcastMutex);
+    CMutexGuard oGuard(&gstBroadcastMutex);
     gstBroadcastInfo = {};
     std::fill(std::begin(gstBroadcastInfo.aulPortArray), std::end(gstBroadcastInfo.aulPortArray), BROADCAST_PORT_FREE);
     gstBroadcastInfo.stVoiceInfo.stAudioEncode.lCodecID = PLAYER_PAYLOAD_NULL;
 }
 
 ULONG_32 VoiceBroadcast_Enter(const PLAEYR_PORT_S *pstPort) {
-    std::lock_guard oGuard(gstBroadcastMutex);
+    CMutexGuard oGuard(&gstBroadcastMutex);
     if (word::Add(gstBroadcastRefCount, 1) <= BROADCAST_PORT_NUM) {
         return PLAYER_ERR_OK;
     }
@@ -145,7 +145,7 @@ ULONG_32 VoiceBroadcast_Enter(const PLAEYR_PORT_S *pstPort) {
 }
 
 ULONG_32 VoiceBroadcast_Join(PLAEYR_PORT_S *pstPort, LONG_32 lPayload) {
-    std::lock_guard oGuard(gstBroadcastMutex);
+    CMutexGuard oGuard(&gstBroadcastMutex);
     return word::Load(gstBroadcastRefCount) == 1 ? MakeShared(pstPort, lPayload) : MakeListener(pstPort);
 }
 
@@ -158,7 +158,7 @@ void VoiceBroadcast_StopThread(PLAEYR_PORT_S *pstPort) {
 
 void VoiceBroadcast_Leave(PLAEYR_PORT_S *pstPort) {
     VoiceBroadcast_StopThread(pstPort);
-    std::lock_guard oGuard(gstBroadcastMutex);
+    CMutexGuard oGuard(&gstBroadcastMutex);
     ULONG_32 *pulPlace = FindPlace(pstPort->ulPort);
     if (pulPlace != nullptr) {
         *pulPlace = BROADCAST_PORT_FREE;
@@ -170,7 +170,7 @@ void VoiceBroadcast_Leave(PLAEYR_PORT_S *pstPort) {
 }
 
 ULONG_32 Player_SendBroacdcast(CHAR *pcBufferAddr, ULONG_32 ulDataLen, void *) {
-    std::lock_guard oGuard(gstBroadcastMutex);
+    CMutexGuard oGuard(&gstBroadcastMutex);
     PORT_VOICE_INFO_S *pstShared = &gstBroadcastInfo.stVoiceInfo;
     CODEC_FRAME_S stFrame = {};
     ULONG_32 ulResult = Voice_Encode(pstShared, pcBufferAddr, ulDataLen, &stFrame);
