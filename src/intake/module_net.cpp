@@ -397,7 +397,7 @@ ULONG_32 NET_SendPart(WYK_SOCKET_S stSocket, const CHAR *pcData, ULONG_32 ulData
     *pulSent = 0;
     const ssize_t lResult = send(stSocket, pcData, ulDataLen, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (lResult < 0) {
-        const bool bLater = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR || errno == ENOBUFS;
+        const bool bLater = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
         return bLater ? PLAYER_ERR_OK : PLAYER_ERR_SOCKET_SEND;
     }
     *pulSent = static_cast<ULONG_32>(lResult);

@@ -304,8 +304,8 @@ ULONG_32 Player_OpenVoiceSvc(ULONG_32 ulPort, ULONG_32 ulVoiceSvcType, ULONG_32 
 }
 
 ULONG_32 Player_CloseVoiceSvc(ULONG_32 ulPort) {
-    PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
-    if (pstPort == nullptr || word::Load(pstPort->ulPortUsed) != PORT_USED_TYPE_VOICE) {
+    PLAYER_GET_PORT(pstPort, ulPort);
+    if (word::Load(pstPort->ulPortUsed) != PORT_USED_TYPE_VOICE) {
         return PLAYER_ERR_OK;
     }
     if (PortThread_IsOwn(ulPort)) {

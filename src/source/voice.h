@@ -15,7 +15,7 @@ MODULE_API ULONG_32 Player_SetVoiceEncodeType(ULONG_32 ulPort, ULONG_32 ulAudioE
 MODULE_API ULONG_32 Player_OpenVoiceSvc(ULONG_32 ulPort, ULONG_32 ulVoiceSvcType, ULONG_32 stSocket,
                                         const CHAR *pcLocalIP, USHORT usLocalPort, const CHAR *pcRemoteIP,
                                         USHORT usRemotePort, ULONG_32 ulTransProtl);
-/** Success without a port, and for a port without a voice service. */
+/** Success for a port without a voice service. */
 MODULE_API ULONG_32 Player_CloseVoiceSvc(ULONG_32 ulPort);
 MODULE_API ULONG_32 Player_VoiceInputData(ULONG_32 ulPort, const UCHAR *pucDataBuf, ULONG_32 ulDataLen,
                                           PLAYER_AUDIO_SAMPLE_PARAM_S *pstVoiceParam);
@@ -31,7 +31,7 @@ MODULE_API void Player_BroadcastInit(void);
 
 /* ---- shared by the services of ports and the broadcast ---- */
 
-/** Makes packetiser and encoder of the coding that stVoiceEncodeInfo tells the rate of; logs a failure. @return a code */
+/** Makes packetiser and encoder, at the rate of stVoiceEncodeInfo; logs a failure. @return a code */
 ULONG_32 Voice_MakeEncoder(PORT_VOICE_INFO_S *pstVoice, LONG_32 lPayload, ULONG_32 ulPort);
 
 /**

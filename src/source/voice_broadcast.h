@@ -1,6 +1,6 @@
 /**
  * @file voice_broadcast.h
- * @brief The broadcast service of the library: how many ports take part, and the one encoder for ports without their own.
+ * @brief The broadcast service of the library: how many ports take part, and the encoder of those without their own.
  */
 #ifndef ZELVANE_SOURCE_VOICE_BROADCAST_H
 #define ZELVANE_SOURCE_VOICE_BROADCAST_H

@@ -12,7 +12,7 @@
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
 
-/** A turn at the connection, for the object's life. One that waited for it wakes the network thread if that waits too. */
+/** A turn at the connection, for the object's life. Its end wakes a network thread that has a message to send. */
 class CVoiceSendTurn {
  public:
     enum WAIT_E { WAIT, TRY };

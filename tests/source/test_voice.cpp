@@ -165,9 +165,9 @@ TEST_F(Voice, RefusalsHaveTheirCodesAndLinesAndLeaveNothing) {
         EXPECT_FALSE(OpenUdpTalk(wrong, 0));
         EXPECT_FALSE(Say(wrong, Sound(2, 0)));
         EXPECT_FALSE(Zelvane_SetVoiceEncodeType(wrong, 0, 0, 1));
+        EXPECT_FALSE(Zelvane_CloseVoiceSvc(wrong));
         EXPECT_EQ(Zelvane_GetLastError(), PLAYER_ERR_PORT);
     }
-    EXPECT_TRUE(Zelvane_CloseVoiceSvc(other));
 }
 
 TEST_F(Voice, A129thBroadcastIsTooManyAndUdpSendsNothing) {
