@@ -35,11 +35,13 @@ struct VOICE_SERVICE_S {
     bool bCaptures;  /**< wants sound captured, which this version does not */
 };
 
-const VOICE_SERVICE_S gastService[] = {{true, true, false},
-                                       {true, false, true},
-                                       {false, true, false},
-                                       {false, true, true},
-                                       {false, false, false}};
+const VOICE_SERVICE_S gastService[] = {
+    {true, true, false},    // PLAYER_VOICE_SERVICE_BROADCAST_INPUT
+    {true, false, true},    // PLAYER_VOICE_SERVICE_BROADCAST_CAPTURE
+    {false, true, false},   // PLAYER_VOICE_SERVICE_TALKBACK_INPUT
+    {false, true, true},    // PLAYER_VOICE_SERVICE_TALKBACK_CAPTURE
+    {false, false, false},  // PLAYER_VOICE_SERVICE_BE_BROADCASTED
+};
 
 /** What Player_OpenVoiceSvc() was asked for. */
 struct VOICE_ORDER_S {

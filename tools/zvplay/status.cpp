@@ -126,13 +126,17 @@ void Status::Report(const Figures &figures, const PlayState &state, const std::s
         Json(figures, state, true);
     } else {
         const std::string sound = figures.sounds > 0 ? Format(", %u sound frames", figures.sounds) : "";
-        std::printf("%splayed %.1f s of %s: %s, %u frames, %u pictures%s%s\n", dirty_ ? "\r\033[K" : "", state.played,
+        const std::string talk = state.talk.there ? Format(", %u blocks said", state.talk.sent) : "";
+        std::printf("%splayed %.1f s of %s: %s, %u frames, %u pictures%s%s%s\n", dirty_ ? "\r\033[K" : "", state.played,
                     options_.source.c_str(), Picture(figures).c_str(), figures.frames, figures.pictures, sound.c_str(),
-                    most_lost_ > 0 ? ", with losses" : ", nothing lost");
+                    talk.c_str(), most_lost_ > 0 ? ", with losses" : ", nothing lost");
     }
     if (!options_.json && !saved.empty()) std::printf("%s\n", saved.c_str());
     std::fflush(stdout);
     if (!remark.empty()) std::fprintf(stderr, "zvplay: note: %s\n", remark.c_str());
+    if (state.talk.dropped > 0) {
+        std::fprintf(stderr, "zvplay: note: %u blocks of talk found no way to a camera\n", state.talk.dropped);
+    }
     if (figures.decode_failures > 0) std::fprintf(stderr, "zvplay: note: the decoder gave up on pictures\n");
     if (state.sound && figures.sounds > 0 && SoundFailed()) {
         std::fprintf(stderr, "zvplay: note: no sound device could be opened; the sound was left out\n");
