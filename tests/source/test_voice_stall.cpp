@@ -87,11 +87,13 @@ TEST_F(VoiceStall, OneCallWaitsOnceAndTheRestOfItsPacketGoesFirst) {
         EXPECT_GE(talk.longest, 95) << "it waited";
         EXPECT_LT(talk.longest, LONG_CALL_MS);
         Library::ForgetLines();
+        const size_t before = talk.refused;
         const long later = ElapsedMs([&] {
             for (int i = 0; i < 250; i++) {
-                EXPECT_FALSE(talk.Say(port->Number(), size));
+                talk.Say(port->Number(), size);
             }
         });
+        EXPECT_GE(talk.refused - before, 240U) << "the system itself may find a little more room";
         EXPECT_LT(later, 250 * 20) << "no further waiting";
         EXPECT_LE(Library::LinesWith("Player_SendVoice: Send Failed"), 3U) << "one line a hundred";
         EXPECT_GE(Library::LinesWith("Player_SendVoice: Send Failed"), 2U);
