@@ -63,6 +63,11 @@ TEST_F(Voice, EachBlockGoesOutAsItsPackets) {
     PLAYER_AUDIO_SAMPLE_PARAM_S odd = {7, 1, 9};
     EXPECT_TRUE(Zelvane_VoiceInputData(port, Bytes(2).data(), 2, &odd)) << "not looked at";
     EXPECT_EQ(device.Hear(1).size(), 1U);
+    Bytes captured = Sound(320, 77);
+    EXPECT_EQ(Player_SendVoice(reinterpret_cast<CHAR *>(captured.data()), 320, Player_GetPort(port)), 0U);
+    EXPECT_EQ(device.Hear(1).at(0).payload, MuLaw(captured)) << "what is captured goes the same road";
+    EXPECT_EQ(Player_SendVoice(nullptr, 320, Player_GetPort(port)), PLAYER_ERR_PARAM);
+    EXPECT_EQ(Library::LinesWith(Line(port, "Player_SendVoice Failed, Codec_Encode Failed, Error:[0x2].")), 1U);
     EXPECT_EQ(device.Rest(), 0U);
     EXPECT_TRUE(Zelvane_CloseVoiceSvc(port));
     EXPECT_EQ(device.HearAll().size(), 0U);
