@@ -416,6 +416,30 @@ typedef void (*PLAYER_DRAW_DATA_CALLBACK_PF)(HANDLE hDrawHandle, HANDLE hDrawing
 typedef void (*PLAYER_PARSE_VOICE_DATA_CALLBACK_PF)(ULONG_32 ulPort, PLAYER_WAVE_DATA_S *pstWaveData,
                                                     void *pUserParam, LONG_REAL lReserved);
 
+/* ---- voice ----------------------------------------------------------------------------------------------------- */
+
+/** What a voice service does; see Zelvane_OpenVoiceSvc(). */
+typedef enum tagPlayerVoiceSvcType {
+    PLAYER_VOICE_SERVICE_BROADCAST_INPUT = 0,   /**< the client pushes sound; one of 128 such services at most */
+    PLAYER_VOICE_SERVICE_BROADCAST_CAPTURE = 1, /**< not supported: this version captures no sound */
+    PLAYER_VOICE_SERVICE_TALKBACK_INPUT = 2,    /**< the client pushes sound */
+    PLAYER_VOICE_SERVICE_TALKBACK_CAPTURE = 3,  /**< not supported either */
+    PLAYER_VOICE_SERVICE_BE_BROADCASTED = 4     /**< sends nothing, only holds the connection */
+} PLAYER_VOICE_SVC_TYPE_E;
+
+/** Sample rates of a voice service, both with 16 bits and one channel; see Zelvane_SetVoiceEncodeType(). */
+typedef enum tagPlayerVoiceWaveFormat {
+    PLAYER_WAVE_FORMAT_PCM8M16 = 0, /**< 8000 Hz */
+    PLAYER_WAVE_FORMAT_PCM16M16 = 1 /**< 16000 Hz */
+} PLAYER_VOICE_WAVE_FORMAT_E;
+
+/** What samples the client pushes. Not read in this version: the sound is taken to be what the encoder wants. */
+typedef struct tagPlayerAudioSampleParam {
+    ULONG_32 ulChannels;     /**< channels */
+    ULONG_32 ulSampleRate;   /**< samples a second */
+    ULONG_32 enSampleFormat; /**< kind of sample */
+} PLAYER_AUDIO_SAMPLE_PARAM_S;
+
 /** Which pictures reach the decode callback; see Zelvane_SetVideoCallBackMode(). */
 typedef enum tagVideoCBType {
     PLAYER_VIDEO_CB_DEFAULT = 0,     /**< every decoded picture */

@@ -901,6 +901,76 @@ ZELVANE_API BOOL_T Zelvane_SetParseVoiceDataCB(ULONG_32 ulPort,
  */
 ZELVANE_API BOOL_T Zelvane_SetVideoCallBackMode(ULONG_32 ulPort, ULONG_32 lRectify);
 
+/* ---- voice ------------------------------------------------------------------------------------------------------ */
+
+/**
+ * Chooses what a port's next voice service sends. G.711 mu-law is the default, and what carries voice in this version:
+ * with AAC a service opens and sends nothing, with PCM Zelvane_VoiceInputData() fails with PLAYER_ERR_NOT_SUPPORT.
+ * @param ulPort         port
+ * @param ulAudioEncType PLAYER_AUDIO_ENCODE_G711U, PLAYER_AUDIO_ENCODE_AAC or PLAYER_AUDIO_ENCODE_PCM
+ * @param ulSampleRate   PLAYER_VOICE_WAVE_FORMAT_E
+ * @param ulChannels     1
+ * @return 1; or 0 with PLAYER_ERR_PORT, or PLAYER_ERR_NOT_SUPPORT for any other value
+ */
+ZELVANE_API BOOL_T Zelvane_SetVoiceEncodeType(ULONG_32 ulPort, ULONG_32 ulAudioEncType, ULONG_32 ulSampleRate,
+                                              ULONG_32 ulChannels);
+
+/**
+ * Opens a port for talking to a device: what Zelvane_VoiceInputData() is given goes out on the connection that brings
+ * the device's picture and sound. Windows, sound, recording and callbacks work on the port as on any other.
+ *
+ * With PLAYER_PROTOCOL_TCP and no socket the port connects as Zelvane_OpenNetStream() does. With a socket it uses a
+ * connection of the client's, which reads from it and pushes what comes with Zelvane_InputMediaData(); the library
+ * switches TCP_NODELAY on and never closes it. With PLAYER_PROTOCOL_UDP the port holds a bound socket, and sound is
+ * accepted and sent nowhere.
+ *
+ * The sound goes out as RTP (RFC 3550) behind four bytes: "$", channel 4, and the packet's length, big-endian. Payload
+ * type and marker are 0 and the time stamp grows by 640 a block, whatever is sent: receivers must not rely on them.
+ * @param ulPort          port, without an open source
+ * @param ulVoiceSvcType  PLAYER_VOICE_SVC_TYPE_E
+ * @param stSocket        a connected socket of the client's, for PLAYER_PROTOCOL_TCP; 0 for none
+ * @param pcLocalIP       local address for UDP; null, empty or zero for any
+ * @param usLocalPort     local port for UDP
+ * @param pcRemoteIP      address of the device, in figures; not used with a socket
+ * @param usRemotePort    port of the device; not used with a socket
+ * @param ulTransProtl    PLAYER_PROTOCOL_UDP or PLAYER_PROTOCOL_TCP
+ * @return 1; or 0 with PLAYER_ERR_PARAM (port in use, no address), PLAYER_ERR_NOT_SUPPORT (a service that captures,
+ *         another service or protocol), PLAYER_ERR_VOICE_BUSY (128 broadcast services are open),
+ *         PLAYER_ERR_SOCKET_CREATE, PLAYER_ERR_MALLOC, PLAYER_ERR_RESOURCE, or PLAYER_ERR_FAILED (no encoder). Nothing
+ *         is left open then
+ */
+ZELVANE_API BOOL_T Zelvane_OpenVoiceSvc(ULONG_32 ulPort, ULONG_32 ulVoiceSvcType, ULONG_32 stSocket,
+                                        const CHAR *pcLocalIP, USHORT usLocalPort, const CHAR *pcRemoteIP,
+                                        USHORT usRemotePort, ULONG_32 ulTransProtl);
+
+/**
+ * Closes a voice service and everything that the port runs; Zelvane_CloseNetStream(), Zelvane_CloseInputStream() and
+ * Zelvane_FreePort() do the same. A port without one is left alone, with success. Ends a Zelvane_VoiceInputData() that
+ * waits; if a part of a packet is out on the client's own connection it waits at most 100 milliseconds for the rest.
+ * @param ulPort port
+ * @return 1; or 0 with PLAYER_ERR_PORT, or PLAYER_ERR_FAILED in the port's own callbacks
+ */
+ZELVANE_API BOOL_T Zelvane_CloseVoiceSvc(ULONG_32 ulPort);
+
+/**
+ * Sends one block of sound: 16 bits a sample, one channel, in the machine's byte order, at the rate that was chosen
+ * (8000 samples a second unless set). The blocks go out at once, so the client gives them at their pace. Any thread;
+ * calls on a port take turns.
+ *
+ * A device that takes nothing holds the call for at most 100 milliseconds, once: the packet that was begun goes out with
+ * the first call that finds room again, and until then blocks are dropped, at once. Nothing else of the port is held up
+ * by that, and no packet is ever left half sent in front of another.
+ * @param ulPort       port with a voice service
+ * @param pucDataBuf   the block; an odd last byte is left out
+ * @param ulDataLen    bytes, at most 3000 for G.711; more than 2800 go in two packets
+ * @param pstVoiceParam not used; may be null
+ * @return 1 when the block went out or will; or 0 with PLAYER_ERR_PORT, PLAYER_ERR_PARAM (null block, no service that
+ *         sends), PLAYER_ERR_FAILED (block too long), PLAYER_ERR_NOT_SUPPORT (a service of PCM), or
+ *         PLAYER_ERR_SOCKET_SEND (block dropped, or the connection is gone)
+ */
+ZELVANE_API BOOL_T Zelvane_VoiceInputData(ULONG_32 ulPort, const UCHAR *pucDataBuf, ULONG_32 ulDataLen,
+                                          PLAYER_AUDIO_SAMPLE_PARAM_S *pstVoiceParam);
+
 /* ---- analytics -------------------------------------------------------------------------------------------------- */
 
 /**

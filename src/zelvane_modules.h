@@ -85,5 +85,7 @@
 #include "source/stream_common.h"
 #include "source/trick_play.h"
 #include "source/voice.h"
+#include "source/voice_broadcast.h"
+#include "source/voice_send.h"
 
 #endif

@@ -4,6 +4,7 @@
 #include <errno.h>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -213,9 +214,9 @@ int FamilyOf(const CHAR *pcText) {
     return NET_IsIPV6(pcURL) ? AF_INET6 : 0;
 }
 
-/** Waits for the socket, or for the wake. True when it is worth reading again. */
-bool WaitForData(WYK_SOCKET_S stSocket, const NET_WAIT_S &stWait) {
-    struct pollfd astPoll[2] = {{stSocket, POLLIN, 0}, {-1, POLLIN, 0}};
+/** Waits for something at the socket, or for the wake. True when it is worth trying again. */
+bool WaitForSocket(WYK_SOCKET_S stSocket, short sEvents, const NET_WAIT_S &stWait) {
+    struct pollfd astPoll[2] = {{stSocket, sEvents, 0}, {-1, POLLIN, 0}};
     if (stWait.pstWake != nullptr) {
         astPoll[1].fd = WakeFd_Descriptor(stWait.pstWake);
     }
@@ -252,7 +253,7 @@ bool ReadGathered(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ssize_t 
 bool Receive(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ssize_t *plResult, const NET_WAIT_S &stWait) {
     // A busy stream has its next packet there already: the wait, a second call of the system, is left out.
     return ReadNow(stSocket, pcData, ulSize, plResult) || ReadGathered(stSocket, pcData, ulSize, plResult, stWait) ||
-           (WaitForData(stSocket, stWait) && ReadNow(stSocket, pcData, ulSize, plResult));
+           (WaitForSocket(stSocket, POLLIN, stWait) && ReadNow(stSocket, pcData, ulSize, plResult));
 }
 
 ULONG_32 ReceiveDatagram(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 *pulDataLen, const NET_WAIT_S &stWait) {
@@ -388,7 +389,25 @@ ULONG_32 NET_TcpRecvMsg(WYK_SOCKET_S stRecvSocket, CHAR *pcRecvDataAddr, ULONG_3
     return NET_TcpRecvWait(stRecvSocket, pcRecvDataAddr, NET_READ_SIZE, pulRecvDataLen, gstHalfSecond);
 }
 
-void NET_WaitForWake(const NET_WAIT_S &stWait) { WaitForData(-1, stWait); }
+void NET_WaitForWake(const NET_WAIT_S &stWait) { WaitForSocket(-1, POLLIN, stWait); }
+
+void NET_WaitForRoom(WYK_SOCKET_S stSocket, const NET_WAIT_S &stWait) { WaitForSocket(stSocket, POLLOUT, stWait); }
+
+ULONG_32 NET_SendPart(WYK_SOCKET_S stSocket, const CHAR *pcData, ULONG_32 ulDataLen, ULONG_32 *pulSent) {
+    *pulSent = 0;
+    const ssize_t lResult = send(stSocket, pcData, ulDataLen, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (lResult < 0) {
+        const bool bLater = errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+        return bLater ? PLAYER_ERR_OK : PLAYER_ERR_SOCKET_SEND;
+    }
+    *pulSent = static_cast<ULONG_32>(lResult);
+    return PLAYER_ERR_OK;
+}
+
+void NET_SendAtOnce(WYK_SOCKET_S stSocket) {
+    const int iOn = 1;
+    setsockopt(stSocket, IPPROTO_TCP, TCP_NODELAY, &iOn, sizeof(iOn));
+}
 
 ULONG_32 NET_TcpSendMsg(WYK_SOCKET_S stSendSocket, CHAR *pcSendDataAddr, ULONG_32 ulSendDataLen) {
     return SendOnce(stSendSocket, pcSendDataAddr, ulSendDataLen, 0);
@@ -408,14 +427,19 @@ ULONG_32 NET_SetNatParam(ULONG_32 ulNatMode, const CHAR *pcNatSessionStr, NET_NA
     return PLAYER_ERR_OK;
 }
 
+void NET_MakeNatMsg(const NET_NAT_TIMER_PARAM_S *pstParam, NET_NAT_MSG_HDR_S *pstMsg) {
+    *pstMsg = {{'$', 0, 0, 24}, {0xFF, 0xFD}, {0, 48}, {0, 1}, {}, {}};
+    for (size_t i = 0; i < sizeof(pstMsg->aucSid); i++) {
+        pstMsg->aucSid[i] = static_cast<UCHAR>(word::Load(pstParam->szNatStr[i]));
+    }
+}
+
 ULONG_32 NET_SendNatPkt(WYK_SOCKET_S stRecvSocket, NET_NAT_TIMER_PARAM_S *pstParam) {
     if (pstParam == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    NET_NAT_MSG_HDR_S stMsg = {{'$', 0, 0, 24}, {0xFF, 0xFD}, {0, 48}, {0, 1}, {}, {}};
-    for (size_t i = 0; i < sizeof(stMsg.aucSid); i++) {
-        stMsg.aucSid[i] = static_cast<UCHAR>(word::Load(pstParam->szNatStr[i]));
-    }
+    NET_NAT_MSG_HDR_S stMsg;
+    NET_MakeNatMsg(pstParam, &stMsg);
     // A peer that reads nothing must not hold the receiving thread, nor the close that waits for it.
     ULONG_32 ulResult = SendOnce(stRecvSocket, &stMsg, sizeof(stMsg), MSG_DONTWAIT);
     if (ulResult != PLAYER_ERR_OK) {

@@ -99,6 +99,18 @@ ULONG_32 NET_TcpRecvWait(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, U
 /** Waits for the wake alone, or for the time given: what a stream without a socket does. */
 void NET_WaitForWake(const NET_WAIT_S &stWait);
 
+/** Sends what the socket takes at once, none of it or a part included. @return 0; 11 when the connection is broken */
+ULONG_32 NET_SendPart(WYK_SOCKET_S stSocket, const CHAR *pcData, ULONG_32 ulDataLen, ULONG_32 *pulSent);
+
+/** Waits until the socket has room to send, or for the wake. */
+void NET_WaitForRoom(WYK_SOCKET_S stSocket, const NET_WAIT_S &stWait);
+
+/** Has small packets leave at once, instead of when the peer has confirmed the one before. */
+void NET_SendAtOnce(WYK_SOCKET_S stSocket);
+
+/** Writes the NAT message that the parameters make. */
+void NET_MakeNatMsg(const NET_NAT_TIMER_PARAM_S *pstParam, NET_NAT_MSG_HDR_S *pstMsg);
+
 /** Whether the record holds a socket. */
 inline bool NET_HasSocket(const NET_INFO_S *pstNetInfo) {
     return pstNetInfo->stSocket > 0 || (pstNetInfo->stSocket == 0 && pstNetInfo->szRemoteIP[0] != '\0');

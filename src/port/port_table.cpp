@@ -87,6 +87,7 @@ void SetDefaults(PLAEYR_PORT_S *pstPort, ULONG_32 ulPort) {
     QLOM_SDK_mutex_init(0, nullptr, &pstPort->stDecodeVideoData.stLock);
     QLOM_SDK_mutex_init(0, nullptr, &pstPort->stFishInfoMutex);
     QLOM_SDK_mutex_init(0, nullptr, &pstPort->stSnatchInfo.stMutex);
+    QLOM_SDK_mutex_init(0, nullptr, &pstPort->stVoiceInfo.stSendMutex);
 }
 
 void FreeFileNames(PLAEYR_PORT_S *pstPort) {
@@ -162,6 +163,7 @@ void Port_Release(PLAEYR_PORT_S *pstPort) {
     QLOM_SDK_mutex_destroy(&pstPort->stDecodeVideoData.stLock);
     QLOM_SDK_mutex_destroy(&pstPort->stFishInfoMutex);
     QLOM_SDK_mutex_destroy(&pstPort->stSnatchInfo.stMutex);
+    QLOM_SDK_mutex_destroy(&pstPort->stVoiceInfo.stSendMutex);
     CODE_FreeCode(&pstPort->stVideoDecode);
     CODE_FreeCode(&pstPort->stAudioDecode);
     CODE_FreeCode(&pstPort->stVideoEncode);
@@ -169,6 +171,7 @@ void Port_Release(PLAEYR_PORT_S *pstPort) {
     QUEUE_DestroyDecodedBufferQueue(&pstPort->stDecodeBufferQueue);
     QUEUE_DestroyPacketBuffer(&pstPort->stPacketBufferQueue);
     QUEUE_DestroyPacketBuffer(&pstPort->stRecordBufferQueue);
+    QUEUE_DestroyPacketBuffer(&pstPort->stBroadcastBufferQueue);
     FreeBuffers(pstPort);
     FreeRecord(ulPort, pstPort);
     LOG_INFO("Port[%03d] Player_FreePort Success.", ulPort);

@@ -14,6 +14,7 @@
 #include "port/port_state.h"
 #include "source/free_port.h"
 #include "source/stream_common.h"
+#include "source/voice.h"
 
 namespace {
 
@@ -153,6 +154,9 @@ ULONG_32 Player_CloseInputStream(ULONG_32 ulPort) {
     if (PortThread_IsOwn(ulPort)) {
         LOG_ERROR("Port[%03d] Player_CloseInputStream Failed, Called In A Callback Of The Port.", ulPort);
         return PLAYER_ERR_FAILED;
+    }
+    if (word::Load(pstPort->ulPortUsed) == PORT_USED_TYPE_VOICE) {
+        return Player_CloseVoiceSvc(ulPort);
     }
     Source_StopOutputs(pstPort);
     Stream_JoinThreads(pstPort);

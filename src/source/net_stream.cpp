@@ -18,6 +18,8 @@
 #include "port/run_messages.h"
 #include "source/free_port.h"
 #include "source/stream_common.h"
+#include "source/voice.h"
+#include "source/voice_send.h"
 
 namespace {
 
@@ -74,18 +76,6 @@ void FreeSecondBuffer(PLAEYR_PORT_S *pstPort) {
     pstPort->ulRecvDataTmpLen = 0;
 }
 
-/* The table's lock beside the API lock: a close that is about to begin may be waking the port this very moment. */
-
-bool MakeWake(PLAEYR_PORT_S *pstPort) {
-    CMutexGuard oGuard(&gstPortMutexLock);
-    return WakeFd_Open(&pstPort->stSourceWake);
-}
-
-void CloseWake(PLAEYR_PORT_S *pstPort) {
-    CMutexGuard oGuard(&gstPortMutexLock);
-    WakeFd_Close(&pstPort->stSourceWake);
-}
-
 ULONG_32 MakeQueues(PLAEYR_PORT_S *pstPort) {
     ULONG_32 ulResult = Stream_MakeRing(pstPort);
     if (ulResult != PLAYER_ERR_OK) {
@@ -95,7 +85,7 @@ ULONG_32 MakeQueues(PLAEYR_PORT_S *pstPort) {
         LOG_ERROR("Port[%03d] QUEUE_InitAdjustPktSeqQueue Failed, Num:[%d].", pstPort->ulPort, REORDER_SLOTS);
         return PLAYER_ERR_RESOURCE;
     }
-    if (!MakeWake(pstPort)) {
+    if (!Stream_OpenWake(&pstPort->stSourceWake)) {
         LOG_ERROR("Port[%03d] Create Wake Failed.", pstPort->ulPort);
         return PLAYER_ERR_RESOURCE;
     }
@@ -126,7 +116,7 @@ ULONG_32 MakeStream(PLAEYR_PORT_S *pstPort, ULONG_32 ulTransProtl) {
 void EndReceiving(PLAEYR_PORT_S *pstPort) {
     Stream_JoinThreads(pstPort);
     NET_DestoryRecvSocket(&pstPort->stNetInfo);
-    CloseWake(pstPort);
+    Stream_CloseWake(&pstPort->stSourceWake);
 }
 
 /** Takes an open back that failed half-way. A window may be at work on the port: its queue stays. */
@@ -147,14 +137,22 @@ NET_WAIT_S WaitOf(const PLAEYR_PORT_S *pstPort) {
     return {&pstPort->stSourceWake, bWake ? IDLE_WAIT_MS : TOLD_WAIT_MS, 0};
 }
 
+/**
+ * Sends the NAT message. Where the port talks too it goes out between two packets of voice: not while another thread
+ * sends one, which wakes this thread when it is done, nor behind one of which only a part is out.
+ */
 void SendNatMessage(PLAEYR_PORT_S *pstPort) {
     NET_NAT_TIMER_PARAM_S *pstParam = &pstPort->stNatTimeParam;
-    if (word::LoadAcquire(pstParam->enNatMode) != PLAYER_NAT_IN) {
+    const bool bWanted = word::LoadAcquire(pstParam->enNatMode) == PLAYER_NAT_IN;
+    if (!bWanted && !VoiceSend_IsPending(&pstPort->stVoiceInfo)) {
+        return;
+    }
+    CVoiceSendTurn oTurn(pstPort, CVoiceSendTurn::TRY);
+    if (!oTurn.Held() || VoiceSend_Flush(pstPort, nullptr) != VOICE_SEND_DONE || !bWanted) {
         return;
     }
     word::Store(pstParam->enNatMode, PLAYER_NAT_NONE);  // before the message: what is set from now on goes out too
-    const NET_INFO_S *pstNetInfo = &pstPort->stNetInfo;
-    if (NET_SendNatPkt(NET_HasSocket(pstNetInfo) ? pstNetInfo->stSocket : -1, pstParam) != PLAYER_ERR_OK) {
+    if (VoiceSend_NatMessage(pstPort) != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] NetRecv Thread: NET_SendNatPkt Failed.", pstPort->ulPort);
     }
 }
@@ -422,6 +420,9 @@ ULONG_32 Player_CloseNetStream(ULONG_32 ulPort) {
     if (PortThread_IsOwn(ulPort)) {
         LOG_ERROR("Port[%03d] Player_CloseNetStream Failed, Called In A Callback Of The Port.", ulPort);
         return PLAYER_ERR_FAILED;
+    }
+    if (word::Load(pstPort->ulPortUsed) == PORT_USED_TYPE_VOICE) {
+        return Player_CloseVoiceSvc(ulPort);
     }
     Source_StopOutputs(pstPort);
     EndReceiving(pstPort);

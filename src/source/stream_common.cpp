@@ -1,12 +1,25 @@
 #include "source/stream_common.h"
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "output/offscreen_queue.h"
 #include "pipeline/decode_stage.h"
 #include "port/port_lock.h"
 
 namespace {
+
 const ULONG_32 RING_SLOT_PAYLOAD = 2048;
+
+}  // namespace
+
+bool Stream_OpenWake(WAKE_FD_S *pstWake) {
+    CMutexGuard oGuard(&gstPortMutexLock);
+    return WakeFd_Open(pstWake);
+}
+
+void Stream_CloseWake(WAKE_FD_S *pstWake) {
+    CMutexGuard oGuard(&gstPortMutexLock);
+    WakeFd_Close(pstWake);
 }
 
 ULONG_32 Stream_MakeRing(PLAEYR_PORT_S *pstPort) {

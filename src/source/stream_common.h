@@ -23,6 +23,12 @@ void Stream_JoinThreads(PLAEYR_PORT_S *pstPort);
 /** Time that the stream itself tells, seconds; 0 for none. */
 ULONG_32 Stream_PlayTime(const PORT_INTAKE_S *pstIntake);
 
+/** Makes one of the port's wakes, under the table's lock too: a close that begins may be waking the port right now. */
+bool Stream_OpenWake(WAKE_FD_S *pstWake);
+
+/** Closes it, under the same lock. */
+void Stream_CloseWake(WAKE_FD_S *pstWake);
+
 /** One wait of a writer for room, milliseconds. */
 inline constexpr ULONG_32 STREAM_ROOM_WAIT_MS = 10;
 

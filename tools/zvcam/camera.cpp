@@ -30,6 +30,7 @@ bool Camera::Open(Failure *failure) {
     for (const Destination &destination : options_.destinations) {
         if (!OpenDestination(destination, failure)) return false;
     }
+    if (!options_.listen.empty() && !tapes_.Open(options_.listen, failure)) return false;
     media_ = Media::Open(options_, failure);
     if (media_ == nullptr) return false;
     for (const Listener &listener : listeners_) {
@@ -68,8 +69,9 @@ bool Camera::WriteSdp(Failure *failure) const {
 }
 
 void Camera::AddClient(Socket socket, const Destination &destination, const std::string &name) {
-    const Client::Setup setup = {media_->Info(), options_.packets, options_.faults, options_.spread};
-    clients_.push_back(std::make_unique<Client>(setup, std::move(socket), destination, name, numbers_++));
+    const Client::Setup setup = {media_->Info(), options_.packets, options_.faults, options_.spread,
+                                 options_.echo};
+    clients_.push_back(std::make_unique<Client>(setup, std::move(socket), destination, name, numbers_++, &tapes_));
     if (started_) clients_.back()->AwaitKeyFrame();
 }
 

@@ -61,6 +61,7 @@ class Camera {
     void ShowStatus(Clock::time_point now);
 
     const Options options_;
+    Tapes tapes_;
     std::unique_ptr<Media> media_;
     std::vector<Listener> listeners_;
     std::vector<std::unique_ptr<Client>> clients_;

@@ -14,7 +14,8 @@ constexpr size_t kMostQueued = 8 << 20;  // bytes; more than a second of the fat
 
 }  // namespace
 
-Client::Client(const Setup &setup, Socket socket, const Destination &destination, std::string name, uint32_t number)
+Client::Client(const Setup &setup, Socket socket, const Destination &destination, std::string name, uint32_t number,
+               Tapes *tapes)
     : setup_(setup),
       socket_(std::move(socket)),
       tcp_(destination.tcp),
@@ -23,6 +24,7 @@ Client::Client(const Setup &setup, Socket socket, const Destination &destination
       dice_(setup.faults.seed + uint64_t(number) * 0x9E3779B97F4A7C15),
       split_dice_(setup.faults.seed),
       line_(setup_.faults, &dice_, &counters_),
+      ear_(tapes, &counters_),
       last_progress_(Clock::now()) {}
 
 Clock::time_point Client::NextDue() const {
@@ -184,6 +186,17 @@ void Client::Flush(Clock::time_point now) {
     if (!IsOpen()) End("");
 }
 
+/** Sends back what was said, as the sound of the camera, on the channel for sound. */
+void Client::Echo(Clock::time_point now) {
+    for (Packet &packet : echo_) {
+        if (ended_ || queued_ > kMostQueued) continue;
+        const uint8_t head[] = {'$', 2, static_cast<uint8_t>(packet.size() >> 8), static_cast<uint8_t>(packet.size())};
+        packet.insert(packet.begin(), std::begin(head), std::end(head));
+        Push(Act::kSend, std::move(packet), now, true);
+    }
+    echo_.clear();
+}
+
 void Client::Listen() {
     char bytes[4096];
     if (!IsOpen()) return;
@@ -192,6 +205,9 @@ void Client::Listen() {
         counters_.refused += got < 0 && errno == ECONNREFUSED;
         return;
     }
+    if (got > 0) ear_.Take(Bytes(reinterpret_cast<const uint8_t *>(bytes), static_cast<size_t>(got)),
+                           setup_.echo ? &echo_ : nullptr);
+    Echo(Clock::now());
     if (got == 0) End("the client went");
     if (got < 0 && errno != EAGAIN && errno != EINTR) End(std::string("the client went: ") + std::strerror(errno));
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "zvcam/counters.h"
+#include "zvcam/ear.h"
 #include "zvcam/faults.h"
 #include "zvcam/packets.h"
 #include "zvcam/sockets.h"
@@ -29,6 +30,7 @@ class Client {
         PacketOptions packets;
         FaultOptions faults;
         double spread;  ///< milliseconds
+        bool echo;      ///< what the client says goes back to it
     };
 
     /**
@@ -36,8 +38,10 @@ class Client {
      * @param destination where it belongs
      * @param name what the report calls it
      * @param number counted from 0, so that each client's faults differ and repeat
+     * @param tapes for what it says; lives longer
      */
-    Client(const Setup &setup, Socket socket, const Destination &destination, std::string name, uint32_t number);
+    Client(const Setup &setup, Socket socket, const Destination &destination, std::string name, uint32_t number,
+           Tapes *tapes);
 
     /** Goes on with the next key frame: for one who comes later. */
     void AwaitKeyFrame() { needs_key_ = true; }
@@ -51,7 +55,7 @@ class Client {
     /** Sends what is due and what the socket takes. */
     void Flush(Clock::time_point now);
 
-    /** Reads and forgets what the peer says, to see it go. */
+    /** Hears what the peer says, and sees it go. */
     void Listen();
 
     /** Ends the connection, with words for the report. */
@@ -88,6 +92,7 @@ class Client {
     void QueueOne(Packet packet, Clock::time_point due);
     void Push(Act act, Packet bytes, Clock::time_point due, bool whole);
     void AddHead(Packet *packet);
+    void Echo(Clock::time_point now);
     void Do(Act act, Clock::time_point now);
     bool Send(Entry *entry, Clock::time_point now);
     bool SendFailed();
@@ -101,6 +106,8 @@ class Client {
     Dice split_dice_;  ///< of its own, as how often it is thrown depends on the socket
     Counters counters_;
     FaultLine line_;
+    Ear ear_;
+    std::vector<Packet> echo_;
     std::deque<Entry> queue_;
     size_t queued_ = 0;            ///< bytes in the queue
     size_t sent_ = 0;              ///< bytes of its head that are gone

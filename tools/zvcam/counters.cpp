@@ -25,6 +25,11 @@ const Row kRows[] = {
     {"resets", &Counters::resets},
     {"closes", &Counters::closes},
     {"refused", &Counters::refused},
+    {"voices", &Counters::voices},
+    {"voice_samples", &Counters::voice_samples},
+    {"voice_lost", &Counters::voice_lost},
+    {"voice_unknown", &Counters::voice_unknown},
+    {"voice_strays", &Counters::voice_strays},
 };
 
 }  // namespace

@@ -26,6 +26,11 @@ struct Counters {
     uint64_t resets = 0;
     uint64_t closes = 0;   ///< in the middle of a packet
     uint64_t refused = 0;  ///< datagrams that came back: nobody listens
+    uint64_t voices = 0;   ///< packets of talk that came, as all below
+    uint64_t voice_samples = 0;
+    uint64_t voice_lost = 0;     ///< missing in their numbers
+    uint64_t voice_unknown = 0;  ///< of another kind than G.711 mu-law
+    uint64_t voice_strays = 0;   ///< bytes that belong to no message
 };
 
 /** Adds one to the other. */

@@ -19,6 +19,7 @@ examples
   zvcam --loop --audio aac front.264 tcp://:8554         a file as a camera, for zvplay tcp://127.0.0.1:8554
   zvcam --loss 1 --reorder 1 --seed 7 udp://127.0.0.1:5004
   zvcam --fast --split 7 front.265 tcp://127.0.0.1:8554?ts
+  zvcam --listen said.wav --echo tcp://:8554             for zvplay --talk hello.wav tcp://127.0.0.1:8554
   zvcam --sdp cam.sdp udp://127.0.0.1:5004               for ffplay -protocol_whitelist file,udp,rtp cam.sdp
 
 stream
@@ -37,6 +38,9 @@ test picture
 sound
   --audio KIND         g711u, g711a or aac: a beep a second; default none
   --audio-file FILE    instead of the beep: raw G.711 at 8000 Hz, or AAC with ADTS heads
+  --listen FILE.wav    write down what a client says (G.711 mu-law in RTP on channel 4 of its connection); the second who
+                       talks gets FILE-2.wav, and so on
+  --echo               send it back as the camera's sound (TCP, instead of --audio)
 packets
   --mtu N              most bytes of payload in a packet, default 1400
   --aggregate          H.264 parameter sets and messages in one packet

@@ -36,6 +36,8 @@ std::vector<tools::Option> Table(Options *o, std::string *playback_time) {
         {"--gop", Whole{&o->gop, 1, 10000}},
         {"--audio", tools::Choice{&o->audio, kAudio}},
         {"--audio-file", &o->audio_file},
+        {"--listen", &o->listen},
+        {"--echo", &o->echo},
         {"--sdp", &o->sdp},
         {"--mtu", Whole{&o->packets.mtu, 64, 10000}},
         {"--aggregate", &o->packets.aggregate},
@@ -120,6 +122,13 @@ bool CheckTransports(const Options &options, Failure *failure) {
     if (options.wait != kAuto && options.wait > 0 && !tcp) {
         return Fail(failure, "--wait waits for TCP clients, of whom none can come",
                     "serve a tcp:// destination with it");
+    }
+    if ((!options.listen.empty() || options.echo) && !tcp) {
+        return Fail(failure, "--listen and --echo are for clients who talk over their TCP connection",
+                    "serve a tcp:// destination with them");
+    }
+    if (options.echo && (!rtp || options.audio != kNoAudio)) {
+        return Fail(failure, "--echo is the camera's sound, in RTP", "leave out --audio, and ?ts");
     }
     if (options.spread > 0 && !udp) {
         return Fail(failure, "--spread is for datagrams", "send to a udp:// destination with it");

@@ -71,6 +71,8 @@ struct Options {
     uint32_t gop = 0;          ///< frames from key frame to key frame of the test picture; 0 for two seconds
     int audio = 0;             ///< AudioKind
     std::string audio_file;    ///< empty for a beep
+    std::string listen;        ///< WAV file for what a client says; empty for none
+    bool echo = false;         ///< what it says comes back as the camera's sound
     std::string sdp;           ///< file for a description of the stream
     PacketOptions packets;
     FaultOptions faults;

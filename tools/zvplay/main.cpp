@@ -20,6 +20,7 @@
 #include "push_loop.h"
 #include "source.h"
 #include "status.h"
+#include "talk_loop.h"
 #include "window.h"
 
 namespace zvplay {
@@ -34,7 +35,25 @@ struct Plan {
     bool network = false, recording = false;
     Address address;                 ///< of a stream from the network
     std::unique_ptr<Source> source;  ///< of captured data
+    std::unique_ptr<VoiceSource> voice;  ///< what is said to the camera; null for nothing
+    std::vector<Address> listeners;      ///< further cameras that hear it
 };
+
+/** Opens what is to be said and finds those who are to hear it. */
+bool MakeTalkPlan(const Options &options, Plan *plan, Failure *failure) {
+    bool tcp = plan->network && plan->address.tcp;
+    for (const std::string &name : options.listeners) {
+        Address &address = plan->listeners.emplace_back();
+        if (!ParseAddress(name, &address, failure) || !Resolve(&address, failure)) return false;
+        tcp = tcp && address.tcp;
+    }
+    if (!tcp) {
+        *failure = {kExitUsage, "--talk talks over the connection to a camera", "name one: tcp://HOST:PORT"};
+        return false;
+    }
+    plan->voice = OpenVoiceSource(options.talk, failure);
+    return plan->voice != nullptr;
+}
 
 /** Finds out what the source is, and opens it as far as that needs no library. */
 bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
@@ -44,9 +63,11 @@ bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
         *failure = {kExitUsage, "--start, --speed and --loop are for recordings", "see zvplay --help"};
         return false;
     }
-    if (plan->network) {
-        return ParseAddress(options.source, &plan->address, failure) && Resolve(&plan->address, failure);
+    if (plan->network && (!ParseAddress(options.source, &plan->address, failure) || !Resolve(&plan->address, failure))) {
+        return false;
     }
+    if (!options.talk.empty()) return MakeTalkPlan(options, plan, failure);
+    if (plan->network) return true;
     if (!plan->recording) plan->source = OpenSource(options, failure);
     return plan->recording || plan->source != nullptr;
 }
@@ -59,22 +80,40 @@ bool OpenRecording(const Options &options, Player *player, Failure *failure) {
     return false;
 }
 
+/** One camera is talked with, several hear a broadcast. */
+ULONG_32 TalkService(const Plan &plan) {
+    return plan.listeners.empty() ? PLAYER_VOICE_SERVICE_TALKBACK_INPUT : PLAYER_VOICE_SERVICE_BROADCAST_INPUT;
+}
+
+/** Joins the player's port and all others for the talk. @return null with the failure filled */
+std::unique_ptr<Talk> OpenTalk(const Options &options, Plan *plan, const Player &player, Failure *failure) {
+    auto talk = std::make_unique<Talk>(std::move(plan->voice));
+    talk->Join(player.Port());
+    for (const Address &address : plan->listeners) {
+        if (!talk->Open(address, failure)) return nullptr;
+    }
+    talk->Start(options.headless || !talk->IsLive());
+    return talk;
+}
+
 bool OpenPort(const Options &options, const Plan &plan, Player *player, Failure *failure) {
     if (!player->Open(failure)) return false;
+    if (plan.voice != nullptr) return player->OpenTalk(plan.address, TalkService(plan), failure);
     if (plan.network) return player->OpenNetwork(plan.address, failure);
     return plan.recording ? OpenRecording(options, player, failure) : player->OpenPushed(failure);
 }
 
-std::unique_ptr<PlayLoop> MakeLoop(const Options &options, const Plan &plan, Player *player, Window *window,
-                                   Status *status) {
+std::unique_ptr<PlayLoop> MakeLoop(const Options &options, const Plan &plan, Talk *talk, Player *player,
+                                   Window *window, Status *status) {
+    if (talk != nullptr) return std::make_unique<TalkLoop>(options, talk, player, window, status);
     if (plan.network) return std::make_unique<NetLoop>(options, player, window, status);
     if (plan.recording) return std::make_unique<FileLoop>(options, player, window, status);
     return std::make_unique<PushLoop>(options, plan.source.get(), player, window, status);
 }
 
 /** An end that looks like success and is none. */
-bool CheckResult(const Figures &figures, const Plan &plan, Failure *failure) {
-    if (figures.pictures > 0 || (figures.frames == 0 && figures.sounds > 0)) return true;
+bool CheckResult(const Figures &figures, const PlayState &state, const Plan &plan, Failure *failure) {
+    if (state.talk.sent > 0 || figures.pictures > 0 || (figures.frames == 0 && figures.sounds > 0)) return true;
     *failure = {
         kExitNoPicture,
         figures.frames > 0 ? "frames were found, but none could be decoded" : "no frame was found in the source",
@@ -106,15 +145,18 @@ int Play(const Options &options) {
     if (!OpenPort(options, plan, &player, &failure)) return Fail(failure);
     if (window != nullptr && !player.Show(window->Id(), &failure)) return Fail(failure);
 
+    std::unique_ptr<Talk> talk;
+    if (!options.talk.empty() && (talk = OpenTalk(options, &plan, player, &failure)) == nullptr) return Fail(failure);
     Status status(options);
-    const std::unique_ptr<PlayLoop> loop = MakeLoop(options, plan, &player, window.get(), &status);
+    const std::unique_ptr<PlayLoop> loop = MakeLoop(options, plan, talk.get(), &player, window.get(), &status);
     const bool played = loop->Run(&failure);
     const Figures figures = player.Read();
     const PlayState state = loop->State();
+    talk.reset();
     player.Close();
     CloseLog();
     status.Report(figures, state, loop->Saved(), plan.source != nullptr ? plan.source->Remark() : "");
-    return played && CheckResult(figures, plan, &failure) ? kExitOk : Fail(failure);
+    return played && CheckResult(figures, state, plan, &failure) ? kExitOk : Fail(failure);
 }
 
 int Main(int argc, char **argv) {

@@ -22,6 +22,13 @@ class NetLoop : public PlayLoop {
         return state;
     }
 
+ protected:
+    /** The time asked for counts from the first frame, or from the beginning as long as there is none. */
+    bool IsOver() override {
+        if (options_.seconds > 0 && Seconds(Clock::now() - start_) >= options_.seconds) return true;
+        return (Player::PeerClosed() || StreamEnded()) && !paused_ && Drained();
+    }
+
  private:
     bool Advance(Failure *) override {
         if (!started_ && player_.Frames() > 0) {
@@ -29,11 +36,6 @@ class NetLoop : public PlayLoop {
             start_ = Clock::now();
         }
         return true;
-    }
-    /** The time asked for counts from the first frame, or from the beginning as long as there is none. */
-    bool IsOver() override {
-        if (options_.seconds > 0 && Seconds(Clock::now() - start_) >= options_.seconds) return true;
-        return (Player::PeerClosed() || StreamEnded()) && !paused_ && Drained();
     }
     int WaitMilliseconds() const override { return 50; }
     void Pause() override { player_.SetPaused(paused_); }

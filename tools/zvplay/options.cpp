@@ -45,6 +45,8 @@ options
                  with -audio it is sound alone: mp4-time, ts-stream-time, avi-audio ...
   --split-size N, --split-time N   go on in a new file after N MB (10 to 4000), N minutes (1 to 60)
   --snapshot FILE  save the last picture, as FILE.jpg, or FILE.bmp if named so
+  --talk SOUND   say something to a camera at tcp://HOST:PORT, or to many: a WAV file, a file or - for standard input
+                 with raw PCM (16 bits, 8000 Hz, mono), or mic. The first camera is shown; what it says is heard as ever
   --log FILE     write the library's log to FILE
   --version      print the library's version
   --help         print this
@@ -53,6 +55,7 @@ keys in the window
   space p  pause and go on      f      keep the picture's proportion, or fill the window
   m        sound off and on     q ESC  quit
   r        record, or stop       s      save the picture
+  t        talk, or fall silent: with --talk (a microphone in a window begins silent)
 and of recordings
   right left  5 seconds on, back     [ ]        slower, faster
   up down     60 seconds on, back    backspace  normal speed
@@ -97,6 +100,7 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
         {"--split-size", tools::Whole{&options->split_size, 10, 4000}},
         {"--split-time", tools::Whole{&options->split_time, 1, 60}},
         {"--snapshot", &options->snapshot},
+        {"--talk", &options->talk},
         {"--log", &options->log},
     };
     std::vector<std::string> names;
@@ -105,7 +109,8 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
     if (options->split_size != 0 && options->split_time != 0) {
         return Fail(failure, "--split-size and --split-time exclude each other");
     }
-    if (names.size() > 1) return Fail(failure, "two sources: " + names[0] + " and " + names[1]);
+    if (names.size() > 1 && !options->talk.empty()) options->listeners.assign(names.begin() + 1, names.end());
+    if (names.size() > 1 && options->talk.empty()) return Fail(failure, "two sources: " + names[0] + " and " + names[1]);
     if (!names.empty()) options->source = names[0];
     if (options->help || options->version || !options->source.empty()) return true;
     return Fail(failure, "no source given", "name one: zvplay recording.mp4; see zvplay --help");

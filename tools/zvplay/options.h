@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "failure.h"
 #include "speed.h"
@@ -13,6 +14,8 @@ namespace zvplay {
 /** What the user asked for. */
 struct Options {
     std::string source;        ///< file, folder, printf pattern or address
+    std::string talk;          ///< what is said to the camera: a file, "-" or "mic"; empty for nothing
+    std::vector<std::string> listeners;  ///< addresses of further cameras that hear it
     double seconds = 0;        ///< stop after so much of the stream; 0 plays it all
     double fps = 0;            ///< frame rate of sources without timestamps; 0 takes the stream's own, or 25
     double start = 0;          ///< files: seconds to begin at

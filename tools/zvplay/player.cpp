@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/library_failure.h"
+#include "talk.h"
 
 namespace zvplay {
 namespace {
@@ -106,6 +107,13 @@ bool Player::OpenNetwork(const Address &address, Failure *failure) {
         return false;
     }
     close_ = Zelvane_CloseNetStream;
+    queued_ = true;
+    return true;
+}
+
+bool Player::OpenTalk(const Address &address, ULONG_32 service, Failure *failure) {
+    if (!OpenVoice(port_, service, address, failure)) return false;
+    close_ = Zelvane_CloseVoiceSvc;
     queued_ = true;
     return true;
 }

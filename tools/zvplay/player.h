@@ -54,6 +54,12 @@ class Player {
     /** Receives from the network. The address is in figures. */
     bool OpenNetwork(const Address &address, Failure *failure);
 
+    /** The same, with a voice service of that kind on the connection: PLAYER_VOICE_SVC_TYPE_E. */
+    bool OpenTalk(const Address &address, ULONG_32 service, Failure *failure);
+
+    /** The number of the port. */
+    ULONG_32 Port() const { return port_; }
+
     /** Shows the pictures in an X11 window. The window has to live until Close(). */
     bool Show(unsigned long window, Failure *failure);
 

@@ -43,6 +43,21 @@ std::string Length(const PlayState &state) {
     return " / " + Time(state.length) + Format("  %.0f%%", part * 100);
 }
 
+/** "  talk [####      ] 3 dropped" while it goes on. */
+std::string TalkText(const TalkState &talk) {
+    if (!talk.there || !talk.on) return talk.ended ? "  talk ended" : talk.there ? "  talk off" : "";
+    std::string text = "  TALK [" + std::string(static_cast<size_t>(talk.level + 9) / 10, '#');
+    text.resize(std::string("  TALK [").size() + 10, ' ');
+    return text + "]" + (talk.dropped > 0 ? Format(" %u dropped", talk.dropped) : "");
+}
+
+/** The members of a line of JSON that tell of the talk. */
+std::string TalkJson(const TalkState &talk) {
+    if (!talk.there) return "";
+    return Format("\"talk\": \"%s\", \"talk_level\": %d, \"talk_blocks\": %u, \"talk_dropped\": %u, ",
+                  talk.ended ? "ended" : talk.on ? "on" : "off", talk.level, talk.sent, talk.dropped);
+}
+
 size_t TerminalWidth() {
     winsize size = {};
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
@@ -58,6 +73,7 @@ std::string Status::Mode(const PlayState &state) {
     if (state.recording && state.speed != kNormalSpeed) mode += std::string("  ") + kSpeeds[state.speed].shown;
     if (state.loop) mode += "  loop";
     if (state.paused) mode += "  PAUSED";
+    if (state.talk.on) mode += "  TALK";
     return mode + state.capture;
 }
 
@@ -77,7 +93,9 @@ void Status::Live(const Figures &figures, const PlayState &state) {
         line += std::string("  ") + (*figures.audio != '\0' ? figures.audio : "sound") + sound;
     }
     if (state.recording && state.speed == kNormalSpeed) line += "  1x";
-    line += Mode(state);
+    PlayState still = state;
+    still.talk.on = false;  // it has words of its own here
+    line += TalkText(state.talk) + Mode(still);
     line.resize(std::min(line.size(), TerminalWidth() - 1));
     std::printf("\r%s\033[K", line.c_str());
     std::fflush(stdout);
@@ -90,10 +108,10 @@ void Status::Json(const Figures &figures, const PlayState &state, bool end) {
         "{\"time\": %.2f, \"length\": %s, \"speed\": \"%s\", \"loop\": %s, \"frames\": %u, \"pictures\": %u, \"rate\": "
         "%d, \"bit_rate\": %d, \"packets\": %d, "
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
-        "\"audio\": \"%s\", \"sound\": %s, \"paused\": %s, \"end\": %s}\n",
+        "\"audio\": \"%s\", %s\"sound\": %s, \"paused\": %s, \"end\": %s}\n",
         state.position, length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
         figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost, figures.fill, figures.sounds,
-        figures.width, figures.height, figures.video, figures.audio, state.sound ? "true" : "false",
+        figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(), state.sound ? "true" : "false",
         state.paused ? "true" : "false", end ? "true" : "false");
     std::fflush(stdout);
 }
@@ -108,13 +126,17 @@ void Status::Report(const Figures &figures, const PlayState &state, const std::s
         Json(figures, state, true);
     } else {
         const std::string sound = figures.sounds > 0 ? Format(", %u sound frames", figures.sounds) : "";
-        std::printf("%splayed %.1f s of %s: %s, %u frames, %u pictures%s%s\n", dirty_ ? "\r\033[K" : "", state.played,
+        const std::string talk = state.talk.there ? Format(", %u blocks said", state.talk.sent) : "";
+        std::printf("%splayed %.1f s of %s: %s, %u frames, %u pictures%s%s%s\n", dirty_ ? "\r\033[K" : "", state.played,
                     options_.source.c_str(), Picture(figures).c_str(), figures.frames, figures.pictures, sound.c_str(),
-                    most_lost_ > 0 ? ", with losses" : ", nothing lost");
+                    talk.c_str(), most_lost_ > 0 ? ", with losses" : ", nothing lost");
     }
     if (!options_.json && !saved.empty()) std::printf("%s\n", saved.c_str());
     std::fflush(stdout);
     if (!remark.empty()) std::fprintf(stderr, "zvplay: note: %s\n", remark.c_str());
+    if (state.talk.dropped > 0) {
+        std::fprintf(stderr, "zvplay: note: %u blocks of talk found no way to a camera\n", state.talk.dropped);
+    }
     if (figures.decode_failures > 0) std::fprintf(stderr, "zvplay: note: the decoder gave up on pictures\n");
     if (state.sound && figures.sounds > 0 && SoundFailed()) {
         std::fprintf(stderr, "zvplay: note: no sound device could be opened; the sound was left out\n");

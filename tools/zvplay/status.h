@@ -6,6 +6,7 @@
 
 #include "options.h"
 #include "player.h"
+#include "talk.h"
 
 namespace zvplay {
 
@@ -20,6 +21,7 @@ struct PlayState {
     double length = 0;         ///< seconds
     int speed = kNormalSpeed;  ///< index into kSpeeds
     bool loop = false;         ///< begins again at the end
+    TalkState talk;            ///< to the camera
     std::string capture;       ///< what is being recorded or was saved just now, in words
 };
 

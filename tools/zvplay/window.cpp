@@ -48,6 +48,7 @@ const Key kKeys[] = {
     {XK_l, Action::kLoop},
     {XK_r, Action::kRecord},
     {XK_s, Action::kSnapshot},
+    {XK_t, Action::kTalk},
 };
 
 Action ActionOfKey(XKeyEvent *event) {

@@ -28,7 +28,8 @@ enum class Action {
     kKeyFrames,
     kLoop,
     kRecord,
-    kSnapshot
+    kSnapshot,
+    kTalk
 };
 
 /**
