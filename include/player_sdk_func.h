@@ -421,7 +421,7 @@ ZELVANE_API BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime);
  * PLAYER_RUN_RECORD_FINISHED. After the two failures, and after a full disk under an MP4 file, of which the log alone
  * tells, the recording stands still until it is stopped; a port that waits when its buffers are full then stands still
  * with it, pictures and all: stop the recording, or see Zelvane_SetBufferCtrl(). Under an AVI file a full disk costs the
- * frames that find no room, of which the log alone tells, and it goes on when there is room again.
+ * frames that find no room, and the recording goes on when there is room again.
  *
  * A port holds two port numbers while it records.
  * @param ulPort            port

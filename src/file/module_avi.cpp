@@ -1,6 +1,7 @@
 // AVI files for the file layer and the recorder.
 #include "file/module_avi.h"
 
+#include <errno.h>
 #include <string.h>
 #include <strings.h>
 
@@ -179,6 +180,18 @@ ULONG_32 LookAtFrame(avi_t *pstAvi, AVI_FRAME_INFO_S *pstFrame, SpVerdict *penVe
 
 /* ---- writing ---- */
 
+namespace {
+
+/** Keeps errno, by which callers tell a full disk. */
+ULONG_32 WriteFailed(const CHAR *pcWhat) {
+    const int iSystem = errno;
+    LOG_ERROR("AVI_EncFrame Failed,Write %s Failed.", pcWhat);
+    errno = iSystem;
+    return PLAYER_ERR_FAILED;
+}
+
+}  // namespace
+
 HANDLE AVI_FileOpen(const CHAR *pcFileName) { return AVI_open_output_file(pcFileName); }
 
 ULONG_32 AVI_EncInit(AVI_STREAM_INFO_S *pstInfo, HANDLE hAvi) {
@@ -214,12 +227,10 @@ ULONG_32 AVI_EncFrame(HANDLE hAvi, AVI_FRAME_INFO_S *pstFrame) {
     }
     if (pstFrame->ulStreamIndex == 0 &&
         AVI_write_frame(pstAvi, pstFrame->pucData, pstFrame->ulDataSize, pstFrame->bKeyFrame) != 0) {
-        LOG_ERROR("AVI_EncFrame Failed,Write A Frame Failed.");
-        return PLAYER_ERR_FAILED;
+        return WriteFailed("A Frame");
     }
     if (pstFrame->ulStreamIndex == 1 && AVI_write_audio(pstAvi, pstFrame->pucData, pstFrame->ulDataSize) != 0) {
-        LOG_ERROR("AVI_EncFrame Failed,Write Audio Failed.");
-        return PLAYER_ERR_FAILED;
+        return WriteFailed("Audio");
     }
     return PLAYER_ERR_OK;
 }

@@ -89,7 +89,8 @@ MODULE_API ULONG_32 AVI_EncInit(AVI_STREAM_INFO_S *pstInfo, HANDLE hAvi);
  * Appends a frame.
  * @param pstFrame ulStreamIndex, pucData, ulDataSize and bKeyFrame; an ulFrameRate other than the file's, and not 0,
  *                 becomes that of the whole file
- * @return 0; PLAYER_ERR_FAILED when it could not be written, or the file has reached the size that an AVI file may have
+ * @return 0; PLAYER_ERR_FAILED when it could not be written, which errno tells more of, or the file has reached the size
+ *         that an AVI file may have
  */
 MODULE_API ULONG_32 AVI_EncFrame(HANDLE hAvi, AVI_FRAME_INFO_S *pstFrame);
 

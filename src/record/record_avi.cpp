@@ -1,4 +1,5 @@
 // The recording as AVI: H.264, H.265 or JPEG with MPEG audio, which all other sound is transcoded to.
+#include <errno.h>
 #include <unistd.h>
 
 #include "file/module_avi.h"
@@ -9,6 +10,7 @@
 #include "record/record_format.h"
 #include "record/record_inner.h"
 #include "record/record_thread.h"
+#include "record/record_writer.h"
 
 namespace {
 
@@ -51,12 +53,24 @@ ULONG_32 Describe(PLAEYR_PORT_S *pstPort, AVI_STREAM_INFO_S *pstFormat) {
     return ulResult;
 }
 
+/** Hands a frame of whatever kind to the writer. */
+bool Encode(PLAEYR_PORT_S *pstPort, AVI_FRAME_INFO_S *pstFrame) {
+    errno = 0;
+    if (AVI_EncFrame(pstPort->hAviHandle, pstFrame) == PLAYER_ERR_OK) {
+        return true;
+    }
+    if (errno == ENOSPC || errno == EDQUOT) {
+        Record_ReportDiskFull(pstPort);
+    }
+    return false;
+}
+
 void WriteFrame(RECORD_LOOP_S *pstLoop, AVI_FRAME_INFO_S *pstFrame, const RECORD_FORMAT_S &stFormat) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     const PLAYER_FRAMEDATA_S &stData = pstPort->pstReordPort->stFrameData;
     pstFrame->pucData = stData.pucData;
     pstFrame->ulDataSize = static_cast<ULONG_32>(stData.lDataLen);
-    if (RecordFormat_HasVideo(stFormat) && AVI_EncFrame(pstPort->hAviHandle, pstFrame) != PLAYER_ERR_OK) {
+    if (RecordFormat_HasVideo(stFormat) && !Encode(pstPort, pstFrame)) {
         LOG_ERROR("Port[%03d] Record Thread: Call AVI_enc_frame failed.", pstPort->ulPort);
         return;
     }
@@ -196,7 +210,7 @@ void Player_Mp2WriteToAvi(UCHAR *pucData, LONG_32 lLen, DLONG, void *pUser) {
     stFrame.ulDataSize = static_cast<ULONG_32>(lLen);
     stFrame.bKeyFrame = 1;
     stFrame.dlTimeStamp = static_cast<DLONG>(pstPort->dulTotalTimeStamp);
-    if (AVI_EncFrame(pstPort->hAviHandle, &stFrame) != PLAYER_ERR_OK) {
+    if (!Encode(pstPort, &stFrame)) {
         LOG_ERROR("Player_Mp2WriteToAvi Failed, AVI_EncFrame Failed.");
     }
 }

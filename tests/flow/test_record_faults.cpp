@@ -254,7 +254,8 @@ TEST_F(RecordControl, SoundOfAPlayedFileKeepsItsRateAndLength) {
     ASSERT_TRUE(port.Play());
     ASSERT_TRUE(port.WaitForEnd());
     ASSERT_TRUE(Zelvane_StopRecord(port.Number()));
-    EXPECT_EQ(Probe("copy.mp4", "-select_streams a -show_entries stream=codec_name,sample_rate,channels"), "aac,48000,2");
+    EXPECT_EQ(Probe("copy.mp4", "-select_streams a -show_entries stream=codec_name,sample_rate,channels"),
+              "aac,48000,2");
     EXPECT_NEAR(std::stod(Probe("copy.mp4", "-select_streams a -show_entries stream=duration")), 10.0, 0.1);
     EXPECT_EQ(support::LinesOf("ffmpeg -v error -i copy.mp4 -map 0:a -f null - 2>&1").size(), 0U) << "no decode errors";
 }
@@ -413,7 +414,10 @@ TEST(RecordDisk, AFullDiskLeavesWhatWasRecordedAndIsTold) {
         Library library;
         RecordMessages messages;
         const VideoStream video("h264_1080p_bf0.264", AV_CODEC_ID_H264);
-        for (const ULONG_32 format : {PLAYER_FILE_FORMATE_TS, PLAYER_FILE_FORMATE_MP4}) {
+        size_t told = 0;
+        for (const auto &[format, file] : {std::pair{PLAYER_FILE_FORMATE_TS, "small/cam.ts"},
+                                           {PLAYER_FILE_FORMATE_MP4, "small/cam.mp4"},
+                                           {PLAYER_FILE_FORMATE_AVI, "small/cam.avi"}}) {
             RecordPort port;
             ASSERT_TRUE(Zelvane_SetBufferCtrl(port.Number(), 0));
             ASSERT_TRUE(port.Start("small/cam", format));
@@ -422,7 +426,6 @@ TEST(RecordDisk, AFullDiskLeavesWhatWasRecordedAndIsTold) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(100));
             }
             const bool ts = format == PLAYER_FILE_FORMATE_TS;
-            const size_t told = ts ? 0 : 2;
             EXPECT_TRUE(WaitUntil([told] { return RecordMessages::All().size() == told + 1; }));
             EXPECT_EQ(RecordMessages::All()[told], RecordMessages::Text(port.Number(), 264, ""));
             BOOL_T recording = 0;
@@ -430,7 +433,7 @@ TEST(RecordDisk, AFullDiskLeavesWhatWasRecordedAndIsTold) {
             EXPECT_EQ(recording, 1);
             EXPECT_TRUE(Zelvane_StopRecord(port.Number()));
             const std::string path = port.Files().back();
-            EXPECT_EQ(path, ts ? "small/cam.ts" : "small/cam.mp4");
+            EXPECT_EQ(path, file);
             EXPECT_GT(support::LinesOf("ffmpeg -v quiet -i " + path + " -map 0:v -f framemd5 -").size(), 20U);
             EXPECT_EQ(Probe(path, "-select_streams v -show_entries stream=width"), "1920");
             EXPECT_TRUE(!ts || std::filesystem::file_size(path) % 188 == 0);
@@ -440,6 +443,7 @@ TEST(RecordDisk, AFullDiskLeavesWhatWasRecordedAndIsTold) {
             }
             std::filesystem::remove(path);
             EXPECT_TRUE(WaitUntil([told] { return RecordMessages::All().size() == told + 2; })) << "264 came once";
+            told += 2;
         }
     });
 }

@@ -22,7 +22,7 @@ class Copy {
         for (;;) {
             const int track = NextTrack();
             if (track < 0 && video_ >= from_->video_frames) return true;
-            if (!(track < 0 ? TakeFrame() : TakeSound(track))) return false;
+            if (!(track < 0 ? CopyFrame() : CopySound(track))) return false;
         }
     }
     std::string Summary() const {
@@ -33,8 +33,8 @@ class Copy {
  private:
     void Describe();
     int NextTrack() const;
-    bool TakeFrame();
-    bool TakeSound(int track);
+    bool CopyFrame();
+    bool CopySound(int track);
     bool IsKey(Bytes frame);
 
     const Bytes data_;
@@ -79,7 +79,7 @@ bool Copy::IsKey(Bytes frame) {
     return picture.random_access && picture.slices > 0;
 }
 
-bool Copy::TakeFrame() {
+bool Copy::CopyFrame() {
     const video_index_entry &entry = from_->video_index[video_];
     const Bytes frame = ChunkData(data_, entry.pos, entry.len);
     const bool whole = frame.size() == static_cast<size_t>(entry.len);
@@ -93,7 +93,7 @@ bool Copy::TakeFrame() {
     return (again ? AVI_dup_frame(to_) : AVI_write_frame(to_, frame.data(), entry.len, key)) == 0;
 }
 
-bool Copy::TakeSound(int track) {
+bool Copy::CopySound(int track) {
     const audio_index_entry &entry = from_->track[track].audio_index[sound_[track]++];
     const Bytes sound = ChunkData(data_, entry.pos, entry.len);
     if (sound.size() < static_cast<size_t>(entry.len)) return true;

@@ -174,7 +174,7 @@ void CopyFour(char *pcTo, const UCHAR *pucFrom) {
     pcTo[4] = 0;
 }
 
-void TakeVideoHeader(HEADERS_S *pstWalk, bytes::Reader oBody, DLONG dlAt) {
+void ReadVideoHeader(HEADERS_S *pstWalk, bytes::Reader oBody, DLONG dlAt) {
     avi_t *pstAvi = pstWalk->pstAvi;
     UCHAR aucBody[36] = {};  // what the chunk does not have stays 0
     oBody.Copy(aucBody, std::min(oBody.Left(), sizeof(aucBody)));
@@ -191,7 +191,7 @@ void TakeVideoHeader(HEADERS_S *pstWalk, bytes::Reader oBody, DLONG dlAt) {
 }
 
 /** @return false for a ninth track */
-bool TakeAudioHeader(HEADERS_S *pstWalk, DLONG dlAt) {
+bool ReadAudioHeader(HEADERS_S *pstWalk, DLONG dlAt) {
     avi_t *pstAvi = pstWalk->pstAvi;
     if (pstAvi->anum == AVI_MAX_TRACKS) {
         fprintf(stderr, "error - only %d audio tracks supported\n", AVI_MAX_TRACKS);
@@ -205,13 +205,13 @@ bool TakeAudioHeader(HEADERS_S *pstWalk, DLONG dlAt) {
     return true;
 }
 
-bool TakeStreamHeader(HEADERS_S *pstWalk, bytes::Reader oBody, DLONG dlAt) {
+bool ReadStreamHeader(HEADERS_S *pstWalk, bytes::Reader oBody, DLONG dlAt) {
     bool bGood = true;
     pstWalk->enOwner = OWNER_NONE;
     if (oBody.Match("vids", 4) && !pstWalk->bVideo) {
-        TakeVideoHeader(pstWalk, oBody, dlAt);
+        ReadVideoHeader(pstWalk, oBody, dlAt);
     } else if (oBody.Match("auds", 4) && !pstWalk->bSound) {
-        bGood = TakeAudioHeader(pstWalk, dlAt);
+        bGood = ReadAudioHeader(pstWalk, dlAt);
     }
     ++pstWalk->lStreams;
     return bGood;
@@ -226,7 +226,7 @@ UCHAR *CopyFormat(bytes::Reader oBody, size_t ulBytes) {
     return pucCopy;
 }
 
-bool TakeVideoFormat(avi_t *pstAvi, bytes::Reader oBody, DLONG dlAt) {
+bool ReadVideoFormat(avi_t *pstAvi, bytes::Reader oBody, DLONG dlAt) {
     pstAvi->bitmap_info_header = CopyFormat(oBody, AVI_BITMAP_BYTES);
     if (pstAvi->bitmap_info_header == nullptr) {
         return false;
@@ -238,7 +238,7 @@ bool TakeVideoFormat(avi_t *pstAvi, bytes::Reader oBody, DLONG dlAt) {
     return true;
 }
 
-bool TakeAudioFormat(avi_t *pstAvi, bytes::Reader oBody, DLONG dlAt) {
+bool ReadAudioFormat(avi_t *pstAvi, bytes::Reader oBody, DLONG dlAt) {
     track_t *pstTrack = &pstAvi->track[pstAvi->anum - 1];
     UCHAR *pucFormat = CopyFormat(oBody, AVI_WAVE_BYTES);
     pstAvi->wave_format_ex[pstAvi->anum - 1] = pucFormat;
@@ -254,14 +254,14 @@ bool TakeAudioFormat(avi_t *pstAvi, bytes::Reader oBody, DLONG dlAt) {
     return true;
 }
 
-bool TakeFormat(HEADERS_S *pstWalk, bytes::Reader oBody, DLONG dlAt) {
+bool ReadFormat(HEADERS_S *pstWalk, bytes::Reader oBody, DLONG dlAt) {
     const OWNER_E enOwner = pstWalk->enOwner;
     pstWalk->enOwner = OWNER_NONE;
     switch (enOwner) {
         case OWNER_VIDEO:
-            return TakeVideoFormat(pstWalk->pstAvi, oBody, dlAt);
+            return ReadVideoFormat(pstWalk->pstAvi, oBody, dlAt);
         case OWNER_AUDIO:
-            return TakeAudioFormat(pstWalk->pstAvi, oBody, dlAt);
+            return ReadAudioFormat(pstWalk->pstAvi, oBody, dlAt);
         default:
             return true;
     }
@@ -282,10 +282,10 @@ long WalkHeaders(const PARSE_S &stParse) {
         const DLONG dlAt = stParse.dlHeadersAt + static_cast<DLONG>(oList.Pos());
         const bytes::Reader oBody = oList.Sub(std::min(ulSize, oList.Left()));
         oList.Skip(std::min(ulSize & 1, oList.Left()));
-        if (IsTag(pucId, "strh") && !TakeStreamHeader(&stWalk, oBody, dlAt)) {
+        if (IsTag(pucId, "strh") && !ReadStreamHeader(&stWalk, oBody, dlAt)) {
             return AVI_ERR_UNKNOWN;
         }
-        if (IsTag(pucId, "strf") && !TakeFormat(&stWalk, oBody, dlAt)) {
+        if (IsTag(pucId, "strf") && !ReadFormat(&stWalk, oBody, dlAt)) {
             return AVI_ERR_NO_MEM;
         }
     }
