@@ -981,6 +981,37 @@ ZELVANE_API BOOL_T Zelvane_VoiceInputData(ULONG_32 ulPort, const UCHAR *pucDataB
  */
 ZELVANE_API BOOL_T Zelvane_SetIVAEnable(ULONG_32 ulPort, BOOL_T bAble);
 
+/* ---- content protection ----------------------------------------------------------------------------------------- */
+
+/**
+ * Sets the RSA key that the key messages of scrambled live and pushed streams are encrypted to, for all ports of the
+ * process; any time, also while streams play. From then on such streams are shown clear. A frame that can't be restored,
+ * and all that lean on it, are left out, so that the last clean picture stays in the window; each such key frame is
+ * logged with PLAYER_ERR_SCRAMBLE. Parse callbacks and recordings get the frames as they came. While a key is set, ports
+ * also obey the coding heads in a stream, which may say that a frame isn't to be shown, and keep debugging data from the
+ * decoder. Until a key is set, scrambled streams are decoded as they come. An absurd key is found out when it is used.
+ * @param pstRsaInfo key; every field is copied
+ * @return 1; or 0 with PLAYER_ERR_PARAM
+ */
+ZELVANE_API BOOL_T Zelvane_SetRsaKey(PLAYER_RSA_INFO_S *pstRsaInfo);
+
+/**
+ * Gives the RSA key in use: the last one set, or a built-in one that shows the form.
+ * @param[out] pstRsaInfo key
+ * @return 1; or 0 with PLAYER_ERR_PARAM
+ */
+ZELVANE_API BOOL_T Zelvane_GetRsaKey(PLAYER_RSA_INFO_S *pstRsaInfo);
+
+/**
+ * Sets the password of scrambled files on a port; before the open call or while a file plays. What Zelvane_SetRsaKey()
+ * says of streams then holds for the port's files, with PLAYER_ERR_FILE_SCRAMBLE.
+ * @param ulPort       port; keeps the password until it is freed
+ * @param pcPassword   password, need not end with a zero byte
+ * @param lPasswordLen its bytes; what is above 64 is cut off, with success; 0 takes the password away
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a negative length or null
+ */
+ZELVANE_API BOOL_T Zelvane_SetFilePassword(ULONG_32 ulPort, CHAR *pcPassword, LONG_32 lPasswordLen);
+
 #ifdef __cplusplus
 }
 #endif
