@@ -1012,6 +1012,34 @@ ZELVANE_API BOOL_T Zelvane_GetRsaKey(PLAYER_RSA_INFO_S *pstRsaInfo);
  */
 ZELVANE_API BOOL_T Zelvane_SetFilePassword(ULONG_32 ulPort, CHAR *pcPassword, LONG_32 lPasswordLen);
 
+/**
+ * Tests the watermarks of a file: reads it whole, without decoding, on the calling thread. Another thread may end the
+ * test by Zelvane_CheckMarkCancel() or by closing or freeing the port; it then succeeds with what was found so far.
+ * Other calls on the port wait. A second test on a port carries on from the first: text and bHaveWaterMark stay until
+ * they are replaced.
+ * @param ulPort           port without a source
+ * @param pcFilename       file to test
+ * @param[out] pstMarkInfo result; its list is the client's, for Zelvane_FreeMarkInfo(), also after a read error in the
+ *                         middle of the file. The test ends when the list holds PLAYER_MARK_LIST_NUM failures
+ * @return 1; or 0 with PLAYER_ERR_PARAM (port in use; then *pstMarkInfo is not touched), PLAYER_ERR_MALLOC,
+ *         PLAYER_ERR_FILE_OPEN or what the file's parser says
+ */
+ZELVANE_API BOOL_T Zelvane_CheckMark(ULONG_32 ulPort, const CHAR *pcFilename, PLAYER_MARK_INFO_S *pstMarkInfo);
+
+/**
+ * Ends a test that another thread runs on the port. It does not wait for it, and a test that begins right behind it is
+ * not ended: repeat it until Zelvane_CheckMark() has returned.
+ * @param ulPort port
+ * @return always 0, with PLAYER_ERR_NOT_SUPPORT although the test ends; PLAYER_ERR_PORT without such a port
+ */
+ZELVANE_API BOOL_T Zelvane_CheckMarkCancel(ULONG_32 ulPort);
+
+/**
+ * Frees the list of a result.
+ * @param pstMarkInfo result, or null; may be freed again
+ */
+ZELVANE_API void Zelvane_FreeMarkInfo(PLAYER_MARK_INFO_S *pstMarkInfo);
+
 #ifdef __cplusplus
 }
 #endif
