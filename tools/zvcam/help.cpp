@@ -41,6 +41,11 @@ sound
   --listen FILE.wav    write down what a client says (G.711 mu-law in RTP on channel 4 of its connection); the second who
                        talks gets FILE-2.wav, and so on
   --echo               send it back as the camera's sound (TCP, instead of --audio)
+protection
+  --scramble --rsa-key PEM   scramble, for who holds the private key: zvplay --rsa-key PEM
+  --scramble-file PASSWORD   scramble, for who knows the password of a recording: zvplay --password PASSWORD
+                             both together make a stream that is live for the one and a file for the other; keys change
+  --watermark TEXT     mark key pictures, at most 256 characters: zvprobe --watermark RECORDING
 packets
   --mtu N              most bytes of payload in a packet, default 1400
   --aggregate          H.264 parameter sets and messages in one packet

@@ -1,6 +1,7 @@
 #include "zvcam/media.h"
 
 #include <cmath>
+#include <utility>
 
 namespace zvcam {
 
@@ -12,7 +13,34 @@ std::unique_ptr<Media> Media::Open(const Options &options, Failure *failure) {
         media->audio_ = AudioSource::Open(options, failure);
         if (media->audio_ == nullptr) return nullptr;
     }
-    return media;
+    return media->OpenProtection(options, failure) ? std::move(media) : nullptr;
+}
+
+bool Media::OpenProtection(const Options &options, Failure *failure) {
+    if (options.scramble || !options.file_password.empty()) {
+        ScrambleOptions scramble;
+        scramble.password = options.file_password;
+        scramble.seed = options.faults.seed;
+        if (options.scramble && !tools::ReadRsaPem(options.rsa_key, false, &scramble.rsa_key, failure)) return false;
+        scrambler_ = std::make_unique<Scrambler>(std::move(scramble), video_->IsH265());
+    }
+    if (!options.watermark.empty()) {
+        watermarker_ = std::make_unique<Watermarker>(options.watermark, video_->IsH265());
+    }
+    return true;
+}
+
+std::string Media::Complaint() const {
+    if (Refused()) return scrambler_->Complaint();
+    return video_->Complaint().empty() ? "" : "ffmpeg stopped: " + video_->Complaint();
+}
+
+/** The next picture, in the form in which it is sent: the mark is of the scrambled one. */
+bool Media::TakePicture() {
+    if (!video_->Next(&picture_)) return false;
+    if (scrambler_ != nullptr && !scrambler_->Apply(&picture_.units, picture_.key)) return false;
+    if (watermarker_ != nullptr && picture_.key && !watermarker_->Apply(&picture_.units)) ++unmarked_;
+    return true;
 }
 
 MediaInfo Media::Info() const {
@@ -40,7 +68,7 @@ void Media::TakeAudio(Frame *frame) {
 }
 
 bool Media::Next(Frame *frame) {
-    if (!has_picture_) has_picture_ = video_->Next(&picture_);
+    if (!has_picture_) has_picture_ = TakePicture();
     if (!has_picture_) return false;
     if (audio_ != nullptr && !has_sound_) has_sound_ = audio_->Next(&sound_);
     const double picture_due = static_cast<double>(pictures_) / video_->Fps();

@@ -6,7 +6,9 @@
 #include <vector>
 
 #include "zvcam/audio_source.h"
+#include "zvcam/scrambler.h"
 #include "zvcam/video_source.h"
+#include "zvcam/watermarker.h"
 
 namespace zvcam {
 
@@ -39,15 +41,24 @@ class Media {
 
     MediaInfo Info() const;
     uint64_t UnitsLeftOut() const { return video_->UnitsLeftOut(); }
-    /** Why the encoder ended, or empty. */
-    std::string Complaint() const { return video_->Complaint(); }
+    /** Key pictures too short for a watermark. */
+    uint64_t Unmarked() const { return unmarked_; }
+    /** Why the pictures ended, or empty. */
+    std::string Complaint() const;
+    /** Whether they ended at one that can't be scrambled. */
+    bool Refused() const { return scrambler_ != nullptr && !scrambler_->Complaint().empty(); }
 
  private:
+    bool OpenProtection(const Options &options, Failure *failure);
+    bool TakePicture();
     void TakeVideo(Frame *frame);
     void TakeAudio(Frame *frame);
 
     std::unique_ptr<VideoSource> video_;
     std::unique_ptr<AudioSource> audio_;
+    std::unique_ptr<Scrambler> scrambler_;
+    std::unique_ptr<Watermarker> watermarker_;
+    uint64_t unmarked_ = 0;
     Picture picture_;
     Sound sound_;
     bool has_picture_ = false, has_sound_ = false;  ///< taken from its source and not yet given out

@@ -47,6 +47,7 @@ options
   --snapshot FILE  save the last picture, as FILE.jpg, or FILE.bmp if named so
   --talk SOUND   say something to a camera at tcp://HOST:PORT, or to many: a WAV file, a file or - for standard input
                  with raw PCM (16 bits, 8000 Hz, mono), or mic. The first camera is shown; what it says is heard as ever
+  --rsa-key PEM, --password TEXT   show scrambled streams and recordings clear: the camera's private key, the password
   --log FILE     write the library's log to FILE
   --version      print the library's version
   --help         print this
@@ -101,6 +102,8 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
         {"--split-time", tools::Whole{&options->split_time, 1, 60}},
         {"--snapshot", &options->snapshot},
         {"--talk", &options->talk},
+        {"--rsa-key", &options->rsa_key},
+        {"--password", &options->password},
         {"--log", &options->log},
     };
     std::vector<std::string> names;

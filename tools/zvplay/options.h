@@ -26,6 +26,8 @@ struct Options {
     uint32_t split_size = 0;   ///< MB after which a recording goes on in the next file; 0 for the library's own limit
     uint32_t split_time = 0;   ///< minutes, likewise; 0 for none
     std::string snapshot;      ///< file for the last picture; empty for none
+    std::string rsa_key;       ///< PEM file of the key that opens scrambled streams; empty for none
+    std::string password;      ///< opens scrambled recordings; empty for none
     std::string log;           ///< file for the library's log; empty for none
     bool headless = false;     ///< no window, no sound
     bool json = false;         ///< one JSON line a second instead of the live line

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "common/library_failure.h"
+#include "common/rsa_pem.h"
 #include "talk.h"
 
 namespace zvplay {
@@ -17,6 +18,31 @@ std::atomic<uint32_t> decode_failures{0};
 std::atomic<uint32_t> file_ends{0};
 std::atomic<bool> peer_closed{false};
 std::atomic<uint32_t> record_error{0};
+
+/** A number as the library takes it: hexadecimal digits, two a byte. */
+template <size_t kSize>
+void PutHex(const std::vector<uint8_t> &number, CHAR (&text)[kSize]) {
+    static const char kDigits[] = "0123456789ABCDEF";
+    const size_t bytes = std::min(number.size(), kSize / 2);
+    for (size_t i = 0; i < bytes; ++i) {
+        text[2 * i] = kDigits[number[i] >> 4];
+        text[2 * i + 1] = kDigits[number[i] & 15];
+    }
+}
+
+PLAYER_RSA_INFO_S RsaInfo(const tools::RsaKey &key) {
+    PLAYER_RSA_INFO_S info = {};
+    info.ulBit = static_cast<ULONG_32>(key.modulus.size() * 8);
+    for (const uint8_t byte : key.exponent) info.ulPub = info.ulPub << 8 | byte;
+    PutHex(key.modulus, info.cN);
+    PutHex(key.private_exponent, info.cPri);
+    PutHex(key.prime1, info.cP);
+    PutHex(key.prime2, info.cQ);
+    PutHex(key.exponent1, info.cDP);
+    PutHex(key.exponent2, info.cDQ);
+    PutHex(key.coefficient, info.cQP);
+    return info;
+}
 
 size_t Slots(Bytes data) { return (data.size() + kSlotBytes - 1) / kSlotBytes; }
 
@@ -65,6 +91,20 @@ bool Player::Open(Failure *failure) {
     Zelvane_SetParseAudioDataCB(port_, OnSound, 1, &counters_);
     Zelvane_SetDecodeVideoMediaDataCB(port_, OnPicture, 1, &counters_);
     return true;
+}
+
+bool Player::SetKeys(const std::string &rsa_key, const std::string &password, Failure *failure) {
+    if (!rsa_key.empty()) {
+        tools::RsaKey key;
+        if (!tools::ReadRsaPem(rsa_key, true, &key, failure)) return false;
+        PLAYER_RSA_INFO_S info = RsaInfo(key);
+        Zelvane_SetRsaKey(&info);
+    }
+    if (password.empty()) return true;
+    std::string text = password;
+    if (Zelvane_SetFilePassword(port_, text.data(), static_cast<LONG_32>(text.size()))) return true;
+    *failure = tools::LibraryFailure("the library takes no password");
+    return false;
 }
 
 bool Player::OpenPushed(Failure *failure) {
