@@ -4,7 +4,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "file/module_avi.h"
 #include "file/mp4_parse.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
@@ -22,14 +21,6 @@ bool MayGoOn(const PLAEYR_PORT_S *pstPort) {
 void BeginCheck(PLAEYR_PORT_S *pstPort) {
     word::Store(pstPort->bStartCkeckMark, 1);
     pstPort->stFileInfo.pbRun = &pstPort->bStartCkeckMark;
-}
-
-void CloseFile(FILE_INFO_S *pstFileInfo) {
-    if (pstFileInfo->hAviParser != nullptr) {
-        AVI_FileClose(nullptr, pstFileInfo->hAviParser);
-        pstFileInfo->hAviParser = nullptr;
-    }
-    File_ReleaseFileParser(pstFileInfo);
 }
 
 void EndCheck(PLAEYR_PORT_S *pstPort) {
@@ -106,7 +97,7 @@ ULONG_32 Player_CheckMark(ULONG_32 ulPort, const CHAR *pcFilename, PLAYER_MARK_I
     ulResult = CheckFrames(pstPort, pstMarkInfo);
     memcpy(pstMarkInfo->szMarkInfo, pstPort->stMarkInfo.szSrcInfo, sizeof(pstPort->stMarkInfo.szSrcInfo));
     pstMarkInfo->bHaveWaterMark = pstPort->stMarkInfo.bHaveWaterMark;
-    CloseFile(&pstPort->stFileInfo);
+    File_ReleaseFileParser(&pstPort->stFileInfo);
     EndCheck(pstPort);
     return ulResult;
 }
