@@ -30,8 +30,12 @@ struct MARK_FRAME_S {
     size_t ulLen;
 };
 
-/** Moves the bytes of a payload together over its emulation prevention bytes. @return the bytes left */
+/**
+ * Moves the bytes of a payload together over its emulation prevention bytes; the last one stays in all places that become
+ * free, as it does when the rest moves down one by one. @return the bytes left
+ */
 size_t RemoveEmulation(UCHAR *pucPayload, size_t ulLen) {
+    const UCHAR ucLast = pucPayload[ulLen - 1];
     size_t ulTo = 0;
     for (size_t i = 0; i < ulLen;) {
         const bool bEmulation = ulLen - i >= 3 && pucPayload[i] == 0 && pucPayload[i + 1] == 0 && pucPayload[i + 2] == 3;
@@ -41,6 +45,7 @@ size_t RemoveEmulation(UCHAR *pucPayload, size_t ulLen) {
             i += 2;
         }
     }
+    memset(pucPayload + ulTo, ucLast, ulLen - ulTo);
     return ulTo;
 }
 
