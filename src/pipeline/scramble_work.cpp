@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "protection/rsa_key.h"
 
@@ -16,8 +17,6 @@ const LONG_32 PASSWORD_MAX = sizeof(SEI_SCRAMBLE_INFO_S::szUserPassWord);
 
 /** Guards the passwords of all ports, and with each what was opened by it. */
 QLOM_SDK_MUTEX_S gstPasswordMutexLock = PTHREAD_MUTEX_INITIALIZER;
-
-bool IsH26x(LONG_32 lPayload) { return lPayload == PLAYER_PAYLOAD_H264 || lPayload == PLAYER_PAYLOAD_H265; }
 
 bool IsKeyFrame(const PLAEYR_PORT_S *pstPort) { return pstPort->stFrameData.lFormatType == PLAYER_VIDEO_FRAME_I; }
 
@@ -126,10 +125,18 @@ bool IsFileKeyOpen(const SEI_SCRAMBLE_INFO_S &stUse, const SEI_SCRAMBLE_INFO_S &
            memcmp(stUse.szFileKeyM, stNew.szFileKeyM, static_cast<size_t>(stUse.lFileKeyMLen)) == 0;
 }
 
-/** Opens the file key with the password; neither text ends by itself. Caller holds the lock. */
-ULONG_32 OpenFileKey(PLAEYR_PORT_S *pstPort) {
+/**
+ * Opens the file key with the password, unless it is open already; neither text ends by itself.
+ * @return 0; PLAYER_ERR_FILE_SCRAMBLE without a password; what the decryption says
+ */
+ULONG_32 OpenFileKey(PLAEYR_PORT_S *pstPort, bool *pbOpen) {
+    CMutexGuard oGuard(&gstPasswordMutexLock);
     SEI_SCRAMBLE_INFO_S &stUse = pstPort->stScrambleInfo;
     const SEI_SCRAMBLE_INFO_S &stNew = pstPort->stSeiInfo.stScramble;
+    *pbOpen = IsFileKeyOpen(stUse, stNew);
+    if (*pbOpen) {
+        return PLAYER_ERR_OK;
+    }
     if (stUse.lUserPassWordLen <= 0) {
         return PLAYER_ERR_FILE_SCRAMBLE;
     }
@@ -141,10 +148,7 @@ ULONG_32 OpenFileKey(PLAEYR_PORT_S *pstPort) {
     ULONG_32 ulResult = ZvRSA_Decrypt_Ecb(aucFileKey, szPassword, ZVRSA_ECB_BITS, aucPlain);
     explicit_bzero(szPassword, sizeof(szPassword));
     if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("Port[%03d] Player_FileScrambleWork: ZvRSA_Decrypt_Ecb Failed, Error:[0x%x].", pstPort->ulPort,
-                  ulResult);
-        CountFailure(pstPort);
-        return PLAYER_ERR_FILE_SCRAMBLE;
+        return ulResult;
     }
     memcpy(stUse.szKeyM, aucPlain, sizeof(stUse.szKeyM));
     memcpy(stUse.szFileKeyM, stNew.szFileKeyM, sizeof(stUse.szFileKeyM));
@@ -154,12 +158,16 @@ ULONG_32 OpenFileKey(PLAEYR_PORT_S *pstPort) {
 }
 
 ULONG_32 TakeFileKey(PLAEYR_PORT_S *pstPort) {
-    QLOM_SDK_mutex_lock(&gstPasswordMutexLock);
-    const bool bOpen = IsFileKeyOpen(pstPort->stScrambleInfo, pstPort->stSeiInfo.stScramble);
-    ULONG_32 ulResult = bOpen ? ULONG_32{PLAYER_ERR_OK} : OpenFileKey(pstPort);
-    QLOM_SDK_mutex_unlock(&gstPasswordMutexLock);
-    if (ulResult != PLAYER_ERR_OK) {
+    bool bOpen = false;
+    ULONG_32 ulResult = OpenFileKey(pstPort, &bOpen);
+    if (ulResult == PLAYER_ERR_FILE_SCRAMBLE) {
         return ulResult;
+    }
+    if (ulResult != PLAYER_ERR_OK) {
+        LOG_ERROR("Port[%03d] Player_FileScrambleWork: ZvRSA_Decrypt_Ecb Failed, Error:[0x%x].", pstPort->ulPort,
+                  ulResult);
+        CountFailure(pstPort);
+        return PLAYER_ERR_FILE_SCRAMBLE;
     }
     if (!RenewKey(pstPort, !bOpen)) {
         LOG_ERROR("Port[%03d] Player_FileScrambleWork Failed, SCRAMBLE_CreateKey Failed.", pstPort->ulPort);
@@ -181,7 +189,7 @@ ULONG_32 BeginFileGroup(PLAEYR_PORT_S *pstPort) {
 
 /** The work on a frame of either road; pfnBeginGroup looks at a key frame's messages. */
 ULONG_32 WorkOn(PLAEYR_PORT_S *pstPort, ULONG_32 (*pfnBeginGroup)(PLAEYR_PORT_S *)) {
-    if (pstPort == nullptr || !IsH26x(pstPort->stFrameData.lPayload)) {
+    if (pstPort == nullptr || !Payload_IsInterVideo(pstPort->stFrameData.lPayload)) {
         return PLAYER_ERR_OK;
     }
     ULONG_32 ulResult = IsKeyFrame(pstPort) ? pfnBeginGroup(pstPort) : ULONG_32{PLAYER_ERR_OK};
@@ -224,13 +232,12 @@ ULONG_32 Player_SetFilePassword(ULONG_32 ulPort, CHAR *pcPassword, LONG_32 lPass
         lPasswordLen = PASSWORD_MAX;
     }
     SEI_SCRAMBLE_INFO_S &stUse = pstPort->stScrambleInfo;
-    QLOM_SDK_mutex_lock(&gstPasswordMutexLock);
+    CMutexGuard oGuard(&gstPasswordMutexLock);
     memset(stUse.szUserPassWord, 0, sizeof(stUse.szUserPassWord));
     if (lPasswordLen > 0) {
         memcpy(stUse.szUserPassWord, pcPassword, static_cast<size_t>(lPasswordLen));
     }
     word::Store(stUse.lUserPassWordLen, lPasswordLen);
     word::Store(stUse.lFileKeyMLen, 0);  // what the old password opened counts no longer
-    QLOM_SDK_mutex_unlock(&gstPasswordMutexLock);
     return PLAYER_ERR_OK;
 }

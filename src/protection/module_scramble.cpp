@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "codec/zvrsa.h"
+#include "foundations/bytes.h"
 #include "foundations/com_log.h"
 
 namespace {
@@ -16,10 +17,6 @@ void StoreBe32(UCHAR *pucAt, ULONG_32 ulValue) {
     }
 }
 
-ULONG_32 LoadBe32(const UCHAR *pucAt) {
-    return ULONG_32{pucAt[0]} << 24 | ULONG_32{pucAt[1]} << 16 | ULONG_32{pucAt[2]} << 8 | pucAt[3];
-}
-
 /** The sum of the four words of a digest over master key, random number and salt. */
 ULONG_32 DeriveKey(const UCHAR *pucKeyM, ULONG_32 ulRand) {
     UCHAR aucMessage[8 + sizeof(SALT)];
@@ -30,7 +27,7 @@ ULONG_32 DeriveKey(const UCHAR *pucKeyM, ULONG_32 ulRand) {
     BP_MD5_Calc(aucMessage, sizeof(aucMessage), aucDigest);
     ULONG_32 ulKey = 0;
     for (ULONG_32 i = 0; i < ZVRSA_MD5_LEN; i += 4) {
-        ulKey += LoadBe32(aucDigest + i);
+        ulKey += bytes::Be32(aucDigest + i);
     }
     return ulKey;
 }

@@ -3,6 +3,7 @@
 #include <stddef.h>
 #include <string.h>
 
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 
 namespace {
@@ -48,17 +49,14 @@ static_assert(sizeof(PLAYER_RSA_INFO_S) == sizeof(RSA_INFO_S) &&
 }  // namespace
 
 void RsaKey_Set(const PLAYER_RSA_INFO_S *pstRsaInfo) {
-    QLOM_SDK_mutex_lock(&gstRsaMutexLock);
+    CMutexGuard oGuard(&gstRsaMutexLock);
     gstRsaInfo = *pstRsaInfo;
-    QLOM_SDK_mutex_unlock(&gstRsaMutexLock);
     word::Store(gbRsaKeySet, 1);
 }
 
 PLAYER_RSA_INFO_S RsaKey_Get() {
-    QLOM_SDK_mutex_lock(&gstRsaMutexLock);
-    const PLAYER_RSA_INFO_S stRsaInfo = gstRsaInfo;
-    QLOM_SDK_mutex_unlock(&gstRsaMutexLock);
-    return stRsaInfo;
+    CMutexGuard oGuard(&gstRsaMutexLock);
+    return gstRsaInfo;
 }
 
 bool RsaKey_IsSet() { return word::Load(gbRsaKeySet) != 0; }

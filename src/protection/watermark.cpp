@@ -125,7 +125,7 @@ ULONG_32 Watermark_CheckFrame(const PLAYER_FRAMEDATA_S *pstFrame, PORT_MARK_INFO
     if (pstFrame->lDataLen < 1 || pstFrame->pucData == nullptr) {
         return PLAYER_ERR_FAILED;
     }
-    if (pstFrame->lPayload != PLAYER_PAYLOAD_H264 && pstFrame->lPayload != PLAYER_PAYLOAD_H265) {
+    if (!Payload_IsInterVideo(pstFrame->lPayload)) {
         pstMark->ulState = CHECK_STATE_RIGHT;
         return PLAYER_ERR_OK;
     }

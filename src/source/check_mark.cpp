@@ -6,6 +6,7 @@
 
 #include "file/mp4_parse.h"
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "port/port_lock.h"
 #include "source/file_play.h"
@@ -27,6 +28,16 @@ void EndCheck(PLAEYR_PORT_S *pstPort) {
     pstPort->stFileInfo.pbRun = nullptr;
     pstPort->stFrameData = {};
     word::Store(pstPort->bStartCkeckMark, 0);
+}
+
+/** Clears the run flag while the table keeps the record from being freed. False without such a port. */
+bool StopCheck(ULONG_32 ulPort) {
+    CMutexGuard oGuard(&gstPortMutexLock);
+    PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
+    if (pstPort != nullptr) {
+        word::Store(pstPort->bStartCkeckMark, 0);
+    }
+    return pstPort != nullptr;
 }
 
 /** Notes where a key frame failed. Files other than MP4 tell no time. */
@@ -103,13 +114,7 @@ ULONG_32 Player_CheckMark(ULONG_32 ulPort, const CHAR *pcFilename, PLAYER_MARK_I
 }
 
 ULONG_32 Player_CheckMarkCancel(ULONG_32 ulPort) {
-    QLOM_SDK_mutex_lock(&gstPortMutexLock);
-    PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
-    if (pstPort != nullptr) {
-        word::Store(pstPort->bStartCkeckMark, 0);
-    }
-    QLOM_SDK_mutex_unlock(&gstPortMutexLock);
-    if (pstPort == nullptr) {
+    if (!StopCheck(ulPort)) {
         LOG_ERROR("Get Port[%03d] Failed.", ulPort);
         return PLAYER_ERR_PORT;
     }

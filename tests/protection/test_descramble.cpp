@@ -78,12 +78,6 @@ Bytes RandomFrame(std::mt19937 *dice) {
     return frame;
 }
 
-Bytes Join(std::initializer_list<Bytes> parts) {
-    Bytes all;
-    for (const Bytes &part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
-
 /** A frame through SCRAMBLE_Descramble() with a key of this derived word. */
 ULONG_32 Descramble(Bytes *frame, uint32_t word, int payload, int type) {
     DRV_SCRAMBLE_CFG_S key = {};
@@ -107,32 +101,6 @@ TEST(Descramble, DoesWhatALiteralHandDoes) {
         ASSERT_EQ(Descramble(&got, word, h265 ? PLAYER_PAYLOAD_H265 : PLAYER_PAYLOAD_H264, key ? 0 : 1), good ? 0U : 2U);
         ASSERT_EQ(got, expected) << "frame " << i;
     }
-}
-
-TEST(Descramble, SixteenBytesStayClearAndTheKeyLosesNoNibble) {
-    const struct { uint32_t word; uint8_t with; } rows[] = {{0x12345650, 0x5F}, {0x51, 0x51}, {0xAB00, 0x0F}};
-    for (const auto &row : rows) {
-        Bytes frame = {0, 0, 0, 1, 0x65};
-        for (int i = 1; i < 40; ++i) frame.push_back(static_cast<uint8_t>(i));
-        Bytes expected = frame;
-        for (size_t i = 4 + 16; i < expected.size(); ++i) expected[i] ^= row.with;
-        EXPECT_EQ(Descramble(&frame, row.word, PLAYER_PAYLOAD_H264, 0), 0U);
-        EXPECT_EQ(frame, expected);
-    }
-}
-
-TEST(Descramble, AKeyFrameComesOutWithoutTheUnitsThatCarriedTheKey) {
-    const Bytes sets = {0, 0, 0, 1, 0x67, 1, 2, 0, 0, 0, 1, 0x68, 3}, slice = {0, 0, 0, 1, 0x65, 9, 9, 9};
-    Bytes key = {0, 0, 0, 1, 6, 5, 129, 36};
-    key.insert(key.end(), 128, 0xAA);
-    const Bytes random = {0, 0, 0, 1, 6, 5, 7, 20, 3, 0, 1, 2, 3, 4, 0x80};
-    Bytes frame = Join({sets, key, {0x80}, random, slice});
-    EXPECT_EQ(Descramble(&frame, 1, PLAYER_PAYLOAD_H264, 0), 0U);
-    EXPECT_EQ(frame, Join({sets, slice}));
-    ULONG length = frame.size();
-    EXPECT_EQ(Descramble_H264RemoveKeySei(&length, frame.data()), 1U);
-    EXPECT_EQ(Descramble_H265RemoveRandSei(&length, frame.data()), 1U);
-    EXPECT_EQ(length, frame.size());
 }
 
 TEST(Descramble, WhatCantBeRestoredIsLeftAlone) {

@@ -98,8 +98,6 @@ Bytes RandomFrame(std::mt19937 *dice, bool h265) {
     return frame;
 }
 
-std::string Text(const PORT_MARK_INFO_S &mark) { return {mark.szSrcInfo, mark.ulWaterMarkLen}; }
-
 }  // namespace
 
 TEST(Watermark, DoesWhatALiteralHandDoes) {
@@ -117,30 +115,6 @@ TEST(Watermark, DoesWhatALiteralHandDoes) {
         ASSERT_EQ(memcmp(&got, &expected, sizeof got), 0) << "frame " << i << ", state " << got.ulState << ", "
                                                           << expected.ulState;
     }
-}
-
-TEST(Watermark, EachKeyFrameNeedsAMarkOfItsOwn) {
-    Buffer buffer;
-    const PORT_MARK_INFO_S &mark = buffer.port->stMarkInfo;
-    const auto check = [&](const Bytes &frame, int payload) {
-        buffer.Set(frame, payload);
-        EXPECT_EQ(Player_CheckOneFrame(buffer.port.get()), 0U);
-        return mark.ulState;
-    };
-    // Two halves of one byte: "a", and "a" XORed with the one byte sampled in the one pass of H.264.
-    Bytes frame = {0, 0, 1, 6, 26, 2, 'a', 'a' ^ 0x77, 0x80, 0, 0, 1, 0x65, 0x77, 1, 2};
-    EXPECT_EQ(check(frame, PLAYER_PAYLOAD_H264), CHECK_STATE_RIGHT);
-    EXPECT_EQ(Text(mark), "a");
-    EXPECT_EQ(mark.bHaveWaterMark, 1);
-    frame[13] ^= 1;
-    EXPECT_EQ(check(frame, PLAYER_PAYLOAD_H264), CHECK_STATE_MISMARCH);
-    EXPECT_EQ(check({0, 0, 1, 0x65, 0x77}, PLAYER_PAYLOAD_H264), CHECK_STATE_NOMARK);
-    EXPECT_EQ(check({0, 0, 1, 0x67, 0x77}, PLAYER_PAYLOAD_H264), CHECK_STATE_NOMARK) << "no decision: as it was";
-    EXPECT_EQ(check({0, 0, 1, 0x41, 0x77}, PLAYER_PAYLOAD_H264), CHECK_STATE_RIGHT);
-    EXPECT_EQ(check({0, 0, 1, 0x65, 0x77}, PLAYER_PAYLOAD_AAC), CHECK_STATE_RIGHT) << "sound";
-    EXPECT_EQ(mark.ulKeyFrameCount, 3U);
-    buffer.port->stFrameData.lDataLen = 0;
-    EXPECT_EQ(Player_CheckOneFrame(buffer.port.get()), 1U);
 }
 
 TEST(Watermark, SamplingEndsWithTheBuffer) {

@@ -60,6 +60,8 @@ struct Result {
         text.erase(text.find_last_not_of(' ') + 1);
         return text;
     }
+    /** Whether the check came to the frames. */
+    bool IsOpened() const { return checked || info.pastUnmarkTimeList != nullptr; }
     bool IsFull() const { return info.ulUnmarkCount >= PLAYER_MARK_LIST_NUM; }
 };
 
@@ -88,6 +90,7 @@ void Run(ULONG_32 port, const std::string &path, Result *result) {
 const char *StateName(ULONG_32 state) { return state == CHECK_STATE_NOMARK ? "no mark" : "wrong mark"; }
 
 const char *Verdict(const Result &result) {
+    if (!result.IsOpened()) return "not opened";
     if (interrupted != 0) return "interrupted";
     if (result.info.bHaveWaterMark == 0) return "no right watermark in it";
     return result.info.ulUnmarkCount > 0 ? "changed" : "unchanged";
@@ -113,7 +116,8 @@ void PrintJson(const std::string &path, const Result &result, bool good) {
         std::printf("%s{\"time\": %u, \"state\": \"%s\"}", i > 0 ? ", " : "", entry.ulPlayTime,
                     StateName(entry.ulState));
     }
-    std::printf("], \"complete\": %s, \"seconds\": %.3f}\n", interrupted == 0 && !result.IsFull() ? "true" : "false",
+    std::printf("], \"complete\": %s, \"seconds\": %.3f}\n",
+                result.checked && interrupted == 0 && !result.IsFull() ? "true" : "false",
                 result.seconds);
 }
 
@@ -130,7 +134,7 @@ int CheckWatermark(const std::string &path, bool json, int bad, tools::Failure *
     }
     Result result;
     Run(library.Port(), path, &result);
-    if (!result.checked && result.info.pastUnmarkTimeList == nullptr) {  // it never came to the frames
+    if (!result.IsOpened() && !json) {
         *failure = result.failure;
         failure->exit_code = tools::kExitSource;
         failure->advice = "zvprobe without --watermark tells what is in the file";
@@ -144,6 +148,7 @@ int CheckWatermark(const std::string &path, bool json, int bad, tools::Failure *
         PrintText(path, result);
         if (!result.checked) tools::PrintFailure("zvprobe", result.failure);
     }
+    if (!result.IsOpened()) return tools::kExitSource;
     return interrupted != 0 ? kExitInterrupted : good ? tools::kExitOk : bad;
 }
 
