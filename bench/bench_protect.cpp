@@ -24,7 +24,9 @@ constexpr size_t FRAME = 500000;
 /** A scrambled frame of random bytes behind parameter sets and both messages. */
 Bytes ScrambledFrame(bool key) {
     Bytes frame;
-    const auto put = [&frame](std::initializer_list<int> bytes) { frame.insert(frame.end(), bytes.begin(), bytes.end()); };
+    const auto put = [&frame](std::initializer_list<int> bytes) {
+        frame.insert(frame.end(), bytes.begin(), bytes.end());
+    };
     if (key) {
         put({0, 0, 0, 1, 0x67, 1, 2, 3, 4, 0, 0, 0, 1, 0x68, 5, 6, 0, 0, 0, 1, 6, 5, 129, 36});
         frame.insert(frame.end(), 128, 0xAA);
@@ -58,14 +60,15 @@ void CompareDescrambling(const char *name, bool key) {
     for (int i = 0; i < 5000; ++i) {
         work = frame;
         ULONG_32 length = static_cast<ULONG_32>(frame.size()), result = 0;
-        restored = std::min(restored, Timed([&] {
-            result = SCRAMBLE_Descramble(scramble, PLAYER_PAYLOAD_H264, key ? 0 : 1, work.data(), &length);
-        }));
+        restored =
+            std::min(restored, Timed([&] {
+                         result = SCRAMBLE_Descramble(scramble, PLAYER_PAYLOAD_H264, key ? 0 : 1, work.data(), &length);
+                     }));
         measure::Require(result == 0 && length < frame.size() + !key, "descrambling");
         copied = std::min(copied, Timed([&] {
-            memcpy(copy.data(), work.data(), frame.size());
-            asm volatile("" : : "r"(copy.data()) : "memory");
-        }));
+                              memcpy(copy.data(), work.data(), frame.size());
+                              asm volatile("" : : "r"(copy.data()) : "memory");
+                          }));
     }
     SCRAMBLE_FreeKey(&scramble);
     const double gigabytes = static_cast<double>(frame.size()) * 1e-9;

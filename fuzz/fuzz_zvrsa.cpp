@@ -1,4 +1,5 @@
-// Keys and passwords that libZvRSA.so is given. Input: a place in a key record, in two bytes, and what is written there.
+// Keys and passwords that libZvRSA.so is given. Input: a place in a key record, in two bytes, and what is written
+// there.
 #include "codec/zvrsa.h"
 
 #include <algorithm>

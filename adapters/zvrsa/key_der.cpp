@@ -72,10 +72,10 @@ bool IsOdd(const BYTES &oNumber) { return !oNumber.empty() && (oNumber.back() & 
 }  // namespace
 
 std::vector<uint8_t> KeyDer_Write(const RSA_INFO_S &stKey) {
-    const BYTES aoNumbers[] = {ReadHex(stKey.cN, sizeof(stKey.cN)),   ReadWord(stKey.unPub),
+    const BYTES aoNumbers[] = {ReadHex(stKey.cN, sizeof(stKey.cN)),     ReadWord(stKey.unPub),
                                ReadHex(stKey.cPri, sizeof(stKey.cPri)), ReadHex(stKey.cP, sizeof(stKey.cP)),
-                               ReadHex(stKey.cQ, sizeof(stKey.cQ)),   ReadHex(stKey.cDP, sizeof(stKey.cDP)),
-                               ReadHex(stKey.cDQ, sizeof(stKey.cDQ)), ReadHex(stKey.cQP, sizeof(stKey.cQP))};
+                               ReadHex(stKey.cQ, sizeof(stKey.cQ)),     ReadHex(stKey.cDP, sizeof(stKey.cDP)),
+                               ReadHex(stKey.cDQ, sizeof(stKey.cDQ)),   ReadHex(stKey.cQP, sizeof(stKey.cQP))};
     const BYTES &oModulus = aoNumbers[0];
     if (oModulus.size() * 8 != stKey.unBit || !IsOdd(oModulus) || !IsOdd(aoNumbers[3]) || !IsOdd(aoNumbers[4])) {
         return {};

@@ -73,8 +73,7 @@ bool IsPadding(const UCHAR *pucFrom, const UCHAR *pucTo) {
 }  // namespace
 
 ULONG_32 ZvRSA_Decrypt(RSA_INFO_S *pstRsaInfo, const UCHAR *pucIn, UCHAR *pucOut) {
-    if (pstRsaInfo == nullptr || pucIn == nullptr || pucOut == nullptr ||
-        pstRsaInfo->unBit > ZVRSA_MAX_CIPHER * 8) {
+    if (pstRsaInfo == nullptr || pucIn == nullptr || pucOut == nullptr || pstRsaInfo->unBit > ZVRSA_MAX_CIPHER * 8) {
         return ZVRSA_FAILED;
     }
     CPrivateKey oKey(KeyDer_Write(*pstRsaInfo));

@@ -17,12 +17,12 @@ extern "C" {
 
 /** Sizes, bytes. */
 enum tagZvRsaLimits {
-    ZVRSA_MD5_LEN = 16,       /**< an MD5 digest */
-    ZVRSA_MAX_CIPHER = 130,   /**< largest encrypted message, so 1040 bits of modulus */
-    ZVRSA_MAX_PLAIN = 119,    /**< largest message in it */
-    ZVRSA_ECB_BITS = 256,     /**< the one key size of ZvRSA_Decrypt_Ecb() */
-    ZVRSA_ECB_BLOCK = 16,     /**< bytes that ZvRSA_Decrypt_Ecb() reads */
-    ZVRSA_ECB_PLAIN = 4       /**< bytes that it writes */
+    ZVRSA_MD5_LEN = 16,     /**< an MD5 digest */
+    ZVRSA_MAX_CIPHER = 130, /**< largest encrypted message, so 1040 bits of modulus */
+    ZVRSA_MAX_PLAIN = 119,  /**< largest message in it */
+    ZVRSA_ECB_BITS = 256,   /**< the one key size of ZvRSA_Decrypt_Ecb() */
+    ZVRSA_ECB_BLOCK = 16,   /**< bytes that ZvRSA_Decrypt_Ecb() reads */
+    ZVRSA_ECB_PLAIN = 4     /**< bytes that it writes */
 };
 
 /**
@@ -51,12 +51,14 @@ typedef struct tagZvRsaInfo {
 ZVRSA_API ULONG_32 ZvRSA_Decrypt(RSA_INFO_S *pstRsaInfo, const UCHAR *pucIn, UCHAR *pucOut);
 
 /**
- * Opens a file's key message: one block of AES-256 in ECB. The key is the password, cut or filled with zeros to 32 bytes.
+ * Opens a file's key message: one block of AES-256 in ECB. The key is the password, cut or filled with zeros to 32
+ * bytes.
  * @param pucIn      ZVRSA_ECB_BLOCK bytes
  * @param pcPassword text
  * @param lBits      ZVRSA_ECB_BITS
  * @param pucOut     receives ZVRSA_ECB_PLAIN bytes
- * @return 0; 1 for a null pointer or another key size, and when the rest of the block is no padding: all 0x00 or all 0x0C
+ * @return 0; 1 for a null pointer or another key size, and when the rest of the block is no padding: all 0x00 or all
+ * 0x0C
  */
 ZVRSA_API ULONG_32 ZvRSA_Decrypt_Ecb(const UCHAR *pucIn, const CHAR *pcPassword, LONG_32 lBits, UCHAR *pucOut);
 

@@ -77,10 +77,9 @@ size_t Restore(UCHAR *pucFrame, size_t ulFrom, size_t ulLen, UCHAR ucKey) {
     return ulTo;
 }
 
-ULONG_32 RestoreFrame(ULONG *pulStreamLen, UCHAR *pucInbuf, const DRV_SCRAMBLE_CFG_S *pstCfg,
-                      SCRAMBLE_FRAME_E enType) {
-    if (pulStreamLen == nullptr || pucInbuf == nullptr || pstCfg == nullptr || pstCfg->ulFormat > SCRAMBLE_FORMAT_H265 ||
-        *pulStreamLen >= SCRAMBLE_FRAME_MAX) {
+ULONG_32 RestoreFrame(ULONG *pulStreamLen, UCHAR *pucInbuf, const DRV_SCRAMBLE_CFG_S *pstCfg, SCRAMBLE_FRAME_E enType) {
+    if (pulStreamLen == nullptr || pucInbuf == nullptr || pstCfg == nullptr ||
+        pstCfg->ulFormat > SCRAMBLE_FORMAT_H265 || *pulStreamLen >= SCRAMBLE_FRAME_MAX) {
         return DESCRAMBLE_FAILED;
     }
     const size_t ulSlice = FindSlice(pucInbuf, *pulStreamLen, FORMATS[pstCfg->ulFormat], enType);

@@ -3,8 +3,8 @@
  * @brief Restores one scrambled frame, in place.
  *
  * A camera scrambles all but the first 16 bytes of a picture's first slice, and whatever follows it in the frame, by an
- * XOR with one byte, then puts emulation prevention bytes in. On key frames two SEI units, with the key and with a random
- * number, go in front.
+ * XOR with one byte, then puts emulation prevention bytes in. On key frames two SEI units, with the key and with a
+ * random number, go in front.
  *
  * No function reads or writes outside of the *pulStreamLen bytes.
  */
@@ -15,8 +15,8 @@
 
 /** A stream's key. */
 typedef struct tagScrambleCfg {
-    UCHAR ucVersion;      /**< 3 */
-    UCHAR ucSubVersion;   /**< 0 */
+    UCHAR ucVersion;    /**< 3 */
+    UCHAR ucSubVersion; /**< 0 */
     UCHAR aucReserved[2];
     UCHAR aucKeyM[4];     /**< master key */
     ULONG_32 ulKey;       /**< derived key; its low byte is the one that counts */
@@ -48,7 +48,8 @@ extern "C" {
 MODULE_API ULONG_32 Enc_Descramble(ULONG *pulStreamLen, UCHAR *pucInbuf, DRV_SCRAMBLE_CFG_S *pstCfg);
 
 /**
- * Restores a key frame and removes the units that carried the key. A slice with 16 bytes or less has nothing to restore.
+ * Restores a key frame and removes the units that carried the key. A slice with 16 bytes or less has nothing to
+ * restore.
  * @param pucBuff not needed, since the work is done in place; may be null
  * @return 0; 1 without a slice of the kind or with SCRAMBLE_FRAME_MAX bytes and more
  */

@@ -14,31 +14,33 @@ constexpr size_t START_CODE_LEN = 3;
 
 /** Where a codec's units are told by. */
 struct MARK_CODEC_S {
-    UCHAR ucShift, ucMask;       // unit type in a header's first byte
-    size_t ulHeadLen;            // bytes of a header
-    UCHAR ucSei, ucKey, ucOther; // unit types: message, key picture, other picture
-    UCHAR ucMark;                // payload type of a mark
-    size_t ulPasses;             // sampling passes at most; 0: as many as a half has bytes
+    UCHAR ucShift, ucMask;        // unit type in a header's first byte
+    size_t ulHeadLen;             // bytes of a header
+    UCHAR ucSei, ucKey, ucOther;  // unit types: message, key picture, other picture
+    UCHAR ucMark;                 // payload type of a mark
+    size_t ulPasses;              // sampling passes at most; 0: as many as a half has bytes
 };
 
 const MARK_CODEC_S H264 = {0, 31, 1, 6, 5, 1, 26, 0};
 const MARK_CODEC_S H265 = {1, 63, 2, 39, 19, 1, 232, 16};
 
-/** A frame's bytes. */
+/** A frame's bytes, and those of its buffer. */
 struct MARK_FRAME_S {
     UCHAR *pucData;
     size_t ulLen;
+    size_t ulRoom;
 };
 
 /**
- * Moves the bytes of a payload together over its emulation prevention bytes; the last one stays in all places that become
- * free, as it does when the rest moves down one by one. @return the bytes left
+ * Moves the bytes of a payload together over its emulation prevention bytes; the last one stays in all places that
+ * become free, as it does when the rest moves down one by one. @return the bytes left
  */
 size_t RemoveEmulation(UCHAR *pucPayload, size_t ulLen) {
     const UCHAR ucLast = pucPayload[ulLen - 1];
     size_t ulTo = 0;
     for (size_t i = 0; i < ulLen;) {
-        const bool bEmulation = ulLen - i >= 3 && pucPayload[i] == 0 && pucPayload[i + 1] == 0 && pucPayload[i + 2] == 3;
+        const bool bEmulation =
+            ulLen - i >= 3 && pucPayload[i] == 0 && pucPayload[i + 1] == 0 && pucPayload[i + 2] == 3;
         pucPayload[ulTo++] = pucPayload[i++];
         if (bEmulation) {
             pucPayload[ulTo++] = pucPayload[i];
@@ -78,8 +80,7 @@ size_t ReadMark(const MARK_FRAME_S &stFrame, size_t ulAt, PORT_MARK_INFO_S *pstM
 void Sample(const MARK_FRAME_S &stFrame, size_t ulFrom, size_t ulPasses, PORT_MARK_INFO_S *pstMark) {
     for (; ulPasses > 0 && ulFrom < stFrame.ulLen; --ulPasses, ulFrom += SAMPLE_STEP) {
         // The last pass runs on behind the frame, to the end of its buffer.
-        const size_t ulRoom = VIDEO_FRAME_BUFFER_SIZE - std::min<size_t>(ulFrom, VIDEO_FRAME_BUFFER_SIZE);
-        const size_t ulCount = std::min<size_t>(pstMark->ulWaterMarkLen, ulRoom);
+        const size_t ulCount = std::min<size_t>(pstMark->ulWaterMarkLen, stFrame.ulRoom - ulFrom);
         for (size_t k = 0; k < ulCount; ++k) {
             pstMark->szInfo[k] = static_cast<CHAR>(pstMark->szInfo[k] ^ stFrame.pucData[ulFrom + k]);
         }
@@ -87,7 +88,8 @@ void Sample(const MARK_FRAME_S &stFrame, size_t ulFrom, size_t ulPasses, PORT_MA
 }
 
 /** Tests the key picture whose data, behind the unit header, begin at ulFrom. */
-void TestKeyPicture(const MARK_FRAME_S &stFrame, size_t ulFrom, const MARK_CODEC_S &stCodec, PORT_MARK_INFO_S *pstMark) {
+void TestKeyPicture(const MARK_FRAME_S &stFrame, size_t ulFrom, const MARK_CODEC_S &stCodec,
+                    PORT_MARK_INFO_S *pstMark) {
     ++pstMark->ulKeyFrameCount;
     if (pstMark->bGetMark != 1) {
         pstMark->ulState = CHECK_STATE_NOMARK;
@@ -121,7 +123,7 @@ void CheckUnits(const MARK_FRAME_S &stFrame, const MARK_CODEC_S &stCodec, PORT_M
 
 }  // namespace
 
-ULONG_32 Watermark_CheckFrame(const PLAYER_FRAMEDATA_S *pstFrame, PORT_MARK_INFO_S *pstMark) {
+ULONG_32 Watermark_CheckFrame(const PLAYER_FRAMEDATA_S *pstFrame, ULONG ulRoom, PORT_MARK_INFO_S *pstMark) {
     if (pstFrame->lDataLen < 1 || pstFrame->pucData == nullptr) {
         return PLAYER_ERR_FAILED;
     }
@@ -129,7 +131,7 @@ ULONG_32 Watermark_CheckFrame(const PLAYER_FRAMEDATA_S *pstFrame, PORT_MARK_INFO
         pstMark->ulState = CHECK_STATE_RIGHT;
         return PLAYER_ERR_OK;
     }
-    const size_t ulLen = std::min<size_t>(static_cast<size_t>(pstFrame->lDataLen), VIDEO_FRAME_BUFFER_SIZE);
-    CheckUnits({pstFrame->pucData, ulLen}, pstFrame->lPayload == PLAYER_PAYLOAD_H264 ? H264 : H265, pstMark);
+    const size_t ulLen = std::min<size_t>(static_cast<size_t>(pstFrame->lDataLen), ulRoom);
+    CheckUnits({pstFrame->pucData, ulLen, ulRoom}, pstFrame->lPayload == PLAYER_PAYLOAD_H264 ? H264 : H265, pstMark);
     return PLAYER_ERR_OK;
 }

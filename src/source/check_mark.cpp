@@ -4,6 +4,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <algorithm>
+
 #include "file/mp4_parse.h"
 #include "foundations/com_log.h"
 #include "foundations/guards.h"
@@ -131,5 +133,11 @@ void Player_FreeMarkInfo(PLAYER_MARK_INFO_S *pstMarkInfo) {
 }
 
 ULONG_32 Player_CheckOneFrame(PLAEYR_PORT_S *pstPort) {
-    return Watermark_CheckFrame(&pstPort->stFrameData, &pstPort->stMarkInfo);
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+    const UCHAR *pucFileBuffer = pstPort->stFileInfo.pucFrameDataAddr;
+    // A file's parser may hand out a buffer of its own, of which no more is known than the frame.
+    const bool bOwnBuffer = pucFileBuffer != nullptr && stFrame.pucData != pucFileBuffer;
+    const ULONG ulRoom =
+        bOwnBuffer ? static_cast<ULONG>(std::max(stFrame.lDataLen, 0)) : ULONG{VIDEO_FRAME_BUFFER_SIZE};
+    return Watermark_CheckFrame(&stFrame, ulRoom, &pstPort->stMarkInfo);
 }

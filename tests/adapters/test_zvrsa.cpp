@@ -48,14 +48,17 @@ TEST(ZvRsa, OpensWhatWasSealedToTheKeyAndNothingElse) {
 TEST(ZvRsa, AKeyThatIsNoneOpensNothing) {
     const Bytes sealed = support::SealTo(support::BuiltInKey(), Bytes{1, 2, 3, 4});
     UCHAR out[ZVRSA_MAX_PLAIN];
-    void (*const spoil[])(RSA_INFO_S *) = {
-        [](RSA_INFO_S *key) { key->unBit = 1016; }, [](RSA_INFO_S *key) { key->unBit = 0xFFFFFFFF; },
-        [](RSA_INFO_S *key) { key->unBit = 0; },    [](RSA_INFO_S *key) { key->unPub = 0; },
-        [](RSA_INFO_S *key) { key->cN[3] = 'G'; },  [](RSA_INFO_S *key) { key->cP[0] = '\0'; },
-        [](RSA_INFO_S *key) { key->cN[100] = '\0'; },
-        [](RSA_INFO_S *key) { memset(key->cQ, '0', sizeof key->cQ); },
-        [](RSA_INFO_S *key) { key->cQ[127] = '2'; },  [](RSA_INFO_S *key) { std::swap(key->cDP[5], key->cDP[6]); },
-        [](RSA_INFO_S *key) { memset(key, 'F', sizeof *key); }};
+    void (*const spoil[])(RSA_INFO_S *) = {[](RSA_INFO_S *key) { key->unBit = 1016; },
+                                           [](RSA_INFO_S *key) { key->unBit = 0xFFFFFFFF; },
+                                           [](RSA_INFO_S *key) { key->unBit = 0; },
+                                           [](RSA_INFO_S *key) { key->unPub = 0; },
+                                           [](RSA_INFO_S *key) { key->cN[3] = 'G'; },
+                                           [](RSA_INFO_S *key) { key->cP[0] = '\0'; },
+                                           [](RSA_INFO_S *key) { key->cN[100] = '\0'; },
+                                           [](RSA_INFO_S *key) { memset(key->cQ, '0', sizeof key->cQ); },
+                                           [](RSA_INFO_S *key) { key->cQ[127] = '2'; },
+                                           [](RSA_INFO_S *key) { std::swap(key->cDP[5], key->cDP[6]); },
+                                           [](RSA_INFO_S *key) { memset(key, 'F', sizeof *key); }};
     for (size_t i = 0; i < std::size(spoil); ++i) {
         RSA_INFO_S key = BuiltIn();
         spoil[i](&key);
@@ -68,9 +71,13 @@ TEST(ZvRsa, AKeyThatIsNoneOpensNothing) {
 }
 
 TEST(ZvRsa, AFileKeyIsOneBlockWithPadding) {
-    const struct { uint8_t padding; int bits; const char *password; ULONG_32 result; } rows[] = {
-        {0x00, 256, "secret", 0}, {0x0C, 256, "secret", 0}, {0x01, 256, "secret", 1},
-        {0x00, 128, "secret", 1}, {0x00, 256, "Secret", 1}, {0x00, -1, "secret", 1}};
+    const struct {
+        uint8_t padding;
+        int bits;
+        const char *password;
+        ULONG_32 result;
+    } rows[] = {{0x00, 256, "secret", 0}, {0x0C, 256, "secret", 0}, {0x01, 256, "secret", 1},
+                {0x00, 128, "secret", 1}, {0x00, 256, "Secret", 1}, {0x00, -1, "secret", 1}};
     for (const auto &row : rows) {
         uint8_t block[16] = {9, 8, 7, 6};
         memset(block + 4, row.padding, 12);

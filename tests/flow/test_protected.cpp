@@ -62,8 +62,9 @@ std::vector<Bytes> Pictures(Span stream, const Coding &coding, const Change &cha
 tools::RsaKey PublicKey() { return {support::FromHex(support::BuiltInKey().cN), {1, 0, 1}, {}, {}, {}, {}, {}, {}}; }
 
 /** Each group has a key of its own. */
-std::vector<Bytes> Scrambled(Span stream, const Coding &coding, const tools::RsaKey &key, const std::string &password,
-                             const Change &after = [](auto *, size_t) {}) {
+std::vector<Bytes> Scrambled(
+    Span stream, const Coding &coding, const tools::RsaKey &key, const std::string &password,
+    const Change &after = [](auto *, size_t) {}) {
     zvcam::Scrambler scrambler({key, password, 1, 1}, coding.codec == AV_CODEC_ID_HEVC);
     return Pictures(stream, coding, [&](std::vector<Span> *units, size_t frame) {
         EXPECT_TRUE(scrambler.Apply(units, frame % kGroup == 0)) << scrambler.Complaint();
@@ -86,7 +87,8 @@ std::string WriteTsFile(const Scratch &folder, const std::vector<Bytes> &picture
 }
 
 /** Marked pictures; those of some groups are changed afterwards. */
-std::vector<Bytes> Marked(const Coding &coding, const Change &after = [](auto *, size_t) {}) {
+std::vector<Bytes> Marked(
+    const Coding &coding, const Change &after = [](auto *, size_t) {}) {
     zvcam::Watermarker marker("Gate 3", coding.codec == AV_CODEC_ID_HEVC);
     return Pictures(Load(coding), coding, [&](std::vector<Span> *units, size_t frame) {
         if (frame % kGroup == 0) {
@@ -166,9 +168,12 @@ TEST_F(Protected, AGroupWhoseKeyIsBadIsLeftOutAndTheNextOneShown) {
     for (const auto &fault : faults) {
         Library::ForgetLines();
         InputPort port;
-        Push(&port, Scrambled(clear, kH264, PublicKey(), "", [&](std::vector<Span> *units, size_t frame) {
-            if (frame == kGroup) fault(units);
-        }), kH264);
+        Push(&port,
+             Scrambled(clear, kH264, PublicKey(), "",
+                       [&](std::vector<Span> *units, size_t frame) {
+                           if (frame == kGroup) fault(units);
+                       }),
+             kH264);
         EXPECT_EQ(port.PictureMd5s(), expected);
         EXPECT_EQ(m_library.LinesWith("Player_PrepareFrame Failed"), 1U);
     }
@@ -182,8 +187,9 @@ TEST_F(Protected, AGroupWhoseKeyIsBadIsLeftOutAndTheNextOneShown) {
 TEST_F(Protected, ARecordingsChangedByteIsFoundAtItsTime) {
     std::string bytes;
     for (const Bytes &picture : Marked(kH264, [](std::vector<Span> *units, size_t frame) {
-        if (frame == 0) units->erase(std::find_if(units->begin(), units->end(), [](Span unit) { return unit[1] == 26; }));
-    })) {
+             if (frame == 0)
+                 units->erase(std::find_if(units->begin(), units->end(), [](Span unit) { return unit[1] == 26; }));
+         })) {
         bytes.append(picture.begin(), picture.end());
     }
     WriteFile(m_folder.At("marked.264"), bytes);
@@ -194,7 +200,10 @@ TEST_F(Protected, ARecordingsChangedByteIsFoundAtItsTime) {
     const size_t slice = file.find(std::string(units.back().begin(), units.back().begin() + 40));
     ASSERT_NE(slice, std::string::npos);
     FilePort port;
-    const struct { size_t at; ULONG failures; } rows[] = {{0, 1}, {1, 2}, {31 * 128 + 32, 2}, {31 * 128 + 33, 1}};
+    const struct {
+        size_t at;
+        ULONG failures;
+    } rows[] = {{0, 1}, {1, 2}, {31 * 128 + 32, 2}, {31 * 128 + 33, 1}};
     for (const auto &row : rows) {
         std::string changed = file;
         if (row.at > 0) changed[slice + row.at] ^= 1;
@@ -235,19 +244,19 @@ TEST_F(Protected, MarksOfH265InAnotherContainerHold) {
 }
 
 TEST_F(Protected, ACancelAndAFreeEndACheck) {
-    const std::string path =
-        WriteTsFile(m_folder, Pictures(Load(kH264), kH264, [](auto *, size_t) {}), kH264);
+    const std::string path = WriteTsFile(m_folder, Pictures(Load(kH264), kH264, [](auto *, size_t) {}), kH264);
     ULONG_32 ports[2] = {};
     Zelvane_AllocPort(&ports[0]);
     Zelvane_AllocPort(&ports[1]);
     Log_SetSysLogCB(OnLine);
     std::thread other;
-    const std::function<void()> acts[] = {
-        [&] { other = std::thread([&] {
-                  EXPECT_FALSE(Zelvane_CheckMarkCancel(ports[0]));
-                  EXPECT_EQ(Zelvane_GetLastError(), ULONG_32{PLAYER_ERR_NOT_SUPPORT});
-              }); },
-        [&] { other = std::thread([&] { Zelvane_FreePort(ports[1]); }); }};
+    const std::function<void()> acts[] = {[&] {
+                                              other = std::thread([&] {
+                                                  EXPECT_FALSE(Zelvane_CheckMarkCancel(ports[0]));
+                                                  EXPECT_EQ(Zelvane_GetLastError(), ULONG_32{PLAYER_ERR_NOT_SUPPORT});
+                                              });
+                                          },
+                                          [&] { other = std::thread([&] { Zelvane_FreePort(ports[1]); }); }};
     for (size_t i = 0; i < 2; ++i) {
         PLAYER_MARK_INFO_S info = {};
         actAtFailure = [&, i] {

@@ -58,9 +58,15 @@ bool ModelDescramble(Bytes *frame, bool h265, bool key, uint32_t word) {
 
 /** Random bytes in which headers, messages and runs of zeros are frequent. */
 Bytes RandomFrame(std::mt19937 *dice) {
-    static const Bytes pieces[] = {{0, 0, 1, 0x65}, {0, 0, 0, 1, 0x41},       {0, 0, 1, 0x26, 1},
-                                   {0, 0, 1, 2, 1}, {0, 0, 0, 1, 6, 5, 7, 20}, {0, 0, 1, 6, 5, 129, 36},
-                                   {0, 0, 3},       {0, 0, 1, 0x4E, 1, 5, 7, 20}, {0, 0, 0, 1, 0x4E, 1, 5, 255, 9, 36},
+    static const Bytes pieces[] = {{0, 0, 1, 0x65},
+                                   {0, 0, 0, 1, 0x41},
+                                   {0, 0, 1, 0x26, 1},
+                                   {0, 0, 1, 2, 1},
+                                   {0, 0, 0, 1, 6, 5, 7, 20},
+                                   {0, 0, 1, 6, 5, 129, 36},
+                                   {0, 0, 3},
+                                   {0, 0, 1, 0x4E, 1, 5, 7, 20},
+                                   {0, 0, 0, 1, 0x4E, 1, 5, 255, 9, 36},
                                    {0, 0, 1, 6, 5, 255, 1, 20}};
     Bytes frame;
     for (int i = (*dice)() % 30; i > 0; --i) {
@@ -98,7 +104,8 @@ TEST(Descramble, DoesWhatALiteralHandDoes) {
         const uint32_t word = i % 5 == 0 ? dice() & ~15U : dice();
         Bytes expected = frame, got = frame;
         const bool good = ModelDescramble(&expected, h265, key, word);
-        ASSERT_EQ(Descramble(&got, word, h265 ? PLAYER_PAYLOAD_H265 : PLAYER_PAYLOAD_H264, key ? 0 : 1), good ? 0U : 2U);
+        ASSERT_EQ(Descramble(&got, word, h265 ? PLAYER_PAYLOAD_H265 : PLAYER_PAYLOAD_H264, key ? 0 : 1),
+                  good ? 0U : 2U);
         ASSERT_EQ(got, expected) << "frame " << i;
     }
 }

@@ -20,7 +20,8 @@ class ScrambleWork : public testing::Test {
         m_record->stFrameData = {};
         Zelvane_FreePort(m_port);
     }
-    /** Works on a frame whose messages set these bits. @return its result, 1 for success without any work on the frame */
+    /** Works on a frame whose messages set these bits. @return its result, 1 for success without any work on the frame
+     */
     ULONG_32 Work(ULONG_32 (*work)(PLAEYR_PORT_S *), ULONG_32 bits, int type = PLAYER_VIDEO_FRAME_I) {
         Bytes frame(40, 7);
         memcpy(frame.data(), "\0\0\0\1", 4);

@@ -73,7 +73,8 @@ void ModelCheck(uint8_t *f, size_t length, bool h265, PORT_MARK_INFO_S *mark) {
 
 /** Random units; one key picture in three carries a mark that fits unless it is damaged. */
 Bytes RandomFrame(std::mt19937 *dice, bool h265) {
-    static const Bytes heads[] = {{0, 0, 1, 0x65}, {0, 0, 0, 1, 0x41}, {0, 0, 1, 0x26, 1}, {0, 0, 1, 2, 1}, {0, 0, 1, 0x67}};
+    static const Bytes heads[] = {
+        {0, 0, 1, 0x65}, {0, 0, 0, 1, 0x41}, {0, 0, 1, 0x26, 1}, {0, 0, 1, 2, 1}, {0, 0, 1, 0x67}};
     static const Bytes marks[] = {{0, 0, 1, 6, 26}, {0, 0, 1, 0x4E, 1, 232}};
     Bytes frame;
     const auto noise = [&](size_t count) {
@@ -112,8 +113,8 @@ TEST(Watermark, DoesWhatALiteralHandDoes) {
         model.Set(frame, 0);
         ASSERT_EQ(Player_CheckOneFrame(buffer.port.get()), 0U);
         ModelCheck(model.bytes.data(), frame.size(), h265, &expected);
-        ASSERT_EQ(memcmp(&got, &expected, sizeof got), 0) << "frame " << i << ", state " << got.ulState << ", "
-                                                          << expected.ulState;
+        ASSERT_EQ(memcmp(&got, &expected, sizeof got), 0)
+            << "frame " << i << ", state " << got.ulState << ", " << expected.ulState;
     }
 }
 

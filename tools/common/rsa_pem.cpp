@@ -60,10 +60,9 @@ std::vector<uint8_t> TakeNumber(Bytes *der) {
 /** RSAPrivateKey behind its version, or RSAPublicKey. */
 bool ReadNumbers(Bytes der, bool is_private, RsaKey *key) {
     if (is_private) Take(&der, kInteger);
-    std::vector<uint8_t> RsaKey::*const fields[] = {&RsaKey::modulus,          &RsaKey::exponent,
-                                                    &RsaKey::private_exponent, &RsaKey::prime1,
-                                                    &RsaKey::prime2,           &RsaKey::exponent1,
-                                                    &RsaKey::exponent2,        &RsaKey::coefficient};
+    std::vector<uint8_t> RsaKey::*const fields[] = {&RsaKey::modulus,   &RsaKey::exponent,   &RsaKey::private_exponent,
+                                                    &RsaKey::prime1,    &RsaKey::prime2,     &RsaKey::exponent1,
+                                                    &RsaKey::exponent2, &RsaKey::coefficient};
     const size_t count = is_private ? std::size(fields) : 2;
     for (size_t i = 0; i < count; ++i) {
         key->*fields[i] = TakeNumber(&der);

@@ -74,10 +74,11 @@ struct Options {
     std::string listen;        ///< WAV file for what a client says; empty for none
     bool echo = false;         ///< what it says comes back as the camera's sound
     std::string sdp;           ///< file for a description of the stream
-    bool scramble = false;     ///< with a key message for who holds the RSA key
-    std::string rsa_key;       ///< PEM file of it
-    std::string file_password; ///< scramble with a key message for who knows the password; empty for none
-    std::string watermark;     ///< text to mark key pictures with; empty for none
+
+    bool scramble = false;      ///< with a key message for who holds the RSA key
+    std::string rsa_key;        ///< PEM file of it
+    std::string file_password;  ///< scramble with a key message for who knows the password; empty for none
+    std::string watermark;      ///< text to mark key pictures with; empty for none
     PacketOptions packets;
     FaultOptions faults;
     bool quiet = false;

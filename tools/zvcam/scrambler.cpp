@@ -13,8 +13,8 @@
 namespace zvcam {
 namespace {
 
-constexpr size_t kClear = 16;       // bytes of the first slice that stay as they are
-constexpr size_t kMost = 1000000;   // players pass pictures of this size and above over
+constexpr size_t kClear = 16;      // bytes of the first slice that stay as they are
+constexpr size_t kMost = 1000000;  // players can't restore pictures of this size and above
 constexpr uint8_t kSubtypeRandom = 20, kSubtypeKey = 36, kSubtypeFileKey = 37;
 constexpr uint8_t kPayloadUserData = 5;
 constexpr char kSalt[] = "MorvaQ";
@@ -49,16 +49,14 @@ bool Scrambler::Refuse(const std::string &why) {
 /** Players look for one kind of key picture and one of P pictures. */
 bool Scrambler::CheckSlices(const std::vector<Bytes> &units, bool key) {
     const int wanted = h265_ ? (key ? 19 : 1) : (key ? 5 : 1);
-    size_t size = 0;
     for (const Bytes unit : units) {
-        size += unit.size() + 4;
         const int type = h265_ ? tools::UnitTypeH265(unit) : tools::UnitTypeH264(unit);
         if (IsSlice(unit, h265_) && type != wanted) {
             return Refuse("a picture of unit type " + std::to_string(type) + " can't be scrambled" +
                           (h265_ ? "; encode without B pictures" : ""));
         }
     }
-    return size < kMost * 9 / 10 || Refuse("a picture of " + std::to_string(size) + " bytes is too large to be scrambled");
+    return true;
 }
 
 /** A new master key, and its sealed forms, which stand in the stream without emulation prevention. */
@@ -121,8 +119,10 @@ void Scrambler::AppendSlices(std::vector<Bytes>::const_iterator from, std::vecto
 }
 
 bool Scrambler::Apply(std::vector<Bytes> *units, bool key) {
-    const auto slice = std::find_if(units->cbegin(), units->cend(), [this](Bytes unit) { return IsSlice(unit, h265_); });
-    if (slice == units->cend() || !CheckSlices(*units, key) || (key && !BeginGroup())) return false;
+    const auto slice =
+        std::find_if(units->cbegin(), units->cend(), [this](Bytes unit) { return IsSlice(unit, h265_); });
+    if (slice == units->cend()) return Refuse("a picture without a slice");
+    if (!CheckSlices(*units, key) || (key && !BeginGroup())) return false;
     if (xor_byte_ == 0) return Refuse("the stream begins without a key picture");
     made_.clear();
     const auto head = std::find_if(units->cbegin(), slice, [this](Bytes unit) { return !IsHead(unit, h265_); });
@@ -132,6 +132,9 @@ bool Scrambler::Apply(std::vector<Bytes> *units, bool key) {
     result.insert(result.end(), made_.begin(), made_.end() - 1);
     result.insert(result.end(), head, slice);
     result.push_back(made_.back());
+    const auto add = [](size_t size, Bytes unit) { return size + 4 + unit.size(); };
+    const size_t size = std::accumulate(result.begin(), result.end(), size_t{0}, add);
+    if (size >= kMost) return Refuse("a picture of " + std::to_string(size) + " bytes is too large to be scrambled");
     *units = std::move(result);
     return true;
 }

@@ -1,8 +1,8 @@
 /**
- * Scrambles pictures as this platform's cameras do: all but the first 16 bytes of a picture's first slice, with whatever
- * follows it, is XORed with one byte. The byte comes of a master key and a random number, which go in front of each key
- * picture as SEI units: the master key encrypted to an RSA key for who watches live, or with a password for who has the
- * file.
+ * Scrambles pictures as this platform's cameras do: all but the first 16 bytes of a picture's first slice, with
+ * whatever follows it, is XORed with one byte. The byte comes of a master key and a random number, which go in front of
+ * each key picture as SEI units: the master key encrypted to an RSA key for who watches live, or with a password for
+ * who has the file.
  */
 #ifndef ZVCAM_SCRAMBLER_H
 #define ZVCAM_SCRAMBLER_H
@@ -36,7 +36,7 @@ class Scrambler {
     /**
      * Scrambles a picture.
      * @param units its units without start codes; afterwards those of the scrambled one, which hold until the next call
-     * @return false when players could not restore it: complaint() tells why, and nothing has changed
+     * @return false when players could not restore it: Complaint() tells why, and the units are as they were
      */
     bool Apply(std::vector<Bytes> *units, bool key);
 

@@ -45,7 +45,8 @@ class Player {
     /** Starts the library and takes a port. @return false with the failure filled */
     bool Open(Failure *failure);
 
-    /** Opens scrambled streams with a PEM file's private key, scrambled recordings with a password; empty for neither. */
+    /** Opens scrambled streams with a PEM file's private key, scrambled recordings with a password; empty for neither.
+     */
     bool SetKeys(const std::string &rsa_key, const std::string &password, Failure *failure);
 
     /** Opens the port for pushed data. @return false with the failure filled, as for the two below */

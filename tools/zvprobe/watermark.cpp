@@ -117,8 +117,7 @@ void PrintJson(const std::string &path, const Result &result, bool good) {
                     StateName(entry.ulState));
     }
     std::printf("], \"complete\": %s, \"seconds\": %.3f}\n",
-                result.checked && interrupted == 0 && !result.IsFull() ? "true" : "false",
-                result.seconds);
+                result.checked && interrupted == 0 && !result.IsFull() ? "true" : "false", result.seconds);
 }
 
 }  // namespace
@@ -140,8 +139,8 @@ int CheckWatermark(const std::string &path, bool json, int bad, tools::Failure *
         failure->advice = "zvprobe without --watermark tells what is in the file";
         return failure->exit_code;
     }
-    const bool good = result.checked && interrupted == 0 && result.info.bHaveWaterMark != 0 &&
-                      result.info.ulUnmarkCount == 0;
+    const bool good =
+        result.checked && interrupted == 0 && result.info.bHaveWaterMark != 0 && result.info.ulUnmarkCount == 0;
     if (json) {
         PrintJson(path, result, good);
     } else {
