@@ -603,6 +603,29 @@ typedef enum tagOSDStyle {
     PLAYER_OSD_OUTSIDE_BOTTOM = 2 /**< below it */
 } PLAYER_OSD_STYL_E;
 
+/** Views of a fisheye or PTZ stream; see Zelvane_SetPtzAndFixMode(). */
+typedef enum tagPlayerPtzMode {
+    PLAYER_ORIGINAL = 0,          /**< the picture as it is */
+    PLAYER_180 = 1,               /**< panorama of half the circle */
+    PLAYER_360_1PTZ = 2,          /**< panorama of the whole circle and one view */
+    PLAYER_360_6PTZ = 3,          /**< panorama of the whole circle and six views */
+    PLAYER_FISH_3PTZ = 4,         /**< fisheye picture and three views */
+    PLAYER_FISH_MID_ON_4PTZ = 5,  /**< fisheye picture over the middle of four views */
+    PLAYER_FISH_MID_OFF_4PTZ = 6, /**< four views without it */
+    PLAYER_FISH_LEFT_4PTZ = 7,    /**< fisheye picture left of four views */
+    PLAYER_FISH_8PTZ = 8,         /**< fisheye picture and eight views */
+    PLAYER_PANORAMA = 9,          /**< panorama */
+    PLAYER_PR_3PTZ = 10,          /**< panorama and three views */
+    PLAYER_PR_4PTZ = 11,          /**< panorama and four views */
+    PLAYER_PR_8PTZ = 12           /**< panorama and eight views */
+} PLAYER_PTZ_MODE_E;
+
+/** How a PTZ stream is shown; see Zelvane_SetPtzDisplayMode(). */
+typedef enum tagPlayerPtzDisplayMode {
+    PLAYER_PTZ_DISPLAY_ORIGINAL = 0, /**< the picture as it is */
+    PLAYER_PTZ_DISPLAY_5PTZ = 1      /**< five views */
+} PLAYER_PTZ_DISPLAY_MODE_E;
+
 /* ---- content protection ---------------------------------------------------------------------------------------- */
 
 /**

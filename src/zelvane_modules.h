@@ -6,7 +6,11 @@
 #define ZELVANE_MODULES_H
 
 #include "analytics/fisheye_types.h"
+#include "analytics/iva_records.h"
+#include "analytics/iva_show.h"
+#include "analytics/iva_text.h"
 #include "analytics/module_iva.h"
+#include "analytics/overlay.h"
 #include "analytics/port_analytics.h"
 #include "bits/MakeJpegHeader.h"
 #include "bits/dsp_mcfw_preparse.h"
@@ -45,9 +49,11 @@
 #include "output/sdlDisplay.h"
 #include "output/videodisplay.h"
 #include "output/x11Window.h"
+#include "pipeline/analytics_settings.h"
 #include "pipeline/callbacks.h"
 #include "pipeline/decode_deliver.h"
 #include "pipeline/decode_stage.h"
+#include "pipeline/fisheye_stage.h"
 #include "pipeline/pacing.h"
 #include "pipeline/parse_stage.h"
 #include "pipeline/port_settings.h"

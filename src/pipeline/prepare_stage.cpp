@@ -2,11 +2,9 @@
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
+#include "pipeline/fisheye_stage.h"
 #include "pipeline/scramble_work.h"
 #include "protection/rsa_key.h"
-
-/** Tells the client when a stream begins and ceases to carry PTZ data; absent from a library without fisheye. */
-extern "C" __attribute__((weak)) void Player_CatchPtzState(PLAEYR_PORT_S *pstPort);
 
 namespace {
 
@@ -70,7 +68,7 @@ bool Player_PrepareFrame(PLAEYR_PORT_S *pstPort) {
         RefuseFrame(pstPort, *pstRoad, ulResult);
         return false;
     }
-    if (bFisheye && Player_CatchPtzState != nullptr) {
+    if (bFisheye) {
         Player_CatchPtzState(pstPort);
     }
     return true;
