@@ -8,6 +8,7 @@
 
 namespace {
 
+constexpr double SCALE = OVERLAY_SCALE;
 constexpr LONG_32 LINE_WIDTH = 2;
 constexpr LONG_32 ALERT_WIDTH = 4;  // of a rule that is set off and of a target that sets one off
 constexpr ULONG_32 MAX_ALPHA = 255;
@@ -55,8 +56,8 @@ OVERLAY_COLOUR_S ColourOfType(IVA_REPORT_COLOR_TYPE_E enColour, ULONG_32 ulAlpha
 }
 
 OVERLAY_POINT Point(const OVERLAY_RECT_S &stPicture, ULONG_32 ulX, ULONG_32 ulY) {
-    return {stPicture.lX + static_cast<double>(ulX) * stPicture.lWidth / OVERLAY_SCALE,
-            stPicture.lY + static_cast<double>(ulY) * stPicture.lHeight / OVERLAY_SCALE};
+    return {stPicture.lX + static_cast<double>(ulX) * stPicture.lWidth / SCALE,
+            stPicture.lY + static_cast<double>(ulY) * stPicture.lHeight / SCALE};
 }
 
 OVERLAY_POINT Moved(const OVERLAY_POINT &stFrom, const OVERLAY_POINT &stBy, double dTimes) {

@@ -7,7 +7,7 @@ namespace {
 
 constexpr DLONG RECT_COST = 16;         // a rectangle costs as much as so many pixels, however small it is
 constexpr DLONG FREE_PIXELS = 1 << 20;  // that even the smallest picture's overlay may fill
-constexpr double ROUNDING = 1e-6;       // of a row's distance from a level stroke
+constexpr double NO_LIMIT = 1e18;       // pixels; farther than any record reaches
 
 using SPAN = COverlayPainter::SPAN;
 
@@ -75,8 +75,18 @@ void COverlayStrokes::Add(const OVERLAY_POINT &stFrom, const OVERLAY_POINT &stTo
     if (dLength <= 0 || m_ulCount == MAX_STROKES) {
         return;
     }
-    const OVERLAY_POINT stMiddle = {(stFrom.x + stTo.x) / 2, (stFrom.y + stTo.y) / 2};
-    m_astStroke[m_ulCount++] = {stMiddle, {dX / dLength, dY / dLength}, (dLength + dWidth) / 2, dWidth / 2};
+    STROKE &stStroke = m_astStroke[m_ulCount++];
+    stStroke.stMiddle = {(stFrom.x + stTo.x) / 2, (stFrom.y + stTo.y) / 2};
+    const double dAlongX = dX / dLength;
+    const double dAlongY = dY / dLength;
+    const double dHalfLength = (dLength + dWidth) / 2;  // half a width beyond either end, so that corners are whole
+    const double dHalfWidth = dWidth / 2;
+    stStroke.stAlong = {dAlongX, dAlongY};
+    stStroke.dHeight = std::fabs(dAlongY) * dHalfLength + std::fabs(dAlongX) * dHalfWidth;
+    stStroke.adSlope[0] = dX != 0 ? -dY / dX : 0;
+    stStroke.adReach[0] = dX != 0 ? dHalfLength / std::fabs(dAlongX) : NO_LIMIT;
+    stStroke.adSlope[1] = dY != 0 ? dX / dY : 0;
+    stStroke.adReach[1] = dY != 0 ? dHalfWidth / std::fabs(dAlongY) : NO_LIMIT;
 }
 
 COverlayPainter::COverlayPainter(const OVERLAY_RECT_S &stClip, OVERLAY_FILL_PF pfnFill, void *pUser)
@@ -142,50 +152,31 @@ void COverlayPainter::Box(const OVERLAY_POINT &stFirst, const OVERLAY_POINT &stL
 
 /** The rows that a stroke reaches, as a span from top to bottom. */
 SPAN COverlayPainter::StrokeRows(const COverlayStrokes::STROKE &stStroke) const {
-    const double dReach =
-        std::fabs(stStroke.stAlong.y) * stStroke.dHalfLength + std::fabs(stStroke.stAlong.x) * stStroke.dHalfWidth;
-    return {Row(stStroke.stMiddle.y - dReach), Row(stStroke.stMiddle.y + dReach)};
+    return {Row(stStroke.stMiddle.y - stStroke.dHeight), Row(stStroke.stMiddle.y + stStroke.dHeight)};
 }
 
 /** Where a row crosses a stroke; false if it doesn't. */
 bool COverlayPainter::StrokeSpan(const COverlayStrokes::STROKE &stStroke, LONG_32 lRow, SPAN *pstSpan) const {
-    const OVERLAY_POINT &stAlong = stStroke.stAlong;
     const double dY = lRow + 0.5 - stStroke.stMiddle.y;
-    // |x * along.x + y * along.y| <= half length and |x * along.y - y * along.x| <= half width, each of which x solves.
-    double dLeft = -1e18;
-    double dRight = 1e18;
-    const auto fnLimit = [&](double dFactor, double dRest, double dHalf) {
-        if (dFactor == 0) {
-            return std::fabs(dRest) <= dHalf + ROUNDING;
-        }
-        const double dMiddle = -dRest / dFactor;
-        const double dReach = dHalf / std::fabs(dFactor);
-        dLeft = std::max(dLeft, dMiddle - dReach);
-        dRight = std::min(dRight, dMiddle + dReach);
-        return true;
-    };
-    if (!fnLimit(stAlong.x, dY * stAlong.y, stStroke.dHalfLength) ||
-        !fnLimit(stAlong.y, -dY * stAlong.x, stStroke.dHalfWidth)) {
-        return false;
-    }
+    const double dFirst = dY * stStroke.adSlope[0];
+    const double dSecond = dY * stStroke.adSlope[1];
+    const double dLeft = std::max(dFirst - stStroke.adReach[0], dSecond - stStroke.adReach[1]);
+    const double dRight = std::min(dFirst + stStroke.adReach[0], dSecond + stStroke.adReach[1]);
     *pstSpan = {Column(stStroke.stMiddle.x + dLeft), Column(stStroke.stMiddle.x + dRight)};
     return pstSpan->lLeft < pstSpan->lRight;
 }
 
 void COverlayPainter::StrokeAlone(const COverlayStrokes::STROKE &stStroke) {
     const SPAN stRows = StrokeRows(stStroke);
-    SPAN stColumns;
-    if (stStroke.stAlong.x == 0 || stStroke.stAlong.y == 0) {
-        const LONG_32 lRow =
-            static_cast<LONG_32>(std::floor(Clamp(stStroke.stMiddle.y, stRows.lLeft, stRows.lRight - 1)));
-        if (StrokeSpan(stStroke, lRow, &stColumns)) {
-            Rect(stColumns.lLeft, stRows.lLeft, stColumns.lRight, stRows.lRight);
+    SPAN stSpan;
+    if (stStroke.stAlong.x == 0 || stStroke.stAlong.y == 0) {  // every row is the same
+        if (StrokeSpan(stStroke, stRows.lLeft, &stSpan)) {
+            Rect(stSpan.lLeft, stRows.lLeft, stSpan.lRight, stRows.lRight);
         }
         return;
     }
     CSpanStack oStack(*this);
     for (LONG_32 lRow = stRows.lLeft; lRow < stRows.lRight; ++lRow) {
-        SPAN stSpan;
         if (StrokeSpan(stStroke, lRow, &stSpan)) {
             oStack.Add(lRow, &stSpan, 1);
         }

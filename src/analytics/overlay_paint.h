@@ -25,12 +25,15 @@ class COverlayStrokes {
     void Add(const OVERLAY_POINT &stFrom, const OVERLAY_POINT &stTo, double dWidth);
     ULONG_32 Count() const { return m_ulCount; }
 
-    /** A stroke: where |along| and |across| are at most half of its length and width, counted from its middle. */
+    /** A stroke: the points that lie within half its length along it and half its width across it from its middle. On a
+     *  row dY below the middle these are two stretches, about dSlope * dY right of the middle and dReach to either
+     * side, and the stroke is where both are. */
     struct STROKE {
         OVERLAY_POINT stMiddle;
         OVERLAY_POINT stAlong;  // of length 1
-        double dHalfLength;     // with half a width beyond either end
-        double dHalfWidth;
+        double dHeight;         // rows above and below the middle
+        double adSlope[2];
+        double adReach[2];
     };
     const STROKE &At(ULONG_32 i) const { return m_astStroke[i]; }
 
