@@ -39,6 +39,7 @@ std::vector<tools::Option> Table(Options *o, std::string *playback_time) {
         {"--audio-file", &o->audio_file},
         {"--listen", &o->listen},
         {"--echo", &o->echo},
+        {"--analytics", &o->analytics},
         {"--sdp", &o->sdp},
         {"--scramble", &o->scramble},
         {"--rsa-key", &o->rsa_key},

@@ -73,6 +73,7 @@ struct Options {
     std::string audio_file;    ///< empty for a beep
     std::string listen;        ///< WAV file for what a client says; empty for none
     bool echo = false;         ///< what it says comes back as the camera's sound
+    std::string analytics;     ///< JSON file of what is sent beside the pictures; empty for nothing
     std::string sdp;           ///< file for a description of the stream
 
     bool scramble = false;      ///< with a key message for who holds the RSA key
