@@ -8,7 +8,7 @@ namespace {
 using Record = std::vector<uint8_t>;
 
 constexpr int kResultV1 = 0, kRuleV1 = 1, kResultV2 = 16, kRuleV2 = 17;  // kinds of records
-constexpr uint8_t kUserData = 5, kTrailingBits = 0x80;                  // an SEI message; the end of its unit
+constexpr uint8_t kUserData = 5, kTrailingBits = 0x80;                   // an SEI message; the end of its unit
 constexpr size_t kRulesV1 = 8, kPointsV1 = 7, kPointsV2 = 16;
 constexpr double kRulesEvery = 1;  // seconds
 // 0x00RRGGBB, by the numbers that version 2 gives colours

@@ -30,9 +30,9 @@ struct SceneRule {
 /** A box that goes to and fro. */
 struct SceneBox {
     uint32_t id = 0;
-    uint32_t rule = 0;                    ///< that it sets off; 0 for none
+    uint32_t rule = 0;                     ///< that it sets off; 0 for none
     std::array<uint16_t, 4> from{}, to{};  ///< left, top, right, bottom
-    double seconds = 4;                   ///< one way
+    double seconds = 4;                    ///< one way
     uint32_t color = 5, alpha = 255;
 };
 

@@ -32,6 +32,7 @@ struct Options {
     bool headless = false;     ///< no window, no sound
     bool json = false;         ///< one JSON line a second instead of the live line
     bool fast = false;         ///< as fast as the library takes it, instead of at the stream's pace
+    bool analytics = false;    ///< start with rules and boxes over the picture
     bool mute = false;         ///< start without sound
     bool help = false;         ///< print the help and leave
     bool version = false;      ///< print the library's version and leave

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "analytics_records.h"
 #include "common/library_failure.h"
 #include "common/rsa_pem.h"
 #include "talk.h"
@@ -48,12 +49,21 @@ size_t Slots(Bytes data) { return (data.size() + kSlotBytes - 1) / kSlotBytes; }
 
 }  // namespace
 
+void Player::OnPacket(ULONG_32, const UCHAR *data, ULONG_32 length, ULONG_32, void *counters, LONG_REAL) {
+    const uint32_t records = CountDataFrames({data, length});
+    if (records > 0) static_cast<Counters *>(counters)->records.fetch_add(records, std::memory_order_relaxed);
+}
+
 void Player::OnFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL) {
     Counters &to = *static_cast<Counters *>(counters);
     const uint64_t stamp = static_cast<uint64_t>(frame->dlTimeStamp);
     if (to.frames.load(std::memory_order_relaxed) == 0) to.first_stamp.store(stamp, std::memory_order_relaxed);
     to.stamp.store(stamp, std::memory_order_relaxed);
     to.frames.fetch_add(1, std::memory_order_relaxed);
+    const bool h265 = frame->ulVideoCodeFormat == PLAYER_VIDEO_ENCODE_H265;
+    if (h265 || frame->ulVideoCodeFormat == PLAYER_VIDEO_ENCODE_H264) {
+        to.records.fetch_add(CountMessages({frame->pucData, frame->ulDataLen}, h265), std::memory_order_relaxed);
+    }
 }
 
 void Player::OnPicture(ULONG_32, PLAYER_PICTURE_DATA_S *, void *counters, LONG_REAL) {
@@ -87,6 +97,7 @@ bool Player::Open(Failure *failure) {
     allocated_ = true;
     // Callbacks and the length of the ring are set before the stream opens. The 1 lets the data go on behind the tap.
     Zelvane_SetPacketBuffer(port_, kSlots, 0);
+    Zelvane_SetSourceMediaDataCB(port_, OnPacket, 1, &counters_);
     Zelvane_SetParseVideoDataCB(port_, OnFrame, 1, &counters_);
     Zelvane_SetParseAudioDataCB(port_, OnSound, 1, &counters_);
     Zelvane_SetDecodeVideoMediaDataCB(port_, OnPicture, 1, &counters_);
@@ -198,6 +209,8 @@ void Player::SetSound(bool on) {
     }
 }
 
+void Player::SetAnalytics(bool on) { Zelvane_SetIVAEnable(port_, on); }
+
 void Player::SetPaused(bool paused) { Zelvane_PauseLive(port_, paused); }
 
 void Player::Halt() { Zelvane_PausePlay(port_, 1); }
@@ -292,6 +305,7 @@ Figures Player::Read() const {
     figures.frames = counters_.frames.load(std::memory_order_relaxed);
     figures.pictures = counters_.pictures.load(std::memory_order_relaxed);
     figures.sounds = counters_.sounds.load(std::memory_order_relaxed);
+    figures.records = counters_.records.load(std::memory_order_relaxed);
     figures.decode_failures = decode_failures.load(std::memory_order_relaxed);
     ULONG_32 frames = 0, video = PLAYER_VIDEO_ENCODE_NULL, audio = PLAYER_AUDIO_ENCODE_NULL;
     Zelvane_GetPictureSize(port_, &figures.width, &figures.height);
