@@ -77,6 +77,20 @@ inline std::string RulesV1(ULONG_32 ulType, ULONG_32 ulDirect, ULONG_32 ulColour
     return strBody;
 }
 
+/** A private SEI message of a subtype in a unit of its own, behind a start code. */
+inline std::string SeiUnit(bool h265, UCHAR ucSubtype, const std::string &strBody) {
+    std::string strRaw(1, static_cast<char>(ucSubtype));
+    for (char cByte : strBody) {
+        const size_t n = strRaw.size();
+        if (static_cast<UCHAR>(cByte) <= 3 && n > 2 && strRaw[n - 1] == 0 && strRaw[n - 2] == 0) {
+            strRaw += '\3';
+        }
+        strRaw += cByte;
+    }
+    return std::string("\0\0\0\1", 4) + (h265 ? "\x4E\x01" : "\x06") + "\5" + std::string(strRaw.size() / 255, '\xFF') +
+           static_cast<char>(strRaw.size() % 255) + strRaw + '\x80';
+}
+
 template <class Item>
 std::string ListV2(const std::vector<Item> &items, ULONG_32 ulHoldTime = 65535) {
     std::string strBody = HeadV2(static_cast<ULONG_32>(items.size()), ulHoldTime);
