@@ -6,6 +6,7 @@
 #include <cstring>
 #include <memory>
 
+#include "analytics/iva_records.h"
 #include "analytics/module_iva.h"
 #include "foundations/com_log.h"
 
@@ -33,10 +34,25 @@ void TouchAll(const IVA_INFO_S &stInfo) {
     Touch(stInfo.stMetaV2.pcRuleBuf, stInfo.stMetaV2.ulIVARuleBufLen);
 }
 
+/** A copy has as many records as it says, and each can be read. */
+void ReadAll(const IVA_INFO_V2_S &stCopy) {
+    IVA_REPORT_RULE_INFO_V2_S stRule;
+    for (ULONG_32 i = 0; stCopy.bHaveRule && i < IvaRecords_RuleNum(stCopy); ++i) {
+        Require(IvaRecords_Rule(stCopy, i, &stRule));
+    }
+    IVA_REPORT_RESULT_INFO_V2_EX_S stTarget;
+    DULONG dulAt = 0;
+    for (ULONG_32 i = 0; stCopy.bHaveResult && i < IvaRecords_TargetNum(stCopy); ++i) {
+        Require(IvaRecords_NextTarget(stCopy, &dulAt, &stTarget));
+    }
+    Require(dulAt <= stCopy.ulIVAResultBufLen);
+}
+
 void Copy(LONG_32 lFrameRate, IVA_INFO_S &stInfo) {
     HANDLE hCopy = DataCopy(lFrameRate, &stInfo);
     if (hCopy != nullptr) {
         TouchAll(*static_cast<IVA_INFO_S *>(hCopy));
+        ReadAll(static_cast<IVA_INFO_S *>(hCopy)->stMetaV2);
     }
     FreeInfo(&hCopy);
 }

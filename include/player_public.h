@@ -603,6 +603,71 @@ typedef enum tagOSDStyle {
     PLAYER_OSD_OUTSIDE_BOTTOM = 2 /**< below it */
 } PLAYER_OSD_STYL_E;
 
+/** Views of a fisheye or PTZ stream; see Zelvane_SetPtzAndFixMode(). */
+typedef enum tagPlayerPtzMode {
+    PLAYER_ORIGINAL = 0,          /**< the picture as it is */
+    PLAYER_180 = 1,               /**< panorama of half the circle */
+    PLAYER_360_1PTZ = 2,          /**< panorama of the whole circle and one view */
+    PLAYER_360_6PTZ = 3,          /**< panorama of the whole circle and six views */
+    PLAYER_FISH_3PTZ = 4,         /**< fisheye picture and three views */
+    PLAYER_FISH_MID_ON_4PTZ = 5,  /**< fisheye picture over the middle of four views */
+    PLAYER_FISH_MID_OFF_4PTZ = 6, /**< four views without it */
+    PLAYER_FISH_LEFT_4PTZ = 7,    /**< fisheye picture left of four views */
+    PLAYER_FISH_8PTZ = 8,         /**< fisheye picture and eight views */
+    PLAYER_PANORAMA = 9,          /**< panorama */
+    PLAYER_PR_3PTZ = 10,          /**< panorama and three views */
+    PLAYER_PR_4PTZ = 11,          /**< panorama and four views */
+    PLAYER_PR_8PTZ = 12           /**< panorama and eight views */
+} PLAYER_PTZ_MODE_E;
+
+/** How a PTZ stream is shown; see Zelvane_SetPtzDisplayMode(). */
+typedef enum tagPlayerPtzDisplayMode {
+    PLAYER_PTZ_DISPLAY_ORIGINAL = 0, /**< the picture as it is */
+    PLAYER_PTZ_DISPLAY_5PTZ = 1      /**< five views */
+} PLAYER_PTZ_DISPLAY_MODE_E;
+
+/* ---- content protection ---------------------------------------------------------------------------------------- */
+
+/**
+ * An RSA key pair for Zelvane_SetRsaKey(). The big numbers are hexadecimal text, leading zeros allowed; each ends with a
+ * zero byte or with its field.
+ */
+typedef struct tagRsaInfo {
+    ULONG_32 ulBit; /**< size of the modulus, bits: eight times its bytes, 1040 at most */
+    ULONG_32 ulPub; /**< public exponent */
+    CHAR cN[260];   /**< modulus */
+    CHAR cPri[260]; /**< private exponent */
+    CHAR cP[132];   /**< first prime */
+    CHAR cQ[132];   /**< second prime */
+    CHAR cDP[132];  /**< private exponent modulo cP - 1 */
+    CHAR cDQ[132];  /**< private exponent modulo cQ - 1 */
+    CHAR cQP[132];  /**< inverse of cQ modulo cP */
+} PLAYER_RSA_INFO_S;
+
+/** What a watermark check says of a key frame. */
+typedef enum tagPlayerCheckStateE {
+    CHECK_STATE_RIGHT = 0,    /**< its mark fits */
+    CHECK_STATE_NOMARK = 1,   /**< it has no mark */
+    CHECK_STATE_MISMARCH = 2  /**< its mark doesn't fit: mark or picture was changed */
+} PLAYER_CHECK_STATE_E;
+
+/** A key frame that failed a watermark check. */
+typedef struct tagPlayerCheckMarkInfo {
+    ULONG_32 ulPlayTime; /**< where, seconds since the start of an MP4 file; 0 in other files */
+    ULONG_32 ulState;    /**< CHECK_STATE_NOMARK or CHECK_STATE_MISMARCH */
+} PLAYER_CHECK_MARK_INFO;
+
+/** Entries of a list of failures at most. */
+#define PLAYER_MARK_LIST_NUM 1000
+
+/** Result of Zelvane_CheckMark(). */
+typedef struct tagPlayerMarkInfo {
+    CHAR szMarkInfo[512];                       /**< clear text of the last mark, in the first 256 bytes */
+    ULONG ulUnmarkCount;                        /**< entries of the list */
+    PLAYER_CHECK_MARK_INFO *pastUnmarkTimeList; /**< failures; the client's, until Zelvane_FreeMarkInfo() */
+    BOOL_T bHaveWaterMark;                      /**< 1: at least one key frame had the right mark */
+} PLAYER_MARK_INFO_S;
+
 /* ---- planning figures ------------------------------------------------------------------------------------------ */
 
 /** Operating systems of PLAYER_MALLOC_INFO_S. */

@@ -974,12 +974,221 @@ ZELVANE_API BOOL_T Zelvane_VoiceInputData(ULONG_32 ulPort, const UCHAR *pucDataB
 /* ---- analytics -------------------------------------------------------------------------------------------------- */
 
 /**
- * Turns the taking in of analytics records on or off.
+ * Turns analytics of a port on or off; off at the start. While they are on, the rules and results that the camera sends,
+ * in data frames or in private messages of the video, are drawn over the picture that they come with in the port's
+ * window: lines and areas of rules, and the boxes of targets (4 pixels wide while a rule is set off, else 2). A record
+ * stands as long as the camera says. Pictures of the decode callback and snapshots stay without. A port with analytics
+ * on also obeys the camera's private coding heads, which hide single pictures, and skips its debugging data.
  * @param ulPort port
  * @param bAble  1 on
  * @return 1 or 0
  */
 ZELVANE_API BOOL_T Zelvane_SetIVAEnable(ULONG_32 ulPort, BOOL_T bAble);
+
+/**
+ * Chooses what of analytics is drawn, on every port, from the next picture on. At the start that is all.
+ * @param ulShowParam bit 0 rules, bit 1 targets that set off a rule, bit 2 targets that set off none
+ * @return 1. Sets no last error
+ */
+ZELVANE_API BOOL_T Zelvane_SetIVAShowParam(ULONG_32 ulShowParam);
+
+/**
+ * Chooses what of analytics is drawn on a port, and whether the ports' own choices count. The port need not be
+ * allocated, and the choice outlives it.
+ * @param ulPort      port
+ * @param ulShowParam as in Zelvane_SetIVAShowParam()
+ * @param bFlag       for all ports: 1, each shows what was chosen for it (all, if nothing was); 0, what was chosen by
+ *                    Zelvane_SetIVAShowParam()
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetIVAShowParamEx(ULONG_32 ulPort, ULONG_32 ulShowParam, BOOL_T bFlag);
+
+/**
+ * Tells where the camera's text band lies relative to the picture. Stored; the window shows pictures whole.
+ * @param ulPort     port
+ * @param ulOSDStyle PLAYER_OSD_STYL_E
+ * @return 1; or 0 with PLAYER_ERR_PARAM for another value
+ */
+ZELVANE_API BOOL_T Zelvane_SetOSDStyle(ULONG_32 ulPort, ULONG_32 ulOSDStyle);
+
+/**
+ * Chooses the kinds of objects that are labelled. Stored only: a target's record doesn't tell its kind.
+ * @param ulPort        port
+ * @param bTargetVeh    1: vehicles
+ * @param bTargetNonVeh 1: vehicles without an engine
+ * @param bTargetPerson 1: people
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_EnableTargetTag(ULONG_32 ulPort, BOOL_T bTargetVeh, BOOL_T bTargetNonVeh,
+                                           BOOL_T bTargetPerson);
+
+/**
+ * Turns the attributes of targets as text on or off. Stored only: this version draws no text.
+ * @param ulPort  port
+ * @param bEnable 1 on
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_EnableIvaOsd(ULONG_32 ulPort, BOOL_T bEnable);
+
+/* ---- fisheye and PTZ: the interface of a dewarping that this version does not have ------------------------------- */
+
+/**
+ * Whether the port plays a fisheye stream. No stream is known as one in this version.
+ * @param ulPort port
+ * @return 0; oddly PLAYER_ERR_PORT itself, which is not 0, for a port that is not allocated
+ */
+ZELVANE_API BOOL_T Zelvane_IsFishEyeStream(ULONG_32 ulPort);
+
+/**
+ * Accepted; writes nothing.
+ * @param ulPort         port
+ * @param pstCenterPoint centre of the lens circle
+ * @param pulRadius      its radius
+ * @param pParm          not used; may be null
+ * @return 1 or 0; oddly PLAYER_ERR_PARAM itself, without a last error, when one of the first two pointers is null
+ */
+ZELVANE_API BOOL_T Zelvane_GetFishEyeParam(ULONG_32 ulPort, PLAYER_POINT_S *pstCenterPoint, ULONG_32 *pulRadius,
+                                           void *pParm);
+
+/**
+ * Asks for fisheye processing. What it does in this version: the port's next decoder is one in software, and the run
+ * messages PLAYER_RUN_PTZ_STREAM and PLAYER_RUN_PTZ_STREAM_END tell whether key frames carry analytics.
+ * @param ulPort    port
+ * @param ulPtzMode PLAYER_PTZ_MODE_E; PLAYER_ORIGINAL ends it
+ * @param ulFixMode mounting of the camera; not used
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetPtzAndFixMode(ULONG_32 ulPort, ULONG_32 ulPtzMode, ULONG_32 ulFixMode);
+
+/**
+ * Accepted; writes nothing.
+ * @param ulPort     port
+ * @param pulPtzMode view
+ * @param pulFixMode mounting
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a null pointer
+ */
+ZELVANE_API BOOL_T Zelvane_GetPtzAndFixMode(ULONG_32 ulPort, ULONG_32 *pulPtzMode, ULONG_32 *pulFixMode);
+
+/**
+ * Accepted and without effect.
+ * @param ulPort    port
+ * @param ulPtzMode PLAYER_PTZ_DISPLAY_MODE_E
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetPtzDisplayMode(ULONG_32 ulPort, ULONG_32 ulPtzMode);
+
+/**
+ * Accepted and without effect.
+ * @param ulPort          port
+ * @param ulKeepAliveTime how long a view stands
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_SetPtzKeepAliveTime(ULONG_32 ulPort, ULONG_32 ulKeepAliveTime);
+
+/**
+ * The mouse was moved over the port's window. Accepted and without effect.
+ * @param ulPort  port
+ * @param ulFlags buttons and keys that are held
+ * @param stPoint where it is, pixels
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_OnMouseMove(ULONG_32 ulPort, ULONG_32 ulFlags, PLAYER_POINT_S stPoint);
+
+/**
+ * The left button was pressed. Accepted and without effect.
+ * @param ulPort  port
+ * @param ulFlags buttons and keys that are held
+ * @param stPoint where the mouse is, pixels
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_OnLButtonDown(ULONG_32 ulPort, ULONG_32 ulFlags, PLAYER_POINT_S stPoint);
+
+/**
+ * The left button was released. Accepted and without effect.
+ * @param ulPort  port
+ * @param ulFlags buttons and keys that are held
+ * @param stPoint where the mouse is, pixels
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_OnLButtonUp(ULONG_32 ulPort, ULONG_32 ulFlags, PLAYER_POINT_S stPoint);
+
+/**
+ * The wheel was turned. Accepted and without effect.
+ * @param ulPort  port
+ * @param ulFlags buttons and keys that are held
+ * @param sDelta  how far, and by its sign in which direction
+ * @param stPoint where the mouse is, pixels
+ * @return 1 or 0
+ */
+ZELVANE_API BOOL_T Zelvane_OnMouseWheel(ULONG_32 ulPort, ULONG_32 ulFlags, SHORT sDelta, PLAYER_POINT_S stPoint);
+
+/**
+ * Corrects the distortion of a face; the module for it is not part of this version.
+ * @param pcFilePath  picture
+ * @param pcFacePath  result
+ * @param pcModelPath model
+ * @return 0 with PLAYER_ERR_NOT_SUPPORT
+ */
+ZELVANE_API BOOL_T Zelvane_FaceCorrectFunc(const CHAR *pcFilePath, const CHAR *pcFacePath, CHAR *pcModelPath);
+
+/* ---- content protection ----------------------------------------------------------------------------------------- */
+
+/**
+ * Sets the RSA key that the key messages of scrambled live and pushed streams are encrypted to, for all ports of the
+ * process; any time, also while streams play. From then on such streams are shown clear. A frame that can't be restored,
+ * and all that lean on it, are left out, so that the last clean picture stays in the window; each such key frame is
+ * logged with PLAYER_ERR_SCRAMBLE. Recordings get every frame as it came; so do parse callbacks, but for the frames that
+ * lean on one that was left out, as after a loss. While a key is set, ports also obey the coding heads in a stream, which may say that a frame isn't to be shown, and keep debugging data from the
+ * decoder. Until a key is set, scrambled streams are decoded as they come. An absurd key is found out when it is used.
+ * @param pstRsaInfo key; every field is copied
+ * @return 1; or 0 with PLAYER_ERR_PARAM
+ */
+ZELVANE_API BOOL_T Zelvane_SetRsaKey(PLAYER_RSA_INFO_S *pstRsaInfo);
+
+/**
+ * Gives the RSA key in use: the last one set, or a built-in one that shows the form.
+ * @param[out] pstRsaInfo key
+ * @return 1; or 0 with PLAYER_ERR_PARAM
+ */
+ZELVANE_API BOOL_T Zelvane_GetRsaKey(PLAYER_RSA_INFO_S *pstRsaInfo);
+
+/**
+ * Sets the password of scrambled files on a port; before the open call or while a file plays. What Zelvane_SetRsaKey()
+ * says of streams then holds for the port's files, with PLAYER_ERR_FILE_SCRAMBLE.
+ * @param ulPort       port; keeps the password until it is freed
+ * @param pcPassword   password, need not end with a zero byte
+ * @param lPasswordLen its bytes; what is above 64 is cut off, with success; 0 takes the password away
+ * @return 1; or 0 with PLAYER_ERR_PARAM for a negative length or null
+ */
+ZELVANE_API BOOL_T Zelvane_SetFilePassword(ULONG_32 ulPort, CHAR *pcPassword, LONG_32 lPasswordLen);
+
+/**
+ * Tests the watermarks of a file: reads it whole, without decoding, on the calling thread. Another thread may end the
+ * test by Zelvane_CheckMarkCancel() or by closing or freeing the port; it then succeeds with what was found so far.
+ * Other calls on the port wait. A second test on a port carries on from the first: text and bHaveWaterMark stay until
+ * they are replaced.
+ * @param ulPort           port without a source
+ * @param pcFilename       file to test
+ * @param[out] pstMarkInfo result; its list is the client's, for Zelvane_FreeMarkInfo(), also after a read error in the
+ *                         middle of the file. The test ends when the list holds PLAYER_MARK_LIST_NUM failures
+ * @return 1; or 0 with PLAYER_ERR_PARAM (port in use; then *pstMarkInfo is not touched), PLAYER_ERR_MALLOC,
+ *         PLAYER_ERR_FILE_OPEN or what the file's parser says
+ */
+ZELVANE_API BOOL_T Zelvane_CheckMark(ULONG_32 ulPort, const CHAR *pcFilename, PLAYER_MARK_INFO_S *pstMarkInfo);
+
+/**
+ * Ends a test that another thread runs on the port. It does not wait for it, and a test that begins right behind it is
+ * not ended: repeat it until Zelvane_CheckMark() has returned.
+ * @param ulPort port
+ * @return always 0, with PLAYER_ERR_NOT_SUPPORT although the test ends; PLAYER_ERR_PORT without such a port
+ */
+ZELVANE_API BOOL_T Zelvane_CheckMarkCancel(ULONG_32 ulPort);
+
+/**
+ * Frees the list of a result.
+ * @param pstMarkInfo result, or null; may be freed again
+ */
+ZELVANE_API void Zelvane_FreeMarkInfo(PLAYER_MARK_INFO_S *pstMarkInfo);
 
 #ifdef __cplusplus
 }

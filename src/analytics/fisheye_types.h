@@ -66,7 +66,9 @@ typedef struct tagPtzCtrlS {
     USHORT usCurCenterY;
     USHORT ausLatelyFiveX[5];
     USHORT ausLatelyFiveY[5];
+    ULONG_32 ulReserved; /**< 0; the copies that travel with pictures are of 88 bytes a view */
 } PTZ_CTRL_S;
+static_assert(sizeof(PTZ_CTRL_S) == 88);
 
 enum : ULONG_32 { PTZ_VIEW_NUM = 5 };
 

@@ -20,10 +20,9 @@ enum : ULONG_32 {
 constexpr LONG_32 SEGMENT_HEAD_LEN = 3;     // a byte, then the length
 constexpr ULONG_32 HEAD_V2_LEN = 12;        // head of version-2 rules or results
 constexpr ULONG_32 TARGET_LEN = 36;         // a version-2 target without its attachment
+constexpr ULONG_32 TARGET_ATTACH_LEN_AT = 28;  // bytes of its attachment
 constexpr ULONG_32 RULE_V2_LEN = 108;       // a version-2 rule
 constexpr ULONG_32 RULE_V2_COORD_AT = 16;   // its corners
-constexpr LONG_32 RESULT_V1_USE_LIMIT = 5;  // pictures, beyond the first, that show a version-1 result
-constexpr LONG_32 RULE_V1_USE_LIMIT = 60;   // and version-1 rules
 constexpr ULONG_32 GROW_SLACK = 4;          // bytes that a buffer gets beyond the need
 
 ULONG_32 ReadBe16(const CHAR *pcAt) {
@@ -117,8 +116,10 @@ ULONG_32 DropShort() {
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 LogCopyFailure(ULONG_32 ulResult) {
-    LOG_ERROR("DataParse: Data Malloc And Copy Failed, Error[0x%x].", ulResult);
+/** Without memory the buffer of the record before is gone too. */
+ULONG_32 LogCopyFailure(const CHAR *pcFunction, BOOL_T &bHave, ULONG_32 ulResult) {
+    LOG_ERROR("%s: Data Malloc And Copy Failed, Error[0x%x].", pcFunction, ulResult);
+    bHave = 0;
     return ulResult;
 }
 
@@ -153,7 +154,7 @@ ULONG_32 ParseResultV1(IVA_INFO_S &stInfo, CHAR *pcBody, ULONG_32 ulLen) {
     stMeta.lIVAResultBufLen = static_cast<LONG_32>(ulBufLen);
     stMeta.lIVAResultBufMaxLen = static_cast<LONG_32>(ulMaxLen);
     if (ulResult != PLAYER_ERR_OK) {
-        return LogCopyFailure(ulResult);
+        return LogCopyFailure("DataParse", stMeta.bHaveResult, ulResult);
     }
     stMeta.bHaveResult = 1;
     stMeta.lUseResultCount = 0;
@@ -177,9 +178,10 @@ ULONG_32 ParseResultV2(IVA_INFO_S &stInfo, CHAR *pcBody, ULONG_32 ulLen) {
     ULONG_32 ulResult = DataMallocAndCopy(pcBody + HEAD_V2_LEN, ulLen - HEAD_V2_LEN, &stMeta.ulIVAResultBufLen,
                                           &stMeta.ulIVAResultBufMaxLen, &stMeta.pcResultBuf);
     if (ulResult != PLAYER_ERR_OK) {
-        return LogCopyFailure(ulResult);
+        return LogCopyFailure("DataParse", stMeta.bHaveResult, ulResult);
     }
     stMeta.bHaveResult = 1;
+    stMeta.bResultFromData = 1;
     stMeta.ulUseResultCount = 0;
     stMeta.ulIVAResultAttLen = 0;
     stInfo.ulMetaDataVersion = 2;
@@ -195,9 +197,10 @@ ULONG_32 ParseRuleV2(IVA_INFO_S &stInfo, CHAR *pcBody, ULONG_32 ulLen) {
     ULONG_32 ulResult = DataMallocAndCopy(pcBody + HEAD_V2_LEN, ulLen - HEAD_V2_LEN, &stMeta.ulIVARuleBufLen,
                                           &stMeta.ulIVARuleBufMaxLen, &stMeta.pcRuleBuf);
     if (ulResult != PLAYER_ERR_OK) {
-        return LogCopyFailure(ulResult);
+        return LogCopyFailure("DataParse", stMeta.bHaveRule, ulResult);
     }
     stMeta.bHaveRule = 1;
+    stMeta.bRuleFromData = 1;
     stMeta.ulUseRuleCount = 0;
     stInfo.ulMetaDataVersion = 2;
     return PLAYER_ERR_OK;
@@ -211,119 +214,89 @@ void ReadHead(HEAD &stHead, const CHAR *pcBody) {
     SwapShorts(reinterpret_cast<UCHAR *>(&stHead) + 8, 1);
 }
 
+/** Where a walk over version-2 targets comes to. */
+struct TARGET_WALK {
+    DULONG dulEnd;        // behind the last target; more than the data when they don't hold all
+    ULONG_32 ulAttachLen; // bytes of all attachments
+};
+
+/** Walks ulTargets targets in host order or, with bSwap, turns their fixed fields to it on the way. */
+TARGET_WALK WalkTargets(CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulTargets, bool bSwap) {
+    TARGET_WALK stWalk = {};
+    for (ULONG_32 i = 0; i < ulTargets && stWalk.dulEnd <= ulLen; ++i) {
+        CHAR *pcTarget = pcData + stWalk.dulEnd;
+        stWalk.dulEnd += TARGET_LEN;
+        if (stWalk.dulEnd > ulLen) {
+            break;
+        }
+        if (bSwap) {
+            SwapWords(pcTarget, 2);
+            SwapShorts(pcTarget + 8, 2);
+            SwapWords(pcTarget + 16, 5);
+        }
+        const ULONG_32 ulWord = LoadWord(pcTarget + TARGET_ATTACH_LEN_AT);
+        const ULONG_32 ulAttachLen = bSwap ? ulWord : __builtin_bswap32(ulWord);
+        stWalk.ulAttachLen += ulAttachLen;
+        stWalk.dulEnd += ulAttachLen;
+    }
+    return stWalk;
+}
+
+ULONG_32 LogPastEnd(ULONG_32 ulLen, const TARGET_WALK &stWalk) {
+    LOG_ERROR("DataMallocAndCopyEx: Data Invalid, Total Len is [%d], Offset is [%d].", static_cast<int>(ulLen),
+              static_cast<int>(stWalk.dulEnd));
+    return PLAYER_ERR_PARAM;
+}
+
+/** Looks at the whole result first: what is shown stays, if this one does not hold. */
 ULONG_32 ParseSeiResult(IVA_INFO_V2_S &stMeta, CHAR *pcBody, ULONG_32 ulLen) {
-    ReadHead(stMeta.stResultHead, pcBody);
-    const ULONG_32 ulTargets = stMeta.stResultHead.usTargetNum;
+    IVA_REPORT_RESULT_HEAD_V2_S stHead;
+    ReadHead(stHead, pcBody);
+    const TARGET_WALK stWalk = WalkTargets(pcBody + HEAD_V2_LEN, ulLen - HEAD_V2_LEN, stHead.usTargetNum, false);
+    if (stWalk.dulEnd > ulLen - HEAD_V2_LEN) {
+        const ULONG_32 ulResult = LogPastEnd(ulLen - HEAD_V2_LEN, stWalk);
+        LOG_ERROR("IvaV2Parse: Data Malloc And Copy Failed, Error[0x%x].", ulResult);
+        return ulResult;
+    }
+    if (stWalk.dulEnd != ulLen - HEAD_V2_LEN) {
+        LOG_ERROR("IvaV2Parse: ulDataLen Is Invalid, TargetNum Is [%d], ulDataLen Is [%d], Attlen Is [%d].",
+                  static_cast<int>(stHead.usTargetNum), static_cast<int>(ulLen), static_cast<int>(stWalk.ulAttachLen));
+        return PLAYER_ERR_OK;
+    }
+    stMeta.stResultHead = stHead;
     stMeta.ulIVAResultAttLen = 0;
-    LONG_32 lResult =
-        DataMallocAndCopyEx(pcBody + HEAD_V2_LEN, ulLen - HEAD_V2_LEN, ulTargets, &stMeta.ulIVAResultBufLen,
+    const LONG_32 lResult =
+        DataMallocAndCopyEx(pcBody + HEAD_V2_LEN, ulLen - HEAD_V2_LEN, stHead.usTargetNum, &stMeta.ulIVAResultBufLen,
                             &stMeta.ulIVAResultBufMaxLen, &stMeta.ulIVAResultAttLen, &stMeta.pcResultBuf);
     if (lResult != PLAYER_ERR_OK) {
-        LOG_ERROR("IvaV2Parse: Data Malloc And Copy Failed, Error[0x%x].", static_cast<unsigned>(lResult));
-    } else if (ulLen == ulTargets * TARGET_LEN + stMeta.ulIVAResultAttLen + HEAD_V2_LEN) {
-        stMeta.bHaveResult = 1;
-        stMeta.ulUseResultCount = 0;
-    } else {
-        LOG_ERROR("IvaV2Parse: ulDataLen Is Invalid, TargetNum Is [%d], ulDataLen Is [%d], Attlen Is [%d].",
-                  static_cast<int>(ulTargets), static_cast<int>(ulLen), static_cast<int>(stMeta.ulIVAResultAttLen));
+        return LogCopyFailure("IvaV2Parse", stMeta.bHaveResult, static_cast<ULONG_32>(lResult));
     }
-    return static_cast<ULONG_32>(lResult);
+    stMeta.bHaveResult = 1;
+    stMeta.bResultFromData = 0;
+    stMeta.ulUseResultCount = 0;
+    return PLAYER_ERR_OK;
 }
 
 ULONG_32 ParseSeiRule(IVA_INFO_V2_S &stMeta, CHAR *pcBody, ULONG_32 ulLen) {
-    ReadHead(stMeta.stRuleHead, pcBody);
-    const ULONG_32 ulRules = stMeta.stRuleHead.usRuleNum;
+    IVA_REPORT_RULE_HEAD_V2_S stHead;
+    ReadHead(stHead, pcBody);
+    if (ulLen != stHead.usRuleNum * RULE_V2_LEN + HEAD_V2_LEN) {
+        LOG_ERROR("IvaV2Parse: ulDataLen Is Invalid, ulDataLen Is [%d].", static_cast<int>(ulLen));
+        return PLAYER_ERR_OK;
+    }
+    stMeta.stRuleHead = stHead;
     ULONG_32 ulResult = DataMallocAndCopy(pcBody + HEAD_V2_LEN, ulLen - HEAD_V2_LEN, &stMeta.ulIVARuleBufLen,
                                           &stMeta.ulIVARuleBufMaxLen, &stMeta.pcRuleBuf);
     if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("IvaV2Parse: Data Malloc And Copy Failed, Error[0x%x].", ulResult);
-    } else if (ulLen == ulRules * RULE_V2_LEN + HEAD_V2_LEN) {
-        for (ULONG_32 i = 0; i < ulRules; ++i) {
-            SwapHalves(stMeta.pcRuleBuf + i * RULE_V2_LEN + RULE_V2_COORD_AT, IVA_COORD_NUM_V2);
-        }
-        stMeta.bHaveRule = 1;
-        stMeta.ulUseRuleCount = 0;
-    } else {
-        LOG_ERROR("IvaV2Parse: ulDataLen Is Invalid, ulDataLen Is [%d].", static_cast<int>(ulLen));
+        return LogCopyFailure("IvaV2Parse", stMeta.bHaveRule, ulResult);
     }
-    return ulResult;
-}
-
-/** A copy of a record buffer, one byte larger than the data; null if there is no memory. */
-CHAR *CopyBuffer(const CHAR *pcBuf, ULONG_32 ulLen) {
-    CHAR *pcCopy = static_cast<CHAR *>(malloc(size_t{ulLen} + 1));
-    if (pcCopy != nullptr && pcBuf != nullptr) {
-        memcpy(pcCopy, pcBuf, ulLen);
+    for (ULONG_32 i = 0; i < stHead.usRuleNum; ++i) {
+        SwapHalves(stMeta.pcRuleBuf + i * RULE_V2_LEN + RULE_V2_COORD_AT, IVA_COORD_NUM_V2);
     }
-    return pcCopy;
-}
-
-bool CopyV1(IVA_INFO_V1_S &stFrom, IVA_INFO_V1_S &stTo) {
-    if (stFrom.bHaveResult == 1) {
-        stTo.stResultHead = stFrom.stResultHead;
-        // The copy's length field stays 0: readers go by the head.
-        stTo.pcResultBuf = CopyBuffer(stFrom.pcResultBuf, static_cast<ULONG_32>(std::max(stFrom.lIVAResultBufLen, 0)));
-        if (stTo.pcResultBuf == nullptr) {
-            return false;
-        }
-        if (++stFrom.lUseResultCount > RESULT_V1_USE_LIMIT) {
-            stFrom.bHaveResult = 0;
-        }
-        stTo.bHaveResult = 1;
-    }
-    if (stFrom.bHaveRule == 1) {
-        stTo.stRuleConfig = stFrom.stRuleConfig;
-        if (++stFrom.lUseRuleCount > RULE_V1_USE_LIMIT) {
-            stFrom.bHaveRule = 0;
-        }
-        stTo.bHaveRule = 1;
-    }
-    return true;
-}
-
-/** Counts a use. A record that has outlived its hold time is not shown any more, not even by this copy. */
-void CountUse(USHORT usHoldTime, LONG_32 lFrameTime, ULONG_32 &ulUses, BOOL_T &bHave, BOOL_T &bCopyHas) {
-    ++ulUses;
-    if (usHoldTime < DLONG{lFrameTime} * DLONG{ulUses}) {
-        bHave = 0;
-    }
-    bCopyHas = bHave;
-}
-
-bool CopyV2(LONG_32 lFrameTime, IVA_INFO_V2_S &stFrom, IVA_INFO_V2_S &stTo) {
-    if (stFrom.bHaveResult == 1) {
-        stTo.stResultHead = stFrom.stResultHead;
-        stTo.pcResultBuf = CopyBuffer(stFrom.pcResultBuf, stFrom.ulIVAResultBufLen);
-        if (stTo.pcResultBuf == nullptr) {
-            return false;
-        }
-        stTo.ulIVAResultBufLen = stFrom.ulIVAResultBufLen;
-        stTo.ulIVAResultAttLen = stFrom.ulIVAResultAttLen;
-        CountUse(stFrom.stResultHead.usDisplayHoldTime, lFrameTime, stFrom.ulUseResultCount, stFrom.bHaveResult,
-                 stTo.bHaveResult);
-    }
-    if (stFrom.bHaveRule == 1) {
-        stTo.stRuleHead = stFrom.stRuleHead;
-        stTo.pcRuleBuf = CopyBuffer(stFrom.pcRuleBuf, stFrom.ulIVARuleBufLen);
-        if (stTo.pcRuleBuf == nullptr) {
-            return false;
-        }
-        stTo.ulIVARuleBufLen = stFrom.ulIVARuleBufLen;
-        CountUse(stFrom.stRuleHead.usDisplayHoldTime, lFrameTime, stFrom.ulUseRuleCount, stFrom.bHaveRule,
-                 stTo.bHaveRule);
-    }
-    return true;
-}
-
-bool HasRecord(const IVA_INFO_S &stInfo) {
-    switch (stInfo.ulMetaDataVersion) {
-        case 1:
-            return stInfo.stMetaV1.bHaveRule == 1 || stInfo.stMetaV1.bHaveResult == 1;
-        case 2:
-            return stInfo.stMetaV2.bHaveRule == 1 || stInfo.stMetaV2.bHaveResult == 1;
-        default:
-            return false;
-    }
+    stMeta.bHaveRule = 1;
+    stMeta.bRuleFromData = 0;
+    stMeta.ulUseRuleCount = 0;
+    return PLAYER_ERR_OK;
 }
 
 }  // namespace
@@ -373,69 +346,6 @@ ULONG_32 IvaV2Parse(ULONG_32 ulType, IVA_INFO_V2_S *pstIvaV2Info, CHAR *pcDataAd
                                     : ParseSeiRule(*pstIvaV2Info, pcDataAddr, ulDataLen);
 }
 
-HANDLE DataCopy(LONG_32 lFrameRate, IVA_INFO_S *pstIvaInfo) {
-    if (pstIvaInfo == nullptr || lFrameRate == 0 || word::Load(pstIvaInfo->bDRVEnable) == 0 ||
-        !HasRecord(*pstIvaInfo)) {
-        return nullptr;
-    }
-    IVA_INFO_S *pstCopy = static_cast<IVA_INFO_S *>(calloc(1, sizeof(IVA_INFO_S)));
-    if (pstCopy == nullptr) {
-        LOG_ERROR("DataCopy: Malloc Failed.");
-        return nullptr;
-    }
-    pstCopy->bDRVEnable = 1;
-    pstCopy->ulMetaDataVersion = pstIvaInfo->ulMetaDataVersion;
-    const bool bCopied = pstIvaInfo->ulMetaDataVersion == 1
-                             ? CopyV1(pstIvaInfo->stMetaV1, pstCopy->stMetaV1)
-                             : CopyV2(1000 / lFrameRate, pstIvaInfo->stMetaV2, pstCopy->stMetaV2);
-    HANDLE hCopy = pstCopy;
-    if (!bCopied) {
-        LOG_ERROR("DataCopy: Malloc Failed.");
-        FreeInfo(&hCopy);
-    }
-    return hCopy;
-}
-
-void FreeInfo(HANDLE *phDrawInfo) {
-    if (phDrawInfo == nullptr || *phDrawInfo == nullptr) {
-        return;
-    }
-    IVA_FreeBuffers(static_cast<IVA_INFO_S *>(*phDrawInfo));
-    free(*phDrawInfo);
-    *phDrawInfo = nullptr;
-}
-
-void IVA_FreeBuffers(IVA_INFO_S *pstIvaInfo) {
-    if (pstIvaInfo == nullptr) {
-        return;
-    }
-    IVA_INFO_V1_S &stV1 = pstIvaInfo->stMetaV1;
-    IVA_INFO_V2_S &stV2 = pstIvaInfo->stMetaV2;
-    free(stV1.pcResultBuf);
-    free(stV2.pcRuleBuf);
-    free(stV2.pcResultBuf);
-    stV1.pcResultBuf = nullptr;
-    stV2.pcRuleBuf = nullptr;
-    stV2.pcResultBuf = nullptr;
-    stV1.lIVAResultBufLen = stV1.lIVAResultBufMaxLen = 0;
-    stV2.ulIVARuleBufLen = stV2.ulIVARuleBufMaxLen = 0;
-    stV2.ulIVAResultBufLen = stV2.ulIVAResultAttLen = stV2.ulIVAResultBufMaxLen = 0;
-}
-
-void ClearData(ULONG_32 ulClearType, IVA_INFO_S *pstIvaInfo) {
-    if (pstIvaInfo == nullptr) {
-        return;
-    }
-    if ((ulClearType & IVA_CLEAR_DATA_RULE) != 0) {
-        pstIvaInfo->stMetaV1.bHaveRule = 0;
-        pstIvaInfo->stMetaV2.bHaveRule = 0;
-    }
-    if ((ulClearType & IVA_CLEAR_DATA_RESULT) != 0) {
-        pstIvaInfo->stMetaV1.bHaveResult = 0;
-        pstIvaInfo->stMetaV2.bHaveResult = 0;
-    }
-}
-
 ULONG_32 DataMallocAndCopy(CHAR *pcDataAddr, ULONG_32 ulDataLen, ULONG_32 *pulIVABufLen, ULONG_32 *pulIVABufMaxLen,
                            CHAR **ppIVABufAddr) {
     if (pcDataAddr == nullptr || pulIVABufLen == nullptr || pulIVABufMaxLen == nullptr || ppIVABufAddr == nullptr) {
@@ -462,24 +372,7 @@ LONG_32 DataMallocAndCopyEx(CHAR *pcDataAddr, ULONG_32 ulDataLen, ULONG_32 ulTar
         return PLAYER_ERR_MALLOC;
     }
     memcpy(*ppIVABufAddr, pcDataAddr, ulDataLen);
-    DULONG dulOffset = 0;
-    for (ULONG_32 i = 0; i < ulTargetNum && dulOffset <= ulDataLen; ++i) {
-        CHAR *pcTarget = *ppIVABufAddr + dulOffset;
-        dulOffset += TARGET_LEN;
-        if (dulOffset > ulDataLen) {
-            break;
-        }
-        SwapWords(pcTarget, 2);
-        SwapShorts(pcTarget + 8, 2);
-        SwapWords(pcTarget + 16, 5);
-        ULONG_32 ulAttachLen = LoadWord(pcTarget + 28);
-        *pulIVAAttLen += ulAttachLen;
-        dulOffset += ulAttachLen;
-    }
-    if (dulOffset > ulDataLen) {
-        LOG_ERROR("DataMallocAndCopyEx: Data Invalid, Total Len is [%d], Offset is [%d].", static_cast<int>(ulDataLen),
-                  static_cast<int>(dulOffset));
-        return PLAYER_ERR_PARAM;
-    }
-    return PLAYER_ERR_OK;
+    const TARGET_WALK stWalk = WalkTargets(*ppIVABufAddr, ulDataLen, ulTargetNum, true);
+    *pulIVAAttLen += stWalk.ulAttachLen;
+    return stWalk.dulEnd > ulDataLen ? static_cast<LONG_32>(LogPastEnd(ulDataLen, stWalk)) : PLAYER_ERR_OK;
 }

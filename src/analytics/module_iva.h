@@ -3,7 +3,8 @@
  * @brief Records of video analytics: rules (lines and areas that are watched) and results (targets with their boxes).
  *
  * They come in data frames, read by DataParse(), and in private SEI messages, read by IvaV2Parse(). The newest records
- * stay in an IVA_INFO_S, in host order; DataCopy() makes the copy that travels with one displayed picture.
+ * stay in an IVA_INFO_S, in host order; DataCopy() makes the copy that travels with one displayed picture, and
+ * analytics/iva_records.h reads it. A malformed record is logged and dropped, and the one before it stays.
  *
  * All functions run on the thread that decodes the port, without a lock. Only bDRVEnable is written by other threads;
  * it is a shared word.
@@ -213,6 +214,8 @@ typedef struct tagIVAInfoV2S {
     ULONG_32 ulIVAResultAttLen;               /**< bytes of all attachments among them */
     ULONG_32 ulIVAResultBufMaxLen;            /**< size of the buffer */
     ULONG_32 ulUseResultCount;                /**< pictures that have shown it */
+    BOOL_T bRuleFromData;                     /**< the rules came in a data frame: see analytics/iva_records.h */
+    BOOL_T bResultFromData;                   /**< the result did */
 } IVA_INFO_V2_S;
 
 /* ---- both ------------------------------------------------------------------------------------------------------- */
@@ -258,7 +261,9 @@ MODULE_API ULONG_32 DataParse(IVA_INFO_S *pstIvaInfo, CHAR *pcDataAddr, LONG_32 
 MODULE_API ULONG_32 IvaV2Parse(ULONG_32 ulType, IVA_INFO_V2_S *pstIvaV2Info, CHAR *pcDataAddr, ULONG_32 ulDataLen);
 
 /**
- * Makes the copy for one displayed picture and counts the use, which lets records expire.
+ * Makes the copy for one displayed picture and counts the use, which lets records expire: version-1 rules after 61
+ * pictures, results after 6; version-2 records when their hold time is over. The counts in the heads of a version-2
+ * copy never say more than its buffers hold.
  *
  * @param lFrameRate pictures per second
  * @param pstIvaInfo analytics of the port

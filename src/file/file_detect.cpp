@@ -88,7 +88,7 @@ void ReleaseParts(FILE_INFO_S *pstFileInfo) {
 }  // namespace
 
 UCHAR *File_AllocFrameBuffer() {
-    UCHAR *pucBuffer = static_cast<UCHAR *>(malloc(VIDEO_FRAME_BUFFER_SIZE));
+    UCHAR *pucBuffer = static_cast<UCHAR *>(calloc(1, VIDEO_FRAME_BUFFER_SIZE));
     if (pucBuffer == nullptr) {
         LOG_ERROR("File_CreateFileParser Failed, WYK_MALLOC[%d] Failed.",
                   static_cast<LONG_32>(VIDEO_FRAME_BUFFER_SIZE));

@@ -395,9 +395,3 @@ BOOL_T Zelvane_SetParseVoiceDataCB(ULONG_32 ulPort, PLAYER_PARSE_VOICE_DATA_CALL
 BOOL_T Zelvane_SetVideoCallBackMode(ULONG_32 ulPort, ULONG_32 lRectify) {
     return form::Detail(__func__, ulPort, "lRectify[%d]", [&] { return Player_SetVideoCallBackMode(ulPort, lRectify); });
 }
-
-/* ---- analytics ---- */
-
-BOOL_T Zelvane_SetIVAEnable(ULONG_32 ulPort, BOOL_T bAble) {
-    return form::Detail(__func__, ulPort, "bAble:[%d]", [&] { return Player_SetIvaEnable(ulPort, bAble); });
-}

@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <new>
 
+#include "analytics/iva_show.h"
+#include "analytics/overlay.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 
@@ -147,6 +149,18 @@ void Upload(SDL_Texture *poTexture, const CODE_DECODED_DATA_S &stPicture, const 
                          stPicture.lLineSize[1], stPicture.pucData[2], stPicture.lLineSize[2]);
 }
 
+void FillRects(const OVERLAY_COLOUR_S &stColour, const OVERLAY_RECT_S *pastRect, ULONG_32 ulNum, void *pRender) {
+    SDL_Renderer *poRender = static_cast<SDL_Renderer *>(pRender);
+    SDL_Rect astRect[OVERLAY_BATCH];
+    for (ULONG_32 i = 0; i < ulNum; i++) {
+        astRect[i] = {pastRect[i].lX, pastRect[i].lY, pastRect[i].lWidth, pastRect[i].lHeight};
+    }
+    // What covers needs no look at the pixels below.
+    SDL_SetRenderDrawBlendMode(poRender, stColour.ucAlpha == SDL_ALPHA_OPAQUE ? SDL_BLENDMODE_NONE : SDL_BLENDMODE_BLEND);
+    SDL_SetRenderDrawColor(poRender, stColour.ucRed, stColour.ucGreen, stColour.ucBlue, stColour.ucAlpha);
+    SDL_RenderFillRects(poRender, astRect, static_cast<int>(ulNum));
+}
+
 }  // namespace
 
 void SDLInit() {
@@ -221,6 +235,7 @@ CSdlDisplay::CSdlDisplay()
       pstSdlDisplay(new (std::nothrow) SDL_DISPLAY_S{}),
       m_stReserveInfo{},
       m_stWatch{},
+      m_ulPort(0),
       m_dulDrawTime(0),
       m_pcFailure(nullptr) {}
 
@@ -245,7 +260,8 @@ ULONG_32 CSdlDisplay::setDisplayHwnd(HWND hWnd) {
     return 0;
 }
 
-ULONG_32 CSdlDisplay::displayPic(ULONG_32, const CODE_DECODED_DATA_S &stPicture) {
+ULONG_32 CSdlDisplay::displayPic(ULONG_32 ulPort, const CODE_DECODED_DATA_S &stPicture) {
+    m_ulPort = ulPort;
     ulErrCount++;
     m_pcFailure = nullptr;
     m_dulDrawTime = Now();
@@ -383,8 +399,24 @@ ULONG_32 CSdlDisplay::paint(SDL_DISPLAY_S &stEntry, const CODE_DECODED_DATA_S &s
         DropRenderer(stEntry.m_poTexture, stEntry.m_poRender);
         return fail("DisplayPic: SDL_RenderCopy Fail.");
     }
+    paintOverlay(stEntry.m_poRender, stPicture);
     SDL_RenderPresent(stEntry.m_poRender);
     return 0;
+}
+
+// Analytics that travel with the picture, within it. The renderer is left as it was, since the next SDL_RenderClear
+// paints the bars beside the picture with its colour.
+void CSdlDisplay::paintOverlay(SDL_Renderer *poRender, const CODE_DECODED_DATA_S &stPicture) {
+    const HANDLE hIvaInfo = word::LoadAcquire(stPicture.stDrawInfo.hIvaInfo);
+    if (!hIvaInfo) {
+        return;
+    }
+    IVA_SHOW_PARAM_S stShow;
+    IvaShow_GetParam(m_ulPort, &stShow);
+    Overlay_Draw(*static_cast<IVA_INFO_S *>(hIvaInfo), stShow,
+                 {strDestRect.x, strDestRect.y, strDestRect.w, strDestRect.h}, FillRects, poRender);
+    SDL_SetRenderDrawBlendMode(poRender, SDL_BLENDMODE_NONE);
+    SDL_SetRenderDrawColor(poRender, 0, 0, 0, SDL_ALPHA_OPAQUE);
 }
 
 // Unlike at the first wrapping, the renderer is the driver's choice.

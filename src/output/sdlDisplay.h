@@ -90,6 +90,7 @@ class CSdlDisplay : public CBaseDisplay {
     ULONG_32 fitPicture(SDL_DISPLAY_S &stEntry);
     ULONG_32 fitWindow(SDL_DISPLAY_S &stEntry, const PLAYER_WIND_SIZE_S &stSize);
     ULONG_32 paint(SDL_DISPLAY_S &stEntry, const CODE_DECODED_DATA_S &stPicture, const PLAYER_WIND_SIZE_S &stSize);
+    void paintOverlay(SDL_Renderer *poRender, const CODE_DECODED_DATA_S &stPicture);
     ULONG_32 RestoreWindow(SDL_Texture **ppoTexture, SDL_Renderer **ppoRender, SDL_Window **ppoWindow);
     void WindowSizeCalculate(ULONG_32 ulWidth, ULONG_32 ulHeight);
     bool GetWinSize();
@@ -119,6 +120,7 @@ class CSdlDisplay : public CBaseDisplay {
     RTP_RESERVED_INFO_S m_stReserveInfo; /**< last private data of the stream */
 
     X11_WATCH_S m_stWatch;   /**< what happens to the window */
+    ULONG_32 m_ulPort;       /**< whose pictures they are */
     DULONG m_dulDrawTime;    /**< milliseconds of the last draw; 0 before the first picture */
     const CHAR *m_pcFailure; /**< line to log for this draw, once no lock is held; or null */
 };

@@ -51,8 +51,10 @@ MODULE_API HANDLE Video_CreateDisplayDec(HANDLE hWnd);
 MODULE_API void Video_DeleteDisplayDec(HANDLE *phDisplayDec);
 
 /**
- * Draws a picture (4:2:0, planes Y, U, V with height / 2 chroma rows). The first call on a window sets it up and draws
- * nothing. Always draws: see Video_NeedsRedraw() for when to call it.
+ * Draws a picture (4:2:0, planes Y, U, V with height / 2 chroma rows) and over it the analytics of its stDrawInfo, as
+ * far as they are to be shown on the port. The first call on a window sets it up and draws nothing. Always draws: see
+ * Video_NeedsRedraw() for when to call it.
+ * @param ulPort whose pictures they are
  * @return 0; 1 if the picture could not be drawn, with everything ready to try the next one; 531 for a null argument
  */
 MODULE_API ULONG_32 Video_DisPlayPic(ULONG_32 ulPort, HANDLE hDisplayDec, CODE_DECODED_DATA_S *pstFrameData);

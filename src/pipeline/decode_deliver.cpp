@@ -102,19 +102,16 @@ bool AdjustPicture(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
     return bFits;
 }
 
-/** Puts fresh copies of the overlays on the picture, in place of those of the picture before. */
+/** Puts copies of the overlays on the picture, which has none. */
 void AttachDrawInfo(PLAEYR_PORT_S *pstPort) {
     CODE_DRAWINFO_S &stDrawInfo = pstPort->stDecodeVideoData.stDrawInfo;
     const LONG_32 lFrameRate = word::Load(pstPort->stStateInfo.lFrameRate);
     if (lFrameRate > 0) {
-        FreeInfo(&stDrawInfo.hIvaInfo);
         stDrawInfo.hIvaInfo = DataCopy(lFrameRate, &pstPort->stIvaInfo);
         if (stDrawInfo.hIvaInfo == nullptr) {
             stDrawInfo.hIvaInfo = DataCopy(lFrameRate, &pstPort->stSeiInfo.stSeiIvaInfo.stIvaInfo);
         }
     }
-    free(stDrawInfo.hPtzCtrlInfo);
-    stDrawInfo.hPtzCtrlInfo = nullptr;
     if (word::Load(pstPort->stPtzInfo.ulPtzMode) == 1) {
         stDrawInfo.hPtzCtrlInfo = malloc(sizeof(pstPort->stPtzInfo.astPtzCtrl));
         if (stDrawInfo.hPtzCtrlInfo != nullptr) {
@@ -155,12 +152,17 @@ void LogRefused(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState, ULONG_3
     pstPort->stOffScreenQueue.ulErrorNum++;
 }
 
+/** The adjusted picture borrows the analytics of the decoded one: whoever has them afterwards, the other has none. */
 void QueuePicture(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState, bool bAdjust) {
-    CODE_DECODED_DATA_S *pstPicture = bAdjust ? &pstPort->stAdjustVideoData : &pstPort->stDecodeVideoData;
-    ULONG_32 ulResult = QUEUE_AddDecodeData(pstPicture, 0, &pstPort->stDecodeBufferQueue);
+    CODE_DECODED_DATA_S &stDecoded = pstPort->stDecodeVideoData;
+    CODE_DECODED_DATA_S &stPicture = bAdjust ? pstPort->stAdjustVideoData : stDecoded;
+    stPicture.stDrawInfo.hIvaInfo = stDecoded.stDrawInfo.hIvaInfo;
+    ULONG_32 ulResult = QUEUE_AddDecodeData(&stPicture, 0, &pstPort->stDecodeBufferQueue);
     if (ulResult != PLAYER_ERR_OK) {
         LogRefused(pstPort, pstState, ulResult);
     }
+    stDecoded.stDrawInfo.hIvaInfo = stPicture.stDrawInfo.hIvaInfo;
+    pstPort->stAdjustVideoData.stDrawInfo.hIvaInfo = nullptr;
 }
 
 /* ---- sound ---- */
@@ -279,12 +281,10 @@ bool Deliver_ShowPicture(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
         return false;
     }
     AttachDrawInfo(pstPort);
-    if (bAdjust) {
-        pstPort->stAdjustVideoData.stDrawInfo.hIvaInfo = pstPort->stDecodeVideoData.stDrawInfo.hIvaInfo;
-    }
     if (pstState->enThread == DELIVER_FILE_THREAD || !LeaveOutAtSpeed(pstPort, pstState)) {
         QueuePicture(pstPort, pstState, bAdjust);
     }
+    PortState_FreeDrawInfo(&pstPort->stDecodeVideoData);  // of a picture that was left out or refused
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include "foundations/shared_word.h"
 #include "pipeline/decode_deliver.h"
 #include "pipeline/parse_stage.h"
+#include "pipeline/prepare_stage.h"
 #include "port/player_manager.h"
 #include "port/port_state.h"
 #include "port/run_messages.h"
@@ -326,6 +327,9 @@ bool Deliver_DecodeFrame(PLAEYR_PORT_S *pstPort) {
             pstPort->bNeedIFrame = 1;
         }
         LOG_ERROR("Port[%03d] Decode Thread: Player_FindDecode Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        return false;
+    }
+    if (!Player_PrepareFrame(pstPort)) {
         return false;
     }
     ulResult = Player_Decoder(&pstPort->stFrameData, pstPort);

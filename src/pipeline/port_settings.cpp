@@ -131,13 +131,6 @@ ULONG_32 Player_SetGpuDrawEnable(ULONG_32 ulPort, BOOL_T bAble) {
 
 ULONG_32 Player_SetOneFrameDecodeMode(ULONG_32 ulPort) { return Set(ulPort, &PLAEYR_PORT_S::bOneFrameDecordFlag, 1); }
 
-ULONG_32 Player_SetIvaEnable(ULONG_32 ulPort, BOOL_T bAble) {
-    PLAYER_GET_PORT(pstPort, ulPort);
-    word::Store(pstPort->stIvaInfo.bDRVEnable, bAble);
-    word::Store(pstPort->stSeiInfo.stSeiIvaInfo.stIvaInfo.bDRVEnable, bAble);
-    return PLAYER_ERR_OK;
-}
-
 /* ---- picture ---- */
 
 ULONG_32 Player_SetPictureFluency(ULONG_32 ulPort, ULONG_32 ulFluency) {

@@ -21,7 +21,6 @@ MODULE_API BOOL_T Player_AbleGpuDecode(BOOL_T bAble);
 MODULE_API ULONG_32 Player_AbleGpuDecodeEx(BOOL_T bAble, PLAYER_GPU_ABLE_STATE_S *pstGpuAbleState);
 MODULE_API ULONG_32 Player_SetGpuDrawEnable(ULONG_32 ulPort, BOOL_T bAble);
 MODULE_API ULONG_32 Player_SetOneFrameDecodeMode(ULONG_32 ulPort);
-MODULE_API ULONG_32 Player_SetIvaEnable(ULONG_32 ulPort, BOOL_T bAble);
 MODULE_API ULONG_32 Player_SetPictureFluency(ULONG_32 ulPort, ULONG_32 ulFluency);
 MODULE_API ULONG_32 Player_PauseLive(ULONG_32 ulPort, BOOL_T bPause);
 MODULE_API ULONG_32 Player_SetDecodeQueueBufferNum(ULONG_32 ulPort, ULONG_32 ulDecodeBufferNum);

@@ -3,6 +3,7 @@
 
 #include <string.h>
 
+#include "analytics/iva_show.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
@@ -31,6 +32,8 @@ struct RENDER_LOOP_S {
     ULONG_32 ulCurDisplayScale;              /**< what the display was told last */
     ULONG_32 ulCurDigitalZoom;
     PLAYER_RECT_S stCurSrcRect;
+    BOOL_T bCurIvaEnable;       /**< whether the last draw was to show analytics, and what of them */
+    ULONG_32 ulCurShowTicket;
     BOOL_T bDecodeDataEmpty;    /**< the queue ran dry */
     struct timeval tiStartTime; /**< when the round before began or waited */
 };
@@ -174,6 +177,36 @@ bool PassesZoom(RENDER_LOOP_S *pstLoop) {
     return true;
 }
 
+bool HasAnalytics(const RENDER_LOOP_S *pstLoop) {
+    return pstLoop->pstDecodeVideoData != nullptr &&
+           word::LoadAcquire(pstLoop->pstDecodeVideoData->stDrawInfo.hIvaInfo) != nullptr;
+}
+
+/** Whether the picture held looks different by what the client now wants to see of analytics. */
+bool PassesShow(RENDER_LOOP_S *pstLoop) {
+    const BOOL_T bEnable = word::Load(pstLoop->pstPort->stIvaInfo.bDRVEnable);
+    const ULONG_32 ulTicket = IvaShow_Ticket();
+    if (bEnable == pstLoop->bCurIvaEnable && ulTicket == pstLoop->ulCurShowTicket) {
+        return false;
+    }
+    pstLoop->bCurIvaEnable = bEnable;
+    pstLoop->ulCurShowTicket = ulTicket;
+    return HasAnalytics(pstLoop);
+}
+
+/** Analytics go with the picture, unless the client has switched them off since. */
+void Draw(RENDER_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    CODE_DECODED_DATA_S stPlain;
+    CODE_DECODED_DATA_S *pstPicture = pstLoop->pstDecodeVideoData;
+    if (pstLoop->bCurIvaEnable != 1 && HasAnalytics(pstLoop)) {
+        stPlain = *pstPicture;
+        stPlain.stDrawInfo = {};
+        pstPicture = &stPlain;
+    }
+    Video_DisPlayPic(pstPort->ulPort, pstPort->hDisplayDev, pstPicture);
+}
+
 /** Draws, if the picture, a setting or the window is new. */
 void Present(RENDER_LOOP_S *pstLoop, bool bNewPicture) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
@@ -182,12 +215,13 @@ void Present(RENDER_LOOP_S *pstLoop, bool bNewPicture) {
         LOG_WARN("Port[%03d] Render Thread Warning, DisplayDev is Null.", pstPort->ulPort);
         return;
     }
-    const bool bNewSetting = static_cast<int>(PassesScale(pstLoop)) | static_cast<int>(PassesZoom(pstLoop));
+    const bool bNewSetting = static_cast<int>(PassesScale(pstLoop)) | static_cast<int>(PassesZoom(pstLoop)) |
+                             static_cast<int>(PassesShow(pstLoop));
     if (pstLoop->pstDecodeVideoData == nullptr) {
         return;
     }
     if (bNewPicture || bNewSetting || Video_NeedsRedraw(pstPort->hDisplayDev)) {
-        Video_DisPlayPic(pstPort->ulPort, pstPort->hDisplayDev, pstLoop->pstDecodeVideoData);
+        Draw(pstLoop);
     }
 }
 

@@ -76,11 +76,12 @@ void EndPush(PORT_LOCK_S &stLock) {
     }
 }
 
-/** Wakes the port's waits while the table keeps the record from being freed. */
+/** Wakes the port's waits, and ends a watermark check, while the table keeps the record from being freed. */
 void WakePort(ULONG_32 ulPort) {
     QLOM_SDK_mutex_lock(&gstPortMutexLock);
     PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
     if (pstPort != nullptr) {
+        word::Store(pstPort->bStartCkeckMark, 0);
         Port_WakeAll(pstPort);
     }
     QLOM_SDK_mutex_unlock(&gstPortMutexLock);

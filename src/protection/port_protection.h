@@ -6,7 +6,7 @@
 #define ZELVANE_PROTECTION_PORT_PROTECTION_H
 
 #include "protection/module_scramble.h"
-#include "protection/watermark_types.h"
+#include "protection/watermark.h"
 
 /** Protection of a port. */
 typedef struct tagPortProtectionS {

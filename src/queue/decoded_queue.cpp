@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "analytics/module_iva.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "queue/module_queue.h"
@@ -60,17 +61,28 @@ void FreePlanes(DECODED_BUFFER_NODE_S *pstNode) {
     ForgetPlanes(pstNode);
 }
 
+void FreeDrawInfo(CODE_DRAWINFO_S *pstInfo) {
+    FreeInfo(&pstInfo->hIvaInfo);
+    free(pstInfo->hPtzCtrlInfo);
+    pstInfo->hPtzCtrlInfo = nullptr;
+}
+
 void FreeRetired(DECODED_BUFFER_QUEUE_S *pstQueue) {
     for (ULONG_32 i = 0; i < pstQueue->ulRetiredNum; i++) {
         free(pstQueue->apucRetired[i]);
     }
+    for (ULONG_32 i = 0; i < pstQueue->ulRetiredInfoNum; i++) {
+        FreeDrawInfo(&pstQueue->astRetiredInfo[i]);
+    }
     pstQueue->ulRetiredNum = 0;
+    pstQueue->ulRetiredInfoNum = 0;
 }
 
 void FreeCircle(DECODED_BUFFER_NODE_S *pstFirst) {
     for (DECODED_BUFFER_NODE_S *pstNode = pstFirst; pstNode != nullptr;) {
         DECODED_BUFFER_NODE_S *pstNext = pstNode->pstNext;
         FreePlanes(pstNode);
+        FreeDrawInfo(&pstNode->stData.stDrawInfo);
         free(pstNode);
         pstNode = pstNext == pstFirst ? nullptr : pstNext;
     }
@@ -263,6 +275,34 @@ DECODED_BUFFER_NODE_S *ChooseNode(DECODED_BUFFER_QUEUE_S *pstQueue) {
     return bFull && pstNode->stData.bUsingData == 1 ? DropOldest(pstQueue) : pstNode;
 }
 
+CODE_DRAWINFO_S SwapDrawInfo(CODE_DRAWINFO_S *pstIn, CODE_DRAWINFO_S stNew) {
+    return {word::Exchange(pstIn->hIvaInfo, stNew.hIvaInfo), word::Exchange(pstIn->hPtzCtrlInfo, stNew.hPtzCtrlInfo)};
+}
+
+// The reader may be showing the single node's overlays: they stay until the next Get. One that does not come for so
+// long that there is no room for them goes without the new ones.
+void MoveToSingle(DECODED_BUFFER_QUEUE_S *pstQueue, CODE_DRAWINFO_S *pstFrom, CODE_DRAWINFO_S *pstTo) {
+    Queue_Guard oGuard(&pstQueue->stMutex);
+    if (pstQueue->ulRetiredInfoNum == QUEUE_MAX_RETIRED_INFO) {
+        FreeDrawInfo(pstFrom);
+        return;
+    }
+    const CODE_DRAWINFO_S stOld = SwapDrawInfo(pstTo, SwapDrawInfo(pstFrom, {}));
+    if (stOld.hIvaInfo != nullptr || stOld.hPtzCtrlInfo != nullptr) {
+        pstQueue->astRetiredInfo[pstQueue->ulRetiredInfoNum++] = stOld;
+    }
+}
+
+// Moves the overlays of a picture into the node that is about to be committed.
+void MoveDrawInfo(DECODED_BUFFER_QUEUE_S *pstQueue, CODE_DRAWINFO_S *pstFrom, CODE_DRAWINFO_S *pstTo) {
+    if (pstQueue->ulBufNum == 1) {
+        MoveToSingle(pstQueue, pstFrom, pstTo);
+        return;
+    }
+    FreeDrawInfo(pstTo);
+    *pstTo = SwapDrawInfo(pstFrom, {});
+}
+
 void CommitNode(DECODED_BUFFER_QUEUE_S *pstQueue) {
     {
         Queue_Guard oGuard(&pstQueue->stMutex);
@@ -314,7 +354,8 @@ ULONG_32 CheckSource(const CODE_DECODED_DATA_S *pstSrc, const DECODED_BUFFER_QUE
 
 // The way of every picture into the queue; fnFill writes the planes and tells whether the picture counts.
 template <class Fill>
-ULONG_32 AddPicture(DECODED_BUFFER_QUEUE_S *pstQueue, const PlaneNeed &stNeed, LONG_32 lDuration, Fill fnFill) {
+ULONG_32 AddPicture(DECODED_BUFFER_QUEUE_S *pstQueue, const PlaneNeed &stNeed, CODE_DECODED_DATA_S *pstSrc,
+                    Fill fnFill) {
     Queue_Guard oGuard(&pstQueue->stFillMutex);
     DECODED_BUFFER_NODE_S *pstNode = ChooseNode(pstQueue);
     if (pstNode == nullptr) {
@@ -324,8 +365,9 @@ ULONG_32 AddPicture(DECODED_BUFFER_QUEUE_S *pstQueue, const PlaneNeed &stNeed, L
     if (ulResult != PLAYER_ERR_OK) {
         return ulResult;
     }
-    pstNode->stData.lDuration = lDuration;
+    pstNode->stData.lDuration = pstSrc->lDuration;
     if (fnFill(&pstNode->stData)) {
+        MoveDrawInfo(pstQueue, &pstSrc->stDrawInfo, &pstNode->stData.stDrawInfo);
         CommitNode(pstQueue);
     }
     return PLAYER_ERR_OK;
@@ -405,7 +447,7 @@ ULONG_32 QUEUE_AddDecodeData(CODE_DECODED_DATA_S *pstSrcData, BOOL_T, DECODED_BU
     if (CheckSource(pstSrcData, pstQueue) != PLAYER_ERR_OK || !NeedOf(pstSrcData, &stNeed)) {
         return PLAYER_ERR_PARAM;
     }
-    return AddPicture(pstQueue, stNeed, pstSrcData->lDuration, [&](CODE_DECODED_DATA_S *pstDst) {
+    return AddPicture(pstQueue, stNeed, pstSrcData, [&](CODE_DECODED_DATA_S *pstDst) {
         CopyPlanes(pstSrcData, stNeed, pstDst);
         return true;
     });
@@ -419,7 +461,7 @@ ULONG_32 QUEUE_AddDecodeDataWithCompress(CODE_DECODED_DATA_S *pstSrcData, BOOL_T
         !NeedOfSmall(lCompressLineSize, lCompressWidth, lCompressHight, &stNeed)) {
         return PLAYER_ERR_PARAM;
     }
-    return AddPicture(pstQueue, stNeed, pstSrcData->lDuration,
+    return AddPicture(pstQueue, stNeed, pstSrcData,
                       [&](CODE_DECODED_DATA_S *pstDst) { return Image_Compress(pstSrcData, pstDst) == PLAYER_ERR_OK; });
 }
 

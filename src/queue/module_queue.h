@@ -107,7 +107,8 @@ typedef struct tagAdjustPktSeqQueue {
 
 /* ---- picture queue --------------------------------------------------------------------------------------------- */
 
-/** A place for one decoded picture. Its planes belong to it and stay from picture to picture. */
+/** A place for one decoded picture. Its planes belong to it and stay from picture to picture; its overlays belong to it
+ *  until the next picture is written here or the queue ends. */
 typedef struct tagDecodedBufferNode {
     CODE_DECODED_DATA_S stData;           /**< the picture; plane 2 points into plane 1's allocation */
     struct tagDecodedBufferNode *pstNext; /**< next in the circle */
@@ -119,6 +120,8 @@ typedef struct tagDecodedBufferNode {
 inline constexpr ULONG_32 QUEUE_MAX_NODES = 65536;
 /** Blocks that the single node of a queue has outgrown and that the reader may still show: each is twice the last. */
 inline constexpr ULONG_32 QUEUE_MAX_RETIRED = 64;
+/** Overlays that the single node of a queue had and that the reader may still show. */
+inline constexpr ULONG_32 QUEUE_MAX_RETIRED_INFO = 32;
 
 /**
  * A circle of pictures between one writer (the decode thread) and one reader (the render thread). The writer never
@@ -127,7 +130,8 @@ inline constexpr ULONG_32 QUEUE_MAX_RETIRED = 64;
  * Owners: stMutex guards the indexes, the circle's links, bUsingData and bFullWnd of the nodes. The planes between the
  * read index and the write index, and of the node that the reader holds, are not written. stFillMutex is held by the
  * writer while it copies and by Init and Cleanup, and is taken before stMutex; the reader never takes it.
- * With a single node the writer writes what the reader shows.
+ * With a single node the writer writes what the reader shows; planes and overlays replaced meanwhile are released by
+ * the next Get, so that node's overlays are words to load with acquire.
  */
 typedef struct tagDecodedBufferQueue {
     ULONG_32 ulBufNum;                     /**< nodes; 0: not initialised */
@@ -143,6 +147,8 @@ typedef struct tagDecodedBufferQueue {
     BOOL_T bNewPicture;                    /**< private: a picture was added since the last Get */
     ULONG_32 ulRetiredNum;                 /**< private: blocks in apucRetired */
     UCHAR *apucRetired[QUEUE_MAX_RETIRED]; /**< private: single node only, released by the next Get */
+    ULONG_32 ulRetiredInfoNum;             /**< private: rows of astRetiredInfo */
+    CODE_DRAWINFO_S astRetiredInfo[QUEUE_MAX_RETIRED_INFO]; /**< private: single node only, likewise */
 } DECODED_BUFFER_QUEUE_S;
 
 /* ---- off-screen queue ------------------------------------------------------------------------------------------ */
@@ -292,7 +298,9 @@ MODULE_API ULONG_32 QUEUE_InitDecodedBufferQueue(DECODED_BUFFER_QUEUE_S *pstQueu
 MODULE_API void QUEUE_CleanupDecodedBufferQueue(DECODED_BUFFER_QUEUE_S *pstQueue);
 
 /**
- * Copies a picture in: the planes with their strides, the size and the duration, not the timestamp and overlays.
+ * Copies a picture in: the planes with their strides, the size and the duration, not the timestamp. The overlays of
+ * stDrawInfo move into the queue, which frees them, and are null in the source afterwards; after a failure they stay
+ * the caller's.
  * @param bFullDiscard ignored: a full queue always discards
  * @return 0; 2 null record or plane, no queue, or a picture whose sizes make no sense; 3 no memory for it
  */
@@ -304,7 +312,7 @@ MODULE_API ULONG_32 QUEUE_AddDecodeData(CODE_DECODED_DATA_S *pstSrcData, BOOL_T 
  * @param lCompressLineSize stride of the small picture: half of the source's
  * @param lCompressWidth    its width
  * @param lCompressHight    its height
- * @return as QUEUE_AddDecodeData(); 0 also when the strides do not fit, and then nothing is queued
+ * @return as QUEUE_AddDecodeData(); 0 also when the strides do not fit, and then nothing is queued and nothing moves
  */
 MODULE_API ULONG_32 QUEUE_AddDecodeDataWithCompress(CODE_DECODED_DATA_S *pstSrcData, BOOL_T bFullDiscard,
                                                     LONG_32 lCompressLineSize, LONG_32 lCompressWidth,

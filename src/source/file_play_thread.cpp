@@ -5,6 +5,7 @@
 #include "pipeline/callbacks.h"
 #include "pipeline/decode_deliver.h"
 #include "pipeline/decode_stage.h"
+#include "pipeline/prepare_stage.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"
@@ -223,6 +224,9 @@ bool DecodeFrame(PLAEYR_PORT_S *pstPort) {
         if (Payload_IsInterVideo(stFrame.lPayload) && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I) {
             pstPort->bNeedIFrame = 1;
         }
+        return false;
+    }
+    if (!Player_PrepareFrame(pstPort)) {
         return false;
     }
     ulResult = Player_Decoder(&pstPort->stFrameData, pstPort);

@@ -5,40 +5,30 @@
 #include <string>
 #include <vector>
 
+#include "analytics/iva_records.h"
 #include "analytics/module_iva.h"
 #include "support/log_lines.h"
-#include "support/made_bytes.h"
+#include "support/analytics_bytes.h"
 
 namespace {
 
-std::string Word(ULONG_32 ulWord) { return Be(ulWord, 4); }
-std::string Half(ULONG_32 ulHalf) { return Be(ulHalf, 2); }
+using support::DataFrame;
+using support::HeadV2;
+using support::Rule;
+using support::Target;
+using support::Word;
 
-/** A data frame in segments of ulSegment bytes. */
-std::string Frame(int lKind, const std::string &strBody, size_t ulSegment = 65535) {
-    std::string strFrame;
-    for (size_t i = 0; i == 0 || i < strBody.size(); i += ulSegment) {
-        const std::string strPart = strBody.substr(i, ulSegment);
-        strFrame += Be(i == 0 ? lKind : 0x99, 1) + Half(static_cast<ULONG_32>(strPart.size())) + strPart;
-    }
-    return strFrame;
-}
-
-std::string HeadV2(ULONG_32 ulNum, ULONG_32 ulHoldTime, ULONG_32 ulEnable = 1) {
-    return Word(7) + Word(ulEnable) + Half(ulNum) + Half(ulHoldTime);
-}
-
-std::string Target(ULONG_32 ulId, const std::string &strAttach) {
-    return Word(ulId) + Word(2) + Half(10) + Half(20) + Half(30) + Half(40) + Word(IVA_REPORT_COLOR_RED) + Word(100) +
-           Word(500) + Word(static_cast<ULONG_32>(strAttach.size())) + Word(3) + strAttach;
-}
-
-std::string RuleV2(ULONG_32 ulId) {
-    std::string strRule = Word(ulId) + Word(1) + Word(IVA_REPORT_RULE_POLY) + Word(IVA_REPORT_TRIG_OUT);
+Rule Area(ULONG_32 ulId) {
+    Rule oRule = {.id = ulId, .triggered = 1, .type = IVA_REPORT_RULE_POLY, .trig = IVA_REPORT_TRIG_OUT};
     for (ULONG_32 i = 0; i < IVA_COORD_NUM_V2; ++i) {
-        strRule += Half(100 + i) + Half(200 + i);
+        oRule.corners.emplace_back(100 + i, 200 + i);
     }
-    return strRule + Word(4) + Word(1) + Word(2) + Word(3) + Word(4) + Word(0) + Word(0);
+    return oRule;
+}
+
+std::string RuleV2(ULONG_32 ulId) { return Area(ulId).Bytes(); }
+std::string TargetOf(ULONG_32 ulId, const std::string &strAttach) {
+    return Target{.id = ulId, .trigRule = 2, .attachment = strAttach}.Bytes();
 }
 
 class Iva : public testing::Test {
@@ -82,7 +72,7 @@ class Iva : public testing::Test {
 };
 
 TEST_F(Iva, OffNothingHappens) {
-    const std::string strRule = Frame(1, std::string(1008, '\1'));
+    const std::string strRule = DataFrame(1, std::string(1008, '\1'));
     m_st.bDRVEnable = 0;
     EXPECT_EQ(0U, Data(strRule));
     EXPECT_EQ(0, m_st.stMetaV1.bHaveRule);
@@ -98,7 +88,7 @@ TEST_F(Iva, VersionOneRulesStandForSixtyOnePictures) {
     std::string strBody(1008, 0);
     strBody.replace(16, 16, Word(3) + Word(4) + Word(1) + Word(RULE_SUB_TYPE_FRAME_E));
     strBody.replace(16 + 52, 8, Word(RULE_FRAME_DIRECT_EXIT_E) + Word(14));
-    EXPECT_EQ(0U, Data(Frame(1, strBody)));
+    EXPECT_EQ(0U, Data(DataFrame(1, strBody)));
     const IVA_REPORT_RULE_INFO_S &stRule = m_st.stMetaV1.stRuleConfig.astRule[0];
     EXPECT_EQ(4U, stRule.ulRuleId);
     EXPECT_EQ(RULE_SUB_TYPE_FRAME_E, stRule.enRuleType);
@@ -112,7 +102,7 @@ TEST_F(Iva, VersionOneResultStandsForSixPictures) {
     for (ULONG_32 i = 0; i < 9; ++i) {
         strHead += Word(i + 1);
     }
-    EXPECT_EQ(0U, Data(Frame(0, strHead + Word(0x01020304) + "odd")));
+    EXPECT_EQ(0U, Data(DataFrame(0, strHead + Word(0x01020304) + "odd")));
     EXPECT_EQ(9U, m_st.stMetaV1.stResultHead.aulRuleNum[7]);
     EXPECT_EQ(7, m_st.stMetaV1.lIVAResultBufLen);
     ULONG_32 ulWord = 0;
@@ -128,7 +118,7 @@ TEST_F(Iva, VersionOneResultStandsForSixPictures) {
     EXPECT_EQ(0, stCopy.stMetaV1.lIVAResultBufLen);
     EXPECT_EQ(0, memcmp(stCopy.stMetaV1.pcResultBuf, m_st.stMetaV1.pcResultBuf, 7));
     FreeInfo(&hCopy);
-    EXPECT_EQ(0U, Data(Frame(0, strHead))) << "a head alone";
+    EXPECT_EQ(0U, Data(DataFrame(0, strHead))) << "a head alone";
     EXPECT_EQ(5, Shown(25, &IVA_INFO_S::stMetaV1, &IVA_INFO_V1_S::bHaveResult)) << "keeps the result before it";
 }
 
@@ -139,7 +129,7 @@ TEST_F(Iva, SegmentsAreJoined) {
     }
     for (size_t ulSegment : {1, 30, 218, 435}) {
         m_st.stMetaV1.bHaveResult = 0;
-        EXPECT_EQ(0U, Data(Frame(0, strBody, ulSegment)));
+        EXPECT_EQ(0U, Data(DataFrame(0, strBody, ulSegment)));
         EXPECT_EQ(1, m_st.stMetaV1.bHaveResult) << ulSegment;
         ASSERT_EQ(400, m_st.stMetaV1.lIVAResultBufLen);
         ULONG_32 ulLast = 0;
@@ -150,14 +140,14 @@ TEST_F(Iva, SegmentsAreJoined) {
 }
 
 TEST_F(Iva, LengthsThatDontAddUpDropTheFrame) {
-    const std::string strGood = Frame(0, std::string(40, 0));
+    const std::string strGood = DataFrame(0, std::string(40, 0));
     std::vector<std::string> astBad = {"", "\1", "\1\1", strGood.substr(0, 42), strGood + "x", strGood + "x\1\1"};
     for (const auto &[lKind, ulLen] : {std::pair{0, 0U}, {0, 35U}, {1, 1007U}, {16, 11U}, {17, 0U}}) {
-        astBad.push_back(Frame(lKind, std::string(ulLen, 0)));
+        astBad.push_back(DataFrame(lKind, std::string(ulLen, 0)));
     }
     astBad.push_back(std::string("\0\0\0x\0\1yz", 8));
-    astBad.push_back(Frame(0, std::string(40, 0), 20).substr(0, 45));
-    astBad.push_back(strGood + Frame(0, std::string(5, 0)) + "!");
+    astBad.push_back(DataFrame(0, std::string(40, 0), 20).substr(0, 45));
+    astBad.push_back(strGood + DataFrame(0, std::string(5, 0)) + "!");
     astBad.push_back(std::string(70000, '\1'));
     for (size_t i = 0; i < astBad.size(); ++i) {
         EXPECT_EQ(0U, Data(astBad[i])) << i;
@@ -165,26 +155,82 @@ TEST_F(Iva, LengthsThatDontAddUpDropTheFrame) {
     }
     EXPECT_EQ(
         0, m_st.stMetaV1.bHaveResult + m_st.stMetaV1.bHaveRule + m_st.stMetaV2.bHaveResult + m_st.stMetaV2.bHaveRule);
-    EXPECT_EQ(0U, Data(Frame(99, "of no known kind")));
+    EXPECT_EQ(0U, Data(DataFrame(99, "of no known kind")));
     std::string strMany(2000000, '\0');  // hundreds of thousands of empty segments must not take long
     strMany[2] = 1;
     EXPECT_EQ(0U, Data(strMany));
 }
 
 TEST_F(Iva, VersionTwoDataFramesKeepTheirShortsSwapped) {
-    EXPECT_EQ(0U, Data(Frame(16, HeadV2(3, 200) + Word(0xAABBCCDD))));
+    EXPECT_EQ(0U, Data(DataFrame(16, HeadV2(3, 200) + Word(0xAABBCCDD))));
     EXPECT_EQ(200, m_st.stMetaV2.stResultHead.usTargetNum);
     EXPECT_EQ(3, m_st.stMetaV2.stResultHead.usDisplayHoldTime);
     EXPECT_EQ(4U, m_st.stMetaV2.ulIVAResultBufLen);
     EXPECT_EQ(2U, m_st.ulMetaDataVersion);
-    EXPECT_EQ(0U, Data(Frame(17, HeadV2(0, 65000) + std::string(5000, 'r'))));
+    EXPECT_EQ(0U, Data(DataFrame(17, HeadV2(0, 65000) + std::string(5000, 'r'))));
     EXPECT_EQ(65000, m_st.stMetaV2.stRuleHead.usRuleNum);
     EXPECT_EQ(5000U, m_st.stMetaV2.ulIVARuleBufLen);
     EXPECT_EQ(5004U, m_st.stMetaV2.ulIVARuleBufMaxLen) << "grown from 2048";
+    EXPECT_EQ(5, Shown(25, &IVA_INFO_S::stMetaV2, &IVA_INFO_V2_S::bHaveResult)) << "by the hold time, not the count";
+}
+
+TEST_F(Iva, BothRoadsReadAlike) {
+    const std::string strTargets = TargetOf(1, "odd") + TargetOf(2, "a") + TargetOf(3, "xyz") + TargetOf(4, "");
+    const std::string strRules = RuleV2(5) + RuleV2(6);
+    for (bool bData : {false, true}) {
+        ASSERT_EQ(0U, bData ? Data(DataFrame(16, HeadV2(4, 900) + strTargets)) : Sei(16, HeadV2(4, 900) + strTargets));
+        ASSERT_EQ(0U, bData ? Data(DataFrame(17, HeadV2(2, 800) + strRules)) : Sei(17, HeadV2(2, 800) + strRules));
+        const IVA_INFO_V2_S &stMeta = m_st.stMetaV2;
+        EXPECT_EQ(4U, IvaRecords_TargetNum(stMeta));
+        EXPECT_EQ(900U, IvaRecords_ResultHoldTime(stMeta));
+        EXPECT_EQ(2U, IvaRecords_RuleNum(stMeta));
+        EXPECT_EQ(800U, IvaRecords_RuleHoldTime(stMeta));
+        DULONG dulAt = 0;
+        IVA_REPORT_RESULT_INFO_V2_EX_S stTarget;
+        for (ULONG_32 i = 1; i <= 4; ++i) {
+            ASSERT_TRUE(IvaRecords_NextTarget(stMeta, &dulAt, &stTarget)) << i;
+            EXPECT_EQ(i, stTarget.ulTargetID);
+            EXPECT_EQ(10, stTarget.stStart.usX);
+            EXPECT_EQ(40, stTarget.stEnd.usY);
+            EXPECT_EQ(255U, stTarget.ulLineAlpha);
+        }
+        EXPECT_FALSE(IvaRecords_NextTarget(stMeta, &dulAt, &stTarget));
+        IVA_REPORT_RULE_INFO_V2_S stRule;
+        ASSERT_TRUE(IvaRecords_Rule(stMeta, 1, &stRule));
+        EXPECT_EQ(6U, stRule.ulRuleID);
+        EXPECT_EQ(115, stRule.astCoord[15].usX);
+        EXPECT_EQ(215, stRule.astCoord[15].usY);
+        EXPECT_EQ(16U, stRule.ulCoordNum);
+        EXPECT_FALSE(IvaRecords_Rule(stMeta, 2, &stRule));
+        EXPECT_FALSE(IvaRecords_Rule(stMeta, 0xFFFFFFFF, &stRule));
+    }
+}
+
+TEST_F(Iva, WhatIsHandedOutFitsItsBuffer) {
+    const std::string strLying = Target{.attachment = "12345678"}.Bytes().substr(0, 40);
+    for (const std::string &strBad : {TargetOf(9, ""), strLying, std::string("x"), std::string()}) {
+        ASSERT_EQ(0U, Sei(16, HeadV2(2, 60000) + TargetOf(1, "") + TargetOf(2, "a")));
+        ASSERT_EQ(0U, Sei(17, HeadV2(1, 60000) + RuleV2(3)));
+        Sei(16, HeadV2(100, 60000) + strBad);
+        Sei(17, HeadV2(100, 60000) + RuleV2(1));
+        HANDLE hCopy = DataCopy(25, &m_st);
+        ASSERT_NE(nullptr, hCopy);
+        EXPECT_EQ(2, static_cast<IVA_INFO_S *>(hCopy)->stMetaV2.stResultHead.usTargetNum) << "what stood before stays";
+        EXPECT_EQ(1, static_cast<IVA_INFO_S *>(hCopy)->stMetaV2.stRuleHead.usRuleNum);
+        FreeInfo(&hCopy);
+        ASSERT_EQ(0U, Data(DataFrame(16, HeadV2(100, 60000) + strBad)));
+        ASSERT_EQ(0U, Data(DataFrame(17, HeadV2(100, 60000) + RuleV2(1) + "x")));
+        hCopy = DataCopy(25, &m_st);
+        ASSERT_NE(nullptr, hCopy);
+        const IVA_INFO_V2_S &stCopy = static_cast<IVA_INFO_S *>(hCopy)->stMetaV2;
+        EXPECT_EQ(strBad.size() == 36 ? 1U : 0U, IvaRecords_TargetNum(stCopy));
+        EXPECT_EQ(1U, IvaRecords_RuleNum(stCopy));
+        FreeInfo(&hCopy);
+    }
 }
 
 TEST_F(Iva, SeiResult) {
-    const std::string strTargets = Target(1, "odd") + Target(2, "") + Target(3, "text");
+    const std::string strTargets = TargetOf(1, "odd") + TargetOf(2, "") + TargetOf(3, "text");
     EXPECT_EQ(0U, Sei(16, HeadV2(3, 200) + strTargets));
     const IVA_INFO_V2_S &stMeta = m_st.stMetaV2;
     EXPECT_EQ(1, stMeta.bHaveResult);
@@ -220,10 +266,10 @@ TEST_F(Iva, SeiRules) {
 }
 
 TEST_F(Iva, SeiOfAWrongLengthIsNotShown) {
-    EXPECT_EQ(0U, Sei(16, HeadV2(1, 200) + Target(1, "") + "!"));
+    EXPECT_EQ(0U, Sei(16, HeadV2(1, 200) + TargetOf(1, "") + "!"));
     EXPECT_EQ(0U, Sei(17, HeadV2(2, 200) + RuleV2(1)));
-    EXPECT_EQ(2U, Sei(16, HeadV2(2, 200) + Target(1, "")));
-    std::string strHuge = Target(1, "");
+    EXPECT_EQ(2U, Sei(16, HeadV2(2, 200) + TargetOf(1, "")));
+    std::string strHuge = TargetOf(1, "");
     strHuge.replace(28, 4, Word(0xFFFFFFFF));
     EXPECT_EQ(2U, Sei(16, HeadV2(2, 200) + strHuge));
     EXPECT_EQ(0U, Sei(16, HeadV2(65535, 200, 0)));

@@ -14,8 +14,11 @@
 #include <thread>
 #include <vector>
 
+#include "analytics/iva_show.h"
+#include "analytics/module_iva.h"
 #include "intake/module_rtp.h"
 #include "output/videodisplay.h"
+#include "support/analytics_bytes.h"
 #include "support/client.h"
 #include "support/xvfb.h"
 
@@ -274,6 +277,69 @@ TEST_F(DisplayTest, OddPicturesAreDrawnAndImpossibleOnesSkipped) {
     }
     EXPECT_EQ(1, spy.presents);
     EXPECT_EQ(0u, display.Draw(odd));
+}
+
+// ---- analytics over the picture -------------------------------------------------------------------------------------
+
+constexpr Colour BLUE{41, 240, 110, 0, 0, 255};
+
+/** A record that travels with a picture: a blue box and a half blue area. */
+class Analytics {
+ public:
+    Analytics() {
+        IVA_INFO_S stInfo = {};
+        stInfo.bDRVEnable = 1;
+        Parse(&stInfo, 16, support::ListV2<support::Target>(
+                               {{.trigRule = 1, .box = {2500, 2500, 7500, 7500}, .colour = IVA_REPORT_COLOR_BLUE}}));
+        Parse(&stInfo, 17, support::ListV2<support::Rule>({{.type = IVA_REPORT_RULE_POLY,
+                                                            .corners = {{0, 0}, {20000, 0}, {20000, 1000}, {0, 1000}},
+                                                            .colour = IVA_REPORT_COLOR_NONE,
+                                                            .fill = IVA_REPORT_COLOR_BLUE,
+                                                            .fillAlpha = 128}}));
+        m_hInfo = DataCopy(25, &stInfo);
+        IVA_FreeBuffers(&stInfo);
+    }
+    ~Analytics() { FreeInfo(&m_hInfo); }
+    operator HANDLE() const { return m_hInfo; }
+
+ private:
+    static void Parse(IVA_INFO_S *pstInfo, int iKind, const std::string &strBody) {
+        std::string strFrame = support::DataFrame(iKind, strBody);
+        ASSERT_EQ(0u, DataParse(pstInfo, strFrame.data(), static_cast<LONG_32>(strFrame.size())));
+    }
+    HANDLE m_hInfo = nullptr;
+};
+
+TEST_F(DisplayTest, AnalyticsLieOverThePictureAndNotBesideIt) {
+    ClientWindow window(800, 600);
+    Picture picture(640, 320, RED, RED);  // in the window from row 100 to row 500
+    Analytics analytics;
+    Shown display(window, picture, 1);
+    Video_SetDisPlayScale(display, PLAYER_RENDER_SCALE_PROPORTION);
+    picture.data.stDrawInfo.hIvaInfo = analytics;
+    for (int i = 0; i < 3; i++) {  // a redraw shows them as well
+        EXPECT_EQ(0u, display.Draw(picture));
+        for (int x : {198, 199, 200, 201, 598, 601}) {
+            EXPECT_TRUE(window.Shows(x, 300, BLUE)) << x;
+        }
+        EXPECT_TRUE(window.Shows(197, 300, RED) && window.Shows(202, 300, RED) && window.Shows(300, 197, RED));
+        EXPECT_TRUE(window.Shows(300, 198, BLUE) && window.Shows(300, 401, BLUE) && window.Shows(300, 402, RED));
+        EXPECT_TRUE(window.Shows(400, 110, {0, 0, 0, 127, 0, 128})) << "half the picture, half the area";
+        EXPECT_TRUE(window.Shows(400, 99, BLACK) && window.Shows(400, 500, BLACK) && window.Shows(5, 5, BLACK));
+    }
+    SetIVAShowParam(4);
+    EXPECT_EQ(0u, display.Draw(picture));
+    EXPECT_TRUE(window.Shows(200, 300, RED) && window.Shows(400, 110, RED)) << "neither is asked for";
+    SetIVAShowParam(7);
+    EXPECT_EQ(0u, display.Draw(picture));
+    EXPECT_TRUE(window.Shows(200, 300, BLUE));
+    window.Resize(400, 300);
+    EXPECT_EQ(0u, display.Draw(picture));
+    EXPECT_TRUE(window.Shows(100, 150, BLUE) && window.Shows(102, 150, RED) && window.Shows(200, 49, BLACK))
+        << "on the renderer of the new size";
+    picture.data.stDrawInfo.hIvaInfo = nullptr;
+    EXPECT_EQ(0u, display.Draw(picture));
+    EXPECT_TRUE(window.Shows(100, 150, RED) && window.Shows(200, 49, BLACK));
 }
 
 // ---- what happens to the window -------------------------------------------------------------------------------------

@@ -229,6 +229,9 @@ TEST(Zvplay, PlaysInAWindowAndObeysItsKeys) {
     EXPECT_TRUE(Soon([&] { return desk.Brightness(20, 60) > 100; }));
 
     EXPECT_TRUE(Soon([&] { return Last(run.Out(), "sound") == "true"; }));
+    EXPECT_EQ(Last(run.Out(), "analytics"), "false");
+    desk.Press(XK_a);
+    EXPECT_TRUE(Soon([&] { return Last(run.Out(), "analytics") == "true"; }));
     desk.Press(XK_m);
     desk.Press(XK_space);
     EXPECT_TRUE(Soon([&] { return Last(run.Out(), "paused") == "true" && Last(run.Out(), "sound") == "false"; }));

@@ -167,7 +167,7 @@ void Camera::Produce() {
 
 void Camera::FinishAll() {
     finished_ = true;
-    if (!has_frame_ && !media_->Complaint().empty()) Note("ffmpeg stopped: " + media_->Complaint());
+    if (!has_frame_ && !media_->Complaint().empty()) Note(media_->Complaint());
     for (const std::unique_ptr<Client> &client : clients_) client->Finish(position_, Clock::now());
 }
 
@@ -227,8 +227,12 @@ bool Camera::Run(Failure *failure) {
     Serve();
     for (const std::unique_ptr<Client> &client : clients_) client->End("interrupted");
     RemoveEnded();
+    if (media_->Refused()) {
+        *failure = {kExitSource, "scrambling stopped: " + media_->Complaint(), ""};
+        return false;
+    }
     if (frames_ > 0 || IsInterrupted() || media_->Complaint().empty()) return true;
-    *failure = {kExitSource, "ffmpeg makes no test picture: " + media_->Complaint(), "name a FILE"};
+    *failure = {kExitSource, "no test picture: " + media_->Complaint(), "name a FILE"};
     return false;
 }
 

@@ -52,7 +52,9 @@ void Client::Give(const Frame &frame, Clock::time_point now) {
         needs_key_ = frame.video;
         return;
     }
-    ++(frame.video ? counters_.frames : counters_.sounds);
+    counters_.frames += frame.video;
+    counters_.sounds += !frame.sound.empty();
+    counters_.records += frame.messages + !frame.record.empty();
     counters_.key_frames += frame.video && frame.key;
     passed_.clear();
     for (Packet &packet : made_) line_.Pass(std::move(packet), &passed_);

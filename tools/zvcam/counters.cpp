@@ -11,6 +11,7 @@ const Row kRows[] = {
     {"frames", &Counters::frames},
     {"key_frames", &Counters::key_frames},
     {"sounds", &Counters::sounds},
+    {"records", &Counters::records},
     {"drops", &Counters::drops},
     {"packets", &Counters::packets},
     {"bytes", &Counters::bytes},

@@ -12,6 +12,7 @@ struct Counters {
     uint64_t frames = 0;      ///< pictures that were made into packets
     uint64_t key_frames = 0;  ///< among them
     uint64_t sounds = 0;      ///< pieces of sound that were made into packets
+    uint64_t records = 0;     ///< analytics records that were made into packets, data frames and messages
     uint64_t drops = 0;       ///< frames and sounds left out, as the client does not keep up or could not carry them
     uint64_t packets = 0;     ///< handed to the system whole, duplicates among them
     uint64_t bytes = 0;       ///< handed to the system, TCP heads and garbage among them

@@ -41,6 +41,11 @@ sound
   --listen FILE.wav    write down what a client says (G.711 mu-law in RTP on channel 4 of its connection); the second who
                        talks gets FILE-2.wav, and so on
   --echo               send it back as the camera's sound (TCP, instead of --audio)
+protection
+  --scramble --rsa-key PEM   scramble, for who holds the private key: zvplay --rsa-key PEM
+  --scramble-file PASSWORD   scramble, for who knows the password of a recording: zvplay --password PASSWORD
+                             both together make a stream that is live for the one and a file for the other; keys change
+  --watermark TEXT     mark key pictures, at most 256 characters: zvprobe --watermark RECORDING
 packets
   --mtu N              most bytes of payload in a packet, default 1400
   --aggregate          H.264 parameter sets and messages in one packet
@@ -48,6 +53,8 @@ packets
   --finish             a last packet that says that the playback has finished
   --spread MS          spread the datagrams of a frame over so many milliseconds
   --sdp FILE           write a description of the first udp:// destination, for other players
+analytics
+  --analytics FILE     send rules and moving boxes beside the pictures, as a JSON file says; see below
 
 faults, as percentages of the packets; they repeat exactly with the same --seed N, default 1
   --loss P             left out, --loss-burst N at a time
@@ -62,6 +69,27 @@ faults of every client's connection
   --reset-after N      reset the connection behind N packets
   --close-after N      close it behind N packets and half a packet
   --stall-after N      send nothing behind N packets, for --stall SECONDS, default 5
+
+a scene for --analytics; all but points and from may be left out, and stands here with its default or all its words
+  {
+    "version": 2,                   1: rules, and how many boxes there are; 2: both
+    "as": "sei",                    data: in data frames; sei: in messages of the pictures, version 2 only; both
+    "hold": 500,                    milliseconds that a box stands; version 2
+    "rule_hold": 2500,              milliseconds that a rule stands; version 2
+    "every": 1,                     pictures from one record of boxes to the next; rules go once a second
+    "rules": [{
+      "type": "line",               or area
+      "points": [[1000, 2000], [9000, 2000]],   2 to 16, version 1: 7; in ten-thousandths of the picture
+      "direction": "none",          both, cw, ccw: an arrow on a line; in, out: of an area
+      "triggered": false, "color": "green", "alpha": 255, "fill": "none", "fill_alpha": 64, "id": 0
+    }],                             colors: none deep light white black red green blue orange purple pink yellow
+    "boxes": [{                       brown gray
+      "from": [500, 4000, 1500, 6000],          left, top, right, bottom
+      "to": [8500, 4000, 9500, 6000], "seconds": 4,   there, and back again
+      "rule": 0,                    that it sets off, 0 for none
+      "color": "red", "alpha": 255, "id": 0
+    }]
+  }
 
   --quiet              no notes on standard error
   --version            print the library's version

@@ -1,6 +1,8 @@
 #include "zvcam/media.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace zvcam {
 
@@ -12,11 +14,44 @@ std::unique_ptr<Media> Media::Open(const Options &options, Failure *failure) {
         media->audio_ = AudioSource::Open(options, failure);
         if (media->audio_ == nullptr) return nullptr;
     }
-    return media;
+    if (!options.analytics.empty()) {
+        media->analytics_ = Analytics::Open(options.analytics, media->video_->IsH265(), failure);
+        if (media->analytics_ == nullptr) return nullptr;
+    }
+    return media->OpenProtection(options, failure) ? std::move(media) : nullptr;
+}
+
+bool Media::OpenProtection(const Options &options, Failure *failure) {
+    if (options.scramble || !options.file_password.empty()) {
+        ScrambleOptions scramble;
+        scramble.password = options.file_password;
+        scramble.seed = options.faults.seed;
+        if (options.scramble && !tools::ReadRsaPem(options.rsa_key, false, &scramble.rsa_key, failure)) return false;
+        scrambler_ = std::make_unique<Scrambler>(std::move(scramble), video_->IsH265());
+    }
+    if (!options.watermark.empty()) {
+        watermarker_ = std::make_unique<Watermarker>(options.watermark, video_->IsH265());
+    }
+    return true;
+}
+
+std::string Media::Complaint() const {
+    if (Refused()) return scrambler_->Complaint();
+    return video_->Complaint().empty() ? "" : "ffmpeg stopped: " + video_->Complaint();
+}
+
+/** The next picture, in the form in which it is sent: the mark is of the scrambled one, messages and all. */
+bool Media::TakePicture() {
+    if (!video_->Next(&picture_)) return false;
+    if (analytics_ != nullptr) AddRecords();
+    if (scrambler_ != nullptr && !scrambler_->Apply(&picture_.units, picture_.key)) return false;
+    if (watermarker_ != nullptr && picture_.key && !watermarker_->Apply(&picture_.units)) ++unmarked_;
+    return true;
 }
 
 MediaInfo Media::Info() const {
-    return {video_->IsH265(), video_->Fps(), audio_ != nullptr ? audio_->Kind() : kNoAudio};
+    return {video_->IsH265(), video_->Fps(), audio_ != nullptr ? audio_->Kind() : kNoAudio,
+            analytics_ != nullptr && analytics_->SendsData()};
 }
 
 void Media::TakeVideo(Frame *frame) {
@@ -24,9 +59,31 @@ void Media::TakeVideo(Frame *frame) {
     frame->video = true;
     frame->key = picture_.key;
     frame->units = picture_.units;
-    frame->due = static_cast<double>(pictures_++) / video_->Fps();
+    frame->messages = analytics_ != nullptr ? analytics_->Units().size() : 0;
+    frame->due = PictureDue();
+    ++pictures_;
     frame->clock = static_cast<uint64_t>(std::llround(frame->due * 90000));
     has_picture_ = false;
+}
+
+/** Makes the records of the picture at hand. Messages stand in front of its first slice. */
+void Media::AddRecords() {
+    const bool h265 = video_->IsH265();
+    analytics_->Next(PictureDue(), picture_.key);
+    records_left_ = analytics_->DataFrames().size();
+    const auto slice = std::find_if(picture_.units.begin(), picture_.units.end(), [h265](Bytes unit) {
+        return h265 ? tools::UnitTypeH265(unit) <= 31 : tools::UnitTypeH264(unit) <= 5;
+    });
+    picture_.units.insert(slice, analytics_->Units().begin(), analytics_->Units().end());
+}
+
+/** A data frame goes in front of its picture. */
+void Media::TakeRecord(Frame *frame) {
+    const auto &records = analytics_->DataFrames();
+    *frame = {};
+    frame->record = records[records.size() - records_left_--];
+    frame->due = PictureDue();
+    frame->clock = static_cast<uint64_t>(std::llround(frame->due * 90000));
 }
 
 void Media::TakeAudio(Frame *frame) {
@@ -40,12 +97,13 @@ void Media::TakeAudio(Frame *frame) {
 }
 
 bool Media::Next(Frame *frame) {
-    if (!has_picture_) has_picture_ = video_->Next(&picture_);
+    if (!has_picture_) has_picture_ = TakePicture();
     if (!has_picture_) return false;
     if (audio_ != nullptr && !has_sound_) has_sound_ = audio_->Next(&sound_);
-    const double picture_due = static_cast<double>(pictures_) / video_->Fps();
-    if (has_sound_ && static_cast<double>(samples_) / sound_.rate < picture_due) {
+    if (has_sound_ && static_cast<double>(samples_) / sound_.rate < PictureDue()) {
         TakeAudio(frame);
+    } else if (records_left_ > 0) {
+        TakeRecord(frame);
     } else {
         TakeVideo(frame);
     }

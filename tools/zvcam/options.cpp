@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "common/command_line.h"
+#include "zvcam/watermarker.h"
 
 namespace zvcam {
 namespace {
@@ -38,7 +39,12 @@ std::vector<tools::Option> Table(Options *o, std::string *playback_time) {
         {"--audio-file", &o->audio_file},
         {"--listen", &o->listen},
         {"--echo", &o->echo},
+        {"--analytics", &o->analytics},
         {"--sdp", &o->sdp},
+        {"--scramble", &o->scramble},
+        {"--rsa-key", &o->rsa_key},
+        {"--scramble-file", &o->file_password},
+        {"--watermark", &o->watermark},
         {"--mtu", Whole{&o->packets.mtu, 64, 10000}},
         {"--aggregate", &o->packets.aggregate},
         {"--playback-time", playback_time},
@@ -140,6 +146,18 @@ bool CheckTransports(const Options &options, Failure *failure) {
     return true;
 }
 
+bool CheckProtection(const Options &options, Failure *failure) {
+    if (options.scramble == options.rsa_key.empty()) {
+        return Fail(failure, "--scramble and --rsa-key PEM belong together",
+                    "make a key with 'openssl genrsa -out key.pem 1024', and give it to zvplay --rsa-key too");
+    }
+    if (options.watermark.size() > kMostMarkText) {
+        return Fail(failure, "--watermark has " + std::to_string(options.watermark.size()) + " characters",
+                    "256 are the most");
+    }
+    return true;
+}
+
 bool Check(const Options &options, Failure *failure) {
     if (options.destinations.empty()) {
         return Fail(failure, "no destination given", "name one: zvcam udp://127.0.0.1:5004; see zvcam --help");
@@ -156,7 +174,7 @@ bool Check(const Options &options, Failure *failure) {
             "--size, --codec, --bit-rate and --gop are the test picture's, and " + options.file + " is sent instead",
             "leave out the one or the other");
     }
-    return CheckSize(options.size, failure) && CheckTransports(options, failure);
+    return CheckSize(options.size, failure) && CheckProtection(options, failure) && CheckTransports(options, failure);
 }
 
 }  // namespace

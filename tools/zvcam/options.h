@@ -73,7 +73,13 @@ struct Options {
     std::string audio_file;    ///< empty for a beep
     std::string listen;        ///< WAV file for what a client says; empty for none
     bool echo = false;         ///< what it says comes back as the camera's sound
+    std::string analytics;     ///< JSON file of what is sent beside the pictures; empty for nothing
     std::string sdp;           ///< file for a description of the stream
+
+    bool scramble = false;      ///< with a key message for who holds the RSA key
+    std::string rsa_key;        ///< PEM file of it
+    std::string file_password;  ///< scramble with a key message for who knows the password; empty for none
+    std::string watermark;      ///< text to mark key pictures with; empty for none
     PacketOptions packets;
     FaultOptions faults;
     bool quiet = false;

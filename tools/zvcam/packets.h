@@ -25,7 +25,7 @@ class PacketMaker {
 
 /**
  * RTP: H.264 as RFC 6184 (payload type 105) and H.265 as RFC 7798 (108), both in single units and fragments; G.711 as
- * RFC 3551 (0 and 8); AAC as one ADTS frame a packet (120). These are the payload types that this platform's devices
+ * RFC 3551 (0 and 8); AAC as one ADTS frame a packet (120); analytics data frames in pieces (50). These are the payload types that this platform's devices
  * use. Sound and pictures have sequence numbers and clocks of their own.
  * @param numbers where sequence numbers and sources come from
  */

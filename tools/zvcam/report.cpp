@@ -36,12 +36,13 @@ std::string Camera::Report() const {
         clients += std::string(clients.empty() ? "" : ", ") + "{\"name\": " + tools::JsonText(client.name) +
                    ", \"end\": " + tools::JsonText(client.ending) + ", " + Json(client.counters) + "}";
     }
-    char stream[320];  // more than all the figures at their longest
+    char stream[360];  // more than all the figures at their longest
     std::snprintf(stream, sizeof stream,
                   "\"video\": \"%s\", \"audio\": \"%s\", \"rate\": %.6g, \"seconds\": %.3f, \"seed\": %u, "
-                  "\"stream_frames\": %llu, \"units_left_out\": %llu",
+                  "\"stream_frames\": %llu, \"units_left_out\": %llu, \"unmarked\": %llu",
                   info.h265 ? "H.265" : "H.264", kSounds[info.audio], info.fps, position_, options_.faults.seed,
-                  static_cast<unsigned long long>(frames_), static_cast<unsigned long long>(media_->UnitsLeftOut()));
+                  static_cast<unsigned long long>(frames_), static_cast<unsigned long long>(media_->UnitsLeftOut()),
+                  static_cast<unsigned long long>(media_->Unmarked()));
     return "{\"source\": " + tools::JsonText(options_.file.empty() ? "test picture" : options_.file) + ", " + stream +
            ", \"clients\": [" + clients + "], \"all\": {" + Json(all) + "}}";
 }

@@ -7,6 +7,7 @@ namespace {
 
 constexpr uint8_t kFuA = 28, kStapA = 24;  // RFC 6184, 5.2
 constexpr uint8_t kFu = 49;                // RFC 7798, 4.4
+constexpr uint8_t kDataType = 50;           // analytics of this platform
 constexpr uint64_t kClockStart = 90000;
 
 void Put(Packet *packet, uint32_t value, int bytes) {
@@ -37,10 +38,16 @@ class RtpMaker : public PacketMaker {
         const auto part = [&](int shift) { return static_cast<uint16_t>(numbers >> shift); };
         video_ = {static_cast<uint8_t>(VideoPayloadType(info.h265)), part(0), part(16) * 2U};
         sound_ = {kSoundTypes[info.audio], part(32), part(16) * 2U + 1};
+        data_ = {kDataType, part(48), part(16) * 2U + 1};
     }
 
     bool Make(const Frame &frame, std::vector<Packet> *packets) override {
         packets_ = packets;
+        if (!frame.record.empty()) {
+            head_ = {static_cast<uint32_t>(kClockStart + frame.clock)};
+            MakeRecord(frame.record);
+            return true;
+        }
         if (!frame.video) {
             head_ = {static_cast<uint32_t>(frame.sound_clock)};
             Put(&Begin(&sound_, true), frame.sound);
@@ -83,6 +90,14 @@ class RtpMaker : public PacketMaker {
             Put(&packet, head_.finished ? 0x10000000 : 0, 4);
         }
         return packet;
+    }
+
+    /** A data frame, in pieces; the last one has the marker. */
+    void MakeRecord(Bytes record) {
+        for (; record.size() > options_.mtu; record = record.subspan(options_.mtu)) {
+            Put(&Begin(&data_, false), record.first(options_.mtu));
+        }
+        Put(&Begin(&data_, true), record);
     }
 
     void MakePicture(const std::vector<Bytes> &units) {
@@ -136,7 +151,7 @@ class RtpMaker : public PacketMaker {
 
     const MediaInfo info_;
     const PacketOptions options_;
-    Track video_, sound_;
+    Track video_, sound_, data_;
     Head head_;
     std::vector<Packet> *packets_ = nullptr;
 };

@@ -21,7 +21,7 @@ class TsMaker : public PacketMaker {
     explicit TsMaker(const MediaInfo &info) : info_(info), packer_(std::make_unique<TS_PACKET_DEC_S>()) {
         packer_->lVideoType = info.h265 ? PLAYER_PAYLOAD_H265 : PLAYER_PAYLOAD_H264;
         packer_->lAudioTyp = Payload(info.audio);
-        packer_->lElemType = PLAYER_PAYLOAD_NULL;
+        packer_->lElemType = info.data ? PLAYER_PAYLOAD_DATA : PLAYER_PAYLOAD_NULL;
         TS_CreatePAT(packer_.get());
         TS_CreatePMT(packer_.get());
     }
@@ -31,7 +31,9 @@ class TsMaker : public PacketMaker {
         TS_FRAMEDATA_S data = {};
         data.pucData = data_.data();
         data.lDataLen = static_cast<LONG_32>(data_.size());
-        data.lPayload = frame.video ? packer_->lVideoType : packer_->lAudioTyp;
+        data.lPayload = frame.video             ? packer_->lVideoType
+                        : !frame.record.empty() ? LONG_32{PLAYER_PAYLOAD_DATA}
+                                                : packer_->lAudioTyp;
         data.lFormatType = frame.key ? PLAYER_VIDEO_FRAME_I : PLAYER_VIDEO_FRAME_P;
         data.dulTimestamp = kClockStart + frame.clock;
         packer_->ulPacketDataLen = packer_->ulEsPacketDataLen = 0;
@@ -51,7 +53,8 @@ class TsMaker : public PacketMaker {
  private:
     /** The frame as the packer wants it: units behind start codes, and no H.264 delimiter, as it writes its own. */
     void Gather(const Frame &frame) {
-        data_.assign(frame.sound.begin(), frame.sound.end());
+        const Bytes whole = frame.record.empty() ? frame.sound : frame.record;
+        data_.assign(whole.begin(), whole.end());
         for (const Bytes unit : frame.units) {
             if (!info_.h265 && tools::UnitTypeH264(unit) == 9) continue;
             data_.insert(data_.end(), {0, 0, 0, 1});

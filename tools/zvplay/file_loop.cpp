@@ -46,6 +46,7 @@ PlayState FileLoop::State() const {
     state.length = length_;
     state.paused = paused_;
     state.sound = sound_;
+    state.analytics = analytics_;
     state.recording = true;
     state.speed = speed_;
     state.loop = loop_;

@@ -18,6 +18,7 @@ std::mutex mutex;  // guards `file`: lines come from every thread of the library
 std::FILE *file = nullptr;
 std::atomic<bool> sound_failed{false};
 std::atomic<bool> stream_ended{false};
+std::atomic<unsigned> not_descrambled{0};
 
 const char *const kLevels[] = {"-", "DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
 
@@ -26,6 +27,7 @@ void TakeLine(ULONG_32 level, ULONG_32, ULONG_32, const CHAR *source, ULONG_32 l
                              std::strstr(text, "Audio_CreatePlayDec Failed") != nullptr;
     if (about_sound) sound_failed.store(true, std::memory_order_relaxed);
     if (std::strstr(text, "NetRecv Thread: NET_RecvPacket Failed") != nullptr) stream_ended.store(true);
+    if (std::strstr(text, "Player_PrepareFrame Failed") != nullptr) not_descrambled.fetch_add(1);
     const std::lock_guard<std::mutex> guard(mutex);
     if (file == nullptr) return;
     timeval now = {};
@@ -58,6 +60,8 @@ bool OpenLog(const std::string &path, Failure *failure) {
 bool SoundFailed() { return sound_failed.load(std::memory_order_relaxed); }
 
 bool StreamEnded() { return stream_ended.load(); }
+
+unsigned NotDescrambled() { return not_descrambled.load(); }
 
 void CloseLog() {
     const std::lock_guard<std::mutex> guard(mutex);

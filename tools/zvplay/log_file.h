@@ -22,6 +22,9 @@ bool SoundFailed();
 /** Whether the log said that the network gives no more: of a TCP stream the library tells it nowhere else. */
 bool StreamEnded();
 
+/** How many frames the log said could not be descrambled; what leans on them is left out without a word. */
+unsigned NotDescrambled();
+
 /** Closes the file; later lines are dropped. */
 void CloseLog();
 

@@ -97,7 +97,7 @@ std::unique_ptr<Talk> OpenTalk(const Options &options, Plan *plan, const Player 
 }
 
 bool OpenPort(const Options &options, const Plan &plan, Player *player, Failure *failure) {
-    if (!player->Open(failure)) return false;
+    if (!player->Open(failure) || !player->SetKeys(options.rsa_key, options.password, failure)) return false;
     if (plan.voice != nullptr) return player->OpenTalk(plan.address, TalkService(plan), failure);
     if (plan.network) return player->OpenNetwork(plan.address, failure);
     return plan.recording ? OpenRecording(options, player, failure) : player->OpenPushed(failure);
@@ -118,7 +118,9 @@ bool CheckResult(const Figures &figures, const PlayState &state, const Plan &pla
         kExitNoPicture,
         figures.frames > 0 ? "frames were found, but none could be decoded" : "no frame was found in the source",
         "does the source begin with a key frame? The log says more: add --log FILE"};
-    if (plan.recording) {
+    if (NotDescrambled() > 0) {
+        failure->advice = "the stream is scrambled, and not for this key; see --rsa-key and --password";
+    } else if (plan.recording) {
         failure->advice = "zvprobe tells what is in the file";
     } else if (figures.frames > 0) {
         failure->advice = "is libZvCodec.so beside libzelvane.so? The log says more: add --log FILE";

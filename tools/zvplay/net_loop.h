@@ -18,6 +18,7 @@ class NetLoop : public PlayLoop {
         state.played = state.position;
         state.paused = paused_;
         state.sound = sound_;
+        state.analytics = analytics_;
         state.waiting = !started_;
         return state;
     }

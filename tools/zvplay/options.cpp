@@ -39,6 +39,7 @@ options
   --headless     no window and no sound: decode and report
   --fast         as fast as the machine decodes, instead of at the stream's pace; recordings: with --headless only
   --mute         start without sound
+  --analytics    draw the rules and boxes that the camera sends over the picture
   --stats json   a line a second on standard output: time, length, speed, frames, pictures, rate, bit_rate, lost ...
   --record FILE  record the stream without decoding it; the end of the name chooses the kind unless --format does
   --format NAME  mp4 ts avi; with -time behind it the time stands in the name, with -stream-time that of the stream;
@@ -47,6 +48,7 @@ options
   --snapshot FILE  save the last picture, as FILE.jpg, or FILE.bmp if named so
   --talk SOUND   say something to a camera at tcp://HOST:PORT, or to many: a WAV file, a file or - for standard input
                  with raw PCM (16 bits, 8000 Hz, mono), or mic. The first camera is shown; what it says is heard as ever
+  --rsa-key PEM, --password TEXT   show scrambled streams and recordings clear: the camera's private key, the password
   --log FILE     write the library's log to FILE
   --version      print the library's version
   --help         print this
@@ -56,6 +58,7 @@ keys in the window
   m        sound off and on     q ESC  quit
   r        record, or stop       s      save the picture
   t        talk, or fall silent: with --talk (a microphone in a window begins silent)
+  a        rules and boxes off and on
 and of recordings
   right left  5 seconds on, back     [ ]        slower, faster
   up down     60 seconds on, back    backspace  normal speed
@@ -89,6 +92,7 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
         {"--headless", &options->headless},
         {"--fast", &options->fast},
         {"--mute", &options->mute},
+        {"--analytics", &options->analytics},
         {"--help", &options->help},
         {"-h", &options->help},
         {"--version", &options->version},
@@ -101,6 +105,8 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
         {"--split-time", tools::Whole{&options->split_time, 1, 60}},
         {"--snapshot", &options->snapshot},
         {"--talk", &options->talk},
+        {"--rsa-key", &options->rsa_key},
+        {"--password", &options->password},
         {"--log", &options->log},
     };
     std::vector<std::string> names;

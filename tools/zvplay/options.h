@@ -26,10 +26,13 @@ struct Options {
     uint32_t split_size = 0;   ///< MB after which a recording goes on in the next file; 0 for the library's own limit
     uint32_t split_time = 0;   ///< minutes, likewise; 0 for none
     std::string snapshot;      ///< file for the last picture; empty for none
+    std::string rsa_key;       ///< PEM file of the key that opens scrambled streams; empty for none
+    std::string password;      ///< opens scrambled recordings; empty for none
     std::string log;           ///< file for the library's log; empty for none
     bool headless = false;     ///< no window, no sound
     bool json = false;         ///< one JSON line a second instead of the live line
     bool fast = false;         ///< as fast as the library takes it, instead of at the stream's pace
+    bool analytics = false;    ///< start with rules and boxes over the picture
     bool mute = false;         ///< start without sound
     bool help = false;         ///< print the help and leave
     bool version = false;      ///< print the library's version and leave

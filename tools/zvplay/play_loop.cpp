@@ -21,11 +21,13 @@ PlayLoop::PlayLoop(const Options &options, Player *player, Window *window, Statu
     : options_(options),
       player_(*player),
       sound_(window != nullptr && !options.mute),
+      analytics_(options.analytics),
       window_(window),
       status_(*status),
       capture_(options, player) {
     if (window_ != nullptr) player_.SetProportion(proportion_);
     if (sound_) player_.SetSound(true);
+    if (analytics_) player_.SetAnalytics(true);
 }
 
 bool PlayLoop::Run(Failure *failure) {
@@ -63,6 +65,9 @@ void PlayLoop::Act(Action action) {
             break;
         case Action::kMute:
             player_.SetSound(sound_ = !sound_);
+            break;
+        case Action::kAnalytics:
+            player_.SetAnalytics(analytics_ = !analytics_);
             break;
         case Action::kPause:
             paused_ = !paused_;

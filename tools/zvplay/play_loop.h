@@ -59,7 +59,7 @@ class PlayLoop {
 
     const Options &options_;
     Player &player_;
-    bool paused_ = false, sound_;
+    bool paused_ = false, sound_, analytics_;
 
  private:
     void HandleWindow();

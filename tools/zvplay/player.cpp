@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "analytics_records.h"
 #include "common/library_failure.h"
+#include "common/rsa_pem.h"
 #include "talk.h"
 
 namespace zvplay {
@@ -18,9 +20,39 @@ std::atomic<uint32_t> file_ends{0};
 std::atomic<bool> peer_closed{false};
 std::atomic<uint32_t> record_error{0};
 
+/** A number as the library takes it: hexadecimal digits, two a byte. */
+template <size_t kSize>
+void PutHex(const std::vector<uint8_t> &number, CHAR (&text)[kSize]) {
+    static const char kDigits[] = "0123456789ABCDEF";
+    const size_t bytes = std::min(number.size(), kSize / 2);
+    for (size_t i = 0; i < bytes; ++i) {
+        text[2 * i] = kDigits[number[i] >> 4];
+        text[2 * i + 1] = kDigits[number[i] & 15];
+    }
+}
+
+PLAYER_RSA_INFO_S RsaInfo(const tools::RsaKey &key) {
+    PLAYER_RSA_INFO_S info = {};
+    info.ulBit = static_cast<ULONG_32>(key.modulus.size() * 8);
+    for (const uint8_t byte : key.exponent) info.ulPub = info.ulPub << 8 | byte;
+    PutHex(key.modulus, info.cN);
+    PutHex(key.private_exponent, info.cPri);
+    PutHex(key.prime1, info.cP);
+    PutHex(key.prime2, info.cQ);
+    PutHex(key.exponent1, info.cDP);
+    PutHex(key.exponent2, info.cDQ);
+    PutHex(key.coefficient, info.cQP);
+    return info;
+}
+
 size_t Slots(Bytes data) { return (data.size() + kSlotBytes - 1) / kSlotBytes; }
 
 }  // namespace
+
+void Player::OnPacket(ULONG_32, const UCHAR *data, ULONG_32 length, ULONG_32, void *counters, LONG_REAL) {
+    const uint32_t records = CountDataFrames({data, length});
+    if (records > 0) static_cast<Counters *>(counters)->records.fetch_add(records, std::memory_order_relaxed);
+}
 
 void Player::OnFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL) {
     Counters &to = *static_cast<Counters *>(counters);
@@ -28,6 +60,10 @@ void Player::OnFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters,
     if (to.frames.load(std::memory_order_relaxed) == 0) to.first_stamp.store(stamp, std::memory_order_relaxed);
     to.stamp.store(stamp, std::memory_order_relaxed);
     to.frames.fetch_add(1, std::memory_order_relaxed);
+    const bool h265 = frame->ulVideoCodeFormat == PLAYER_VIDEO_ENCODE_H265;
+    if (h265 || frame->ulVideoCodeFormat == PLAYER_VIDEO_ENCODE_H264) {
+        to.records.fetch_add(CountMessages({frame->pucData, frame->ulDataLen}, h265), std::memory_order_relaxed);
+    }
 }
 
 void Player::OnPicture(ULONG_32, PLAYER_PICTURE_DATA_S *, void *counters, LONG_REAL) {
@@ -61,10 +97,25 @@ bool Player::Open(Failure *failure) {
     allocated_ = true;
     // Callbacks and the length of the ring are set before the stream opens. The 1 lets the data go on behind the tap.
     Zelvane_SetPacketBuffer(port_, kSlots, 0);
+    Zelvane_SetSourceMediaDataCB(port_, OnPacket, 1, &counters_);
     Zelvane_SetParseVideoDataCB(port_, OnFrame, 1, &counters_);
     Zelvane_SetParseAudioDataCB(port_, OnSound, 1, &counters_);
     Zelvane_SetDecodeVideoMediaDataCB(port_, OnPicture, 1, &counters_);
     return true;
+}
+
+bool Player::SetKeys(const std::string &rsa_key, const std::string &password, Failure *failure) {
+    if (!rsa_key.empty()) {
+        tools::RsaKey key;
+        if (!tools::ReadRsaPem(rsa_key, true, &key, failure)) return false;
+        PLAYER_RSA_INFO_S info = RsaInfo(key);
+        Zelvane_SetRsaKey(&info);
+    }
+    if (password.empty()) return true;
+    std::string text = password;
+    if (Zelvane_SetFilePassword(port_, text.data(), static_cast<LONG_32>(text.size()))) return true;
+    *failure = tools::LibraryFailure("the library takes no password");
+    return false;
 }
 
 bool Player::OpenPushed(Failure *failure) {
@@ -157,6 +208,8 @@ void Player::SetSound(bool on) {
         Zelvane_CloseSound(port_);
     }
 }
+
+void Player::SetAnalytics(bool on) { Zelvane_SetIVAEnable(port_, on); }
 
 void Player::SetPaused(bool paused) { Zelvane_PauseLive(port_, paused); }
 
@@ -252,6 +305,7 @@ Figures Player::Read() const {
     figures.frames = counters_.frames.load(std::memory_order_relaxed);
     figures.pictures = counters_.pictures.load(std::memory_order_relaxed);
     figures.sounds = counters_.sounds.load(std::memory_order_relaxed);
+    figures.records = counters_.records.load(std::memory_order_relaxed);
     figures.decode_failures = decode_failures.load(std::memory_order_relaxed);
     ULONG_32 frames = 0, video = PLAYER_VIDEO_ENCODE_NULL, audio = PLAYER_AUDIO_ENCODE_NULL;
     Zelvane_GetPictureSize(port_, &figures.width, &figures.height);

@@ -26,6 +26,7 @@ struct Figures {
     int32_t lost = 0;              ///< losses among them
     uint32_t waiting = 0;          ///< slots of the ring in use
     double fill = 0;               ///< the same as a part of the ring, 0 to 1
+    uint32_t records = 0;          ///< records of rules and boxes that came
     uint32_t decode_failures = 0;  ///< run messages that say so
     const char *video = "";        ///< name of the video coding, empty until known
     const char *audio = "";        ///< name of the audio coding
@@ -44,6 +45,10 @@ class Player {
 
     /** Starts the library and takes a port. @return false with the failure filled */
     bool Open(Failure *failure);
+
+    /** Opens scrambled streams with a PEM file's private key, scrambled recordings with a password; empty for neither.
+     */
+    bool SetKeys(const std::string &rsa_key, const std::string &password, Failure *failure);
 
     /** Opens the port for pushed data. @return false with the failure filled, as for the two below */
     bool OpenPushed(Failure *failure);
@@ -73,6 +78,9 @@ class Player {
     bool Give(const Push &push, Failure *failure);
 
     void SetSound(bool on);
+
+    /** Draws the rules and boxes that the camera sends over the picture, or not. */
+    void SetAnalytics(bool on);
 
     /** Pushed data and network. */
     void SetPaused(bool paused);
@@ -136,9 +144,11 @@ class Player {
  private:
     /** Raised by the callbacks, on the library's threads. */
     struct Counters {
-        std::atomic<uint32_t> frames{0}, pictures{0}, sounds{0};
+        std::atomic<uint32_t> frames{0}, pictures{0}, sounds{0}, records{0};
         std::atomic<uint64_t> first_stamp{0}, stamp{0};  ///< of video frames, 90 kHz
     };
+    static void OnPacket(ULONG_32 port, const UCHAR *data, ULONG_32 length, ULONG_32 format, void *counters,
+                         LONG_REAL reserved);
     static void OnFrame(ULONG_32 port, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL reserved);
     static void OnPicture(ULONG_32 port, PLAYER_PICTURE_DATA_S *picture, void *counters, LONG_REAL reserved);
     static void OnSound(ULONG_32 port, PLAYER_PARSE_AUDIO_DATA_S *frame, void *counters, LONG_REAL reserved);

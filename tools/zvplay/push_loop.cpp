@@ -21,6 +21,7 @@ PlayState PushLoop::State() const {
     state.played = state.position;
     state.paused = paused_;
     state.sound = sound_;
+    state.analytics = analytics_;
     return state;
 }
 

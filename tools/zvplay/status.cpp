@@ -72,6 +72,7 @@ std::string Status::Mode(const PlayState &state) {
     if (state.waiting) mode += "  waiting for data";
     if (state.recording && state.speed != kNormalSpeed) mode += std::string("  ") + kSpeeds[state.speed].shown;
     if (state.loop) mode += "  loop";
+    if (state.analytics) mode += "  analytics";
     if (state.paused) mode += "  PAUSED";
     if (state.talk.on) mode += "  TALK";
     return mode + state.capture;
@@ -108,11 +109,13 @@ void Status::Json(const Figures &figures, const PlayState &state, bool end) {
         "{\"time\": %.2f, \"length\": %s, \"speed\": \"%s\", \"loop\": %s, \"frames\": %u, \"pictures\": %u, \"rate\": "
         "%d, \"bit_rate\": %d, \"packets\": %d, "
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
-        "\"audio\": \"%s\", %s\"sound\": %s, \"paused\": %s, \"end\": %s}\n",
+        "\"audio\": \"%s\", %s\"sound\": %s, \"paused\": %s, \"not_descrambled\": %u, \"analytics\": %s, "
+        "\"analytics_records\": %u, \"end\": %s}\n",
         state.position, length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
         figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost, figures.fill, figures.sounds,
-        figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(), state.sound ? "true" : "false",
-        state.paused ? "true" : "false", end ? "true" : "false");
+        figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(),
+        state.sound ? "true" : "false", state.paused ? "true" : "false", NotDescrambled(),
+        state.analytics ? "true" : "false", figures.records, end ? "true" : "false");
     std::fflush(stdout);
 }
 
@@ -138,6 +141,10 @@ void Status::Report(const Figures &figures, const PlayState &state, const std::s
         std::fprintf(stderr, "zvplay: note: %u blocks of talk found no way to a camera\n", state.talk.dropped);
     }
     if (figures.decode_failures > 0) std::fprintf(stderr, "zvplay: note: the decoder gave up on pictures\n");
+    if (NotDescrambled() > 0) {
+        std::fprintf(stderr, "zvplay: note: %u frames could not be descrambled, nor what leans on them\n",
+                     NotDescrambled());
+    }
     if (state.sound && figures.sounds > 0 && SoundFailed()) {
         std::fprintf(stderr, "zvplay: note: no sound device could be opened; the sound was left out\n");
     }

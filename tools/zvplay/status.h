@@ -22,6 +22,7 @@ struct PlayState {
     int speed = kNormalSpeed;  ///< index into kSpeeds
     bool loop = false;         ///< begins again at the end
     TalkState talk;            ///< to the camera
+    bool analytics = false;    ///< rules and boxes are drawn
     std::string capture;       ///< what is being recorded or was saved just now, in words
 };
 

@@ -33,6 +33,7 @@ const Key kKeys[] = {
     {XK_p, Action::kPause},
     {XK_f, Action::kProportion},
     {XK_m, Action::kMute},
+    {XK_a, Action::kAnalytics},
     {XK_q, Action::kQuit},
     {XK_Escape, Action::kQuit},
     {XK_Right, Action::kForward},

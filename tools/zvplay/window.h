@@ -15,6 +15,7 @@ enum class Action {
     kPause,
     kProportion,
     kMute,
+    kAnalytics,
     kQuit,
     kForward,  ///< 5 seconds, as the one below
     kBack,

@@ -23,6 +23,7 @@
 #include "file/mp4_parse.h"
 #include "probe.h"
 #include "repair.h"
+#include "watermark.h"
 
 namespace zvprobe {
 namespace {
@@ -39,17 +40,20 @@ const char kHelp[] =
 
 usage: zvprobe [--json] FILE
        zvprobe --repair FILE [OUT]
+       zvprobe [--json] --watermark FILE
 
 It reads the whole file and prints container, codings, size, frame rate, length, frames by kind (key frames as the
 container marks them; I, SP, P and B as their slices say), the distance of key frames, and each kind of problem with the
 first place where it was found.
 
 options
-  --json    one JSON object on standard output; its "ok" is true when there is no problem
-  --repair  write a whole file of what an AVI or MP4 recording left that was not finished: of AVI every whole frame,
-            with an index in which the key frames are those of the bitstream; of MP4 all up to its last index. OUT must
-            not exist; without it the name is FILE.repaired.avi or FILE.repaired.mp4. FILE stays as it is
-  --help    print this
+  --json       one JSON object on standard output; its "ok" is true when there is no problem
+  --repair     write a whole file of what an AVI or MP4 recording left that was not finished: of AVI every whole frame,
+               with an index in which the key frames are those of the bitstream; of MP4 all up to its last index. OUT must
+               not exist; without it the name is FILE.repaired.avi or FILE.repaired.mp4. FILE stays as it is
+  --watermark  hold each key frame against its watermark instead, and print the times of those that were changed or
+               have none; ctrl-C ends the check with what was found until then
+  --help       print this
 
 problems
   file    unreadable unknown_kind not_opened cut_file no_frames
@@ -63,6 +67,8 @@ problems
 exit codes
   0 sound   1 wrong command line   2 no such file or of no known kind   3 problems
   4 the report, or the repaired file, could not be written
+of --watermark
+  0 every key frame has the right mark   3 some have not, or none   5 interrupted
 )";
 
 /** Kinds of files, in the order in which the library tries them. */
@@ -174,8 +180,9 @@ int RepairFile(const std::vector<std::string> &names, Failure *failure) {
 }
 
 int Main(int argc, char **argv) {
-    bool json = false, repair = false, help = false;
-    const tools::Option table[] = {{"--json", &json}, {"--repair", &repair}, {"--help", &help}, {"-h", &help}};
+    bool json = false, repair = false, watermark = false, help = false;
+    const tools::Option table[] = {
+        {"--json", &json}, {"--repair", &repair}, {"--watermark", &watermark}, {"--help", &help}, {"-h", &help}};
     std::vector<std::string> names;
     Failure failure;
     if (!tools::ParseCommandLine(argc, argv, table, &names, &failure)) return tools::PrintFailure("zvprobe", failure);
@@ -190,6 +197,10 @@ int Main(int argc, char **argv) {
     if (names.size() != 1) {
         return tools::PrintFailure("zvprobe", {kExitUsage, names.empty() ? "no file given" : "more than one file given",
                                                "name one file: zvprobe recording.mp4; see zvprobe --help"});
+    }
+    if (watermark) {
+        const int code = CheckWatermark(names[0], json, kExitProblems, &failure);
+        return failure.what.empty() ? tools::FinishReport("zvprobe", code) : tools::PrintFailure("zvprobe", failure);
     }
     Report report;
     report.file = names[0];
