@@ -16,7 +16,7 @@ std::unique_ptr<Media> Media::Open(const Options &options, Failure *failure) {
 }
 
 MediaInfo Media::Info() const {
-    return {video_->IsH265(), video_->Fps(), audio_ != nullptr ? audio_->Kind() : kNoAudio};
+    return {video_->IsH265(), video_->IsJpeg(), video_->Fps(), audio_ != nullptr ? audio_->Kind() : kNoAudio};
 }
 
 void Media::TakeVideo(Frame *frame) {

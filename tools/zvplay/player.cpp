@@ -89,6 +89,7 @@ bool Player::OpenRecording(const std::string &path, bool paced, Failure *failure
         return false;
     }
     close_ = Zelvane_CloseMediaFile;
+    krdf_ = IsKrdf(path);
     return true;
 }
 
@@ -174,7 +175,19 @@ uint32_t Player::Length() const {
     return seconds;
 }
 
-double Player::Position() const {
+/** A record's stamps count frames and stand still after a jump back: the index tells the time, they only refine it. */
+double Player::PositionInGroup(uint64_t stamp) {
+    ULONG_32 seconds = 0;
+    Zelvane_GetPlayTime(port_, &seconds);
+    if (seconds != group_time_) {
+        group_time_ = seconds;
+        group_stamp_ = stamp;
+    }
+    return seconds + static_cast<double>(stamp > group_stamp_ ? stamp - group_stamp_ : 0) / 90000;
+}
+
+double Player::Position() {
+    if (krdf_) return PositionInGroup(counters_.stamp.load(std::memory_order_relaxed));
     if (counters_.frames.load(std::memory_order_relaxed) > 0) {
         const uint64_t stamp = counters_.stamp.load(std::memory_order_relaxed);
         return static_cast<double>((stamp - counters_.first_stamp.load(std::memory_order_relaxed)) & kStampMask) /

@@ -51,6 +51,9 @@ class Player {
     /** Opens a recording, which stands until SetSpeed() or Show(). @param paced at its own pace without a window too */
     bool OpenRecording(const std::string &path, bool paced, Failure *failure);
 
+    /** Whether the recording is a KRDF record. */
+    bool PlaysKrdf() const { return krdf_; }
+
     /** Receives from the network. The address is in figures. */
     bool OpenNetwork(const Address &address, Failure *failure);
 
@@ -93,7 +96,7 @@ class Player {
     uint32_t Length() const;
 
     /** Time of the recording's frame that was read last, seconds from its first frame; whole ones without video. */
-    double Position() const;
+    double Position();
 
     /** Frames found so far, of video and sound; cheap. */
     uint32_t Frames() const;
@@ -139,6 +142,7 @@ class Player {
         std::atomic<uint32_t> frames{0}, pictures{0}, sounds{0};
         std::atomic<uint64_t> first_stamp{0}, stamp{0};  ///< of video frames, 90 kHz
     };
+    double PositionInGroup(uint64_t stamp);
     static void OnFrame(ULONG_32 port, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL reserved);
     static void OnPicture(ULONG_32 port, PLAYER_PICTURE_DATA_S *picture, void *counters, LONG_REAL reserved);
     static void OnSound(ULONG_32 port, PLAYER_PARSE_AUDIO_DATA_S *frame, void *counters, LONG_REAL reserved);
@@ -149,7 +153,10 @@ class Player {
     bool queued_ = false;                       ///< there is a ring of packets
     ULONG_32 port_ = 0;
     HANDLE window_ = nullptr;
-    size_t room_ = 0;  ///< slots that are free at least: only this side fills the ring
+    bool krdf_ = false;
+    uint32_t group_time_ = 0;   ///< of a record: when the group at the last look began, seconds
+    uint64_t group_stamp_ = 0;  ///< stamp of the frame that was the last one when that group was first looked at
+    size_t room_ = 0;           ///< slots that are free at least: only this side fills the ring
     Counters counters_;
 };
 

@@ -74,6 +74,7 @@ std::string Status::Mode(const PlayState &state) {
     if (state.loop) mode += "  loop";
     if (state.paused) mode += "  PAUSED";
     if (state.talk.on) mode += "  TALK";
+    if (!state.refusal.empty()) mode += "  " + state.refusal;
     return mode + state.capture;
 }
 
@@ -108,11 +109,11 @@ void Status::Json(const Figures &figures, const PlayState &state, bool end) {
         "{\"time\": %.2f, \"length\": %s, \"speed\": \"%s\", \"loop\": %s, \"frames\": %u, \"pictures\": %u, \"rate\": "
         "%d, \"bit_rate\": %d, \"packets\": %d, "
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
-        "\"audio\": \"%s\", %s\"sound\": %s, \"paused\": %s, \"end\": %s}\n",
+        "\"audio\": \"%s\", %s\"sound\": %s, \"paused\": %s, \"refused\": %s, \"end\": %s}\n",
         state.position, length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
         figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost, figures.fill, figures.sounds,
         figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(), state.sound ? "true" : "false",
-        state.paused ? "true" : "false", end ? "true" : "false");
+        state.paused ? "true" : "false", state.refusal.empty() ? "false" : "true", end ? "true" : "false");
     std::fflush(stdout);
 }
 

@@ -22,6 +22,7 @@ struct PlayState {
     int speed = kNormalSpeed;  ///< index into kSpeeds
     bool loop = false;         ///< begins again at the end
     TalkState talk;            ///< to the camera
+    std::string refusal;       ///< what the library refused just now, in words
     std::string capture;       ///< what is being recorded or was saved just now, in words
 };
 
