@@ -277,7 +277,7 @@ class Model {
     uint32_t m_unit = 0, m_units = 0, m_entry = 0, m_entries = 0, m_most = 0, m_size = 0, m_done = 0;
     int64_t m_begin = 0, m_time = 0, m_jump = -1;
     bool m_head = false, m_destroyed = false, m_end = false;
-    std::string m_frame = std::string(1 << 21, '\0');
+    std::string m_frame = std::string(1 << 18, '\0');
     uint32_t m_length = 0, m_audioLength = 0, m_kind = 0, m_base = 0, m_number = 0, m_sounds = 0;
     uint64_t m_videoStamp = 0, m_audioStamp = 0;
     bool m_video = false, m_seen = false, m_based = false, m_ended = false, m_broken = false;

@@ -131,7 +131,6 @@ bool KrdfWriter::FinishGroup(Failure *failure) {
     if (group_.empty()) return true;
     const uint32_t size = static_cast<uint32_t>(group_.size()), blocks = (size + kBlock - 1) / kBlock;
     for (size_t i = 0; i < 4; ++i) group_[4 + i] = static_cast<uint8_t>(size >> 8 * i);
-    group_.resize(size_t{blocks} * kBlock);
     const uint32_t most = (layout_.index_blocks * kBlock - kIndexInfo) / kSubEntry;
     const bool full = unit_ == 0 || next_block_ + blocks > kBlocksAUnit || groups_ == most ||
                       (layout_.groups_a_unit > 0 && groups_ >= layout_.groups_a_unit);
@@ -153,7 +152,8 @@ bool KrdfWriter::FinishGroup(Failure *failure) {
 
 bool KrdfWriter::Close(Failure *failure) {
     const bool wrote = FinishGroup(failure);
-    const bool closed = close(file_) == 0;
+    const uint64_t end = unit_ > 0 ? UnitPlace() + uint64_t{next_block_} * kBlock : layout_.base + kFirstUnit;
+    const bool closed = ftruncate(file_, static_cast<off_t>(end)) == 0 && close(file_) == 0;
     file_ = -1;
     if (wrote && !closed) *failure = {kExitSource, path_ + ": it can't be written: " + std::strerror(errno), ""};
     return wrote && closed;
