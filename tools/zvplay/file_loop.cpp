@@ -8,7 +8,7 @@ namespace {
 
 constexpr double kAgain = 1;  // seconds within which another seek counts from the target of the one before
 constexpr double kNote = 3;   // seconds for which a refusal is shown
-const char kRefusal[] = "a KRDF record does not go back to its start: second 1 is as near as it goes";
+const char kRefusal[] = "a KRDF record goes back to second 1 only";
 
 struct Jump {
     Action action;

@@ -142,7 +142,7 @@ class Player {
         std::atomic<uint32_t> frames{0}, pictures{0}, sounds{0};
         std::atomic<uint64_t> first_stamp{0}, stamp{0};  ///< of video frames, 90 kHz
     };
-    double PositionInGroup(uint64_t stamp);
+    double PositionInGroup();
     static void OnFrame(ULONG_32 port, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL reserved);
     static void OnPicture(ULONG_32 port, PLAYER_PICTURE_DATA_S *picture, void *counters, LONG_REAL reserved);
     static void OnSound(ULONG_32 port, PLAYER_PARSE_AUDIO_DATA_S *frame, void *counters, LONG_REAL reserved);
@@ -154,8 +154,8 @@ class Player {
     ULONG_32 port_ = 0;
     HANDLE window_ = nullptr;
     bool krdf_ = false;
-    uint32_t group_time_ = 0;   ///< of a record: when the group at the last look began, seconds
-    uint64_t group_stamp_ = 0;  ///< stamp of the frame that was the last one when that group was first looked at
+    uint32_t group_time_ = 0;    ///< of a record: when the group at the last look began, seconds
+    uint32_t group_frames_ = 0;  ///< frames found when that group was first looked at
     size_t room_ = 0;           ///< slots that are free at least: only this side fills the ring
     Counters counters_;
 };

@@ -74,7 +74,7 @@ std::string Status::Mode(const PlayState &state) {
     if (state.loop) mode += "  loop";
     if (state.paused) mode += "  PAUSED";
     if (state.talk.on) mode += "  TALK";
-    if (!state.refusal.empty()) mode += "  " + state.refusal;
+    if (!state.refusal.empty()) mode += "  (" + state.refusal + ")";
     return mode + state.capture;
 }
 
@@ -97,6 +97,7 @@ void Status::Live(const Figures &figures, const PlayState &state) {
     PlayState still = state;
     still.talk.on = false;  // it has words of its own here
     line += TalkText(state.talk) + Mode(still);
+    if (!state.refusal.empty()) line = Time(state.position) + Length(state) + "  " + state.refusal;
     line.resize(std::min(line.size(), TerminalWidth() - 1));
     std::printf("\r%s\033[K", line.c_str());
     std::fflush(stdout);
