@@ -163,7 +163,7 @@ class Model {
         m_entry = entry;
         m_entryPos = Info() + 16 * uint64_t{entry};
         if (const unsigned result = Load(); result != 0) return result;
-        m_end = false;
+        m_end = m_broken = false;
         return 0;
     }
 

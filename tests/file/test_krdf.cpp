@@ -419,7 +419,7 @@ TEST(Krdf, LyingCountsAndHolesTakeBoundedTime) {
     }
     LogLines log;
     EXPECT_LT(ElapsedMs([&] { EXPECT_EQ(Reader(path).opened, ULONG_32{PLAYER_ERR_FILE_READ}); }),
-              10000 * SANITIZED_SLOWDOWN)
+              20000 * SANITIZED_SLOWDOWN)
         << "262,144 groups of nothing";
     EXPECT_LT(LogLines::Total(), 1000U);
 }

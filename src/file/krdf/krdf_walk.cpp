@@ -413,5 +413,6 @@ ULONG_32 Krdf_jumpFileByTime(KRDF_PARSER_S *pstKrdfParser, LONG_32 lSeconds) {
     LOG_ERROR("Successed to Refresh File Info of File[%s], JumpTime is %d(s).", pstKrdfParser->strLocalFilePath,
               lSeconds);
     pstKrdfParser->bHaveReadEnd = 0;
+    pstKrdfParser->bFrameBroken = 0;
     return PLAYER_ERR_OK;
 }
