@@ -69,6 +69,15 @@ typedef enum tagPlayerErrorE {
     PLAYER_ERR_DISK_FULL = 264,        /**< write failed, disk full */
     PLAYER_ERR_FILE_READ = 265,        /**< file read or seek failed */
     PLAYER_ERR_PACK_AGAIN = 267,       /**< a muxer has more packets to make of this frame */
+    PLAYER_ERR_KRDF_INDEX = 271,       /**< an index or a group of a KRDF record has bad contents */
+    PLAYER_ERR_KRDF_SEEK = 272,        /**< seek failed in a KRDF record */
+    PLAYER_ERR_KRDF_NOT_OPEN = 273,    /**< no KRDF record is open */
+    PLAYER_ERR_KRDF_READ_END = 274,    /**< nothing is left of a KRDF record */
+    PLAYER_ERR_KRDF_JUMP_OVER = 275,   /**< jump past the total time of a KRDF record */
+    PLAYER_ERR_KRDF_OVER_TIME = 277,   /**< reading a KRDF record was called off */
+    PLAYER_ERR_KRDF_NOT_RUNNING = 278, /**< the reader of a KRDF record does not run */
+    PLAYER_ERR_KRDF_SPELL = 280,       /**< a frame of a KRDF record could not be put together */
+    PLAYER_ERR_KRDF_PACKET_LEN = 281,  /**< a packet of a KRDF record has an impossible length */
     PLAYER_ERR_UNKNOWN_STREAM = 524,   /**< data of no known stream type */
     PLAYER_ERR_PACKET_LOST = 525,      /**< packet lost or frame damaged */
     PLAYER_ERR_NEED_MORE_DATA = 526,   /**< no complete frame yet */

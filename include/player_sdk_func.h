@@ -294,7 +294,8 @@ ZELVANE_API BOOL_T Zelvane_AFrameBack(ULONG_32 ulPort);
  * Moves a file to the first key frame behind a time. The call returns at once; the play thread moves, shows one picture
  * of the new place even while paused, and goes on as before. Time is counted in frames at the rate of the stream, or
  * 25 a second before the first picture has told it. Past the end an MP4 or AVI file stays where it is or ends; an
- * MPEG-TS file stays.
+ * MPEG-TS file stays. A KRDF record moves to the group of pictures at the time or last before it, and past its total
+ * time it ends; it does not go back to its start: with 0 it stays, and the log says so.
  * @param ulPort port
  * @param ulTime seconds since the start
  * @return 1; or 0 with PLAYER_ERR_NOT_SUPPORT for another kind of source

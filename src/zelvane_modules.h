@@ -21,6 +21,8 @@
 #include "codec/module_code.h"
 #include "codec/port_codec.h"
 #include "file/avi/avifmt.h"
+#include "file/krdf/common_datatype.h"
+#include "file/krdf/krdf_parser.h"
 #include "file/module_avi.h"
 #include "file/module_file.h"
 #include "file/module_krdf.h"

@@ -9,7 +9,7 @@ ULONG_32 Create(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo) {
     pstFileInfo->hKrdfParser = KRDF_CreateKrdfParser(pcFileName, pstFileInfo->dulFileStartPos);
     if (pstFileInfo->hKrdfParser == nullptr) {
         LOG_ERROR("File_CreateFileParser Failed, KRDF_CreateKrdfParser Failed.");
-        return PLAYER_ERR_NOT_SUPPORT;
+        return PLAYER_ERR_PARAM;
     }
     return PLAYER_ERR_OK;
 }

@@ -87,8 +87,8 @@ TEST(ModuleFile, TheFirstFormatInOrderWins) {
         {"RIFFsizeAVI LIST", PLAYER_ERR_PARAM, "File_CreateFileParser Failed, AVI_CreateAviParser Failed."},
         {"RIFFsizeWAVEfmt ", PLAYER_ERR_NOT_SUPPORT, ""},
         {krdf + std::string(139, 'x'), PLAYER_ERR_NOT_SUPPORT, ""},  // a head is 144 bytes
-        {krdf + std::string(140, 'x'), PLAYER_ERR_NOT_SUPPORT,
-         "File_CreateFileParser Failed, KRDF_CreateKrdfParser Failed."},
+        {krdf + std::string(140, 'x'), PLAYER_ERR_KRDF_INDEX,
+         "File_GetFileProperty Failed, KRDF_GetKrdfInfo Failed, Error[0x10f]."},
     };
     for (const auto &one : cases) {
         LogLines log;

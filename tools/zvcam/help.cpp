@@ -4,9 +4,10 @@ namespace zvcam {
 namespace {
 
 const char kHelp[] =
-    R"(zvcam - a camera for demonstrations and tests: sends H.264 or H.265 with sound
+    R"(zvcam - a camera for demonstrations and tests: sends H.264 or H.265 with sound, or writes a device's record of it
 
 usage: zvcam [option...] [FILE] DESTINATION...
+       zvcam --krdf RECORD [option...] [FILE]
 
 FILE is H.264 or H.265 as an encoder writes it (Annex B, .264 or .265). Without one a moving test picture is sent, which
 ffmpeg encodes. DESTINATION, one or many, is
@@ -19,6 +20,7 @@ examples
   zvcam --loop --audio aac front.264 tcp://:8554         a file as a camera, for zvplay tcp://127.0.0.1:8554
   zvcam --loss 1 --reorder 1 --seed 7 udp://127.0.0.1:5004
   zvcam --fast --split 7 front.265 tcp://127.0.0.1:8554?ts
+  zvcam --krdf a.krdf --seconds 60 --audio g711u         a record, for zvplay a.krdf
   zvcam --listen said.wav --echo tcp://:8554             for zvplay --talk hello.wav tcp://127.0.0.1:8554
   zvcam --sdp cam.sdp udp://127.0.0.1:5004               for ffplay -protocol_whitelist file,udp,rtp cam.sdp
 
@@ -32,7 +34,7 @@ stream
                        who comes later begins with the next key frame
 test picture
   --size WxH           default 640x360
-  --codec h264|h265    default h264
+  --codec h264|h265    default h264; of records also jpeg
   --bit-rate KBIT      default 2000
   --gop N              frames from key frame to key frame; default 2 seconds
 sound
@@ -55,6 +57,12 @@ packets
   --sdp FILE           write a description of the first udp:// destination, for other players
 analytics
   --analytics FILE     send rules and moving boxes beside the pictures, as a JSON file says; see below
+record
+  --krdf RECORD        write the stream into a KRDF record, as fast as it comes, and send nothing; FILE may be .mjpeg, and
+                       --playback-time T is when it begins, default now; its sound is G.711
+  --unit-groups N      go on in the next unit, 256 MiB further, after N groups of pictures; default when one is full. The
+                       file has holes then: 16 units are 4 GiB at most, of which little lies on the disk
+  --gop N              of JPEG: pictures a group; default a second of them
 
 faults, as percentages of the packets; they repeat exactly with the same --seed N, default 1
   --loss P             left out, --loss-burst N at a time

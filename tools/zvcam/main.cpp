@@ -1,19 +1,20 @@
 /**
  * zvcam: a camera. ParseOptions() reads what is wanted; Media gives pictures and sound from files or encoders; Camera
  * gives each frame, when it is due, to its Clients; a Client makes packets of it (RTP or MPEG-TS), lets its faults have
- * their way with them, and sends them.
+ * their way with them, and sends them. Or WriteRecord() puts the stream into a record on the disk.
  */
 #include <csignal>
 #include <cstdio>
 
 #include "player_sdk_func.h"
 #include "zvcam/camera.h"
+#include "zvcam/krdf_record.h"
 
 namespace zvcam {
 namespace {
 
-/** Signals end the run in order; they get through only while the camera sleeps, so none can be missed. */
-void TakeSignals() {
+/** Signals end the run in order. @param held they get through only while the camera sleeps, so none can be missed */
+void TakeSignals(bool held) {
     struct sigaction action = {};
     action.sa_handler = [](int) { Camera::Interrupt(); };
     sigset_t ending;
@@ -22,7 +23,7 @@ void TakeSignals() {
         sigaction(number, &action, nullptr);
         sigaddset(&ending, number);
     }
-    sigprocmask(SIG_BLOCK, &ending, nullptr);
+    if (held) sigprocmask(SIG_BLOCK, &ending, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 }
 
@@ -37,8 +38,14 @@ int Main(int argc, char **argv) {
         std::printf("zvcam, Zelvane %u.%u.%u\n", version & 255, version >> 8 & 255, version >> 16);
     }
     if (options.help || options.version) return tools::FinishReport("zvcam", kExitOk);
+    TakeSignals(options.krdf.empty());
+    if (!options.krdf.empty()) {
+        std::string report;
+        if (!WriteRecord(options, &report, &failure)) return fail();
+        std::printf("%s\n", report.c_str());
+        return tools::FinishReport("zvcam", kExitOk);
+    }
     Camera camera(options);
-    TakeSignals();
     if (!camera.Open(&failure)) return Camera::IsInterrupted() ? kExitOk : fail();
     const bool good = camera.Run(&failure);
     std::printf("%s\n", camera.Report().c_str());

@@ -50,7 +50,7 @@ bool Media::TakePicture() {
 }
 
 MediaInfo Media::Info() const {
-    return {video_->IsH265(), video_->Fps(), audio_ != nullptr ? audio_->Kind() : kNoAudio,
+    return {video_->IsH265(), video_->IsJpeg(), video_->Fps(), audio_ != nullptr ? audio_->Kind() : kNoAudio,
             analytics_ != nullptr && analytics_->SendsData()};
 }
 

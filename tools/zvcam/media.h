@@ -15,7 +15,7 @@ namespace zvcam {
 
 /** What all makers of packets need to know of the stream. */
 struct MediaInfo {
-    bool h265 = false;
+    bool h265 = false, jpeg = false;  ///< neither: H.264
     double fps = 25;
     AudioKind audio = kNoAudio;
     bool data = false;  ///< data frames come

@@ -9,7 +9,7 @@
 namespace zvcam {
 namespace {
 
-const char *const kCodecs[] = {"h264", "h265"};
+const char *const kCodecs[] = {"h264", "h265", "jpeg"};
 const char *const kAudio[] = {"none", "g711u", "g711a", "aac"};
 constexpr uint32_t kAuto = UINT32_MAX;
 
@@ -32,7 +32,7 @@ std::vector<tools::Option> Table(Options *o, std::string *playback_time) {
         {"--wait", Whole{&o->wait, 0, 10000}},
         {"--spread", Number{&o->spread, 0, 10000}},
         {"--size", &o->size},
-        {"--codec", tools::Choice{&o->h265, kCodecs}},
+        {"--codec", tools::Choice{&o->codec, kCodecs}},
         {"--bit-rate", Whole{&o->bit_rate, 16, 200000}},
         {"--gop", Whole{&o->gop, 1, 10000}},
         {"--audio", tools::Choice{&o->audio, kAudio}},
@@ -45,6 +45,8 @@ std::vector<tools::Option> Table(Options *o, std::string *playback_time) {
         {"--rsa-key", &o->rsa_key},
         {"--scramble-file", &o->file_password},
         {"--watermark", &o->watermark},
+        {"--krdf", &o->krdf},
+        {"--unit-groups", Whole{&o->krdf_unit, 1, 16368}},
         {"--mtu", Whole{&o->packets.mtu, 64, 10000}},
         {"--aggregate", &o->packets.aggregate},
         {"--playback-time", playback_time},
@@ -158,23 +160,41 @@ bool CheckProtection(const Options &options, Failure *failure) {
     return true;
 }
 
+/** A record is written, not sent: what belongs to sending has no place beside it. */
+bool CheckRecord(const Options &options, Failure *failure) {
+    if (options.krdf.empty()) {
+        if (options.codec == kJpeg || options.krdf_unit != 0) {
+            return Fail(failure, "--codec jpeg and --unit-groups are for records", "add --krdf FILE");
+        }
+        return true;
+    }
+    if (!options.destinations.empty() || !options.sdp.empty() || options.packets.finish || options.packets.aggregate) {
+        return Fail(failure, "--krdf writes a record and sends nothing", "leave out the destination and its options");
+    }
+    if (options.audio == kAac) return Fail(failure, "a record holds G.711", "add --audio g711u or g711a");
+    return true;
+}
+
 bool Check(const Options &options, Failure *failure) {
-    if (options.destinations.empty()) {
+    if (!CheckRecord(options, failure)) return false;
+    if (options.destinations.empty() && options.krdf.empty()) {
         return Fail(failure, "no destination given", "name one: zvcam udp://127.0.0.1:5004; see zvcam --help");
     }
     if (!options.audio_file.empty() && options.audio == kNoAudio) {
         return Fail(failure, "--audio-file needs its coding", "add --audio g711u, g711a or aac");
     }
     const Options usual;
-    const bool shaped = options.size != usual.size || options.h265 != usual.h265 ||
-                        options.bit_rate != usual.bit_rate || options.gop != usual.gop;
+    const bool gop = options.gop != usual.gop && options.krdf.empty();  // of a record it cuts JPEG into groups
+    const bool shaped =
+        options.size != usual.size || options.codec != usual.codec || options.bit_rate != usual.bit_rate || gop;
     if (shaped && !options.file.empty()) {
         return Fail(
             failure,
             "--size, --codec, --bit-rate and --gop are the test picture's, and " + options.file + " is sent instead",
             "leave out the one or the other");
     }
-    return CheckSize(options.size, failure) && CheckProtection(options, failure) && CheckTransports(options, failure);
+    return CheckSize(options.size, failure) && CheckProtection(options, failure) &&
+           (!options.krdf.empty() || CheckTransports(options, failure));
 }
 
 }  // namespace

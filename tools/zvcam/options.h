@@ -54,6 +54,9 @@ struct FaultOptions {
     uint32_t seed = 1;           ///< the same seed makes the same faults
 };
 
+/** Codings of the pictures, in the order of the words of --codec. */
+enum VideoKind { kH264, kH265, kJpeg };
+
 /** What the user asked for. */
 struct Options {
     std::string file;  ///< empty for the test picture
@@ -66,7 +69,7 @@ struct Options {
     uint32_t wait = 0;   ///< clients to wait for before the first frame
     double spread = 0;   ///< milliseconds over which the datagrams of a frame are spread
     std::string size = "640x360";
-    int h265 = 0;              ///< coding of the test picture
+    int codec = kH264;         ///< VideoKind of the test picture
     uint32_t bit_rate = 2000;  ///< of the test picture, kbit/s
     uint32_t gop = 0;          ///< frames from key frame to key frame of the test picture; 0 for two seconds
     int audio = 0;             ///< AudioKind
@@ -75,6 +78,8 @@ struct Options {
     bool echo = false;         ///< what it says comes back as the camera's sound
     std::string analytics;     ///< JSON file of what is sent beside the pictures; empty for nothing
     std::string sdp;           ///< file for a description of the stream
+    std::string krdf;          ///< a record to be written in place of sending; empty for none
+    uint32_t krdf_unit = 0;    ///< groups in a unit of it; 0 for as many as find room
 
     bool scramble = false;      ///< with a key message for who holds the RSA key
     std::string rsa_key;        ///< PEM file of it

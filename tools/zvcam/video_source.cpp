@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "bits/dsp_mcfw_preparse.h"
+#include "common/jpeg.h"
 
 namespace zvcam {
 namespace {
@@ -58,7 +59,8 @@ std::vector<std::string> EncoderCommand(const Options &options, double fps) {
         "-c:v", "libx264", "-x264-params", "scenecut=0:repeat-headers=1:sliced-threads=0", "-f", "h264"};
     const std::vector<std::string> h265 = {
         "-c:v", "libx265", "-x265-params", "log-level=error:scenecut=0:repeat-headers=1:open-gop=0", "-f", "hevc"};
-    const std::vector<std::string> &coding = options.h265 != 0 ? h265 : h264;
+    const std::vector<std::string> jpeg = {"-c:v", "mjpeg", "-f", "mjpeg"};
+    const std::vector<std::string> &coding = options.codec == kJpeg ? jpeg : options.codec == kH265 ? h265 : h264;
     words.insert(words.end(), coding.begin(), coding.end());
     words.push_back("pipe:1");
     return words;
@@ -76,6 +78,7 @@ std::unique_ptr<VideoSource> VideoSource::Open(const Options &options, Failure *
 bool VideoSource::OpenFile(const Options &options, Failure *failure) {
     tools::MappedFile file;
     if (!file.Open(options.file, failure)) return false;
+    if (tools::JpegLength(file.All()) > 0) return OpenJpeg(std::move(file), options, failure);
     const bool by_name = HasEndingOf(options.file, true) || HasEndingOf(options.file, false);
     const bool h265 = by_name ? HasEndingOf(options.file, true) : tools::AccessUnitReader::Recognise(file.All()) == 265;
     if (!tools::CheckByteStream(options.file, file.All(), h265, failure)) return false;
@@ -90,6 +93,27 @@ bool VideoSource::OpenFile(const Options &options, Failure *failure) {
     loop_ = options.loop;
     units_->Rewind();
     return true;
+}
+
+/** The players of this platform take JPEG in packets too, but no camera of it sends them. */
+bool VideoSource::OpenJpeg(tools::MappedFile file, const Options &options, Failure *failure) {
+    if (options.krdf.empty()) {
+        *failure = {kExitSource, options.file + ": JPEG is not sent", "write it into a record with --krdf"};
+        return false;
+    }
+    jpeg_ = std::make_unique<JpegSource>(std::move(file));
+    fps_ = options.fps > 0 ? options.fps : 25;
+    loop_ = options.loop;
+    return true;
+}
+
+bool VideoSource::NextJpeg(Picture *picture) {
+    picture->units.resize(1);
+    picture->key = true;
+    if (jpeg_->Next(&picture->units[0])) return true;
+    if (!loop_) return false;
+    jpeg_->Rewind();
+    return jpeg_->Next(&picture->units[0]);
 }
 
 bool VideoSource::StartEncoder(const Options &options, Failure *failure) {
@@ -110,7 +134,11 @@ bool VideoSource::StartEncoder(const Options &options, Failure *failure) {
         begin.clear();
         return true;
     };
-    units_ = std::make_unique<tools::AccessUnitReader>(all, options.h265 != 0);
+    if (options.codec == kJpeg) {
+        jpeg_ = std::make_unique<JpegSource>(all);
+    } else {
+        units_ = std::make_unique<tools::AccessUnitReader>(all, options.codec == kH265);
+    }
     return true;
 }
 
@@ -134,6 +162,7 @@ void VideoSource::AddParameterSets(Picture *picture) const {
 }
 
 bool VideoSource::Next(Picture *picture) {
+    if (jpeg_ != nullptr) return NextJpeg(picture);
     if (!units_->Next(&unit_)) {
         if (!loop_) return false;
         units_->Rewind();

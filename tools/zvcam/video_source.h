@@ -7,6 +7,7 @@
 
 #include "common/access_units.h"
 #include "zvcam/child.h"
+#include "zvcam/jpeg_source.h"
 #include "zvcam/options.h"
 
 namespace zvcam {
@@ -32,7 +33,8 @@ class VideoSource {
     /** Takes the next picture. @return false at the end */
     bool Next(Picture *picture);
 
-    bool IsH265() const { return units_->IsH265(); }
+    bool IsH265() const { return units_ != nullptr && units_->IsH265(); }
+    bool IsJpeg() const { return jpeg_ != nullptr; }
     double Fps() const { return fps_; }
     uint64_t UnitsLeftOut() const { return units_left_out_; }
     /** Why the encoder ended, or empty. */
@@ -40,12 +42,15 @@ class VideoSource {
 
  private:
     bool OpenFile(const Options &options, Failure *failure);
+    bool OpenJpeg(tools::MappedFile file, const Options &options, Failure *failure);
+    bool NextJpeg(Picture *picture);
     bool StartEncoder(const Options &options, Failure *failure);
     void KeepParameterSets();
     void AddParameterSets(Picture *picture) const;
 
     std::unique_ptr<Child> encoder_;
-    std::unique_ptr<tools::AccessUnitReader> units_;
+    std::unique_ptr<tools::AccessUnitReader> units_;  ///< null for JPEG
+    std::unique_ptr<JpegSource> jpeg_;                ///< null for the others
     tools::AccessUnit unit_;
     bool loop_ = false;
     double fps_ = 25;

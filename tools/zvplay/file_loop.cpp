@@ -7,6 +7,8 @@ namespace zvplay {
 namespace {
 
 constexpr double kAgain = 1;  // seconds within which another seek counts from the target of the one before
+constexpr double kNote = 3;   // seconds for which a refusal is shown
+const char kRefusal[] = "a KRDF record goes back to second 1 only";
 
 struct Jump {
     Action action;
@@ -30,6 +32,7 @@ FileLoop::FileLoop(const Options &options, Player *player, Window *window, Statu
  * comes first when something else than the plain beginning is wanted.
  */
 void FileLoop::Begin() {
+    if (player_.PlaysKrdf()) position_ = player_.Position();  // the open of a record leaves its first groups behind
     if (options_.start > 0 || speed_ >= kFirstKeySpeed) {
         player_.Halt();
         player_.Step();
@@ -41,7 +44,7 @@ void FileLoop::Begin() {
 
 PlayState FileLoop::State() const {
     PlayState state;
-    state.position = player_.Position();
+    state.position = position_;
     state.played = played_;
     state.length = length_;
     state.paused = paused_;
@@ -50,6 +53,7 @@ PlayState FileLoop::State() const {
     state.recording = true;
     state.speed = speed_;
     state.loop = loop_;
+    if (refused_ && Seconds(Clock::now() - refused_at_) < kNote) state.refusal = kRefusal;
     return state;
 }
 
@@ -61,6 +65,16 @@ void FileLoop::Pause() {
     }
 }
 
+std::string FileLoop::Remark() const { return refused_ ? kRefusal : ""; }
+
+/** The whole second that the library is asked for: it refuses the start of a record, which is said and not hidden. */
+uint32_t FileLoop::Reachable(double seconds) {
+    if (seconds >= 1 || !player_.PlaysKrdf()) return static_cast<uint32_t>(seconds);
+    refused_ = true;
+    refused_at_ = Clock::now();
+    return 1;
+}
+
 /** Goes to a time; behind the end it is as if the recording had ended. */
 void FileLoop::Seek(double seconds) {
     target_ = std::max(seconds, 0.0);
@@ -69,7 +83,7 @@ void FileLoop::Seek(double seconds) {
     if (length_ > 0 && target_ >= length_) {
         HandleEnd();
     } else {
-        player_.Seek(static_cast<uint32_t>(target_));
+        player_.Seek(Reachable(target_));
     }
 }
 
@@ -120,7 +134,7 @@ void FileLoop::HandleEnd() {
         return;
     }
     seek_frames_ = player_.Frames();
-    player_.Seek(static_cast<uint32_t>(options_.start < length_ ? options_.start : 0));
+    player_.Seek(Reachable(options_.start < length_ ? options_.start : 0));
     if (!paused_) player_.SetSpeed(kSpeeds[speed_].value);
 }
 

@@ -11,6 +11,7 @@ class FileLoop : public PlayLoop {
     FileLoop(const Options &options, Player *player, Window *window, Status *status);
 
     PlayState State() const override;
+    std::string Remark() const override;
 
  private:
     bool Advance(Failure *failure) override;
@@ -21,6 +22,7 @@ class FileLoop : public PlayLoop {
 
     void Begin();
     void Seek(double seconds);
+    uint32_t Reachable(double seconds);
     void SeekBy(double seconds);
     void SetSpeed(int speed);
     void HandleEnd();
@@ -33,8 +35,10 @@ class FileLoop : public PlayLoop {
     double target_ = 0;  ///< of the last seek
     Clock::time_point seek_at_;
     uint32_t seek_frames_ = 0;  ///< frames found when it was asked for
-    double played_ = 0;         ///< seconds of the stream, without what seeks left out
-    double position_ = 0;       ///< at the last look
+    bool refused_ = false;      ///< the start was asked for, to which a record does not go back
+    Clock::time_point refused_at_;
+    double played_ = 0;    ///< seconds of the stream, without what seeks left out
+    double position_ = 0;  ///< at the last look
 };
 
 }  // namespace zvplay

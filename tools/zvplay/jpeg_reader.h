@@ -38,13 +38,6 @@ class JpegReader : public Source {
     std::string remark_;
 };
 
-/**
- * Length of the JPEG at the start of `data`, found by walking its segments, so that a thumbnail in one of them does not
- * end it. A picture without its end marker reaches to the next picture or the end.
- * @return 0 if no JPEG begins there
- */
-size_t JpegLength(Bytes data);
-
 /** The .jpg and .jpeg files of a folder, by name. */
 std::vector<std::string> FilesOfFolder(const std::string &folder);
 

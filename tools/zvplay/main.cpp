@@ -157,7 +157,7 @@ int Play(const Options &options) {
     talk.reset();
     player.Close();
     CloseLog();
-    status.Report(figures, state, loop->Saved(), plan.source != nullptr ? plan.source->Remark() : "");
+    status.Report(figures, state, loop->Saved(), plan.source != nullptr ? plan.source->Remark() : loop->Remark());
     return played && CheckResult(figures, state, plan, &failure) ? kExitOk : Fail(failure);
 }
 

@@ -21,6 +21,7 @@ SOURCE is one of
   tcp://HOST:PORT    a server of RTP packets behind "$" heads, or of MPEG-TS so framed: tcp://HOST:PORT?ts
   FILE.mp4 FILE.ts   a recording; TS of recorders, whose frames end with the transport priority bit
   FILE.avi           a recording of H.264, H.265 or JPEG; one that was not finished plays after zvprobe --repair
+  FILE.krdf          a record of this platform's devices; it does not go back to its start, only to its second 1
   FILE.rtp           RTP capture: a 16-bit big-endian length and a packet, repeated
   FILE.264 FILE.265  H.264 or H.265 as an encoder writes it (Annex B)
   FILE.mjpeg         JPEG pictures one after the other

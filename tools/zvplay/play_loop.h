@@ -33,6 +33,9 @@ class PlayLoop {
     /** What was saved of the stream, in words. */
     std::string Saved() const { return capture_.Summary(); }
 
+    /** What was odd, in words, for the report at the end; empty if nothing. */
+    virtual std::string Remark() const { return {}; }
+
  protected:
     using Clock = std::chrono::steady_clock;
 

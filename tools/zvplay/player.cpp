@@ -140,6 +140,7 @@ bool Player::OpenRecording(const std::string &path, bool paced, Failure *failure
         return false;
     }
     close_ = Zelvane_CloseMediaFile;
+    krdf_ = IsKrdf(path);
     return true;
 }
 
@@ -227,7 +228,21 @@ uint32_t Player::Length() const {
     return seconds;
 }
 
-double Player::Position() const {
+/** A record's stamps stand still after a jump back: its index tells the time, and the frames since then refine it. */
+double Player::PositionInGroup() {
+    ULONG_32 seconds = 0;
+    Zelvane_GetPlayTime(port_, &seconds);
+    const uint32_t frames = counters_.frames.load(std::memory_order_relaxed);
+    if (seconds != group_time_) {
+        group_time_ = seconds;
+        group_frames_ = frames;
+    }
+    const int32_t rate = Rate();
+    return seconds + (rate > 0 ? static_cast<double>(frames - group_frames_) / rate : 0);
+}
+
+double Player::Position() {
+    if (krdf_) return PositionInGroup();
     if (counters_.frames.load(std::memory_order_relaxed) > 0) {
         const uint64_t stamp = counters_.stamp.load(std::memory_order_relaxed);
         return static_cast<double>((stamp - counters_.first_stamp.load(std::memory_order_relaxed)) & kStampMask) /

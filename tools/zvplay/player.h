@@ -56,6 +56,9 @@ class Player {
     /** Opens a recording, which stands until SetSpeed() or Show(). @param paced at its own pace without a window too */
     bool OpenRecording(const std::string &path, bool paced, Failure *failure);
 
+    /** Whether the recording is a KRDF record. */
+    bool PlaysKrdf() const { return krdf_; }
+
     /** Receives from the network. The address is in figures. */
     bool OpenNetwork(const Address &address, Failure *failure);
 
@@ -101,7 +104,7 @@ class Player {
     uint32_t Length() const;
 
     /** Time of the recording's frame that was read last, seconds from its first frame; whole ones without video. */
-    double Position() const;
+    double Position();
 
     /** Frames found so far, of video and sound; cheap. */
     uint32_t Frames() const;
@@ -149,6 +152,7 @@ class Player {
     };
     static void OnPacket(ULONG_32 port, const UCHAR *data, ULONG_32 length, ULONG_32 format, void *counters,
                          LONG_REAL reserved);
+    double PositionInGroup();
     static void OnFrame(ULONG_32 port, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters, LONG_REAL reserved);
     static void OnPicture(ULONG_32 port, PLAYER_PICTURE_DATA_S *picture, void *counters, LONG_REAL reserved);
     static void OnSound(ULONG_32 port, PLAYER_PARSE_AUDIO_DATA_S *frame, void *counters, LONG_REAL reserved);
@@ -159,7 +163,10 @@ class Player {
     bool queued_ = false;                       ///< there is a ring of packets
     ULONG_32 port_ = 0;
     HANDLE window_ = nullptr;
-    size_t room_ = 0;  ///< slots that are free at least: only this side fills the ring
+    bool krdf_ = false;
+    uint32_t group_time_ = 0;    ///< of a record: when the group at the last look began, seconds
+    uint32_t group_frames_ = 0;  ///< frames found when that group was first looked at
+    size_t room_ = 0;           ///< slots that are free at least: only this side fills the ring
     Counters counters_;
 };
 

@@ -10,6 +10,7 @@
 
 #include "annexb_reader.h"
 #include "common/access_units.h"
+#include "common/jpeg.h"
 #include "common/mapped_file.h"
 #include "jpeg_reader.h"
 #include "rtp_reader.h"
@@ -17,6 +18,7 @@
 namespace zvplay {
 namespace {
 
+using tools::JpegLength;
 using SourcePtr = std::unique_ptr<Source>;
 
 enum class Kind { kUnknown, kRtp, kH264, kH265, kRecording, kJpeg };
@@ -28,8 +30,8 @@ struct Ending {
 const Ending kEndings[] = {
     {".rtp", Kind::kRtp},       {".264", Kind::kH264},      {".h264", Kind::kH264},     {".avc", Kind::kH264},
     {".265", Kind::kH265},      {".h265", Kind::kH265},     {".hevc", Kind::kH265},     {".ts", Kind::kRecording},
-    {".mp4", Kind::kRecording}, {".m4v", Kind::kRecording}, {".avi", Kind::kRecording}, {".mjpeg", Kind::kJpeg},
-    {".mjpg", Kind::kJpeg},     {".jpg", Kind::kJpeg},      {".jpeg", Kind::kJpeg},
+    {".mp4", Kind::kRecording}, {".m4v", Kind::kRecording}, {".avi", Kind::kRecording}, {".krdf", Kind::kRecording},
+    {".mjpeg", Kind::kJpeg},    {".mjpg", Kind::kJpeg},     {".jpg", Kind::kJpeg},      {".jpeg", Kind::kJpeg},
 };
 
 Kind KindByEnding(const std::string &name) {
@@ -41,14 +43,19 @@ Kind KindByEnding(const std::string &name) {
     return Kind::kUnknown;
 }
 
-/** Two TS packets (ISO/IEC 13818-1, 2.4.3.2), the first box of an MP4 file, or the form of an AVI file. */
+bool BeginsAsKrdf(Bytes data) {
+    constexpr size_t kHead = 144;
+    return data.size() >= kHead && std::memcmp(data.data(), "\x67\x13\0\0", 4) == 0;
+}
+
+/** Two TS packets (ISO/IEC 13818-1, 2.4.3.2), the first box of an MP4 file, the form of an AVI file, or a record. */
 bool BeginsAsRecording(Bytes data) {
     constexpr size_t kPacket = 188;
     const auto has = [data](size_t at, const char *word) {
         return data.size() >= at + 4 && std::memcmp(data.data() + at, word, 4) == 0;
     };
     return (data.size() > kPacket && data[0] == 0x47 && data[kPacket] == 0x47) || has(4, "ftyp") ||
-           (has(0, "RIFF") && has(8, "AVI "));
+           (has(0, "RIFF") && has(8, "AVI ")) || BeginsAsKrdf(data);
 }
 
 Kind KindByContent(Bytes data) {
@@ -101,6 +108,12 @@ bool IsRecording(const std::string &path) {
     Failure ignored;
     if (kind == Kind::kUnknown && file.Open(path, &ignored)) kind = KindByContent(file.All());
     return kind == Kind::kRecording;
+}
+
+bool IsKrdf(const std::string &path) {
+    MappedFile file;
+    Failure ignored;
+    return file.Open(path, &ignored) && BeginsAsKrdf(file.All());
 }
 
 std::unique_ptr<Source> OpenSource(const Options &options, Failure *failure) {

@@ -43,6 +43,9 @@ class Source {
 /** Whether a file is a recording, which the library reads itself: MP4, MPEG-TS, AVI or KRDF. */
 bool IsRecording(const std::string &path);
 
+/** Whether a recording is a KRDF record, which keeps its time in groups and does not go back to its start. */
+bool IsKrdf(const std::string &path);
+
 /**
  * Opens what the user named, a file that is no recording.
  * @param options source and frame rate

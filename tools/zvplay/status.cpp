@@ -75,6 +75,7 @@ std::string Status::Mode(const PlayState &state) {
     if (state.analytics) mode += "  analytics";
     if (state.paused) mode += "  PAUSED";
     if (state.talk.on) mode += "  TALK";
+    if (!state.refusal.empty()) mode += "  (" + state.refusal + ")";
     return mode + state.capture;
 }
 
@@ -97,6 +98,7 @@ void Status::Live(const Figures &figures, const PlayState &state) {
     PlayState still = state;
     still.talk.on = false;  // it has words of its own here
     line += TalkText(state.talk) + Mode(still);
+    if (!state.refusal.empty()) line = Time(state.position) + Length(state) + "  " + state.refusal;
     line.resize(std::min(line.size(), TerminalWidth() - 1));
     std::printf("\r%s\033[K", line.c_str());
     std::fflush(stdout);
@@ -109,13 +111,13 @@ void Status::Json(const Figures &figures, const PlayState &state, bool end) {
         "{\"time\": %.2f, \"length\": %s, \"speed\": \"%s\", \"loop\": %s, \"frames\": %u, \"pictures\": %u, \"rate\": "
         "%d, \"bit_rate\": %d, \"packets\": %d, "
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
-        "\"audio\": \"%s\", %s\"sound\": %s, \"paused\": %s, \"not_descrambled\": %u, \"analytics\": %s, "
+        "\"audio\": \"%s\", %s\"sound\": %s, \"paused\": %s, \"refused\": %s, \"not_descrambled\": %u, \"analytics\": %s, "
         "\"analytics_records\": %u, \"end\": %s}\n",
         state.position, length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
         figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost, figures.fill, figures.sounds,
         figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(),
-        state.sound ? "true" : "false", state.paused ? "true" : "false", NotDescrambled(),
-        state.analytics ? "true" : "false", figures.records, end ? "true" : "false");
+        state.sound ? "true" : "false", state.paused ? "true" : "false", state.refusal.empty() ? "false" : "true",
+        NotDescrambled(), state.analytics ? "true" : "false", figures.records, end ? "true" : "false");
     std::fflush(stdout);
 }
 

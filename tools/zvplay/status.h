@@ -23,6 +23,7 @@ struct PlayState {
     bool loop = false;         ///< begins again at the end
     TalkState talk;            ///< to the camera
     bool analytics = false;    ///< rules and boxes are drawn
+    std::string refusal;       ///< what the library refused just now, in words
     std::string capture;       ///< what is being recorded or was saved just now, in words
 };
 

@@ -59,6 +59,7 @@ problems
   file    unreadable unknown_kind not_opened cut_file no_frames
   MP4     bad_box fragmented no_index bad_tables layout cut_sample empty_sample too_large
   AVI     bad_header no_index bad_index layout cut_frame too_large no_rate
+  KRDF    bad_index damaged_group overlap large_packet lost_frame too_large no_length stamps_back cut_file
   TS      sync_lost cut_frame continuity crc bad_table transport_error scrambled unknown_pid lost_frame no_frame_ends
           clock_jump too_large
   video   unknown_codec no_key_start no_parameter_sets bad_units no_picture false_key unmarked_key stamps_back
@@ -83,7 +84,7 @@ const Container kContainers[] = {
     {MP4_IsMp4File, "MP4", ProbeMp4, RepairMp4, ".repaired.mp4"},
     {TS_IsTSFile, "MPEG-TS", ProbeTs, nullptr, ""},
     {AVI_IsAviFile, "AVI", ProbeAvi, RepairAvi, ".repaired.avi"},
-    {KRDF_IsKrdfFile, "KRDF", nullptr, nullptr, ""},
+    {KRDF_IsKrdfFile, "KRDF", ProbeKrdf, nullptr, ""},
 };
 
 /** @return null for a file of no known kind */
@@ -140,7 +141,7 @@ int Probe(Report *report, Failure *failure) {
     }
     report->size = input.mapped.All().size();
     report->container = input.container->name;
-    if (input.container->probe != nullptr) input.container->probe(input.mapped.All(), input.stream.get(), report);
+    input.container->probe(input.mapped.All(), input.stream.get(), report);
     CheckOpens(report);
     if (report->IsSound() && report->video.frames == 0 && report->audio.frames == 0) {
         report->problems.Add("no_frames", "neither a picture nor sound in it");

@@ -23,6 +23,9 @@ void ProbeMp4(tools::Bytes data, std::FILE *file, Report *report);
 /** AVI: what the library plays of it. */
 void ProbeAvi(tools::Bytes data, std::FILE *file, Report *report);
 
+/** KRDF: the record at the beginning of the file, by its indexes. */
+void ProbeKrdf(tools::Bytes data, std::FILE *file, Report *report);
+
 /** MPEG-TS (ISO/IEC 13818-1) in the dialect of cameras and recorders. */
 void ProbeTs(tools::Bytes data, std::FILE *file, Report *report);
 

@@ -72,6 +72,12 @@ void PrintAudio(const AudioReport &audio) {
                 audio.duration, BitRate(audio.bytes, audio.duration) / 1000);
 }
 
+void PrintRecord(const RecordReport &record) {
+    std::printf("  record  %u unit%s, %u group%s, %u damaged, from %s to %s\n", record.units,
+                record.units == 1 ? "" : "s", record.groups, record.groups == 1 ? "" : "s", record.damaged,
+                record.begin.c_str(), record.end.c_str());
+}
+
 void PrintProblem(const Problem &problem) {
     std::string where;
     const auto add = [&where](const std::string &text) { where += (where.empty() ? " (" : ", ") + text; };
@@ -106,6 +112,13 @@ std::string JsonAudio(const AudioReport &audio) {
            ", \"frames\": " + Count(audio.frames) + "}";
 }
 
+std::string JsonRecord(const RecordReport &record) {
+    if (record.units == 0) return "null";
+    return Format("{\"units\": %u, \"groups\": %u, \"damaged_groups\": %u, ", record.units, record.groups,
+                  record.damaged) +
+           "\"begin\": " + JsonText(record.begin) + ", \"end\": " + JsonText(record.end) + "}";
+}
+
 std::string JsonProblem(const Problem &problem) {
     std::string text = "{\"code\": " + JsonText(problem.code) + ", \"count\": " + Count(problem.count);
     if (problem.place.byte >= 0) text += ", \"byte\": " + std::to_string(problem.place.byte);
@@ -129,6 +142,7 @@ void PrintText(const Report &report) {
     std::printf("%s: %s, %s, %.2f s, %.0f kbit/s\n", Printable(report.file).c_str(),
                 report.container.empty() ? "unknown kind" : report.container.c_str(), Size(report.size).c_str(),
                 report.Duration(), BitRate(report.size, report.Duration()) / 1000);
+    if (report.record.units > 0) PrintRecord(report.record);
     if (!report.video.codec.empty()) PrintVideo(report.video);
     if (!report.audio.codec.empty()) PrintAudio(report.audio);
     if (report.data_frames > 0) std::printf("  data    %s frames\n", Count(report.data_frames).c_str());
@@ -147,7 +161,8 @@ void PrintJson(const Report &report) {
         ", \"container\": " + container + ", \"size\": " + Count(report.size) +
         Format(", \"duration\": %.3f, \"bit_rate\": %.0f", report.Duration(), BitRate(report.size, report.Duration())) +
         ", \"video\": " + JsonVideo(report.video) + ", \"audio\": " + JsonAudio(report.audio) +
-        ", \"data_frames\": " + Count(report.data_frames) + ", \"problems\": [" + problems + "]}";
+        ", \"record\": " + JsonRecord(report.record) + ", \"data_frames\": " + Count(report.data_frames) +
+        ", \"problems\": [" + problems + "]}";
     std::puts(text.c_str());
 }
 

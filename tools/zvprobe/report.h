@@ -58,6 +58,14 @@ struct AudioReport {
     uint64_t frames = 0;
 };
 
+/** What only KRDF records have. */
+struct RecordReport {
+    uint32_t units = 0;
+    uint32_t groups = 0;
+    uint32_t damaged = 0;    ///< of the groups
+    std::string begin, end;  ///< of the first and the last group, local calendar time: when each begins
+};
+
 /** All of it. */
 struct Report {
     std::string file;
@@ -65,6 +73,7 @@ struct Report {
     uint64_t size = 0;      ///< bytes
     VideoReport video;
     AudioReport audio;
+    RecordReport record;
     uint64_t data_frames = 0;  ///< frames of analytics records
     Problems problems;
 
