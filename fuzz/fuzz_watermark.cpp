@@ -21,7 +21,8 @@ void Require(bool bTrue) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pucData, size_t ulSize) {
     static const LONG_32 alPayload[] = {PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_H265, PLAYER_PAYLOAD_AAC};
     static const std::unique_ptr<UCHAR[]> aucBuffer = std::make_unique<UCHAR[]>(VIDEO_FRAME_BUFFER_SIZE);
-    auto pstPort = std::make_unique<PLAEYR_PORT_S>();
+    static const std::unique_ptr<PLAEYR_PORT_S> pstPort = std::make_unique<PLAEYR_PORT_S>();
+    pstPort->stMarkInfo = {};
     bytes::Reader stInput(pucData, ulSize);
     for (int i = 0; i < 16 && stInput.Left() > 3; i++) {
         const UCHAR ucChoice = stInput.U8();

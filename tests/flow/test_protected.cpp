@@ -196,7 +196,8 @@ TEST_F(Protected, ARecordingsChangedByteIsFoundAtItsTime) {
     const std::string path = m_folder.At("marked.mp4");
     ASSERT_TRUE(support::Ffmpeg("-r 25 -i '" + m_folder.At("marked.264") + "' -c copy", path));
     std::string file = ReadText(path);
-    const std::vector<Span> units = Units(Marked(kH264)[2 * kGroup]);
+    const Bytes third = Marked(kH264)[2 * kGroup];
+    const std::vector<Span> units = Units(third);
     const size_t slice = file.find(std::string(units.back().begin(), units.back().begin() + 40));
     ASSERT_NE(slice, std::string::npos);
     FilePort port;
