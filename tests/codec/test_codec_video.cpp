@@ -165,6 +165,22 @@ TEST_F(CodecVideo, CountsJpegFailuresInARow) {
     EXPECT_EQ(0U, codec.ulDecordFailCount);
 }
 
+TEST_F(CodecVideo, ShowsTheJpegBehindABrokenOne) {
+    ASSERT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_JPEG));
+    const Bytes good = ReadFile(MediaPath("mjpeg_640x360/001.jpg"));
+    Bytes broken_head = good;  // the size of a component's sampling is impossible
+    for (size_t i = 0; i + 12 < good.size(); i++) {
+        if (good[i] == 0xFF && good[i + 1] == 0xC0) {
+            broken_head[i + 11] = 0xFF;
+        }
+    }
+    for (const Bytes &broken : {broken_head, Bytes(good.begin(), good.begin() + 100), Bytes{0xFF, 0xD8, 0xFF, 0xD9}}) {
+        EXPECT_EQ(0U, Decode(good));
+        EXPECT_EQ(528U, Decode(broken));
+        EXPECT_EQ(0U, Decode(good));
+    }
+}
+
 // A reader that takes the lock finds a picture whose planes hold, whatever the decoder does meanwhile.
 TEST_F(CodecVideo, HoldsItsPlanesForWhoTakesTheLock) {
     const Bytes large = ReadFile(MediaPath("mjpeg_640x360/001.jpg"));
