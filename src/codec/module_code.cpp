@@ -14,9 +14,16 @@ void ClearRecord(CODEC_INFO_S &stCodec, LONG_32 lCodecType, LONG_32 lCodecID) {
     stCodec.lCodecID = lCodecID;
 }
 
+// What an AAC decoder leaves in pcExtraData is its library's PCM: that address may be another codec's by now.
+bool OwnsExtra(const CODEC_INFO_S &stCodec) {
+    return stCodec.lCodecType != CODECTYPE_DECODER || stCodec.lCodecID != PLAYER_PAYLOAD_AAC;
+}
+
 void DropObjects(const CODEC_INFO_S &stCodec) {
     Codec_Drop(stCodec.hCodec);
-    Codec_Drop(stCodec.pcExtraData);
+    if (OwnsExtra(stCodec)) {
+        Codec_Drop(stCodec.pcExtraData);
+    }
     Codec_Drop(stCodec.pucDeinterlace);
 }
 
