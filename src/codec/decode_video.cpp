@@ -125,7 +125,9 @@ bool MakeJpegPlanes(CODEC_INFO_S &stCodec, DSP_Picture_Mjpeg &stPicture, CODE_DE
     const size_t ulLuma = static_cast<size_t>(stPicture.uPicWidth) * stPicture.uPicHeight;
     std::free(stPicture.pData[0]);
     Codec_ClearPlanes(stOut);
-    stPicture.pData[0] = static_cast<UCHAR *>(std::calloc(1, JpegPlanesSize(stPicture)));
+    // A chroma row more: who rounds an odd size up reads that far behind V.
+    const size_t ulRow = static_cast<size_t>(stPicture.uPicWidth) / 2 + 1;
+    stPicture.pData[0] = static_cast<UCHAR *>(std::calloc(1, JpegPlanesSize(stPicture) + ulRow));
     if (stPicture.pData[0] == nullptr) {
         return false;
     }
