@@ -86,6 +86,9 @@ const MpPicture *PictureOf(const H264Dec_Info &stInfo, const MpPicture &stRef) {
     }
 }
 
+/** Filler data (ITU-T H.264, 7.3.2.7): without a slice it asks for the next picture that waits. */
+UCHAR gaucFiller[] = {0, 0, 0, 1, 0x0C, 0xFF, 0x80};
+
 /** What became of one call of the H.264 decoder. */
 struct H264_OUTCOME {
     int lResult;    // below 0: failure
@@ -183,10 +186,11 @@ ULONG_32 Codec_DecodeH264(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
     if (stCodec.pcExtraData == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    Codec_MarkInput(stCodec);
+    Codec_MarkInput(stCodec, stFrame);
+    const bool bMore = Codec_AsksForMore(stFrame);
     auto &stInfo = *reinterpret_cast<H264Dec_Info *>(stCodec.pcExtraData);
-    stInfo.pstream_buf = stFrame.pucData;
-    stInfo.buf_size = static_cast<int>(stFrame.ulSize);
+    stInfo.pstream_buf = bMore ? gaucFiller : stFrame.pucData;
+    stInfo.buf_size = static_cast<int>(bMore ? sizeof(gaucFiller) : stFrame.ulSize);
     stInfo.bUcodeReverse = stCodec.lUser;
     stInfo.point_to_picture = -1;  // a library without the function answers neither failure nor a picture
     const H264_OUTCOME stOutcome = DecodeLocked(stCodec, stInfo, enMode, stOut);
@@ -195,7 +199,7 @@ ULONG_32 Codec_DecodeH264(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
         LOG_ERROR("CODE_Decoder: Call dec_h264_main Failed, Error:[%d].", stOutcome.lResult);
         return PLAYER_ERR_DECODE;
     }
-    return stOutcome.bPicture ? Codec_MarkOutput(stCodec) : ULONG_32{PLAYER_ERR_NO_PICTURE};
+    return stOutcome.bPicture ? Codec_MarkOutput(stCodec) : Codec_MarkNone(stCodec, stFrame);
 }
 
 ULONG_32 Codec_DecodeJpeg(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PLAYER_DEINTERLACEMODE_E,
@@ -203,6 +207,9 @@ ULONG_32 Codec_DecodeJpeg(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
     if (stCodec.pcExtraData == nullptr) {
         LOG_ERROR("CODE_Decoder: ExtraData is Null.");
         return PLAYER_ERR_PARAM;
+    }
+    if (stFrame.ulSize == 0) {
+        return PLAYER_ERR_NO_PICTURE;  // no picture is ever held back
     }
     auto &stPicture = *reinterpret_cast<DSP_Picture_Mjpeg *>(stCodec.pcExtraData);
     LONG_32 lResult = DSP_JpegDecode(stCodec.hCodec, stFrame.pucData, stFrame.ulSize, &stPicture, 1);

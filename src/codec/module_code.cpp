@@ -1,5 +1,8 @@
 #include "codec/module_code.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "codec/codec_inner.h"
 #include "codec/zvcodec_loader.h"
 #include "foundations/com_log.h"
@@ -176,7 +179,10 @@ ULONG_32 Codec_OwnExtra(CODEC_INFO_S &stCodec, void *pExtra, CODEC_DESTROY_PF pf
     return PLAYER_ERR_OK;
 }
 
-void Codec_MarkInput(CODEC_INFO_S &stCodec) {
+void Codec_MarkInput(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame) {
+    if (stFrame.ulSize == 0) {
+        return;
+    }
     stCodec.lInNum = Codec_NextMark(stCodec.lInNum);
     if (stCodec.bNoShow == 1) {
         stCodec.aucDecodeQueue[stCodec.lInNum] = 1;
@@ -190,6 +196,14 @@ ULONG_32 Codec_MarkOutput(CODEC_INFO_S &stCodec) {
         return PLAYER_ERR_OK;
     }
     stCodec.aucDecodeQueue[stCodec.lOutNum] = 0;
+    return PLAYER_ERR_NO_PICTURE;
+}
+
+ULONG_32 Codec_MarkNone(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame) {
+    if (Codec_EndsStream(stFrame)) {  // nothing is inside any more
+        stCodec.lOutNum = stCodec.lInNum;
+        std::fill(std::begin(stCodec.aucDecodeQueue), std::end(stCodec.aucDecodeQueue), UCHAR{0});
+    }
     return PLAYER_ERR_NO_PICTURE;
 }
 

@@ -198,8 +198,9 @@ MODULE_API BOOL_T CODE_CatchHwDecEx(BOOL_T bAble, PLAYER_GPU_ABLE_STATE_S *pstGp
 /* ---- decode, encode -------------------------------------------------------------------------------------------- */
 
 /**
- * Decodes one frame into at most one picture or PCM block.
- * @param pstFrame      the frame
+ * Decodes one frame into at most one picture or PCM block. A frame may hold pieces of two pictures and so give two: the
+ * others come with CODEC_FRAME_MORE, until there is none left (538).
+ * @param pstFrame      the frame; without bytes see CODEC_FRAME_S
  * @param enMode        deinterlacing, for H.264 alone
  * @param pstDecodeData receives planes, strides and size, or PCM, its length and format; a picture's planes change
  *                      under its stLock

@@ -11,11 +11,26 @@
 /** What the last decode produced. */
 enum : ULONG { VIDEO_DATA = 0, AUDIO_DATA = 1 };
 
+enum { PICTURE_STAMPS_NUM = 64 };
+
+/**
+ * What goes into a video decoder comes out later and in another order: a picture carries the smallest stamp that was
+ * fed and not yet given.
+ */
+typedef struct tagPictureStampsS {
+    DULONG adulFed[PICTURE_STAMPS_NUM]; /**< without order */
+    ULONG_32 ulNum;
+    BOOL_T bFresh;   /**< the decoder holds nothing: the next key frame begins anew */
+    BOOL_T bLeading; /**< pictures ahead of dulKeyStamp lean on what was before it, and are not fed */
+    DULONG dulKeyStamp;
+} PICTURE_STAMPS_S;
+
 /** Codecs of a port. */
 typedef struct tagPortCodecS {
     /* ---- decode thread (on a file port the play thread); what stLock guards also render thread and snapshots read */
     CODEC_INFO_S stVideoDecode;            /**< video decoder; under stDecodeVideoData.stLock */
     CODE_DECODED_DATA_S stDecodeVideoData; /**< picture in hand; its stLock guards it */
+    PICTURE_STAMPS_S stStamps;             /**< of what is in the video decoder */
     CODE_DECODED_DATA_S stAdjustVideoData; /**< the same after adjustment; under stDecodeVideoData.stLock */
     CODEC_INFO_S stAudioDecode;            /**< sound decoder */
     CODE_DECODED_DATA_S stDecodeAudioData; /**< PCM in hand */

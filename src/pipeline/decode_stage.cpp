@@ -1,6 +1,9 @@
 // Which decoder a port has, and one frame through it.
 #include "pipeline/decode_stage.h"
 
+#include <algorithm>
+
+#include "bits/start_code.h"
 #include "foundations/com_log.h"
 #include "foundations/guards.h"
 #include "foundations/shared_word.h"
@@ -54,6 +57,83 @@ ULONG_32 DecodeAudio(CODEC_FRAME_S *pstPacket, PLAEYR_PORT_S *pstPort) {
     return PLAYER_ERR_OK;
 }
 
+/* ---- stamps ---- */
+
+/** Whether one stamp is earlier than another; streams' stamps of 32 bits wrap. */
+bool IsEarlier(DULONG dulOne, DULONG dulOther) { return static_cast<LONG_32>(dulOne - dulOther) < 0; }
+
+/** The pieces of a picture carry the same stamp. */
+void NoteStamp(PICTURE_STAMPS_S *pstStamps, DULONG dulStamp) {
+    DULONG *const pdulEnd = pstStamps->adulFed + pstStamps->ulNum;
+    if (std::find(pstStamps->adulFed, pdulEnd, dulStamp) != pdulEnd) {
+        return;
+    }
+    if (pstStamps->ulNum == PICTURE_STAMPS_NUM) {
+        *std::min_element(pstStamps->adulFed, pdulEnd, IsEarlier) = dulStamp;
+        return;
+    }
+    pstStamps->adulFed[pstStamps->ulNum++] = dulStamp;
+}
+
+DULONG TakeStamp(PICTURE_STAMPS_S *pstStamps, DULONG dulOtherwise) {
+    if (pstStamps->ulNum == 0) {
+        return dulOtherwise;
+    }
+    DULONG *const pdulFirst = std::min_element(pstStamps->adulFed, pstStamps->adulFed + pstStamps->ulNum, IsEarlier);
+    const DULONG dulStamp = *pdulFirst;
+    *pdulFirst = pstStamps->adulFed[--pstStamps->ulNum];
+    return dulStamp;
+}
+
+void ForgetStamps(PICTURE_STAMPS_S *pstStamps) {
+    pstStamps->ulNum = 0;
+    pstStamps->bFresh = 1;
+    pstStamps->bLeading = 0;
+}
+
+/** Type of the first slice in a frame, or -1. */
+LONG_32 FirstSlice(const CODEC_FRAME_S &stFrame, LONG_32 lPayload) {
+    const size_t ulLen = stFrame.ulSize;
+    for (size_t i = StartCode_Find(stFrame.pucData, ulLen, 0); i + 3 < ulLen;
+         i = StartCode_Find(stFrame.pucData, ulLen, i + 3)) {
+        const UCHAR ucHead = stFrame.pucData[i + 3];
+        const LONG_32 lType = lPayload == PLAYER_PAYLOAD_H264 ? ucHead & 0x1F : ucHead >> 1 & 0x3F;
+        if (lPayload == PLAYER_PAYLOAD_H264 ? lType == 1 || lType == 5 : lType < 32) {
+            return lType;
+        }
+    }
+    return -1;
+}
+
+/** A key frame behind which pictures may follow that are shown before it and lean on what came before it. */
+bool MayHaveLeading(const CODEC_FRAME_S &stFrame, LONG_32 lPayload) {
+    const LONG_32 H264_IDR = 5;
+    const LONG_32 H265_IDR = 19;
+    const LONG_32 H265_IDR_ALONE = 20;
+    const LONG_32 lType = FirstSlice(stFrame, lPayload);
+    return lPayload == PLAYER_PAYLOAD_H264 ? lType != H264_IDR : lType != H265_IDR && lType != H265_IDR_ALONE;
+}
+
+/** Leans on a picture from before the place at which decoding began. */
+bool IsUndecodable(const CODEC_FRAME_S &stFrame, LONG_32 lPayload) {
+    const LONG_32 H265_SKIPPED_LEADING[] = {8, 9};  // RASL pictures, ITU-T H.265, table 7-1
+    const LONG_32 lType = lPayload == PLAYER_PAYLOAD_H265 ? FirstSlice(stFrame, lPayload) : -1;
+    return lPayload == PLAYER_PAYLOAD_H264 || lType == H265_SKIPPED_LEADING[0] || lType == H265_SKIPPED_LEADING[1];
+}
+
+/** Whether the frame goes into the decoder; keeps the stamps of those that do. */
+bool PassLeading(const CODEC_FRAME_S &stFrame, LONG_32 lPayload, PICTURE_STAMPS_S *pstStamps) {
+    if (stFrame.lFormatType == PLAYER_VIDEO_FRAME_I && Payload_IsInterVideo(lPayload)) {
+        // The slices of a key picture may come as frames of their own.
+        const bool bSame = pstStamps->bLeading && stFrame.dulTimestamp == pstStamps->dulKeyStamp;
+        pstStamps->bLeading = bSame || (pstStamps->bFresh && MayHaveLeading(stFrame, lPayload));
+        pstStamps->bFresh = 0;
+        pstStamps->dulKeyStamp = stFrame.dulTimestamp;
+    }
+    return !pstStamps->bLeading || !IsEarlier(stFrame.dulTimestamp, pstStamps->dulKeyStamp) ||
+           !IsUndecodable(stFrame, lPayload);
+}
+
 /* ---- the video decoder ---- */
 
 bool IsDecoderFit(LONG_32 lPayload, const PLAEYR_PORT_S *pstPort) {
@@ -86,6 +166,7 @@ bool TakeNewH265Size(PLAEYR_PORT_S *pstPort, LONG_32 *plWidth, LONG_32 *plHeight
 ULONG_32 ResizeH265Decoder(LONG_32 lPayload, LONG_32 lWidth, LONG_32 lHeight, PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulMaxRefPicNum = pstPort->stVideoDecode.ulMaxRefPicNum;
     PortState_FreeVideoDecoder(pstPort);
+    ForgetStamps(&pstPort->stStamps);
     pstPort->stVideoDecode.ulMaxRefPicNum = ulMaxRefPicNum;
     ULONG_32 ulResult =
         CODE_ReCreateDecoder(lWidth, lHeight, word::Load(pstPort->bOneFrameDecordFlag), &pstPort->stVideoDecode);
@@ -166,6 +247,7 @@ ULONG_32 CreateOnGpu(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
 ULONG_32 RebuildVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     pstPort->stFrameData.bOneFrameDecordFlag = word::Load(pstPort->bOneFrameDecordFlag);
     FreeForRebuild(pstPort);
+    ForgetStamps(&pstPort->stStamps);
     TakeGpuWish(lPayload, pstPort);
     ULONG_32 ulResult =
         PortCodec_UsesGpu(pstPort, lPayload)
@@ -244,8 +326,8 @@ void ReportJpegFailures(PLAEYR_PORT_S *pstPort) {
     pstPort->stVideoDecode.ulDecordFailCount = 0;
 }
 
-ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
-    TakeCodingHead(pstPort);
+/** Runs the decoder and looks at the picture that came out, if there is one. */
+ULONG_32 RunVideoDecoder(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     PLAYER_DEINTERLACEMODE_E enMode =
         word::Load(pstPort->bDeinterlace) == 1 ? word::Load(pstPort->enDeinterlaceMode) : DEINTERLACE_NONE;
     ULONG_32 ulResult = CODE_Decoder(&pstPort->stVideoDecode, pstPacket, enMode, &pstPort->stDecodeVideoData);
@@ -256,6 +338,7 @@ ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *
         ReportJpegFailures(pstPort);
         return ulResult;
     }
+    pstPort->stDecodeVideoData.dulTimeStamp = TakeStamp(&pstPort->stStamps, pstPacket->dulTimestamp);
     const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
     word::Store(pstPort->lPictureWidth, stPicture.lWidth);
     word::Store(pstPort->lPictureHeight, stPicture.lHeight);
@@ -267,6 +350,23 @@ ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *
         pstPort->ulCurDataType = VIDEO_DATA;
     }
     return ulResult;
+}
+
+ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
+    TakeCodingHead(pstPort);
+    if (!PassLeading(*pstPacket, lPayload, &pstPort->stStamps)) {
+        return PLAYER_ERR_NO_PICTURE;
+    }
+    if (pstPort->stVideoDecode.bNoShow == 0) {
+        NoteStamp(&pstPort->stStamps, pstPacket->dulTimestamp);
+    }
+    return RunVideoDecoder(pstPacket, lPayload, pstPort);
+}
+
+/** A software decoder that may hold pictures back. */
+bool MayHoldPictures(const PLAEYR_PORT_S *pstPort) {
+    const LONG_32 lCodecID = pstPort->stVideoDecode.lCodecID;
+    return Payload_IsInterVideo(lCodecID) && !PortCodec_UsesGpu(pstPort, lCodecID);
 }
 
 /** The hardware H.265 decoder is rebuilt when a key frame of a marked stream breaks it. */
@@ -292,6 +392,15 @@ bool RetryOnNewGpuH265(PLAEYR_PORT_S *pstPort) {
     return ulResult == PLAYER_ERR_OK;
 }
 
+/** Whether a picture or block came out. A failure is logged and costs what follows up to the next key frame. */
+bool CameOut(ULONG_32 ulResult, PLAEYR_PORT_S *pstPort) {
+    if (ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_NO_PICTURE) {
+        LOG_ERROR("Port[%03d] Decode Thread: Decoder Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        pstPort->bNeedIFrame = 1;
+    }
+    return ulResult == PLAYER_ERR_OK;
+}
+
 }  // namespace
 
 ULONG_32 Player_FindDecode(LONG lPayload, PLAEYR_PORT_S *pstPort) {
@@ -312,12 +421,47 @@ ULONG_32 Player_FindDecode(LONG lPayload, PLAEYR_PORT_S *pstPort) {
 ULONG_32 Player_Decoder(PLAYER_FRAMEDATA_S *pstFrame, PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulLen = static_cast<ULONG_32>(pstFrame->lDataLen);
     const ULONG_32 ulSkip = pstPort->stSeiInfo.ulSeiTotalLen <= ulLen ? pstPort->stSeiInfo.ulSeiTotalLen : 0;
-    CODEC_FRAME_S stPacket = {pstFrame->pucData + ulSkip, ulLen - ulSkip, pstFrame->dulTimestamp,
-                              pstFrame->lFormatType};
+    CODEC_FRAME_S stPacket = {pstFrame->pucData + ulSkip, ulLen - ulSkip, pstFrame->dulTimestamp, pstFrame->lFormatType,
+                              pstFrame->bPictureEnd};
     if (Payload_IsVideo(pstFrame->lPayload)) {
         return DecodeVideo(&stPacket, pstFrame->lPayload, pstPort);
     }
     return Payload_IsAudio(pstFrame->lPayload) ? DecodeAudio(&stPacket, pstPort) : static_cast<ULONG_32>(PLAYER_ERR_OK);
+}
+
+ULONG_32 Decode_NextPicture(PLAEYR_PORT_S *pstPort) {
+    if (!MayHoldPictures(pstPort)) {
+        return PLAYER_ERR_NO_PICTURE;
+    }
+    CODEC_FRAME_S stPacket = {nullptr, 0, pstPort->stFrameData.dulTimestamp, CODEC_FRAME_MORE,
+                              pstPort->stFrameData.bPictureEnd};
+    return RunVideoDecoder(&stPacket, pstPort->stVideoDecode.lCodecID, pstPort);
+}
+
+ULONG_32 Decode_HeldPicture(PLAEYR_PORT_S *pstPort) {
+    ULONG_32 ulResult = PLAYER_ERR_NO_PICTURE;
+    if (MayHoldPictures(pstPort)) {
+        CODEC_FRAME_S stPacket = {nullptr, 0, pstPort->stDecodeVideoData.dulTimeStamp, 0, 0};
+        ulResult = RunVideoDecoder(&stPacket, pstPort->stVideoDecode.lCodecID, pstPort);
+    }
+    if (ulResult != PLAYER_ERR_OK) {
+        ForgetStamps(&pstPort->stStamps);
+        ulResult = PLAYER_ERR_NO_PICTURE;
+    }
+    return ulResult;
+}
+
+void Decode_BeginAnew(PLAEYR_PORT_S *pstPort) {
+    CODEC_FRAME_S stEnd = {};
+    CODE_DECODED_DATA_S stNobody = {};
+    while (MayHoldPictures(pstPort) &&
+           CODE_Decoder(&pstPort->stVideoDecode, &stEnd, DEINTERLACE_NONE, &stNobody) == PLAYER_ERR_OK) {
+    }
+    const LONG_32 lAudio = pstPort->stAudioDecode.lCodecID;
+    if (lAudio == PLAYER_PAYLOAD_AAC || lAudio == PLAYER_PAYLOAD_MP1L2) {  // the others hold nothing
+        CODE_Decoder(&pstPort->stAudioDecode, &stEnd, DEINTERLACE_NONE, &stNobody);
+    }
+    ForgetStamps(&pstPort->stStamps);
 }
 
 bool Deliver_DecodeFrame(PLAEYR_PORT_S *pstPort) {
@@ -333,15 +477,13 @@ bool Deliver_DecodeFrame(PLAEYR_PORT_S *pstPort) {
         return false;
     }
     ulResult = Player_Decoder(&pstPort->stFrameData, pstPort);
-    if (ulResult == PLAYER_ERR_OK) {
-        return true;
-    }
-    if (MayRebuildGpuH265(pstPort)) {
+    if (ulResult != PLAYER_ERR_OK && MayRebuildGpuH265(pstPort)) {
         return RetryOnNewGpuH265(pstPort);
     }
-    if (ulResult != PLAYER_ERR_NO_PICTURE) {
-        LOG_ERROR("Port[%03d] Decode Thread: Decoder Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
-        pstPort->bNeedIFrame = 1;
-    }
-    return false;
+    return CameOut(ulResult, pstPort);
+}
+
+bool Deliver_NextPicture(PLAEYR_PORT_S *pstPort) {
+    return Payload_IsInterVideo(pstPort->stFrameData.lPayload) && pstPort->bNeedIFrame == 0 &&
+           CameOut(Decode_NextPicture(pstPort), pstPort);
 }

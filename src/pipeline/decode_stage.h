@@ -17,4 +17,12 @@ MODULE_API ULONG_32 Player_Decoder(PLAYER_FRAMEDATA_S *pstFrame, PLAEYR_PORT_S *
 MODULE_API void *__DecodeThreadEntry(void *pParam);
 }
 
+/** Decodes nothing new: gives the next picture of the frame decoded last. 0, 538 when there is none left, or a failure
+ */
+ULONG_32 Decode_NextPicture(PLAEYR_PORT_S *pstPort);
+/** Gives the next picture that the video decoder holds back. 538: none, and the decoder begins anew. */
+ULONG_32 Decode_HeldPicture(PLAEYR_PORT_S *pstPort);
+/** Drops what the decoders hold back, video and sound: what comes is from another place. The last picture stays. */
+void Decode_BeginAnew(PLAEYR_PORT_S *pstPort);
+
 #endif

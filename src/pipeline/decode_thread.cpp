@@ -101,9 +101,18 @@ void PaceAfterVideo(DECODE_LOOP_S *pstLoop) {
     }
 }
 
+/** Nothing follows on what the decoder has: what it holds back is shown now, and the half of a picture goes. */
+void EndAtGap(DECODE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    while (pstPort->bNeedIFrame == 1 && pstPort->stStamps.bFresh == 0 && Decode_HeldPicture(pstPort) == PLAYER_ERR_OK) {
+        Deliver_Result(pstPort, &pstLoop->stDeliver);
+    }
+}
+
 void DecodeRound(DECODE_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     PaceAfterVideo(pstLoop);
+    EndAtGap(pstLoop);
     if (!TakeFrame(pstLoop) || !Deliver_PassKeyFrameGate(pstPort)) {
         return;
     }
@@ -111,9 +120,13 @@ void DecodeRound(DECODE_LOOP_S *pstLoop) {
     if (!PassFrameTap(pstLoop) || !Deliver_PassSoundChannel(pstPort)) {
         return;
     }
-    if (Deliver_DecodeFrame(pstPort)) {
-        Deliver_Result(pstPort, &pstLoop->stDeliver);
-    }
+    bool bMore = Deliver_DecodeFrame(pstPort);
+    do {
+        if (bMore) {
+            Deliver_Result(pstPort, &pstLoop->stDeliver);
+        }
+        bMore = Deliver_NextPicture(pstPort);
+    } while (bMore);
 }
 
 }  // namespace

@@ -21,6 +21,7 @@ class Decoder {
         info.buf_size = static_cast<int>(copy.size());
         info.point_to_picture = 77;
         const int result = dec_h264_main(handle_, &info, nullptr);
+        failures += result < 0 ? 1 : 0;
         if (result == 0 && info.point_to_picture == H264_PICTURE_IN_INFO) {
             md5s.push_back(PictureMd5(info.yuv_picture.data, info.yuv_picture.linesize, info.width, info.height));
         } else {
@@ -36,8 +37,17 @@ class Decoder {
         return md5s;
     }
 
+    /** Ends the stream: what is held back comes out, a picture a call. */
+    void Drain() {
+        for (size_t before = md5s.size() - 1; before != md5s.size();) {
+            before = md5s.size();
+            Feed({});
+        }
+    }
+
     H264Dec_Info info{};
     std::vector<std::string> md5s;
+    int failures = 0;
 
  private:
     void *handle_;
@@ -68,21 +78,26 @@ TEST_P(H264Streams, TwoUnitsInABufferComeOutOverThatCallAndTheNext) {
     EXPECT_EQ(withheld, GetParam().withheld == 0 ? 1 : GetParam().withheld);
 }
 
-TEST_P(H264Streams, ALostSliceCostsNothingBehindTheNextKeyFrame) {
-    std::vector<Bytes> buffers = SliceBuffers(stream_, kCodec);
-    buffers.erase(buffers.begin() + static_cast<ptrdiff_t>(buffers.size() / 75 * 33 - 1));
-    Decoder decoder;
-    decoder.FeedAll(buffers);
-    EXPECT_GE(decoder.md5s.size(), 70U);
-    EXPECT_TRUE(SameTail(decoder.md5s, reference_, static_cast<size_t>(GetParam().withheld), 20));
-}
-
 INSTANTIATE_TEST_SUITE_P(Encoded, H264Streams,
                          testing::Values(StreamCase{"h264_640x360_bf0.264", 0}, StreamCase{"h264_640x360_bf2.264", 2},
                                          StreamCase{"h264_640x360_slices4.264", 0},
                                          StreamCase{"h264_576i_mbaff.264", 0}));
 
-TEST(H264Library, CutPicturesAreConcealedAsByTheReference) {
+TEST(H264Library, ALostSliceCostsItsPictureAndWhatRefersToItAndNoMore) {
+    const Bytes stream = ReadFile(MediaPath("h264_640x360_slices4.264"));
+    const std::vector<std::string> reference = ReferenceMd5s(stream, kCodec);
+    for (size_t slice = 0; slice < 4; ++slice) {
+        std::vector<Bytes> buffers = SliceBuffers(stream, kCodec);
+        buffers.erase(buffers.begin() + static_cast<ptrdiff_t>(4 * 32 + slice));
+        std::vector<std::string> expected = reference;
+        expected.erase(expected.begin() + 32, expected.begin() + 50);
+        Decoder decoder;
+        EXPECT_EQ(decoder.FeedAll(buffers), expected) << slice;
+        EXPECT_LE(1, decoder.failures);
+    }
+}
+
+TEST(H264Library, CutPicturesAreNotGivenOut) {
     const Bytes stream = ReadFile(MediaPath("h264_640x360_slices4.264"));
     std::vector<Bytes> buffers = UnitBuffers(stream, kCodec);
     for (size_t i = 27; i < 36; ++i) {
@@ -90,8 +105,10 @@ TEST(H264Library, CutPicturesAreConcealedAsByTheReference) {
     }
     Decoder decoder;
     decoder.FeedAll(buffers);
-    EXPECT_EQ(Withheld(decoder.md5s, ReferenceMd5s(Joined(buffers), kCodec)), 0);
-    EXPECT_TRUE(SameTail(decoder.md5s, ReferenceMd5s(stream, kCodec), 0, 20));
+    std::vector<std::string> expected = ReferenceMd5s(stream, kCodec);
+    expected.erase(expected.begin() + 27, expected.begin() + 50);
+    EXPECT_EQ(decoder.md5s, expected);
+    EXPECT_LE(1, decoder.failures);
 }
 
 TEST(H264Library, GarbageFailsAndLeavesTheDecoderUsable) {
@@ -101,19 +118,25 @@ TEST(H264Library, GarbageFailsAndLeavesTheDecoderUsable) {
     Decoder decoder;
     EXPECT_EQ(decoder.Feed(Bytes(3000, 0x55)), -1);
     EXPECT_EQ(decoder.Feed({0}), -1);
-    EXPECT_EQ(decoder.Feed(buffers[3]), 0);  // no parameter sets yet
+    EXPECT_EQ(decoder.Feed(buffers[3]), -1);  // no parameter sets yet
     EXPECT_EQ(Withheld(decoder.FeedAll(buffers), reference), 0);
 }
 
-TEST(H264Library, PicturesThatWaitAreBoundedAndTheOldestGiveWay) {
+TEST(H264Library, ABufferOfManyPicturesGivesThemAllOverTheNextCalls) {
     const Bytes stream = ReadFile(MediaPath("h264_640x360_bf0.264"));
     const std::vector<std::string> reference = ReferenceMd5s(stream, kCodec);
     Decoder decoder;
     decoder.Feed(stream);
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 1; i < 80; ++i) {
         EXPECT_EQ(decoder.Feed({0, 0, 1, 9, 0xF0}), 0);
     }
-    EXPECT_EQ(decoder.md5s, std::vector<std::string>(reference.end() - 4, reference.end()));
+    EXPECT_EQ(decoder.md5s, reference);
+    // A caller that feeds more than it takes loses the oldest, and only then.
+    Decoder hurried;
+    for (int i = 0; i < 40; ++i) {
+        hurried.Feed(stream);
+    }
+    EXPECT_EQ(40U, hurried.md5s.size());
 }
 
 TEST(H264Library, ANewSizeInTheStreamIsFollowed) {

@@ -63,7 +63,7 @@ TEST_F(CodecVideo, CountsABrokenFrameAsGivenOut) {
     ASSERT_NO_FATAL_FAILURE(Open("h264_640x360_bf0.264", PLAYER_PAYLOAD_H264));
     ASSERT_EQ(0U, Decode(units[0]));
     const LONG_32 given = codec.lOutNum;
-    EXPECT_EQ(528U, Decode({}));
+    EXPECT_EQ(528U, Decode(Bytes(30, 0x55)));
     EXPECT_EQ(given + 1, codec.lOutNum);
     EXPECT_EQ(0U, Decode(units[1]));
 }
