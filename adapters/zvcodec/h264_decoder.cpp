@@ -159,6 +159,7 @@ void H264Decoder::AddSlice(const Unit &unit) {
         skipping_ = !MayBegin(head);
         recovery_ = false;
         if (skipping_) {
+            left_out_ += head.bottom ? 0 : 1;
             skipped_ = head;
             return;
         }

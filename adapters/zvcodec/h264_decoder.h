@@ -44,6 +44,9 @@ class H264Decoder {
     /** Gives the next picture, valid until the next call of Decode() or Take(). @return false if none waits */
     bool Take(Planes *planes);
 
+    /** Pictures left out since this was asked last: they lean on what was before the place at which decoding began. */
+    int TakeLeftOut() { return std::exchange(left_out_, 0); }
+
     /** Whether something was refused or broken since this was asked last. */
     bool TakeFailure() { return std::exchange(failed_, false); }
 
@@ -92,6 +95,7 @@ class H264Decoder {
     bool leading_ = false; /**< pictures shown before `start_` lean on what was lost or never came */
     SliceHead start_;      /**< of the picture at which decoding began, if that does not stand alone for good */
     bool gradual_ = false; /**< ... which is good in parts only, as are those that follow, up to the recovery point */
+    int left_out_ = 0;
     bool ended_ = false;   /**< the caller takes what a stream held back */
     bool failed_ = false;
 };

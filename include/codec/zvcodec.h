@@ -41,7 +41,7 @@ typedef struct tagH264DecInfo {
     int width;                  /**< out: pixels of the picture as it is to be shown (after cropping) */
     int height;                 /**< out: rows of the picture as it is to be shown */
     int point_to_picture;       /**< out: tagH264PointToPicture */
-    int32_t piGotPicture;       /**< out: 1 if a picture came out */
+    int32_t piGotPicture;       /**< out: 1 if a picture came out; below 0, so many are left out, see dec_h264_main() */
     MpPicture yuv_picture;      /**< out: the picture */
     int32_t bUcodeReverse;      /**< in: not looked at */
 } H264Dec_Info;
@@ -102,6 +102,8 @@ ZVCODEC_API int dec_h264_destroy(void *handle);
  *
  * A picture of which a part is lost or broken is not given out, and neither is what refers to it, up to the next picture
  * that stands alone. The call that finds this out fails, or the next one without a picture.
+ * Where decoding begins at a picture that stands alone but is no IDR picture, those that are shown before it and come
+ * behind it are left out; piGotPicture counts them.
  *
  * Without bytes the call ends the stream so far: what is held back to be shown later comes out, a picture a call, then
  * none, and the next buffer begins a stream. Planes given out last until a picture comes out of a call with bytes.

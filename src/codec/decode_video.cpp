@@ -117,6 +117,13 @@ H264_OUTCOME DecodeLocked(CODEC_INFO_S &stCodec, H264Dec_Info &stInfo, PLAYER_DE
     return {lResult, true};
 }
 
+// Pictures left out never reach their marks: those behind them move up.
+void NoteLeftOut(CODEC_INFO_S &stCodec, int32_t lGot) {
+    stCodec.ulLeftOut = lGot < 0 && lGot > -LONG_32{CODEC_MARK_RING_NUM} ? static_cast<ULONG_32>(-lGot) : 0;
+    const ULONG_32 ulBack = CODEC_MARK_RING_NUM - stCodec.ulLeftOut;
+    stCodec.lInNum = static_cast<LONG_32>((static_cast<ULONG_32>(stCodec.lInNum) + ulBack) % CODEC_MARK_RING_NUM);
+}
+
 /* ---- JPEG ------------------------------------------------------------------------------------------------------ */
 
 size_t JpegPlanesSize(const DSP_Picture_Mjpeg &stPicture) {
@@ -192,6 +199,7 @@ ULONG_32 Codec_DecodeH264(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
     stInfo.pstream_buf = bMore ? gaucFiller : stFrame.pucData;
     stInfo.buf_size = static_cast<int>(bMore ? sizeof(gaucFiller) : stFrame.ulSize);
     stInfo.bUcodeReverse = stCodec.lUser;
+    stInfo.piGotPicture = 0;
     stInfo.point_to_picture = -1;  // a library without the function answers neither failure nor a picture
     const H264_OUTCOME stOutcome = DecodeLocked(stCodec, stInfo, enMode, stOut);
     if (stOutcome.lResult < 0) {
@@ -199,7 +207,11 @@ ULONG_32 Codec_DecodeH264(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
         LOG_ERROR("CODE_Decoder: Call dec_h264_main Failed, Error:[%d].", stOutcome.lResult);
         return PLAYER_ERR_DECODE;
     }
-    return stOutcome.bPicture ? Codec_MarkOutput(stCodec) : Codec_MarkNone(stCodec, stFrame);
+    if (stOutcome.bPicture) {
+        return Codec_MarkOutput(stCodec);
+    }
+    NoteLeftOut(stCodec, stInfo.piGotPicture);
+    return Codec_MarkNone(stCodec, stFrame);
 }
 
 ULONG_32 Codec_DecodeJpeg(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PLAYER_DEINTERLACEMODE_E,

@@ -89,6 +89,7 @@ typedef struct tagCodecInfoS {
     ULONG_32 ulDeinterlaceLen; /**< its size */
     ULONG_32 ulJpegWidth;      /**< picture size that the JPEG decoder's planes are made for, pixels */
     ULONG_32 ulJpegHeight;     /**< rows */
+    ULONG_32 ulLeftOut;        /**< pictures that will never come: the last call's decoder has left them out */
     ULONG_32 ulAacFrameCount;  /**< frames of the AAC encoder, where no port counts them */
     ULONG_32 ulAacCutCount;    /**< calls of the AAC encoder that brought more than it can keep */
 } CODEC_INFO_S;

@@ -20,9 +20,9 @@ enum { PICTURE_STAMPS_NUM = 64 };
 typedef struct tagPictureStampsS {
     DULONG adulFed[PICTURE_STAMPS_NUM]; /**< without order */
     ULONG_32 ulNum;
-    BOOL_T bFresh;   /**< the decoder holds nothing: the next key frame begins anew */
-    BOOL_T bLeading; /**< pictures ahead of dulKeyStamp lean on what was before it, and are not fed */
-    DULONG dulKeyStamp;
+    BOOL_T bFresh;      /**< the decoder holds nothing yet */
+    BOOL_T bLeading;    /**< what comes may lean on what was before the picture at which decoding began */
+    DULONG dulKeyStamp; /**< of that picture */
 } PICTURE_STAMPS_S;
 
 /** Codecs of a port. */

@@ -91,47 +91,55 @@ void ForgetStamps(PICTURE_STAMPS_S *pstStamps) {
     pstStamps->bLeading = 0;
 }
 
-/** Type of the first slice in a frame, or -1. */
-LONG_32 FirstSlice(const CODEC_FRAME_S &stFrame, LONG_32 lPayload) {
+/** Pictures that will never come take the stamps of those that are shown first with them. */
+void DropStamps(PICTURE_STAMPS_S *pstStamps, ULONG_32 ulCount) {
+    for (; ulCount > 0; ulCount--) {
+        TakeStamp(pstStamps, 0);
+    }
+}
+
+/* ---- H.265 pictures that lean on what was before the place at which decoding began ---- */
+
+// Unit types, ITU-T H.265, table 7-1.
+const LONG_32 H265_LAST_TRAILING = 5;
+const LONG_32 H265_FIRST_SKIPPED = 8;  // RASL pictures: random access, skipped, leading
+const LONG_32 H265_LAST_SKIPPED = 9;
+const LONG_32 H265_FIRST_KEY = 16;
+const LONG_32 H265_LAST_SLICE = 31;
+
+/** Type of the first slice in an H.265 frame, or -1. */
+LONG_32 FirstH265Slice(const CODEC_FRAME_S &stFrame) {
     const size_t ulLen = stFrame.ulSize;
     for (size_t i = StartCode_Find(stFrame.pucData, ulLen, 0); i + 3 < ulLen;
          i = StartCode_Find(stFrame.pucData, ulLen, i + 3)) {
-        const UCHAR ucHead = stFrame.pucData[i + 3];
-        const LONG_32 lType = lPayload == PLAYER_PAYLOAD_H264 ? ucHead & 0x1F : ucHead >> 1 & 0x3F;
-        if (lPayload == PLAYER_PAYLOAD_H264 ? lType == 1 || lType == 5 : lType < 32) {
+        const LONG_32 lType = stFrame.pucData[i + 3] >> 1 & 0x3F;
+        if (lType <= H265_LAST_SLICE) {
             return lType;
         }
     }
     return -1;
 }
 
-/** A key frame behind which pictures may follow that are shown before it and lean on what came before it. */
-bool MayHaveLeading(const CODEC_FRAME_S &stFrame, LONG_32 lPayload) {
-    const LONG_32 H264_IDR = 5;
-    const LONG_32 H265_IDR = 19;
-    const LONG_32 H265_IDR_ALONE = 20;
-    const LONG_32 lType = FirstSlice(stFrame, lPayload);
-    return lPayload == PLAYER_PAYLOAD_H264 ? lType != H264_IDR : lType != H265_IDR && lType != H265_IDR_ALONE;
-}
-
-/** Leans on a picture from before the place at which decoding began. */
-bool IsUndecodable(const CODEC_FRAME_S &stFrame, LONG_32 lPayload) {
-    const LONG_32 H265_SKIPPED_LEADING[] = {8, 9};  // RASL pictures, ITU-T H.265, table 7-1
-    const LONG_32 lType = lPayload == PLAYER_PAYLOAD_H265 ? FirstSlice(stFrame, lPayload) : -1;
-    return lPayload == PLAYER_PAYLOAD_H264 || lType == H265_SKIPPED_LEADING[0] || lType == H265_SKIPPED_LEADING[1];
-}
-
-/** Whether the frame goes into the decoder; keeps the stamps of those that do. */
+/** Whether the frame goes into the decoder: those pictures come between the first one and the next that is no leading
+ * one. */
 bool PassLeading(const CODEC_FRAME_S &stFrame, LONG_32 lPayload, PICTURE_STAMPS_S *pstStamps) {
-    if (stFrame.lFormatType == PLAYER_VIDEO_FRAME_I && Payload_IsInterVideo(lPayload)) {
-        // The slices of a key picture may come as frames of their own.
-        const bool bSame = pstStamps->bLeading && stFrame.dulTimestamp == pstStamps->dulKeyStamp;
-        pstStamps->bLeading = bSame || (pstStamps->bFresh && MayHaveLeading(stFrame, lPayload));
+    if (pstStamps->bFresh == 1) {
         pstStamps->bFresh = 0;
+        pstStamps->bLeading = lPayload == PLAYER_PAYLOAD_H265 ? 1 : 0;
         pstStamps->dulKeyStamp = stFrame.dulTimestamp;
     }
-    return !pstStamps->bLeading || !IsEarlier(stFrame.dulTimestamp, pstStamps->dulKeyStamp) ||
-           !IsUndecodable(stFrame, lPayload);
+    if (pstStamps->bLeading == 0) {
+        return true;
+    }
+    const LONG_32 lType = FirstH265Slice(stFrame);
+    if (lType >= H265_FIRST_SKIPPED && lType <= H265_LAST_SKIPPED) {
+        NoteStamp(pstStamps, stFrame.dulTimestamp);
+        DropStamps(pstStamps, 1);
+        return false;
+    }
+    const bool bNewKey = lType >= H265_FIRST_KEY && stFrame.dulTimestamp != pstStamps->dulKeyStamp;
+    pstStamps->bLeading = bNewKey || (lType >= 0 && lType <= H265_LAST_TRAILING) ? 0 : 1;
+    return true;
 }
 
 /* ---- the video decoder ---- */
@@ -332,6 +340,8 @@ ULONG_32 RunVideoDecoder(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT
         word::Load(pstPort->bDeinterlace) == 1 ? word::Load(pstPort->enDeinterlaceMode) : DEINTERLACE_NONE;
     ULONG_32 ulResult = CODE_Decoder(&pstPort->stVideoDecode, pstPacket, enMode, &pstPort->stDecodeVideoData);
     if (ulResult != PLAYER_ERR_OK) {
+        DropStamps(&pstPort->stStamps, pstPort->stVideoDecode.ulLeftOut);
+        pstPort->stVideoDecode.ulLeftOut = 0;
         if (ulResult != PLAYER_ERR_NO_PICTURE) {
             LOG_ERROR("Port [%03d] CODE_Decoder failed, error(0x%x)", pstPort->ulPort, ulResult);
         }
