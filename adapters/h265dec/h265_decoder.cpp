@@ -92,6 +92,7 @@ void H265Decoder::End() {
     }
     Flush();
     failed_ = false;  // what was not whole is what this makes an end of
+    deaf_ = false;
     need_key_ = true;
     refusal_ = IHW265D_OK;
 }

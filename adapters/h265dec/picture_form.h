@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace zv {
 
@@ -25,47 +24,51 @@ class PictureForm {
 
     /** A slice of it begins at this address. */
     void Add(uint32_t address) {
-        const std::vector<uint32_t> &usual = Usual().places;
-        same_ = same_ && count_ < usual.size() && usual[count_] == address;
+        const Form &usual = Usual();
+        same_ = same_ && count_ < usual.count && usual.places[count_] == address;
         if (count_ < kMost) {
             places_[count_] = address;
         }
         ++count_;
     }
 
-    /** Whether all slices are there that a picture of this stream has. A stream that changed its ways is not foretold.
-     */
-    bool LooksWhole() const { return same_ && count_ == Usual().places.size() && !forms_[key_ ? 1 : 0].varies; }
+    /** Whether all slices are there that its pictures have. A stream that changed its ways is not foretold. */
+    bool LooksWhole() const { return same_ && count_ == Usual().count && !forms_[key_ ? 1 : 0].varies; }
 
     /** Whether anything is known of how pictures are cut. */
-    bool IsKnown() const { return !Usual().places.empty(); }
+    bool IsKnown() const { return Usual().count != 0; }
 
     /** The picture has proved to be whole. */
     void Learn() {
         Form &form = forms_[key_ ? 1 : 0];
-        const size_t count = std::min(count_, kMost);
-        const bool as_before = std::equal(form.places.begin(), form.places.end(), places_, places_ + count);
-        form.varies |= count_ > kMost || (!form.places.empty() && !as_before);
-        if (!as_before) {
-            form.places.assign(places_, places_ + count);
-        }
+        const bool as_before =
+            form.count == count_ && std::equal(places_, places_ + std::min(count_, kMost), form.places);
+        form.varies |= count_ > kMost || (form.count != 0 && !as_before);
+        form.count = std::min(count_, kMost);
+        std::copy_n(places_, form.count, form.places);
     }
 
     /** Other parameter sets have come: what was is no guide. */
-    void Forget() { forms_[0] = forms_[1] = {}; }
+    void Forget() {
+        for (Form &form : forms_) {
+            form.count = 0;
+            form.varies = false;
+        }
+    }
 
  private:
     static constexpr size_t kMost = 600; /**< slices of a picture at the highest level (ITU-T H.265, table A.8) */
 
     struct Form {
-        std::vector<uint32_t> places;
+        uint32_t places[kMost];
+        size_t count = 0; /**< 0: none is known */
         bool varies = false;
     };
 
     /** Of the picture's own kind; while that is not known, of the other. */
     const Form &Usual() const {
         const Form &own = forms_[key_ ? 1 : 0];
-        return own.places.empty() ? forms_[key_ ? 0 : 1] : own;
+        return own.count == 0 ? forms_[key_ ? 0 : 1] : own;
     }
 
     Form forms_[2];

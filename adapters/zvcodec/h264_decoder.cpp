@@ -11,7 +11,7 @@ namespace {
 
 constexpr unsigned kMaxThreads = 16;
 
-/** Bytes that may wait for room in the queue, a few buffers; with a caller who feeds faster than it takes they go on.
+/** Bytes that may wait for room in the queue, a few buffers; of a caller who feeds faster than it takes more goes on.
  */
 constexpr size_t kMostRest = 0x800000;
 
@@ -92,6 +92,7 @@ void H264Decoder::End() {
     ended_ = true;
     Drain();
     failed_ = false;  // what was not whole is what this makes an end of
+    left_out_ = 0;
 }
 
 void H264Decoder::Drain() {
@@ -159,7 +160,6 @@ void H264Decoder::AddSlice(const Unit &unit) {
         skipping_ = !MayBegin(head);
         recovery_ = false;
         if (skipping_) {
-            left_out_ += head.bottom ? 0 : 1;
             skipped_ = head;
             return;
         }
@@ -186,9 +186,13 @@ void H264Decoder::RefuseOrphan(const SliceHead &head) {
 }
 
 bool H264Decoder::MayBegin(const SliceHead &head) {
-    const bool start = !fed_ && !head.idr && !head.intra && !recovery_;
-    failed_ |= start;  // what it refers to never came
-    return !start && !IsLeading(head);
+    if (!fed_ && !head.idr && !head.intra && !recovery_) {
+        failed_ = true;  // what it refers to never came
+        return false;
+    }
+    const bool leading = IsLeading(head);
+    left_out_ += leading && !head.bottom ? 1 : 0;
+    return !leading;
 }
 
 /**

@@ -75,9 +75,9 @@ class H264Decoder {
     RowMap rows_;
     PacketBuffer input_; /**< units of one picture on their way to FFmpeg */
     PacketBuffer delimiter_;
-    std::unique_ptr<PacketBuffer> rest_ =
-        std::make_unique<PacketBuffer>(); /**< of a buffer of many pictures: what waits for room in the queue */
-    std::unique_ptr<PacketBuffer> in_hand_ = std::make_unique<PacketBuffer>(); /**< ... while it is gone through */
+    /** Of a buffer of many pictures: what waits for room in the queue; and the same while it is gone through. */
+    std::unique_ptr<PacketBuffer> rest_ = std::make_unique<PacketBuffer>();
+    std::unique_ptr<PacketBuffer> in_hand_ = std::make_unique<PacketBuffer>();
     FrameStore frames_;
     Yuv420 converter_;
     bool slices_in_input_ = false;
@@ -90,13 +90,13 @@ class H264Decoder {
     std::array<int64_t, 16> lost_{}; /**< numbers of pictures that must not be given out; FFmpeg holds fewer back */
     size_t lost_next_ = 0;
     bool recovery_ = false; /**< the next picture is said to be one at which decoding may start */
-    bool skipping_ = false; /**< the picture in hand is one of those */
+    SliceHead start_;       /**< of the picture at which decoding began */
+    bool gradual_ = false;  /**< ... which is good in parts only, as are those behind it, up to the recovery point */
+    bool leading_ = false;  /**< ... before which pictures may be shown that lean on what never came */
+    bool skipping_ = false; /**< `skipped_` is that of a picture that is not decoded */
     SliceHead skipped_;
-    bool leading_ = false; /**< pictures shown before `start_` lean on what was lost or never came */
-    SliceHead start_;      /**< of the picture at which decoding began, if that does not stand alone for good */
-    bool gradual_ = false; /**< ... which is good in parts only, as are those that follow, up to the recovery point */
     int left_out_ = 0;
-    bool ended_ = false;   /**< the caller takes what a stream held back */
+    bool ended_ = false; /**< the caller takes what a stream held back */
     bool failed_ = false;
 };
 
