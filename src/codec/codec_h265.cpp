@@ -198,7 +198,7 @@ ULONG_32 CODE_ReCreateDecoder(LONG_32 lWidth, LONG_32 lHeight, BOOL_T bOneFrameD
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 Codec_DecodeH265(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PLAYER_DEINTERLACEMODE_E,
+ULONG_32 Codec_DecodeH265(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PLAYER_DEINTERLACEMODE_E enMode,
                           CODE_DECODED_DATA_S &stOut) {
     if (stCodec.bUseGpuH265 != 0) {
         return PLAYER_ERR_OK;
@@ -206,7 +206,9 @@ ULONG_32 Codec_DecodeH265(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
     Codec_MarkInput(stCodec, stFrame);
     const INT32 lResult = DecodeLocked(stCodec, stFrame, stOut);
     if (lResult == IHW265D_OK) {
-        return Codec_MarkOutput(stCodec);
+        const ULONG_32 ulResult = Codec_MarkOutput(stCodec);
+        const bool bHidden = ulResult != PLAYER_ERR_OK && stFrame.ulSize == 0;
+        return bHidden ? Codec_DecodeH265(stCodec, stFrame, enMode, stOut) : ulResult;  // asked for one that is shown
     }
     if (lResult == IHW265D_NEED_MORE_BITS) {
         return Codec_MarkNone(stCodec, stFrame);

@@ -208,7 +208,9 @@ ULONG_32 Codec_DecodeH264(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
         return PLAYER_ERR_DECODE;
     }
     if (stOutcome.bPicture) {
-        return Codec_MarkOutput(stCodec);
+        const ULONG_32 ulResult = Codec_MarkOutput(stCodec);
+        const bool bHidden = ulResult != PLAYER_ERR_OK && stFrame.ulSize == 0;
+        return bHidden ? Codec_DecodeH264(stCodec, stFrame, enMode, stOut) : ulResult;  // asked for one that is shown
     }
     NoteLeftOut(stCodec, stInfo.piGotPicture);
     return Codec_MarkNone(stCodec, stFrame);

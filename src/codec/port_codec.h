@@ -6,24 +6,11 @@
 #define ZELVANE_CODEC_PORT_CODEC_H
 
 #include "codec/module_code.h"
+#include "codec/picture_stamps.h"
 #include "foundations/shared_word.h"
 
 /** What the last decode produced. */
 enum : ULONG { VIDEO_DATA = 0, AUDIO_DATA = 1 };
-
-enum { PICTURE_STAMPS_NUM = 64 };
-
-/**
- * What goes into a video decoder comes out later and in another order: a picture carries the smallest stamp that was
- * fed and not yet given.
- */
-typedef struct tagPictureStampsS {
-    DULONG adulFed[PICTURE_STAMPS_NUM]; /**< without order */
-    ULONG_32 ulNum;
-    BOOL_T bFresh;      /**< the decoder holds nothing yet */
-    BOOL_T bLeading;    /**< what comes may lean on what was before the picture at which decoding began */
-    DULONG dulKeyStamp; /**< of that picture */
-} PICTURE_STAMPS_S;
 
 /** Codecs of a port. */
 typedef struct tagPortCodecS {

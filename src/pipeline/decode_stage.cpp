@@ -1,9 +1,6 @@
 // Which decoder a port has, and one frame through it.
 #include "pipeline/decode_stage.h"
 
-#include <algorithm>
-
-#include "bits/start_code.h"
 #include "foundations/com_log.h"
 #include "foundations/guards.h"
 #include "foundations/shared_word.h"
@@ -57,91 +54,6 @@ ULONG_32 DecodeAudio(CODEC_FRAME_S *pstPacket, PLAEYR_PORT_S *pstPort) {
     return PLAYER_ERR_OK;
 }
 
-/* ---- stamps ---- */
-
-/** Whether one stamp is earlier than another; streams' stamps of 32 bits wrap. */
-bool IsEarlier(DULONG dulOne, DULONG dulOther) { return static_cast<LONG_32>(dulOne - dulOther) < 0; }
-
-/** The pieces of a picture carry the same stamp. */
-void NoteStamp(PICTURE_STAMPS_S *pstStamps, DULONG dulStamp) {
-    DULONG *const pdulEnd = pstStamps->adulFed + pstStamps->ulNum;
-    if (std::find(pstStamps->adulFed, pdulEnd, dulStamp) != pdulEnd) {
-        return;
-    }
-    if (pstStamps->ulNum == PICTURE_STAMPS_NUM) {
-        *std::min_element(pstStamps->adulFed, pdulEnd, IsEarlier) = dulStamp;
-        return;
-    }
-    pstStamps->adulFed[pstStamps->ulNum++] = dulStamp;
-}
-
-DULONG TakeStamp(PICTURE_STAMPS_S *pstStamps, DULONG dulOtherwise) {
-    if (pstStamps->ulNum == 0) {
-        return dulOtherwise;
-    }
-    DULONG *const pdulFirst = std::min_element(pstStamps->adulFed, pstStamps->adulFed + pstStamps->ulNum, IsEarlier);
-    const DULONG dulStamp = *pdulFirst;
-    *pdulFirst = pstStamps->adulFed[--pstStamps->ulNum];
-    return dulStamp;
-}
-
-void ForgetStamps(PICTURE_STAMPS_S *pstStamps) {
-    pstStamps->ulNum = 0;
-    pstStamps->bFresh = 1;
-    pstStamps->bLeading = 0;
-}
-
-/** Pictures that will never come take the stamps of those that are shown first with them. */
-void DropStamps(PICTURE_STAMPS_S *pstStamps, ULONG_32 ulCount) {
-    for (; ulCount > 0; ulCount--) {
-        TakeStamp(pstStamps, 0);
-    }
-}
-
-/* ---- H.265 pictures that lean on what was before the place at which decoding began ---- */
-
-// Unit types, ITU-T H.265, table 7-1.
-const LONG_32 H265_LAST_TRAILING = 5;
-const LONG_32 H265_FIRST_SKIPPED = 8;  // RASL pictures: random access, skipped, leading
-const LONG_32 H265_LAST_SKIPPED = 9;
-const LONG_32 H265_FIRST_KEY = 16;
-const LONG_32 H265_LAST_SLICE = 31;
-
-/** Type of the first slice in an H.265 frame, or -1. */
-LONG_32 FirstH265Slice(const CODEC_FRAME_S &stFrame) {
-    const size_t ulLen = stFrame.ulSize;
-    for (size_t i = StartCode_Find(stFrame.pucData, ulLen, 0); i + 3 < ulLen;
-         i = StartCode_Find(stFrame.pucData, ulLen, i + 3)) {
-        const LONG_32 lType = stFrame.pucData[i + 3] >> 1 & 0x3F;
-        if (lType <= H265_LAST_SLICE) {
-            return lType;
-        }
-    }
-    return -1;
-}
-
-/** Whether the frame goes into the decoder: those pictures come between the first one and the next that is no leading
- * one. */
-bool PassLeading(const CODEC_FRAME_S &stFrame, LONG_32 lPayload, PICTURE_STAMPS_S *pstStamps) {
-    if (pstStamps->bFresh == 1) {
-        pstStamps->bFresh = 0;
-        pstStamps->bLeading = lPayload == PLAYER_PAYLOAD_H265 ? 1 : 0;
-        pstStamps->dulKeyStamp = stFrame.dulTimestamp;
-    }
-    if (pstStamps->bLeading == 0) {
-        return true;
-    }
-    const LONG_32 lType = FirstH265Slice(stFrame);
-    if (lType >= H265_FIRST_SKIPPED && lType <= H265_LAST_SKIPPED) {
-        NoteStamp(pstStamps, stFrame.dulTimestamp);
-        DropStamps(pstStamps, 1);
-        return false;
-    }
-    const bool bNewKey = lType >= H265_FIRST_KEY && stFrame.dulTimestamp != pstStamps->dulKeyStamp;
-    pstStamps->bLeading = bNewKey || (lType >= 0 && lType <= H265_LAST_TRAILING) ? 0 : 1;
-    return true;
-}
-
 /* ---- the video decoder ---- */
 
 bool IsDecoderFit(LONG_32 lPayload, const PLAEYR_PORT_S *pstPort) {
@@ -174,7 +86,7 @@ bool TakeNewH265Size(PLAEYR_PORT_S *pstPort, LONG_32 *plWidth, LONG_32 *plHeight
 ULONG_32 ResizeH265Decoder(LONG_32 lPayload, LONG_32 lWidth, LONG_32 lHeight, PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulMaxRefPicNum = pstPort->stVideoDecode.ulMaxRefPicNum;
     PortState_FreeVideoDecoder(pstPort);
-    ForgetStamps(&pstPort->stStamps);
+    Stamps_Forget(&pstPort->stStamps);
     pstPort->stVideoDecode.ulMaxRefPicNum = ulMaxRefPicNum;
     ULONG_32 ulResult =
         CODE_ReCreateDecoder(lWidth, lHeight, word::Load(pstPort->bOneFrameDecordFlag), &pstPort->stVideoDecode);
@@ -255,7 +167,7 @@ ULONG_32 CreateOnGpu(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
 ULONG_32 RebuildVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     pstPort->stFrameData.bOneFrameDecordFlag = word::Load(pstPort->bOneFrameDecordFlag);
     FreeForRebuild(pstPort);
-    ForgetStamps(&pstPort->stStamps);
+    Stamps_Forget(&pstPort->stStamps);
     TakeGpuWish(lPayload, pstPort);
     ULONG_32 ulResult =
         PortCodec_UsesGpu(pstPort, lPayload)
@@ -340,7 +252,7 @@ ULONG_32 RunVideoDecoder(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT
         word::Load(pstPort->bDeinterlace) == 1 ? word::Load(pstPort->enDeinterlaceMode) : DEINTERLACE_NONE;
     ULONG_32 ulResult = CODE_Decoder(&pstPort->stVideoDecode, pstPacket, enMode, &pstPort->stDecodeVideoData);
     if (ulResult != PLAYER_ERR_OK) {
-        DropStamps(&pstPort->stStamps, pstPort->stVideoDecode.ulLeftOut);
+        Stamps_Drop(&pstPort->stStamps, pstPort->stVideoDecode.ulLeftOut);
         pstPort->stVideoDecode.ulLeftOut = 0;
         if (ulResult != PLAYER_ERR_NO_PICTURE) {
             LOG_ERROR("Port [%03d] CODE_Decoder failed, error(0x%x)", pstPort->ulPort, ulResult);
@@ -348,7 +260,7 @@ ULONG_32 RunVideoDecoder(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT
         ReportJpegFailures(pstPort);
         return ulResult;
     }
-    pstPort->stDecodeVideoData.dulTimeStamp = TakeStamp(&pstPort->stStamps, pstPacket->dulTimestamp);
+    pstPort->stDecodeVideoData.dulTimeStamp = Stamps_Take(&pstPort->stStamps, pstPacket->dulTimestamp);
     const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
     word::Store(pstPort->lPictureWidth, stPicture.lWidth);
     word::Store(pstPort->lPictureHeight, stPicture.lHeight);
@@ -364,11 +276,8 @@ ULONG_32 RunVideoDecoder(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT
 
 ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     TakeCodingHead(pstPort);
-    if (!PassLeading(*pstPacket, lPayload, &pstPort->stStamps)) {
+    if (!Stamps_Feed(&pstPort->stStamps, *pstPacket, lPayload, pstPort->stVideoDecode.bNoShow == 0)) {
         return PLAYER_ERR_NO_PICTURE;
-    }
-    if (pstPort->stVideoDecode.bNoShow == 0) {
-        NoteStamp(&pstPort->stStamps, pstPacket->dulTimestamp);
     }
     return RunVideoDecoder(pstPacket, lPayload, pstPort);
 }
@@ -433,6 +342,9 @@ ULONG_32 Player_Decoder(PLAYER_FRAMEDATA_S *pstFrame, PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulSkip = pstPort->stSeiInfo.ulSeiTotalLen <= ulLen ? pstPort->stSeiInfo.ulSeiTotalLen : 0;
     CODEC_FRAME_S stPacket = {pstFrame->pucData + ulSkip, ulLen - ulSkip, pstFrame->dulTimestamp, pstFrame->lFormatType,
                               pstFrame->bPictureEnd};
+    if (stPacket.ulSize == 0) {
+        return PLAYER_ERR_NO_PICTURE;  // to a decoder that would be the end of its stream
+    }
     if (Payload_IsVideo(pstFrame->lPayload)) {
         return DecodeVideo(&stPacket, pstFrame->lPayload, pstPort);
     }
@@ -455,7 +367,7 @@ ULONG_32 Decode_HeldPicture(PLAEYR_PORT_S *pstPort) {
         ulResult = RunVideoDecoder(&stPacket, pstPort->stVideoDecode.lCodecID, pstPort);
     }
     if (ulResult != PLAYER_ERR_OK) {
-        ForgetStamps(&pstPort->stStamps);
+        Stamps_Forget(&pstPort->stStamps);
         ulResult = PLAYER_ERR_NO_PICTURE;
     }
     return ulResult;
@@ -471,7 +383,7 @@ void Decode_BeginAnew(PLAEYR_PORT_S *pstPort) {
     if (lAudio == PLAYER_PAYLOAD_AAC || lAudio == PLAYER_PAYLOAD_MP1L2) {  // the others hold nothing
         CODE_Decoder(&pstPort->stAudioDecode, &stEnd, DEINTERLACE_NONE, &stNobody);
     }
-    ForgetStamps(&pstPort->stStamps);
+    Stamps_Forget(&pstPort->stStamps);
 }
 
 bool Deliver_DecodeFrame(PLAEYR_PORT_S *pstPort) {

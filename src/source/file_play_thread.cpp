@@ -13,17 +13,16 @@
 #include "port/port_lock.h"
 #include "port/port_state.h"
 #include "port/run_messages.h"
-#include "queue/record_head.h"
 #include "source/file_play.h"
+#include "source/file_record.h"
 #include "source/trick_play.h"
 
 namespace {
 
 const ULONG_32 NO_SEEK = 0xFFFFFFFF;
 const ULONG_32 NO_KEY_FRAME = 0xFFFFFFFF;
-const ULONG_32 IDLE_WAIT_MS = 10000; /**< paused: whatever the client asks for wakes the thread */
-const ULONG_32 ORPHAN_WAIT_MS = 10;  /**< paused with a step pending: another call has put the step aside */
-const ULONG_32 ROOM_WAIT_MS = 10;
+const ULONG_32 IDLE_WAIT_MS = 10000;      /**< paused: whatever the client asks for wakes the thread */
+const ULONG_32 ORPHAN_WAIT_MS = 10;       /**< paused with a step pending: another call has put the step aside */
 const ULONG_32 FRAMES_FOR_A_PICTURE = 16; /**< paused: so many video frames are read until one of them is shown */
 const FLOAT TICKS_A_MS = 90.0F;
 
@@ -177,54 +176,6 @@ ULONG_32 ReadFrame(PLAEYR_PORT_S *pstPort, ULONG_32 ulFrameCtrl) {
     return ulResult;
 }
 
-/* ---- recording ---- */
-
-/** Whether a full queue is worth waiting for: a step and a close must not wait for a recorder that stands still. */
-bool MayWaitForRoom(const PLAEYR_PORT_S *pstPort) {
-    return word::Load(pstPort->ulBufferCtrl) == PLAYER_BUFFER_CTRL_BLOCK && word::Load(pstPort->bStartRecord) &&
-           word::Load(pstPort->bStartRecv) && word::Load(pstPort->bCtrlSucc) && !PortLock_IsClosing(pstPort->ulPort);
-}
-
-/** Whether a head and so many bytes find room in the record ring now; only this thread writes there. */
-bool HasRecordRoom(PLAEYR_PORT_S *pstPort, ULONG_32 ulLen) {
-    const ULONG_32 ulNeed = 1 + (ulLen + RECORD_RING_SLOT - 1) / RECORD_RING_SLOT;
-    ULONG_32 ulUsed = 0;
-    QUEUE_GetCurPacketLen(&pstPort->stRecordBufferQueue, &ulUsed);
-    return word::LoadAcquire(pstPort->stRecordBufferQueue.ulBufNum) > ulUsed + ulNeed;
-}
-
-ULONG_32 AddToRecord(PLAEYR_PORT_S *pstPort, void *pData, ULONG_32 ulLen) {
-    return QUEUE_AddPacketEx(static_cast<CHAR *>(pData), ulLen, word::LoadAcquire(pstPort->pstPayloadType),
-                             &pstPort->stRecordBufferQueue);
-}
-
-/** Adds a head and its frame, or neither: the reader takes whatever follows a head for its frame. */
-ULONG_32 AddFrameToRecord(PLAEYR_PORT_S *pstPort) {
-    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
-    const ULONG_32 ulLen = static_cast<ULONG_32>(stFrame.lDataLen);
-    while (!HasRecordRoom(pstPort, ulLen)) {
-        if (!MayWaitForRoom(pstPort)) {
-            return PLAYER_ERR_QUEUE_FULL;
-        }
-        QUEUE_WaitForRoom(&pstPort->stRecordBufferQueue, ROOM_WAIT_MS);
-    }
-    PLAYER_RECORDHEAD_S stHead = {{'R', 'd', 'H', 'd'}, stFrame.lPayload, stFrame.lFormatType, 0, stFrame.dulTimestamp};
-    ULONG_32 ulResult = AddToRecord(pstPort, &stHead, sizeof(stHead));
-    return ulResult == PLAYER_ERR_OK ? AddToRecord(pstPort, stFrame.pucData, ulLen) : ulResult;
-}
-
-/** Hands the frame to a running recording, as a head and the data. */
-void RecordFrame(PLAEYR_PORT_S *pstPort) {
-    if (!word::Load(pstPort->bStartRecord) || pstPort->stFrameData.lDataLen <= 0) {
-        return;
-    }
-    ULONG_32 ulResult = AddFrameToRecord(pstPort);
-    if (ulResult != PLAYER_ERR_OK) {
-        LOG_WARN("Port[%03d] FilePlay Thread Warning: QUEUE_AddPacket Record Failed, Error:[0x%x].", pstPort->ulPort,
-                 ulResult);
-    }
-}
-
 /* ---- decoding ---- */
 
 /** Runs the frame tap; false when the frame goes no further. */
@@ -311,6 +262,7 @@ void FeedKeyAgain(FILE_LOOP_S *pstLoop) {
     }
     pstLoop->stKey.bNeeded = false;
     if (stFrame.lFormatType != PLAYER_VIDEO_FRAME_I && pstPort->stVideoDecode.lCodecID == stFrame.lPayload) {
+        pstPort->stSeiInfo.ulSeiTotalLen = 0;
         pstPort->stVideoDecode.bNoShow = 1;
         Player_Decoder(&pstLoop->stKey.stFrame, pstPort);
         pstPort->stVideoDecode.bNoShow = 0;
@@ -446,7 +398,7 @@ READ_E PlayFrame(FILE_LOOP_S *pstLoop) {
         HandleReadFailure(pstPort, ulFrameCtrl, ulResult);
         return READ_E::FAILED;
     }
-    RecordFrame(pstPort);
+    FileRecord_Add(pstPort);
     if (!PassFrameTap(pstPort)) {
         return READ_E::FAILED;
     }
