@@ -1,6 +1,7 @@
 // Which decoder a port has, and one frame through it.
 #include "pipeline/decode_stage.h"
 
+#include "bits/dsp_mcfw_preparse.h"
 #include "foundations/com_log.h"
 #include "foundations/guards.h"
 #include "foundations/shared_word.h"
@@ -66,10 +67,16 @@ bool IsDecoderFit(LONG_32 lPayload, const PLAEYR_PORT_S *pstPort) {
             static_cast<ULONG_32>(pstPort->stDecodeVideoData.lHeight) == stCodec.ulPicHeight);
 }
 
+/** Whether the H.265 decoder was made for any size, and that of its pictures has become known. */
+bool HasOutgrownDefault(const PLAEYR_PORT_S *pstPort) {
+    const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
+    return pstPort->stVideoDecode.bDefaultDecSize == 1 && stPicture.lWidth > 0 && stPicture.lHeight > 0;
+}
+
 /** The size that the software H.265 decoder has yet to take on, if there is one. */
 bool TakeNewH265Size(PLAEYR_PORT_S *pstPort, LONG_32 *plWidth, LONG_32 *plHeight) {
     const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
-    if (pstPort->stVideoDecode.bDefaultDecSize == 1 && stPicture.lWidth > 0 && stPicture.lHeight > 0) {
+    if (HasOutgrownDefault(pstPort)) {
         *plWidth = stPicture.lWidth;
         *plHeight = stPicture.lHeight;
         return true;
@@ -288,6 +295,16 @@ bool MayHoldPictures(const PLAEYR_PORT_S *pstPort) {
     return Payload_IsInterVideo(lCodecID) && !PortCodec_UsesGpu(pstPort, lCodecID);
 }
 
+/** Whether the frame's parameter sets tell of another size than the one that was known. */
+bool IsNewH265Size(const PLAEYR_PORT_S *pstPort) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+    const NET_STATEINFO_S &stState = pstPort->stStateInfo;
+    DSP_SPS_INFO_S stInfo = {};
+    return stFrame.lDataLen > 0 && stState.lWidth != 0 && stState.lHeight != 0 &&
+           ParseSequenceParameterSet(stFrame.pucData, static_cast<ULONG_32>(stFrame.lDataLen), &stInfo) == 1 &&
+           (stInfo.lWidth != stState.lWidth || stInfo.lHeight != stState.lHeight);
+}
+
 /** The hardware H.265 decoder is rebuilt when a key frame of a marked stream breaks it. */
 bool MayRebuildGpuH265(const PLAEYR_PORT_S *pstPort) {
     const UCHAR ucCodeType = pstPort->stSeiInfo.stUcodeInfo.stUcodeHeadInfo.ucBitCodeType;
@@ -358,6 +375,18 @@ ULONG_32 Decode_NextPicture(PLAEYR_PORT_S *pstPort) {
     CODEC_FRAME_S stPacket = {nullptr, 0, pstPort->stFrameData.dulTimestamp, CODEC_FRAME_MORE,
                               pstPort->stFrameData.bPictureEnd};
     return RunVideoDecoder(&stPacket, pstPort->stVideoDecode.lCodecID, pstPort);
+}
+
+bool Decode_WillReplace(const PLAEYR_PORT_S *pstPort) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+    if (!MayHoldPictures(pstPort) || !Payload_IsVideo(stFrame.lPayload)) {
+        return false;
+    }
+    if (pstPort->stVideoDecode.lCodecID != stFrame.lPayload) {
+        return true;
+    }
+    return stFrame.lPayload == PLAYER_PAYLOAD_H265 && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I &&
+           (HasOutgrownDefault(pstPort) || pstPort->stStateInfo.bPicSizeChanged == 1 || IsNewH265Size(pstPort));
 }
 
 ULONG_32 Decode_HeldPicture(PLAEYR_PORT_S *pstPort) {

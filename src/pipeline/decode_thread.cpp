@@ -102,23 +102,17 @@ void PaceAfterVideo(DECODE_LOOP_S *pstLoop) {
 }
 
 /** Nothing follows on what the decoder has: what it holds back is shown now, and the half of a picture goes. */
-void EndAtGap(DECODE_LOOP_S *pstLoop) {
-    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
-    while (pstPort->bNeedIFrame == 1 && pstPort->stStamps.bFresh == 0 && Decode_HeldPicture(pstPort) == PLAYER_ERR_OK) {
-        Deliver_Result(pstPort, &pstLoop->stDeliver);
+void DeliverHeld(DECODE_LOOP_S *pstLoop) {
+    while (Decode_HeldPicture(pstLoop->pstPort) == PLAYER_ERR_OK) {
+        Deliver_Result(pstLoop->pstPort, &pstLoop->stDeliver);
     }
 }
 
-void DecodeRound(DECODE_LOOP_S *pstLoop) {
+/** Decodes the frame in stFrameData and delivers every picture, or the sound, that comes of it. */
+void DecodeAndDeliver(DECODE_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
-    PaceAfterVideo(pstLoop);
-    EndAtGap(pstLoop);
-    if (!TakeFrame(pstLoop) || !Deliver_PassKeyFrameGate(pstPort)) {
-        return;
-    }
-    pstPort->stSeiInfo.ulSeiTotalLen = 0;
-    if (!PassFrameTap(pstLoop) || !Deliver_PassSoundChannel(pstPort)) {
-        return;
+    if (Decode_WillReplace(pstPort)) {
+        DeliverHeld(pstLoop);
     }
     bool bMore = Deliver_DecodeFrame(pstPort);
     do {
@@ -127,6 +121,22 @@ void DecodeRound(DECODE_LOOP_S *pstLoop) {
         }
         bMore = Deliver_NextPicture(pstPort);
     } while (bMore);
+}
+
+void DecodeRound(DECODE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    PaceAfterVideo(pstLoop);
+    if (pstPort->bNeedIFrame == 1 && pstPort->stStamps.bFresh == 0) {
+        DeliverHeld(pstLoop);
+    }
+    if (!TakeFrame(pstLoop) || !Deliver_PassKeyFrameGate(pstPort)) {
+        return;
+    }
+    pstPort->stSeiInfo.ulSeiTotalLen = 0;
+    if (!PassFrameTap(pstLoop) || !Deliver_PassSoundChannel(pstPort)) {
+        return;
+    }
+    DecodeAndDeliver(pstLoop);
 }
 
 }  // namespace

@@ -366,7 +366,7 @@ READ_E DecodeAndDeliver(FILE_LOOP_S *pstLoop) {
     } else if (!bKeyAlone) {
         FeedKeyAgain(pstLoop);
     }
-    READ_E enResult = READ_E::NOTHING;
+    READ_E enResult = Decode_WillReplace(pstPort) ? DeliverHeld(pstLoop, true) : READ_E::NOTHING;
     for (bool bMore = DecodeFrame(pstPort); bMore; bMore = NextPicture(pstPort)) {
         enResult = READ_E::PICTURE;
         DeliverResult(pstLoop);

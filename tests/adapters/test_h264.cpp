@@ -3,6 +3,7 @@
 
 #include "adapters/video_feed.h"
 #include "codec/zvcodec.h"
+#include "support/made_bytes.h"
 
 namespace {
 
@@ -94,6 +95,80 @@ TEST(H264Library, ALostSliceCostsItsPictureAndWhatRefersToItAndNoMore) {
         Decoder decoder;
         EXPECT_EQ(decoder.FeedAll(buffers), expected) << slice;
         EXPECT_LE(1, decoder.failures);
+    }
+}
+
+/* ---- fields, which no encoder at hand makes ---- */
+
+struct FieldPart {
+    uint32_t frame, order; /**< frame_num, pic_order_cnt_lsb */
+    int parity;            /**< 0 top, 1 bottom, -1 a whole frame */
+    bool skipped;          /**< all of it as in the picture before, else samples without compression */
+    uint32_t slices;
+};
+
+void AddUnit(Bytes *stream, uint8_t head, BitWriter *fields) {
+    fields->Bits(1, 1);
+    stream->insert(stream->end(), {0, 0, 0, 1, head});
+    stream->insert(stream->end(), fields->oBytes.begin(), fields->oBytes.end());
+}
+
+void AddSlice(Bytes *stream, const FieldPart &part, uint32_t from, uint32_t to, bool deblock) {
+    const bool idr = part.frame == 0 && part.parity == 0;
+    BitWriter slice;
+    slice.Ue(from).Ue(part.skipped ? 5 : 7).Ue(0).Bits(part.frame, 4).Bits(part.parity >= 0, 1);
+    slice.Bits(part.parity == 1, part.parity >= 0 ? 1 : 0);
+    if (idr) {
+        slice.Ue(0);
+    }
+    slice.Bits(part.order, 8).Bits(0, (idr ? 2 : 1) + (part.skipped ? 2 : 0)).Ue(0).Ue(deblock ? 0 : 1);
+    if (deblock) {
+        slice.Ue(0).Ue(0);
+    }
+    if (part.skipped) {
+        slice.Ue(to - from);
+    }
+    for (; !part.skipped && from < to; ++from) {
+        slice.Ue(25);
+        slice.Bits(0, static_cast<int>((8 - slice.Count() % 8) % 8));
+        for (uint32_t i = 0; i < 384; ++i) {
+            slice.Bits(40 + (from * 37 + part.order * 11 + i * i / 7) % 180, 8);
+        }
+    }
+    AddUnit(stream, idr ? 0x65 : 0x61, &slice);
+}
+
+/** Pictures of 64 x 96 pixels: pairs of fields with either one first, and frames. */
+Bytes FieldStream(bool deblock) {
+    constexpr FieldPart kParts[] = {{0, 0, 0, false, 2}, {0, 1, 1, true, 3},   {1, 2, 0, false, 1},
+                                    {1, 3, 1, false, 2}, {2, 4, -1, false, 3}, {3, 6, 1, false, 3},
+                                    {3, 7, 0, false, 1}, {4, 8, -1, true, 2}};
+    Bytes stream;
+    BitWriter sps, pps;
+    sps.Bits(77, 8).Bits(0, 8).Bits(30, 8).Ue(0).Ue(0).Ue(0).Ue(4).Ue(2).Bits(0, 1).Ue(3).Ue(2).Bits(0b00100, 5);
+    AddUnit(&stream, 0x67, &sps);
+    pps.Ue(0).Ue(0).Bits(0, 2).Ue(0).Ue(0).Ue(0).Bits(0, 3).Ue(0).Ue(0).Ue(0).Bits(0b100, 3);
+    AddUnit(&stream, 0x68, &pps);
+    for (const FieldPart &part : kParts) {
+        const uint32_t blocks = part.parity >= 0 ? 12 : 24;
+        for (uint32_t i = 0; i < part.slices; ++i) {
+            AddSlice(&stream, part, blocks * i / part.slices, blocks * (i + 1) / part.slices, deblock);
+        }
+    }
+    return stream;
+}
+
+TEST(H264Library, FieldsComeAsFrames) {
+    for (const bool deblock : {false, true}) {
+        const Bytes stream = FieldStream(deblock);
+        const std::vector<std::string> reference = ReferenceMd5s(stream, kCodec);
+        ASSERT_EQ(reference.size(), 5U);
+        for (const unsigned threads : {1U, 2U}) {
+            for (const std::vector<Bytes> &buffers : {UnitBuffers(stream, kCodec), SliceBuffers(stream, kCodec)}) {
+                Decoder decoder(threads);
+                EXPECT_EQ(decoder.FeedAll(buffers), reference);
+            }
+        }
     }
 }
 
