@@ -389,7 +389,7 @@ typedef struct tagPlayerPictureData {
     ULONG_32 ulPicWidth;       /**< pixels of a row of Y */
     ULONG_32 ulRenderTimeType; /**< always 0 */
     ULONG_32 ulFrameRate;      /**< frames a second of the stream */
-    DLONG dlRenderTime;        /**< timestamp of the frame, 90 kHz ticks */
+    DLONG dlRenderTime;        /**< when it is shown: the smallest stamp of a frame decoded and not yet given, 90 kHz */
 } PLAYER_PICTURE_DATA_S;
 
 /** Decoded sound: 16-bit PCM in the machine's byte order, channels interleaved. */
