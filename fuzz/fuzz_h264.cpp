@@ -14,6 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         info.pstream_buf = buffer.data();
         info.buf_size = static_cast<int>(buffer.size());
         if (dec_h264_main(handle, &info, nullptr) == 0 && info.point_to_picture == H264_PICTURE_IN_INFO) {
+            CopyPicture(info.yuv_picture.data, info.yuv_picture.linesize, info.width, info.height);
             for (int i = 0; i < 3; ++i) {
                 const int half = i == 0 ? 0 : 1;
                 sink = sink + TouchPlane(info.yuv_picture.data[i], info.yuv_picture.linesize[i],

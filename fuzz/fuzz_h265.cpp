@@ -28,10 +28,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         IH265DEC_INARGS in{buffer.data(), static_cast<UINT32>(buffer.size()), 0, IH265D_DECODE};
         IH265DEC_OUTARGS out{};
         if (IHW265D_DecodeFrame(handle, &in, &out) == IHW265D_OK) {
+            const int strides[] = {static_cast<int>(out.uiYStride), static_cast<int>(out.uiUVStride),
+                                   static_cast<int>(out.uiUVStride)};
+            CopyPicture(out.pPlane, strides, static_cast<int>(out.uiDecWidth), static_cast<int>(out.uiDecHeight));
             for (int i = 0; i < 3; ++i) {
                 const int half = i == 0 ? 0 : 1;
-                sink = sink + TouchPlane(out.pPlane[i], static_cast<int>(i == 0 ? out.uiYStride : out.uiUVStride),
-                                         (static_cast<int>(out.uiDecWidth) + half) >> half,
+                sink = sink + TouchPlane(out.pPlane[i], strides[i], (static_cast<int>(out.uiDecWidth) + half) >> half,
                                          (static_cast<int>(out.uiDecHeight) + half) >> half);
             }
         }

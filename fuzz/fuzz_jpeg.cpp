@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "codec/module_code.h"
+#include "video_input.h"
 
 namespace {
 
@@ -51,6 +52,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pucData, size_t ulSize) {
     }
     DecodeExactly(hDecoder, oInput.data(), static_cast<ULONG_32>(ulSize));
     CODEC_FRAME_S stFrame{oInput.data(), static_cast<ULONG_32>(ulSize), 0, 0};
-    CODE_Decoder(&stCodec, &stFrame, DEINTERLACE_NONE, &stPicture);
+    if (CODE_Decoder(&stCodec, &stFrame, DEINTERLACE_NONE, &stPicture) == PLAYER_ERR_OK) {
+        CopyPicture(stPicture.pucData, stPicture.lLineSize, stPicture.lWidth, stPicture.lHeight);
+    }
     return 0;
 }

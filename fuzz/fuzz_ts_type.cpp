@@ -31,6 +31,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pucData, size_t ulSize) {
     Require(stPacket.enType <= TS_PACKET_TYPE_NUM);
     TS_ParsePAT(aucBlock.get(), ulLen, &stStream);
     TS_ParsePMT(aucBlock.get(), ulLen, &stStream);
+    static UCHAR aucFrame[VIDEO_FRAME_BUFFER_SIZE];
+    stStream.pucFrameData = aucFrame;
+    if (TS_ParseTSHeader(aucBlock.get(), ulLen, &stPacket, &stStream) == 0) {
+        Require(TS_PacketTogether(aucBlock.get(), ulLen, &stPacket, &stStream) == 0);
+        TS_GetPayLoadType(&stPacket, &stStream);
+    }
     if (ulLen > TS_PACKET_SIZE) {
         ULONG_32 ulOffset = 0;
         Require(TS_FindHead(aucBlock.get(), ulLen, &ulOffset) != 0 || ulOffset + TS_PACKET_SIZE < ulLen);

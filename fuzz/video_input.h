@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "queue/module_queue.h"
+
 /** Calls `feed` with each buffer as a block of its own, so that any read outside it is seen. */
 template <typename Feed>
 void ForEachBuffer(const uint8_t *data, size_t size, Feed feed) {
@@ -20,6 +22,23 @@ void ForEachBuffer(const uint8_t *data, size_t size, Feed feed) {
         feed(buffer);
         data += 2 + length;
         size -= 2 + length;
+    }
+}
+
+/** Copies a picture as the player does on its way to the window, and halved. */
+inline void CopyPicture(const uint8_t *const planes[], const int strides[], int width, int height) {
+    static DECODED_BUFFER_QUEUE_S queue{};
+    static const ULONG_32 made = QUEUE_InitDecodedBufferQueue(&queue, 3);
+    CODE_DECODED_DATA_S picture{};
+    for (int i = 0; i < 3; ++i) {
+        picture.pucData[i] = const_cast<uint8_t *>(planes[i]);
+        picture.lLineSize[i] = strides[i];
+    }
+    picture.lWidth = width;
+    picture.lHeight = height;
+    if (made == 0) {
+        QUEUE_AddDecodeData(&picture, 0, &queue);
+        QUEUE_AddDecodeDataWithCompress(&picture, 0, strides[0] / 2, width / 2, height / 2, &queue);
     }
 }
 

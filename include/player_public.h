@@ -375,7 +375,13 @@ typedef struct tagPlayerParseAudioData {
     ULONG_32 ulReserved2;       /**< 0 */
 } PLAYER_PARSE_AUDIO_DATA_S;
 
-/** A decoded picture: 8-bit YUV 4:2:0 in three planes. */
+/**
+ * A decoded picture: 8-bit YUV 4:2:0 in three planes.
+ *
+ * Only pixels may be read: of each row ulPicWidth bytes in Y and half as many, rounded down, in U and V, of ulPicHeight
+ * rows and half as many. Between the rows lies padding; behind the last pixel of a plane its memory may end. So copy row
+ * by row, or up to the last pixel of the last row, never rows times line size.
+ */
 typedef struct tagPlayerPictureData {
     UCHAR *pucData[4];         /**< planes Y, U, V; the fourth is unused */
     ULONG_32 ulLineSize[4];    /**< bytes from one row to the next */
@@ -383,7 +389,7 @@ typedef struct tagPlayerPictureData {
     ULONG_32 ulPicWidth;       /**< pixels of a row of Y */
     ULONG_32 ulRenderTimeType; /**< always 0 */
     ULONG_32 ulFrameRate;      /**< frames a second of the stream */
-    DLONG dlRenderTime;        /**< timestamp of the frame, 90 kHz ticks */
+    DLONG dlRenderTime;        /**< when it is shown: the smallest stamp of a frame decoded and not yet given, 90 kHz */
 } PLAYER_PICTURE_DATA_S;
 
 /** Decoded sound: 16-bit PCM in the machine's byte order, channels interleaved. */

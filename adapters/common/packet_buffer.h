@@ -44,14 +44,16 @@ class PacketBuffer {
         return true;
     }
 
-    /** Decodes what has been appended; the bytes stay. @return the result of avcodec_send_packet() */
-    int Send(AVCodecContext *context) {
+    /** Decodes what has been appended, under a number that its frame hands back; the bytes stay.
+     *  @return the result of avcodec_send_packet() */
+    int Send(AVCodecContext *context, int64_t number = AV_NOPTS_VALUE) {
         packet_->buf = buffer_ != nullptr ? av_buffer_ref(buffer_) : nullptr;
         if (packet_->buf == nullptr) {
             return AVERROR(ENOMEM);
         }
         packet_->data = buffer_->data;
         packet_->size = static_cast<int>(size_);
+        packet_->pts = number;
         const int result = avcodec_send_packet(context, packet_);
         av_packet_unref(packet_);
         return result;

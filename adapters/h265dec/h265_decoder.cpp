@@ -1,8 +1,6 @@
 #include "h265dec/h265_decoder.h"
 
-#include <algorithm>
-
-#include "common/limits.h"
+#include <utility>
 
 namespace zv {
 namespace {
@@ -11,56 +9,49 @@ constexpr int kThreadsOfMulti = 4;
 
 // Unit types, ITU-T H.265 table 7-1; 48 is the aggregation packet of IETF RFC 7798, 4.4.2.
 enum : uint8_t {
-    kLastSlice = 31,
+    kLastLeading = 9,
+    kFirstKey = 16,
+    kIdr = 19,
+    kIdrAlone = 20,
+    kLastKey = 21,
     kVps = 32,
+    kSps = 33,
+    kPps = 34,
     kDelimiter = 35,
     kEndOfSequence = 36,
     kEndOfStream = 37,
-    kFiller = 38,
-    kPrefixSei = 39,
-    kSuffixSei = 40,
-    kReserved44 = 44,
     kAggregation = 48,
 };
 
 constexpr size_t kUnitHeader = 2;
 
-/** What a probed picture's last pixels hold before decoding; no picture has them by chance. */
-constexpr uint8_t kProbe[16] = {0x3B, 0xC5, 0x62, 0x9E, 0x17, 0xF0, 0x4D, 0xA8,
-                                0x81, 0x2C, 0xD7, 0x59, 0xE6, 0x0A, 0xB3, 0x74};
-
 uint8_t TypeOf(const Unit &unit) { return unit.data[0] >> 1 & 0x3F; }
 
-/** Units of other layers and units cut off before their first payload byte are of no use. */
-bool IsUsable(const Unit &unit) {
-    return unit.Size() > kUnitHeader && (unit.data[0] & 1) == 0 && unit.data[1] >> 3 == 0;
+/** Units of other layers are of no use. */
+bool IsBase(const Unit &unit) {
+    return unit.Size() >= kUnitHeader && (unit.data[0] & 1) == 0 && unit.data[1] >> 3 == 0;
 }
 
-/** The first bits of a slice header, behind the flag that tells a first slice: its address stands near their front. */
-uint32_t PlaceOf(const Unit &unit) {
-    uint32_t place = 0;
-    for (size_t i = kUnitHeader; i < kUnitHeader + 4; ++i) {
-        place = place << 8 | (i < unit.Size() ? unit.data[i] : 0U);
+bool IsKey(uint8_t type) { return type >= kFirstKey && type <= kLastKey; }
+
+bool IsIdr(uint8_t type) { return type == kIdr || type == kIdrAlone; }
+
+bool IsSlice(uint8_t type) { return type <= kLastLeading || IsKey(type); }
+
+uint64_t Hash(const uint8_t *data, size_t size) {
+    uint64_t hash = 0xCBF29CE484222325ULL;
+    for (size_t i = 0; i < size; ++i) {
+        hash = (hash ^ data[i]) * 0x100000001B3ULL;
     }
-    return place;
-}
-
-/** Behind a slice, these begin the next access unit (ITU-T H.265, 7.4.2.4.4). */
-bool LeadsPicture(uint8_t type) {
-    return (type >= kVps && type <= kDelimiter) || type == kPrefixSei || (type > kSuffixSei && type <= kReserved44);
+    return hash;
 }
 
 }  // namespace
 
-H265Decoder::~H265Decoder() {
-    avcodec_free_context(&context_);
-    av_buffer_unref(&probed_);
-}
-
 bool H265Decoder::Open() {
     const AVCodec *codec = avcodec_find_decoder(AV_CODEC_ID_HEVC);
     context_ = avcodec_alloc_context3(codec);
-    if (context_ == nullptr || !frames_.Ready() || !pending_.Ready()) {
+    if (context_ == nullptr || !frames_.Ready() || !pending_.Ready() || !leads_.Ready()) {
         return false;
     }
     context_->thread_count = param_.eThreadType == IH265D_MULTI_THREAD ? kThreadsOfMulti : 1;
@@ -72,76 +63,104 @@ bool H265Decoder::Open() {
     return avcodec_open2(context_, codec, nullptr) == 0;
 }
 
-INT32 H265Decoder::Decode(const uint8_t *data, size_t size, Planes *planes) {
-    refusal_ = IHW265D_OK;
-    failed_ = false;
-    units_seen_ = false;
-    policy_.BeginBuffer();
+void H265Decoder::Decode(const uint8_t *data, size_t size) {
+    if (std::exchange(ended_, false)) {
+        frames_.Drop();
+    }
+    int count = 0;
+    bool delimiter = false;
     UnitReader units(data, size);
-    for (Unit unit; units.Next(&unit);) {
-        units_seen_ = true;
-        if (IsUsable(unit) && TypeOf(unit) == kAggregation) {
+    for (Unit unit; units.Next(&unit); ++count) {
+        if (!IsBase(unit)) {
+            continue;
+        }
+        delimiter = TypeOf(unit) == kDelimiter;
+        if (TypeOf(unit) == kAggregation) {
             AddAggregate(unit, &units);
         } else {
             AddUnit(unit);
         }
     }
-    EndBuffer();
-    if (refusal_ != IHW265D_OK) {
-        return refusal_;
+    failed_ |= count == 0;
+    EndBuffer(delimiter && count == 1);
+}
+
+void H265Decoder::End() {
+    ended_ = true;
+    if (pending_slices_ != 0) {
+        DecodePending(Over::kCertain);
     }
-    const AVFrame *frame = frames_.Take();
+    Flush();
+    failed_ = false;  // what was not whole is what this makes an end of
+    deaf_ = false;
+    need_key_ = true;
+    refusal_ = IHW265D_OK;
+}
+
+INT32 H265Decoder::Take(Planes *planes) {
+    const INT32 refusal = std::exchange(refusal_, INT32{IHW265D_OK});
+    if (refusal != IHW265D_OK) {
+        return refusal;
+    }
+    const AVFrame *frame = frames_.Take(ended_);
     if (frame != nullptr && converter_.Convert(frame, planes)) {
         return IHW265D_OK;
     }
-    return failed_ || !units_seen_ ? IHW265D_STREAM_ERR : IHW265D_NEED_MORE_BITS;
-}
-
-void H265Decoder::EndBuffer() {
-    if (pending_slices_ != 0 && policy_.IsWhole()) {
-        DecodePending();
-    }
-    if (pending_.Size() > kMaxPictureBytes) {
-        pending_.Clear();
-        pending_slices_ = 0;
-    }
+    return std::exchange(failed_, false) ? IHW265D_STREAM_ERR : IHW265D_NEED_MORE_BITS;
 }
 
 void H265Decoder::AddUnit(const Unit &unit) {
-    if (!IsUsable(unit)) {
-        const bool end = unit.Size() == kUnitHeader && (TypeOf(unit) == kEndOfSequence || TypeOf(unit) == kEndOfStream);
-        if (end) {
-            Append(unit);
-        }
-        return;
-    }
     const uint8_t type = TypeOf(unit);
-    if (type <= kLastSlice) {
+    if (IsSlice(type)) {
         AddSlice(unit);
-        return;
+    } else if (type == kVps || type == kSps || type == kPps) {
+        AddLead(unit);
+    } else if (type == kEndOfSequence || type == kEndOfStream) {
+        if (pending_slices_ != 0) {
+            DecodePending(Over::kCertain);
+        }
+        Append(&pending_, unit);
     }
-    if (LeadsPicture(type) && pending_slices_ != 0) {
-        DecodePending();
-    }
-    if (type != kFiller && type != kDelimiter && (type != kSuffixSei || pending_slices_ != 0)) {
-        Append(unit);
+}
+
+/** Parameter sets never concern the picture in hand: they wait for the next one. */
+void H265Decoder::AddLead(const Unit &unit) {
+    Append(&leads_, unit);
+    if (TypeOf(unit) == kSps) {
+        heads_.TakeSps(unit);
+    } else if (TypeOf(unit) == kPps) {
+        heads_.TakePps(unit);
     }
 }
 
 void H265Decoder::AddSlice(const Unit &unit) {
-    const bool first = (unit.data[kUnitHeader] & 0x80) != 0;
-    if (first) {
-        if (pending_slices_ != 0) {
-            DecodePending();
-        }
-        policy_.FirstSlice();
-    } else {
-        policy_.NextSlice(PlaceOf(unit));
-        if (pending_slices_ == 0) {
-            return;  // its picture is decoded already, or never began
-        }
+    const bool first = unit.Size() > kUnitHeader && (unit.data[kUnitHeader] & 0x80) != 0;
+    uint32_t address = 0;
+    if (first && pending_slices_ != 0) {
+        DecodePending(Over::kCertain);
     }
-    Append(unit);
+    const bool key = IsKey(TypeOf(unit));
+    if (!heads_.ReadAddress(unit, &address) || (need_key_ && !(first && key) && pending_slices_ == 0)) {
+        failed_ = true;  // without its sets or its references
+        return;
+    }
+    if (!first && pending_slices_ == 0) {
+        Break();  // the beginning of its picture is lost
+        return;
+    }
+    if (first) {
+        SendLeads();
+        need_key_ = false;
+        again_ = false;
+        ++number_;
+        form_.Begin(key);
+        if (IsIdr(TypeOf(unit)) && !told_ && !form_.IsKnown()) {
+            Flush();  // all before it is shown before it: so it can be tried, and started over
+        }
+    } else {
+        form_.Add(address);
+    }
+    Append(&pending_, unit);
     ++pending_slices_;
 }
 
@@ -154,34 +173,93 @@ void H265Decoder::AddAggregate(const Unit &unit, UnitReader *units) {
         if (size == 0 || size > static_cast<size_t>(end - at) - 2) {
             break;
         }
-        AddUnit({at, at + 2, at + 2 + size});
+        const Unit inner{at, at + 2, at + 2 + size};
+        if (IsBase(inner)) {
+            AddUnit(inner);
+        }
         at += 2 + size;
     }
     units->Resume(at);
 }
 
-void H265Decoder::Append(const Unit &unit) {
+void H265Decoder::Append(PacketBuffer *to, const Unit &unit) {
     static constexpr uint8_t kStartCode[] = {0, 0, 0, 1};
-    failed_ |= !pending_.Append(kStartCode, sizeof(kStartCode)) || !pending_.Append(unit.data, unit.Size());
+    if (to->Size() > kMaxPictureBytes) {
+        to->Clear();
+        failed_ = true;
+    }
+    failed_ |= !to->Append(kStartCode, sizeof(kStartCode)) || !to->Append(unit.data, unit.Size());
 }
 
-void H265Decoder::DecodePending() {
-    failed_ |= pending_.Send(context_) < 0;
-    policy_.Close();
-    if (probe_ == Probe::kWritten) {
-        const bool cut_off = ProbeUntouched();
-        av_buffer_unref(&probed_);
-        probe_ = failed_ ? Probe::kWanted : Probe::kDone;
-        if (cut_off && !failed_) {
-            // The stream's first picture has more slices to come. It is started over with all of them.
-            avcodec_flush_buffers(context_);
-            policy_.ExpectPieces();
-            return;
-        }
+void H265Decoder::EndBuffer(bool told) {
+    told_ |= told && !deaf_;
+    if (pending_slices_ == 0) {
+        return;
     }
-    frames_.Receive(context_);
+    if (told && told_) {
+        DecodePending(Over::kTold);
+    } else if (!told_ && !again_ && (first_ || form_.LooksWhole())) {
+        DecodePending(Over::kGuess);
+    }
+}
+
+void H265Decoder::DecodePending(Over over) {
+    context_->err_recognition |= AV_EF_EXPLODE;
+    const bool sent = pending_.Send(context_, number_) >= 0;
+    const bool cut_off = last_.TakeUntouched() && sent;
+    if (cut_off && over == Over::kTold) {
+        told_ = false;
+        deaf_ = true;
+    }
+    if (cut_off && first_ && over != Over::kCertain) {
+        avcodec_flush_buffers(context_);  // more slices are to come: it is started over with all of them
+        again_ = true;
+        return;
+    }
     pending_.Clear();
     pending_slices_ = 0;
+    if (!sent || cut_off) {
+        lost_ = number_;
+        Break();
+        return;
+    }
+    form_.Learn();
+    first_ = false;
+    Receive();
+}
+
+/** Parameter sets go ahead by themselves: one that FFmpeg does not like is no fault of the picture. */
+void H265Decoder::SendLeads() {
+    if (leads_.Size() == 0) {
+        return;
+    }
+    const uint64_t sets = Hash(leads_.Data(), leads_.Size());
+    if (std::exchange(sets_, sets) != sets) {
+        form_.Forget();
+    }
+    context_->err_recognition &= ~AV_EF_EXPLODE;
+    leads_.Send(context_);
+    leads_.Clear();
+    Receive();
+}
+
+/** A picture is lost or broken. What refers to it would show that, so all ends here, but for what came before it. */
+void H265Decoder::Break() {
+    failed_ = true;
+    need_key_ = true;
+    Flush();
+}
+
+void H265Decoder::Flush() {
+    if (!std::exchange(first_, true)) {
+        avcodec_send_packet(context_, nullptr);
+        Receive();
+    }
+    avcodec_flush_buffers(context_);
+}
+
+void H265Decoder::Receive() {
+    frames_.Receive(context_, [this](const AVFrame &frame) { return frame.pts != lost_; });
 }
 
 int H265Decoder::GetBuffer(AVCodecContext *context, AVFrame *frame, int flags) {
@@ -192,8 +270,8 @@ int H265Decoder::GetBuffer(AVCodecContext *context, AVFrame *frame, int flags) {
         return AVERROR(EINVAL);
     }
     const int result = avcodec_default_get_buffer2(context, frame, flags);
-    if (result == 0 && decoder->probe_ == Probe::kWanted) {
-        decoder->LayProbe(frame);
+    if (result == 0) {
+        decoder->last_.Mark(frame);
     }
     return result;
 }
@@ -209,26 +287,5 @@ INT32 H265Decoder::CheckSize(int width, int height) const {
     }
     return width > param_.iMaxWidth ? IHW265D_INVALID_MAX_WIDTH : IHW265D_INVALID_MAX_HEIGHT;
 }
-
-/** Marks the last pixels of the stream's first picture, to see later whether its last slice was there. */
-void H265Decoder::LayProbe(const AVFrame *frame) {
-    const AVPixFmtDescriptor *kind = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(frame->format));
-    if (kind == nullptr || frame->buf[0] == nullptr) {
-        return;
-    }
-    const size_t row = static_cast<size_t>(frame->width) * static_cast<size_t>(kind->comp[0].step);
-    probe_size_ = std::min(row, sizeof(kProbe));
-    uint8_t *place =
-        frame->data[0] + static_cast<ptrdiff_t>(frame->linesize[0]) * (frame->height - 1) + row - probe_size_;
-    probed_ = av_buffer_ref(frame->buf[0]);
-    if (probed_ == nullptr) {
-        return;
-    }
-    std::memcpy(place, kProbe, probe_size_);
-    probe_place_ = place;
-    probe_ = Probe::kWritten;
-}
-
-bool H265Decoder::ProbeUntouched() const { return std::memcmp(probe_place_, kProbe, probe_size_) == 0; }
 
 }  // namespace zv

@@ -81,12 +81,17 @@ INT32 IHW265D_DecodeFrame(void *hDecoder, IH265DEC_INARGS *pstInArgs, IH265DEC_O
         return IHW265D_INVALID_PARAM;
     }
     *pstOutArgs = {};
-    if (hDecoder == nullptr || pstInArgs == nullptr || pstInArgs->pStream == nullptr || pstInArgs->uiStreamLen == 0) {
+    if (hDecoder == nullptr || pstInArgs == nullptr || (pstInArgs->pStream == nullptr && pstInArgs->uiStreamLen != 0)) {
         return IHW265D_INVALID_PARAM;
     }
+    auto *decoder = static_cast<zv::H265Decoder *>(hDecoder);
+    if (pstInArgs->uiStreamLen == 0) {
+        decoder->End();
+    } else {
+        decoder->Decode(pstInArgs->pStream, pstInArgs->uiStreamLen);
+    }
     zv::Planes planes;
-    const INT32 result =
-        static_cast<zv::H265Decoder *>(hDecoder)->Decode(pstInArgs->pStream, pstInArgs->uiStreamLen, &planes);
+    const INT32 result = decoder->Take(&planes);
     if (result == IHW265D_OK) {
         Fill(planes, pstOutArgs);
     }

@@ -66,6 +66,9 @@ class AacDecoder {
         return failures_ == 0 ? 0 : failures_ < kFailuresToReset ? kFailed : kReset;
     }
 
+    /** Forgets what the next frame would be blended with. */
+    void BeginAnew() { avcodec_flush_buffers(context_); }
+
     int16_t *Pcm() const { return pcm_; }
     size_t Used() const { return used_; } /**< samples in Pcm(), over all channels */
     const aac_decoder_param &Param() const { return param_; }
@@ -182,10 +185,14 @@ int dsp_aac_dec_decode(void *handle, unsigned char *in, int size_in, void **out,
     }
     *out = nullptr;
     *size_out = 0;
-    if (handle == nullptr || in == nullptr || size_in <= 0) {
+    if (handle == nullptr || size_in < 0 || (in == nullptr && size_in != 0)) {
         return zv::kFailed;
     }
     auto *decoder = static_cast<zv::AacDecoder *>(handle);
+    if (size_in == 0) {
+        decoder->BeginAnew();
+        return 0;
+    }
     try {
         const int result = decoder->Decode(in, static_cast<size_t>(size_in));
         if (result == 0) {

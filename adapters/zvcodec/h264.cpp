@@ -41,14 +41,20 @@ int dec_h264_main(void *pHandle, H264Dec_Info *Dec_Info, MpPicture * /*ref_yuv*/
     }
     Dec_Info->point_to_picture = H264_PICTURE_NONE;
     Dec_Info->piGotPicture = 0;
-    if (pHandle == nullptr || Dec_Info->pstream_buf == nullptr || Dec_Info->buf_size <= 0) {
+    const bool drain = Dec_Info->buf_size == 0;
+    if (pHandle == nullptr || Dec_Info->buf_size < 0 || (Dec_Info->pstream_buf == nullptr && !drain)) {
         return -1;
     }
     auto *decoder = static_cast<zv::H264Decoder *>(pHandle);
-    const bool decoded = decoder->Decode(Dec_Info->pstream_buf, static_cast<size_t>(Dec_Info->buf_size));
+    if (drain) {
+        decoder->End();
+    } else {
+        decoder->Decode(Dec_Info->pstream_buf, static_cast<size_t>(Dec_Info->buf_size));
+    }
     zv::Planes planes;
     if (!decoder->Take(&planes)) {
-        return decoded ? 0 : -1;
+        Dec_Info->piGotPicture = -decoder->TakeLeftOut();
+        return decoder->TakeFailure() ? -1 : 0;
     }
     Dec_Info->width = planes.width;
     Dec_Info->height = planes.height;

@@ -62,12 +62,33 @@ T *Make(tjhandle (*pfnInit)(void)) {
 // A picture without its end, or with a damaged part, is a warning: what could be decoded has been.
 bool IsFailure(tjhandle hTurbo, int lResult) { return lResult != 0 && tjGetErrorCode(hTurbo) != TJERR_WARNING; }
 
+bool IsTaken(const JPEG_HEAD &stHead) {
+    return stHead.lWidth > 0 && stHead.lHeight > 0 && stHead.lSampling >= 0 && stHead.lSampling < TJ_NUMSAMP &&
+           (stHead.lColour == TJCS_YCbCr || stHead.lColour == TJCS_GRAY) &&
+           static_cast<uint64_t>(stHead.lWidth) * static_cast<uint64_t>(stHead.lHeight) <= MAX_PIXELS;
+}
+
+// A failed read leaves the handle in the middle of that head, and it refuses every picture from then on: it is dropped,
+// and the next read makes another.
+void DropHandle(JPEG_DECODER &stDecoder) {
+    tjDestroy(stDecoder.hTurbo);
+    stDecoder.hTurbo = nullptr;
+}
+
 bool ReadHead(JPEG_DECODER &stDecoder, const UCHAR *pucData, ULONG_32 ulSize, JPEG_HEAD &stHead) {
+    if (stDecoder.hTurbo == nullptr) {
+        stDecoder.hTurbo = tjInitDecompress();
+    }
+    if (stDecoder.hTurbo == nullptr) {
+        return false;
+    }
     const int lResult = tjDecompressHeader3(stDecoder.hTurbo, pucData, ulSize, &stHead.lWidth, &stHead.lHeight,
                                             &stHead.lSampling, &stHead.lColour);
-    return !IsFailure(stDecoder.hTurbo, lResult) && stHead.lWidth > 0 && stHead.lHeight > 0 && stHead.lSampling >= 0 &&
-           stHead.lSampling < TJ_NUMSAMP && (stHead.lColour == TJCS_YCbCr || stHead.lColour == TJCS_GRAY) &&
-           static_cast<uint64_t>(stHead.lWidth) * static_cast<uint64_t>(stHead.lHeight) <= MAX_PIXELS;
+    if (IsFailure(stDecoder.hTurbo, lResult)) {
+        DropHandle(stDecoder);
+        return false;
+    }
+    return IsTaken(stHead);
 }
 
 // Whether three planes of 4:2:0 with chroma of half the size, rounded down, are there and hold their rows.

@@ -86,7 +86,7 @@ typedef struct tagIHW265D_INIT_PARAM {
 /** Input of a decode call. */
 typedef struct tagIH265DEC_INARGS {
     UINT8 *pStream;                 /**< units with start codes (ITU-T H.265 Annex B); copied, no padding needed */
-    UINT32 uiStreamLen;             /**< bytes */
+    UINT32 uiStreamLen;             /**< bytes; 0 ends the stream so far */
     UINT64 uiTimeStamp;             /**< of the buffer, 90 kHz ticks; not looked at */
     IH265D_DECODE_MODE eDecodeMode; /**< IH265D_DECODE */
 } IH265DEC_INARGS;
@@ -122,7 +122,19 @@ H265DEC_API INT32 IHW265D_Delete(void *hDecoder);
 
 /**
  * Decodes one buffer: an access unit, one of its slices, an aggregation unit (IETF RFC 7798, 4.4.2), or several
- * units together. At most one picture a call; others wait (four at most, the oldest is lost then).
+ * units together. At most one picture a call; others wait (16 at most, of large pictures fewer, and then the oldest is
+ * lost) for the next calls, which need hold no slice.
+ *
+ * A picture is decoded when it is known to be whole: when the next one begins; when a buffer that holds an access unit
+ * delimiter and nothing else says so; and, with callers that never send one, at the end of a buffer if its slices begin
+ * where those of the pictures before began.
+ *
+ * A picture of which a part is lost or broken is not given out, and neither is what refers to it, up to the next picture
+ * that stands alone. The call that finds this out fails, or the next one without a picture.
+ *
+ * Without bytes the call ends the stream so far: what waits or is held back to be shown later comes out, a picture a
+ * call, then none, and the next buffer begins a stream. Planes given out last until a picture comes out of a call with
+ * bytes.
  * @return IHW265D_RETURN
  */
 H265DEC_API INT32 IHW265D_DecodeFrame(void *hDecoder, IH265DEC_INARGS *pstInArgs, IH265DEC_OUTARGS *pstOutArgs);

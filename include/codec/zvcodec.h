@@ -35,13 +35,13 @@ enum tagH264PointToPicture {
 /** One call's input and output of the H.264 decoder. */
 typedef struct tagH264DecInfo {
     unsigned char *pstream_buf; /**< in: units with start codes (ITU-T H.264 Annex B); copied, no padding needed */
-    int buf_size;               /**< in: bytes */
+    int buf_size;               /**< in: bytes; 0 ends the stream so far */
     int only_one_field;         /**< in: not looked at */
     unsigned char *outrgb_buf;  /**< in: not looked at */
     int width;                  /**< out: pixels of the picture as it is to be shown (after cropping) */
     int height;                 /**< out: rows of the picture as it is to be shown */
     int point_to_picture;       /**< out: tagH264PointToPicture */
-    int32_t piGotPicture;       /**< out: 1 if a picture came out */
+    int32_t piGotPicture;       /**< out: 1 if a picture came out; below 0, so many are left out, see dec_h264_main() */
     MpPicture yuv_picture;      /**< out: the picture */
     int32_t bUcodeReverse;      /**< in: not looked at */
 } H264Dec_Info;
@@ -97,7 +97,16 @@ ZVCODEC_API int dec_h264_destroy(void *handle);
 
 /**
  * Decodes one buffer: an access unit, one of its slices, or several units together. Pictures come out in display
- * order, at most one a call; others wait (four at most, the oldest is lost then) for the next calls.
+ * order, each as soon as its last row is decoded, and at most one a call; others wait (16 at most, of large pictures
+ * fewer, and then the oldest is lost) for the next calls, which need hold no slice.
+ *
+ * A picture of which a part is lost or broken is not given out, and neither is what refers to it, up to the next picture
+ * that stands alone. The call that finds this out fails, or the next one without a picture.
+ * Where decoding begins at a picture that stands alone but is no IDR picture, those that are shown before it and come
+ * behind it are left out; piGotPicture counts them.
+ *
+ * Without bytes the call ends the stream so far: what is held back to be shown later comes out, a picture a call, then
+ * none, and the next buffer begins a stream. Planes given out last until a picture comes out of a call with bytes.
  * @param pHandle  the decoder
  * @param Dec_Info input and output
  * @param ref_yuv  a second place for a picture; not used, may be null
@@ -121,7 +130,7 @@ ZVCODEC_API int dsp_aac_dec_get_param(void *handle, aac_decoder_param *param);
  * Decodes one or more whole ADTS frames (ISO/IEC 14496-3, 1.A.2.2).
  * @param handle   the decoder
  * @param in       the frames
- * @param size_in  bytes
+ * @param size_in  bytes; 0: what comes next does not follow what came before, and nothing is decoded
  * @param out      receives the PCM: 16-bit samples of the machine's byte order, channels interleaved
  * @param size_out receives its length in 16-bit units over all channels
  * @return 0; -1 if nothing could be decoded; -3 if the decoder is to be made anew. Below 0 there is no PCM.

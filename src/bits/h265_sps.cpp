@@ -185,7 +185,10 @@ ULONG_32 GetBit(DSP_SPS_INFO_S *pstSpsInfo) {
 
 ULONG_32 GetWord(DSP_SPS_INFO_S *pstSpsInfo, LONG_32 lBits) {
     ULONG_32 ulValue = 0;
-    for (LONG_32 i = 0; i < lBits && !IsDry(pstSpsInfo); ++i) {
+    for (LONG_32 lLeft = lBits; lLeft > 0; --lLeft) {
+        if (IsDry(pstSpsInfo)) {  // behind the end of the data stand zeros
+            return lLeft < 32 ? ulValue << lLeft : 0;
+        }
         ulValue = ulValue << 1 | GetBit(pstSpsInfo);
     }
     return ulValue;

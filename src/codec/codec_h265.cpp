@@ -96,26 +96,43 @@ INT32 MakeDecoder(const H265_SIZE &stSize, IH265D_THREAD_TYPE enThreads, CODEC_I
                                                                                : INT32{IHW265D_NO_MEMORY};
 }
 
+// Filler data (ITU-T H.265, 7.3.2.8): without a slice it asks for the next picture that waits. An access unit delimiter
+// (7.3.2.5) ends the picture in hand: no slice tells that it is the last.
+UINT8 gaucFiller[] = {0, 0, 0, 1, 0x4C, 0x01, 0xFF, 0x80};
+UINT8 gaucDelimiter[] = {0, 0, 0, 1, 0x46, 0x01, 0x50};
+
 INT32 CallDecoder(const CODEC_INFO_S &stCodec, IH265DEC_INARGS &stIn, IH265DEC_OUTARGS &stOut) {
     return stCodec.bOneFrameDecordFlag != 0 ? IHW265D_DecodeAU(stCodec.hCodec, &stIn, &stOut)
                                             : IHW265D_DecodeFrame(stCodec.hCodec, &stIn, &stOut);
 }
 
-bool IsOutgrown(INT32 lResult) { return lResult == IHW265D_INVALID_MAX_WIDTH || lResult == IHW265D_INVALID_MAX_HEIGHT; }
+INT32 CallWith(const CODEC_INFO_S &stCodec, UINT8 *pucUnit, size_t ulSize, IH265DEC_OUTARGS &stOut) {
+    IH265DEC_INARGS stIn{pucUnit, static_cast<UINT32>(ulSize), 0, IH265D_DECODE};
+    return CallDecoder(stCodec, stIn, stOut);
+}
 
-// Decodes with one retry of a damaged slice header, and moves the planes; under the picture's lock.
-INT32 DecodeLocked(const CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, CODE_DECODED_DATA_S &stPicture) {
-    IH265DEC_INARGS stIn{};
-    stIn.pStream = stFrame.pucData;
-    stIn.uiStreamLen = stFrame.ulSize;
-    stIn.uiTimeStamp = stFrame.dulTimestamp;
-    stIn.eDecodeMode = IH265D_DECODE;
-    IH265DEC_OUTARGS stOut{};
-    const CMutexGuard oLock(&stPicture.stLock);
+// Decodes the frame, with one retry of a damaged slice header, and ends its picture if that is known to be whole.
+INT32 CallForFrame(const CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, IH265DEC_OUTARGS &stOut) {
+    if (Codec_AsksForMore(stFrame)) {
+        return stFrame.bPictureEnd == 1 ? CallWith(stCodec, gaucDelimiter, sizeof(gaucDelimiter), stOut)
+                                        : CallWith(stCodec, gaucFiller, sizeof(gaucFiller), stOut);
+    }
+    IH265DEC_INARGS stIn{stFrame.pucData, stFrame.ulSize, stFrame.dulTimestamp, IH265D_DECODE};
     INT32 lResult = CallDecoder(stCodec, stIn, stOut);
     if (lResult == IHW265D_SLICEHEADER_ERR) {
         lResult = CallDecoder(stCodec, stIn, stOut);
     }
+    const bool bEnd = lResult == IHW265D_NEED_MORE_BITS && stFrame.bPictureEnd == 1 && !Codec_EndsStream(stFrame);
+    return bEnd ? CallWith(stCodec, gaucDelimiter, sizeof(gaucDelimiter), stOut) : lResult;
+}
+
+bool IsOutgrown(INT32 lResult) { return lResult == IHW265D_INVALID_MAX_WIDTH || lResult == IHW265D_INVALID_MAX_HEIGHT; }
+
+// Decodes and moves the planes, under the picture's lock.
+INT32 DecodeLocked(const CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, CODE_DECODED_DATA_S &stPicture) {
+    IH265DEC_OUTARGS stOut{};
+    const CMutexGuard oLock(&stPicture.stLock);
+    const INT32 lResult = CallForFrame(stCodec, stFrame, stOut);
     if (lResult == IHW265D_OK) {
         for (int i = 0; i < 3; i++) {
             stPicture.pucData[i] = stOut.pPlane[i];
@@ -181,18 +198,20 @@ ULONG_32 CODE_ReCreateDecoder(LONG_32 lWidth, LONG_32 lHeight, BOOL_T bOneFrameD
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 Codec_DecodeH265(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PLAYER_DEINTERLACEMODE_E,
+ULONG_32 Codec_DecodeH265(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PLAYER_DEINTERLACEMODE_E enMode,
                           CODE_DECODED_DATA_S &stOut) {
     if (stCodec.bUseGpuH265 != 0) {
         return PLAYER_ERR_OK;
     }
-    Codec_MarkInput(stCodec);
+    Codec_MarkInput(stCodec, stFrame);
     const INT32 lResult = DecodeLocked(stCodec, stFrame, stOut);
     if (lResult == IHW265D_OK) {
-        return Codec_MarkOutput(stCodec);
+        const ULONG_32 ulResult = Codec_MarkOutput(stCodec);
+        const bool bHidden = ulResult != PLAYER_ERR_OK && stFrame.ulSize == 0;
+        return bHidden ? Codec_DecodeH265(stCodec, stFrame, enMode, stOut) : ulResult;  // asked for one that is shown
     }
     if (lResult == IHW265D_NEED_MORE_BITS) {
-        return PLAYER_ERR_NO_PICTURE;
+        return Codec_MarkNone(stCodec, stFrame);
     }
     if (IsOutgrown(lResult)) {
         ReplaceDecoder(stFrame, stCodec);

@@ -25,8 +25,21 @@ inline LONG_32 Codec_NextMark(LONG_32 lIndex) {
     return static_cast<LONG_32>((static_cast<ULONG_32>(lIndex) + 1) % CODEC_MARK_RING_NUM);
 }
 
+/** Whether a frame only asks for the next picture of the frame before. */
+inline bool Codec_AsksForMore(const CODEC_FRAME_S &stFrame) {
+    return stFrame.ulSize == 0 && stFrame.lFormatType == CODEC_FRAME_MORE;
+}
+
+/** Whether a frame ends the stream so far. */
+inline bool Codec_EndsStream(const CODEC_FRAME_S &stFrame) {
+    return stFrame.ulSize == 0 && stFrame.lFormatType != CODEC_FRAME_MORE;
+}
+
 /** Notes that a frame goes into a video decoder, and whether its picture is to be shown. */
-void Codec_MarkInput(CODEC_INFO_S &stCodec);
+void Codec_MarkInput(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame);
+
+/** Notes that no picture came out. @return 538 */
+ULONG_32 Codec_MarkNone(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame);
 
 /** Notes that a picture came out. @return 0, or 538 if it is not to be shown */
 ULONG_32 Codec_MarkOutput(CODEC_INFO_S &stCodec);

@@ -71,6 +71,9 @@ ULONG_32 Codec_DecodeAac(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PL
     int lUnits = 0;
     const int lResult =
         dlsym_dsp_aac_dec_decode(stCodec.hCodec, stFrame.pucData, static_cast<int>(stFrame.ulSize), &pPcm, &lUnits);
+    if (Codec_EndsStream(stFrame)) {
+        return PLAYER_ERR_NO_PICTURE;
+    }
     if (lResult < 0) {
         LOG_ERROR("CODE_Decoder: Call dsp_aac_dec_decode Failed, Error:[%d], Len[%d].", lResult,
                   static_cast<int>(stFrame.ulSize));

@@ -107,6 +107,14 @@ ULONG_32 Ready(MPEG2_AUDIO_CONTEXT_S &stContext) {
     return stContext.pusPcmBuffer == nullptr ? LayBuffers(stContext) : ULONG_32{PLAYER_ERR_OK};
 }
 
+// Forgets what the next frame would be blended with, and the block that is not full.
+void BeginAnew(MPEG2_AUDIO_CONTEXT_S &stContext) {
+    mpeg_audio_dec_destroy(stContext.pMpegDec);
+    stContext.pMpegDec = nullptr;
+    stContext.bMpeg2DecodeInit = 0;
+    stContext.ulResamplePcmLength = 0;
+}
+
 // Adds the frame to the output at its rate.
 ULONG_32 Resample(MPEG2_AUDIO_CONTEXT_S &stContext) {
     if (stContext.ulResamplePcmLength + static_cast<uint64_t>(stContext.ulPcmDataLength) * OUT_RATE / IN_RATE >
@@ -165,6 +173,10 @@ ULONG_32 Codec_DecodeMp2(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PL
         return PLAYER_ERR_PARAM;
     }
     auto &stContext = *reinterpret_cast<MPEG2_AUDIO_CONTEXT_S *>(stCodec.pcExtraData);
+    if (Codec_EndsStream(stFrame)) {
+        BeginAnew(stContext);
+        return PLAYER_ERR_NO_PICTURE;
+    }
     // The buffer is looked at before it is made: the very first frame is decoded into nothing and heard as silence.
     stContext.stInOutBuf = {stFrame.pucData, stFrame.ulSize, stContext.pusPcmBuffer, DECODE_ROOM, 0};
     ULONG_32 ulResult = Ready(stContext);

@@ -86,6 +86,9 @@ const MpPicture *PictureOf(const H264Dec_Info &stInfo, const MpPicture &stRef) {
     }
 }
 
+/** Filler data (ITU-T H.264, 7.3.2.7): without a slice it asks for the next picture that waits. */
+UCHAR gaucFiller[] = {0, 0, 0, 1, 0x0C, 0xFF, 0x80};
+
 /** What became of one call of the H.264 decoder. */
 struct H264_OUTCOME {
     int lResult;    // below 0: failure
@@ -114,6 +117,13 @@ H264_OUTCOME DecodeLocked(CODEC_INFO_S &stCodec, H264Dec_Info &stInfo, PLAYER_DE
     return {lResult, true};
 }
 
+// Pictures left out never reach their marks: those behind them move up.
+void NoteLeftOut(CODEC_INFO_S &stCodec, int32_t lGot) {
+    stCodec.ulLeftOut = lGot < 0 && lGot > -LONG_32{CODEC_MARK_RING_NUM} ? static_cast<ULONG_32>(-lGot) : 0;
+    const ULONG_32 ulBack = CODEC_MARK_RING_NUM - stCodec.ulLeftOut;
+    stCodec.lInNum = static_cast<LONG_32>((static_cast<ULONG_32>(stCodec.lInNum) + ulBack) % CODEC_MARK_RING_NUM);
+}
+
 /* ---- JPEG ------------------------------------------------------------------------------------------------------ */
 
 size_t JpegPlanesSize(const DSP_Picture_Mjpeg &stPicture) {
@@ -125,7 +135,9 @@ bool MakeJpegPlanes(CODEC_INFO_S &stCodec, DSP_Picture_Mjpeg &stPicture, CODE_DE
     const size_t ulLuma = static_cast<size_t>(stPicture.uPicWidth) * stPicture.uPicHeight;
     std::free(stPicture.pData[0]);
     Codec_ClearPlanes(stOut);
-    stPicture.pData[0] = static_cast<UCHAR *>(std::calloc(1, JpegPlanesSize(stPicture)));
+    // A chroma row more: who rounds an odd size up reads that far behind V.
+    const size_t ulRow = static_cast<size_t>(stPicture.uPicWidth) / 2 + 1;
+    stPicture.pData[0] = static_cast<UCHAR *>(std::calloc(1, JpegPlanesSize(stPicture) + ulRow));
     if (stPicture.pData[0] == nullptr) {
         return false;
     }
@@ -181,11 +193,13 @@ ULONG_32 Codec_DecodeH264(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
     if (stCodec.pcExtraData == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    Codec_MarkInput(stCodec);
+    Codec_MarkInput(stCodec, stFrame);
+    const bool bMore = Codec_AsksForMore(stFrame);
     auto &stInfo = *reinterpret_cast<H264Dec_Info *>(stCodec.pcExtraData);
-    stInfo.pstream_buf = stFrame.pucData;
-    stInfo.buf_size = static_cast<int>(stFrame.ulSize);
+    stInfo.pstream_buf = bMore ? gaucFiller : stFrame.pucData;
+    stInfo.buf_size = static_cast<int>(bMore ? sizeof(gaucFiller) : stFrame.ulSize);
     stInfo.bUcodeReverse = stCodec.lUser;
+    stInfo.piGotPicture = 0;
     stInfo.point_to_picture = -1;  // a library without the function answers neither failure nor a picture
     const H264_OUTCOME stOutcome = DecodeLocked(stCodec, stInfo, enMode, stOut);
     if (stOutcome.lResult < 0) {
@@ -193,7 +207,13 @@ ULONG_32 Codec_DecodeH264(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
         LOG_ERROR("CODE_Decoder: Call dec_h264_main Failed, Error:[%d].", stOutcome.lResult);
         return PLAYER_ERR_DECODE;
     }
-    return stOutcome.bPicture ? Codec_MarkOutput(stCodec) : ULONG_32{PLAYER_ERR_NO_PICTURE};
+    if (stOutcome.bPicture) {
+        const ULONG_32 ulResult = Codec_MarkOutput(stCodec);
+        const bool bHidden = ulResult != PLAYER_ERR_OK && stFrame.ulSize == 0;
+        return bHidden ? Codec_DecodeH264(stCodec, stFrame, enMode, stOut) : ulResult;  // asked for one that is shown
+    }
+    NoteLeftOut(stCodec, stInfo.piGotPicture);
+    return Codec_MarkNone(stCodec, stFrame);
 }
 
 ULONG_32 Codec_DecodeJpeg(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, PLAYER_DEINTERLACEMODE_E,
@@ -201,6 +221,9 @@ ULONG_32 Codec_DecodeJpeg(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame, P
     if (stCodec.pcExtraData == nullptr) {
         LOG_ERROR("CODE_Decoder: ExtraData is Null.");
         return PLAYER_ERR_PARAM;
+    }
+    if (stFrame.ulSize == 0) {
+        return PLAYER_ERR_NO_PICTURE;  // no picture is ever held back
     }
     auto &stPicture = *reinterpret_cast<DSP_Picture_Mjpeg *>(stCodec.pcExtraData);
     LONG_32 lResult = DSP_JpegDecode(stCodec.hCodec, stFrame.pucData, stFrame.ulSize, &stPicture, 1);

@@ -1,5 +1,8 @@
 #include "codec/module_code.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "codec/codec_inner.h"
 #include "codec/zvcodec_loader.h"
 #include "foundations/com_log.h"
@@ -14,9 +17,16 @@ void ClearRecord(CODEC_INFO_S &stCodec, LONG_32 lCodecType, LONG_32 lCodecID) {
     stCodec.lCodecID = lCodecID;
 }
 
+// What an AAC decoder leaves in pcExtraData is its library's PCM: that address may be another codec's by now.
+bool OwnsExtra(const CODEC_INFO_S &stCodec) {
+    return stCodec.lCodecType != CODECTYPE_DECODER || stCodec.lCodecID != PLAYER_PAYLOAD_AAC;
+}
+
 void DropObjects(const CODEC_INFO_S &stCodec) {
     Codec_Drop(stCodec.hCodec);
-    Codec_Drop(stCodec.pcExtraData);
+    if (OwnsExtra(stCodec)) {
+        Codec_Drop(stCodec.pcExtraData);
+    }
     Codec_Drop(stCodec.pucDeinterlace);
 }
 
@@ -169,7 +179,10 @@ ULONG_32 Codec_OwnExtra(CODEC_INFO_S &stCodec, void *pExtra, CODEC_DESTROY_PF pf
     return PLAYER_ERR_OK;
 }
 
-void Codec_MarkInput(CODEC_INFO_S &stCodec) {
+void Codec_MarkInput(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame) {
+    if (stFrame.ulSize == 0) {
+        return;
+    }
     stCodec.lInNum = Codec_NextMark(stCodec.lInNum);
     if (stCodec.bNoShow == 1) {
         stCodec.aucDecodeQueue[stCodec.lInNum] = 1;
@@ -183,6 +196,14 @@ ULONG_32 Codec_MarkOutput(CODEC_INFO_S &stCodec) {
         return PLAYER_ERR_OK;
     }
     stCodec.aucDecodeQueue[stCodec.lOutNum] = 0;
+    return PLAYER_ERR_NO_PICTURE;
+}
+
+ULONG_32 Codec_MarkNone(CODEC_INFO_S &stCodec, const CODEC_FRAME_S &stFrame) {
+    if (Codec_EndsStream(stFrame)) {  // nothing is inside any more
+        stCodec.lOutNum = stCodec.lInNum;
+        std::fill(std::begin(stCodec.aucDecodeQueue), std::end(stCodec.aucDecodeQueue), UCHAR{0});
+    }
     return PLAYER_ERR_NO_PICTURE;
 }
 

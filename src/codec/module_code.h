@@ -89,6 +89,7 @@ typedef struct tagCodecInfoS {
     ULONG_32 ulDeinterlaceLen; /**< its size */
     ULONG_32 ulJpegWidth;      /**< picture size that the JPEG decoder's planes are made for, pixels */
     ULONG_32 ulJpegHeight;     /**< rows */
+    ULONG_32 ulLeftOut;        /**< pictures that will never come: the last call's decoder has left them out */
     ULONG_32 ulAacFrameCount;  /**< frames of the AAC encoder, where no port counts them */
     ULONG_32 ulAacCutCount;    /**< calls of the AAC encoder that brought more than it can keep */
 } CODEC_INFO_S;
@@ -198,8 +199,9 @@ MODULE_API BOOL_T CODE_CatchHwDecEx(BOOL_T bAble, PLAYER_GPU_ABLE_STATE_S *pstGp
 /* ---- decode, encode -------------------------------------------------------------------------------------------- */
 
 /**
- * Decodes one frame into at most one picture or PCM block.
- * @param pstFrame      the frame
+ * Decodes one frame into at most one picture or PCM block. A frame may hold pieces of two pictures and so give two: the
+ * others come with CODEC_FRAME_MORE, until there is none left (538).
+ * @param pstFrame      the frame; without bytes see CODEC_FRAME_S
  * @param enMode        deinterlacing, for H.264 alone
  * @param pstDecodeData receives planes, strides and size, or PCM, its length and format; a picture's planes change
  *                      under its stLock

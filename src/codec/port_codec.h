@@ -6,6 +6,7 @@
 #define ZELVANE_CODEC_PORT_CODEC_H
 
 #include "codec/module_code.h"
+#include "codec/picture_stamps.h"
 #include "foundations/shared_word.h"
 
 /** What the last decode produced. */
@@ -16,6 +17,7 @@ typedef struct tagPortCodecS {
     /* ---- decode thread (on a file port the play thread); what stLock guards also render thread and snapshots read */
     CODEC_INFO_S stVideoDecode;            /**< video decoder; under stDecodeVideoData.stLock */
     CODE_DECODED_DATA_S stDecodeVideoData; /**< picture in hand; its stLock guards it */
+    PICTURE_STAMPS_S stStamps;             /**< of what is in the video decoder */
     CODE_DECODED_DATA_S stAdjustVideoData; /**< the same after adjustment; under stDecodeVideoData.stLock */
     CODEC_INFO_S stAudioDecode;            /**< sound decoder */
     CODE_DECODED_DATA_S stDecodeAudioData; /**< PCM in hand */

@@ -15,7 +15,8 @@ const DULONG TICKS_A_MS = 90;
 const DULONG PCR_WRAP = 1ULL << 33;
 const DULONG SEARCH_TOLERANCE = 2 * TICKS_A_SECOND;
 const ULONG_32 SEARCH_DEPTH = 999;
-const ULONG_32 TAIL_PACKETS = 64; /**< read at one go when the end of a file is searched */
+const ULONG_32 TAIL_BIT_BYTES = 2; /**< of a packet, up to the one with the tail bit */
+const ULONG_32 TAIL_PACKETS = 64;  /**< read at one go when the end of a file is searched */
 
 ULONG_32 BadRead(ULONG_32 ulLen) {
     LOG_ERROR("Read Data != %d, Read Len = %lu", static_cast<LONG_32>(TS_PACKET_SIZE),
@@ -317,16 +318,18 @@ ULONG_32 File_ReadTSPacket(FILE *pFile, UCHAR *pucBuffer, ULONG_32 *pulLen) {
     if (pFile == nullptr || pucBuffer == nullptr || pulLen == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    const ULONG_32 ulPackets = *pulLen / TS_PACKET_SIZE;
+    const ULONG_32 ulRoom = *pulLen;
+    const ULONG_32 ulPackets = ulRoom / TS_PACKET_SIZE;
     *pulLen = 0;
     for (ULONG_32 i = 0; i < ulPackets; i++) {
-        UCHAR *pucPacket = pucBuffer + *pulLen;
-        ULONG_32 ulResult = ReadPacket(pFile, pucPacket);
+        ULONG_32 ulResult = ReadPacket(pFile, pucBuffer + *pulLen);
         if (ulResult != PLAYER_ERR_OK) {
             return ulResult;
         }
         *pulLen += TS_PACKET_SIZE;
-        if (TS_IsTSFrameTail(reinterpret_cast<CHAR *>(pucPacket)) == 1) {
+        // What the caller's buffer holds behind the packet decides; behind its end there is no tail.
+        const bool bInside = ulRoom - *pulLen >= TAIL_BIT_BYTES;
+        if (bInside && TS_IsTSFrameTail(reinterpret_cast<CHAR *>(pucBuffer + *pulLen)) == 1) {
             break;
         }
     }

@@ -293,11 +293,12 @@ ULONG_32 Player_CheckPath(const CHAR *pcLogPath, CHAR *pcBuffer, ULONG_32 ulBuff
     if (pcLogPath == nullptr || pcBuffer == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    size_t ulLen = strlen(pcLogPath);
-    CHAR cLast = ulLen > 0 ? pcLogPath[ulLen - 1] : '\0';
-    CHAR cSeparator = strchr(pcLogPath, '/') != nullptr ? '/' : '\\';
-    const CHAR *pcEnd = cSeparator == '/' ? "/" : "\\";
-    int iLen = snprintf(pcBuffer, ulBufferLen, "%s%s", pcLogPath, cLast == cSeparator ? "" : pcEnd);
+    const size_t ulLen = strlen(pcLogPath);
+    const CHAR cLast = ulLen > 0 ? pcLogPath[ulLen - 1] : '\0';
+    const bool bSlash = strchr(pcLogPath, '/') != nullptr;
+    const CHAR *pcEnd = bSlash || strchr(pcLogPath, '\\') != nullptr ? "/" : "\\";
+    const bool bEnded = cLast == '/' || (!bSlash && cLast == '\\');
+    int iLen = snprintf(pcBuffer, ulBufferLen, "%s%s", pcLogPath, bEnded ? "" : pcEnd);
     return iLen >= 0 && static_cast<ULONG_32>(iLen) < ulBufferLen ? PLAYER_ERR_OK : PLAYER_ERR_FAILED;
 }
 

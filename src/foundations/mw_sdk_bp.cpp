@@ -79,16 +79,15 @@ bool RemoveEntry(const CHAR *pcDirName, const CHAR *pcName) {
     return S_ISDIR(stStat.st_mode) ? QLOM_SDK_rmdir(szPath, 1) == 0 : unlink(szPath) == 0;
 }
 
-/** Where a copy goes: the destination, or the source's last name in it. False if that does not fit. */
-bool CopyTarget(const CHAR *pcSource, const CHAR *pcDes, CHAR (&szTarget)[COPY_PATH_LEN]) {
+/** Where a copy goes: the destination, or the source's last name in it. Null if that does not fit its buffer. */
+const CHAR *CopyTarget(const CHAR *pcSource, const CHAR *pcDes, CHAR (&szJoined)[COPY_PATH_LEN]) {
     size_t ulLen = strlen(pcDes);
-    const CHAR *pcName = "";
-    if (ulLen > 0 && pcDes[ulLen - 1] == '\\') {
-        const CHAR *pcLast = strrchr(pcSource, '\\');
-        pcName = pcLast != nullptr ? pcLast + 1 : pcSource;
+    if (ulLen == 0 || pcDes[ulLen - 1] != '\\') {
+        return pcDes;
     }
-    int iLen = snprintf(szTarget, sizeof(szTarget), "%s%s", pcDes, pcName);
-    return iLen >= 0 && static_cast<size_t>(iLen) < sizeof(szTarget);
+    const CHAR *pcLast = strrchr(pcSource, '\\');
+    int iLen = snprintf(szJoined, sizeof(szJoined), "%s%s", pcDes, pcLast != nullptr ? pcLast + 1 : pcSource);
+    return iLen >= 0 && static_cast<size_t>(iLen) < sizeof(szJoined) ? szJoined : nullptr;
 }
 
 /** Whether a path names the file that is open: opening it for writing would empty the source. */
@@ -290,15 +289,16 @@ LONG QLOM_SDK_rmdir(const CHAR *pcDirName, BOOL_T bHold) {
 LONG QLOM_SDK_Access(const CHAR *pcSrc) { return pcSrc != nullptr && access(pcSrc, F_OK) == 0 ? 0 : -1; }
 
 LONG QLOM_SDK_cp(const CHAR *szSourcePath, const CHAR *szDes) {
-    CHAR szTarget[COPY_PATH_LEN];
-    if (szSourcePath == nullptr || szDes == nullptr || !CopyTarget(szSourcePath, szDes, szTarget)) {
+    if (szSourcePath == nullptr || szDes == nullptr) {
         return 1;
     }
+    CHAR szJoined[COPY_PATH_LEN];
+    const CHAR *pcTarget = CopyTarget(szSourcePath, szDes, szJoined);
     FilePtr pfFrom(fopen(szSourcePath, "rb"));
-    if (pfFrom == nullptr || IsSameFile(pfFrom.get(), szTarget)) {
+    if (pcTarget == nullptr || pfFrom == nullptr || IsSameFile(pfFrom.get(), pcTarget)) {
         return 1;
     }
-    FilePtr pfTo(fopen(szTarget, "wb+"));
+    FilePtr pfTo(fopen(pcTarget, "wb+"));
     return pfTo != nullptr && CopyBlocks(pfFrom.get(), pfTo.get()) ? 0 : 1;
 }
 

@@ -50,23 +50,24 @@ inline bool Payload_IsAudio(LONG_32 lPayload) {
 
 /** The current complete frame of a port. */
 typedef struct tagPlayerFrameDataS {
-    UCHAR *pucData;                /**< points into a depacketiser's buffer or at the packet itself */
-    LONG_32 lDataLen;              /**< bytes */
-    ULONG_32 ulMallocLen;          /**< size of an own buffer, where there is one */
-    LONG_32 lPayload;              /**< PLAYER_PAYLOAD_E */
-    LONG_32 lFormatType;           /**< video: PLAYER_VIDEO_FRAME_TYPE_E; audio: 0 left or only track, 4 right track */
-    DULONG dulTimestamp;           /**< 90 kHz ticks */
-    UCHAR *pucPrivateData;         /**< private data that came with the frame */
-    ULONG_32 ulPrivateDataLen;     /**< its bytes */
-    ULONG_32 ulMallocPrivateLen;   /**< its buffer's size */
-    BOOL_T bOneFrameDecordFlag;    /**< the decoder made for this frame is to work frame by frame */
-    ULONG_32 ulAudioReFrameCount;  /**< frames that the AAC encoder has given for this port's recording */
+    UCHAR *pucData;               /**< points into a depacketiser's buffer or at the packet itself */
+    LONG_32 lDataLen;             /**< bytes */
+    ULONG_32 ulMallocLen;         /**< size of an own buffer, where there is one */
+    LONG_32 lPayload;             /**< PLAYER_PAYLOAD_E */
+    LONG_32 lFormatType;          /**< video: PLAYER_VIDEO_FRAME_TYPE_E; audio: 0 left or only track, 4 right track */
+    DULONG dulTimestamp;          /**< 90 kHz ticks */
+    UCHAR *pucPrivateData;        /**< private data that came with the frame */
+    ULONG_32 ulPrivateDataLen;    /**< its bytes */
+    ULONG_32 ulMallocPrivateLen;  /**< its buffer's size */
+    BOOL_T bOneFrameDecordFlag;   /**< the decoder made for this frame is to work frame by frame */
+    ULONG_32 ulAudioReFrameCount; /**< frames that the AAC encoder has given for this port's recording */
+    BOOL_T bPictureEnd;           /**< video: the frame ends a picture, as far as the source can tell */
 } PLAYER_FRAMEDATA_S;
 
 /** Overlay records that travel with a picture. */
 typedef struct tagCodeDrawInfoS {
-    HANDLE hIvaInfo;      /**< copy made by DataCopy, released by FreeInfo */
-    HANDLE hPtzCtrlInfo;  /**< copy of the PTZ controls, released by free */
+    HANDLE hIvaInfo;     /**< copy made by DataCopy, released by FreeInfo */
+    HANDLE hPtzCtrlInfo; /**< copy of the PTZ controls, released by free */
 } CODE_DRAWINFO_S;
 
 /** A decoded picture or PCM block. For PCM, pucData[0] holds the samples and lLineSize[0] their length in bytes. */
@@ -87,13 +88,20 @@ typedef struct tagCodeDecodedDataS {
     CODE_DRAWINFO_S stDrawInfo; /**< overlays */
 } CODE_DECODED_DATA_S;
 
-/** An encoded frame: a decoder's input, an encoder's output. */
+/**
+ * An encoded frame: a decoder's input, an encoder's output. Without bytes it ends the stream so far: the decoder gives
+ * what it holds back, a picture a call, and then takes what comes for a new stream.
+ */
 typedef struct tagCodecPacketS {
-    UCHAR *pucData;       /**< bytes */
-    ULONG_32 ulSize;      /**< how many */
-    DULONG dulTimestamp;  /**< timestamp */
-    LONG_32 lFormatType;  /**< as PLAYER_FRAMEDATA_S */
+    UCHAR *pucData;      /**< bytes */
+    ULONG_32 ulSize;     /**< how many */
+    DULONG dulTimestamp; /**< timestamp */
+    LONG_32 lFormatType; /**< as PLAYER_FRAMEDATA_S, or CODEC_FRAME_MORE */
+    BOOL_T bPictureEnd;  /**< as PLAYER_FRAMEDATA_S */
 } CODEC_FRAME_S;
+
+/** lFormatType of a frame without bytes that only asks for the next picture of the frame before. */
+#define CODEC_FRAME_MORE (-2)
 
 /** Motion detection block of a camera. */
 typedef struct tagMotionDetect {

@@ -261,6 +261,7 @@ LONG_32 FormatH264(UCHAR ucESType, const RTP_STREAM_INFO_S *pstStream) {
 void FinishFrame(const RTP_PACKET_INFO_S *pstPacket, RTP_STREAM_INFO_S *pstStream, RTP_STREAM_INFO_S *pstAudioStream) {
     pstStream->ulTimestamp = pstPacket->ulTimestamp;
     pstStream->lPayload = pstPacket->enRTPPacketType;
+    pstStream->ucHeadReserve[1] = pstPacket->ucMarker;
     UCHAR ucESType = pstPacket->ucESType;
     if (pstPacket->enRTPPacketType == PLAYER_PAYLOAD_H264) {
         pstStream->lFormatType = FormatH264(ucESType, pstStream);
@@ -334,6 +335,7 @@ ULONG_32 RTP_ParsePackHead(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PAC
     }
     pstPacket->ucNALOffset = stLayout.ucPayload;
     pstPacket->ucMark = pucPacket[1] >> 7;
+    pstPacket->ucMarker = pstPacket->ucMark;
     if (pstPacket->enRTPPacketType == PLAYER_PAYLOAD_H264 && !InSet(H264_ACCEPTED, pucPacket[stLayout.ucPayload])) {
         LogRefusedUnit(pucPacket, ulPacketLen);
         return PLAYER_ERR_NEED_MORE_DATA;

@@ -67,6 +67,7 @@ typedef struct tagRtpPacketInfoS {
     ULONG_32 ulQLen;                  /**< bytes of in-band quantisation tables */
     USHORT usH265NAL;                 /**< H.265 unit header rebuilt from an FU */
     RTP_AUDIO_INFO_S stAudioInfo;     /**< the port's audio format */
+    UCHAR ucMarker;                   /**< the marker bit as it came */
 } RTP_PACKET_INFO_S;
 
 /** Assembly of one stream: a port has one for video and one for audio and data. All zero is the start state. */
@@ -74,7 +75,8 @@ typedef struct tagRTPStreamInfoS {
     USHORT ausSequenceNumber[PLAYER_PAYLOAD_MAX_NUM]; /**< last number by PLAYER_PAYLOAD_E; 0: none yet */
     UCHAR ucSPSIndicator;                             /**< kept for the port */
     UCHAR ucPPSIndicator;                             /**< kept for the port */
-    UCHAR ucHeadReserve[2];  /**< [0]: the frame hit the limit; the next packet with another timestamp starts afresh */
+    UCHAR ucHeadReserve[2];  /**< [0]: the frame hit the limit; the next packet with another timestamp starts afresh.
+                                  [1]: the packet that completed the frame had the marker: its picture ends there */
     ULONG_32 ulTimestamp;    /**< RTP timestamp of the frame in the buffer */
     LONG_32 lPayload;        /**< PLAYER_PAYLOAD_E of the finished frame */
     LONG_32 lFormatType;     /**< PLAYER_VIDEO_FRAME_TYPE_E or RTP_FORMAT_NO_VIDEO; for JPEG whatever it was */

@@ -192,7 +192,7 @@ ULONG_32 ParsePesHead(const UCHAR *pucData, unsigned ulOffset, TS_PACKET_INFO_S 
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 ParseTSHeader(const UCHAR *pucData, TS_PACKET_INFO_S &stPacket, TS_STREAM_INFO_S &stStream) {
+ULONG_32 ParseHead(const UCHAR *pucData, TS_PACKET_INFO_S &stPacket, TS_STREAM_INFO_S &stStream) {
     stPacket = {};
     ReadHead(pucData, stPacket);
     ULONG_32 ulResult = ParseByPid(pucData, TS_PACKET_SIZE, stPacket, stStream);
@@ -236,7 +236,7 @@ inline void CopyPayload(UCHAR *pucTo, const UCHAR *pucFrom, unsigned ulLen) {
 }
 
 /** Appends the payload of a packet to the frame. A frame that never ends must not outgrow the buffer. */
-inline ULONG_32 PacketTogether(const UCHAR *pucData, const TS_PACKET_INFO_S &stPacket, TS_STREAM_INFO_S &stStream) {
+inline ULONG_32 AppendPayload(const UCHAR *pucData, const TS_PACKET_INFO_S &stPacket, TS_STREAM_INFO_S &stStream) {
     if (stPacket.enType < TS_PES_VIDEO) {
         return PLAYER_ERR_OK;
     }
@@ -251,7 +251,7 @@ inline ULONG_32 PacketTogether(const UCHAR *pucData, const TS_PACKET_INFO_S &stP
 }
 
 /** Ends a frame: what it carries follows from the type of its last packet. */
-ULONG_32 GetPayLoadType(TS_PACKET_TYPE_E enType, TS_STREAM_INFO_S &stStream) {
+ULONG_32 EndFrame(TS_PACKET_TYPE_E enType, TS_STREAM_INFO_S &stStream) {
     stStream.ulUpacketContinue = 0;
     switch (enType) {
         case TS_PES_VIDEO:
@@ -353,19 +353,41 @@ ULONG_32 TS_Unpack(CHAR *pcRecvDataAddr, ULONG_32 ulRecvDataLen, TS_STREAM_INFO_
     }
     TS_PACKET_INFO_S stPacket;
     for (ULONG_32 ulLeft = ulRecvDataLen; ulLeft >= TS_PACKET_SIZE; ulLeft -= TS_PACKET_SIZE) {
-        ULONG_32 ulResult = ParseTSHeader(pucData, stPacket, *pstStream);
+        ULONG_32 ulResult = ParseHead(pucData, stPacket, *pstStream);
         if (ulResult != PLAYER_ERR_OK) {
             pstStream->ulUpacketContinue = 0;
             return ulResult;
         }
-        ulResult = PacketTogether(pucData, stPacket, *pstStream);
+        ulResult = AppendPayload(pucData, stPacket, *pstStream);
         if (ulResult != PLAYER_ERR_OK) {
             return ulResult;
         }
         pucData += TS_PACKET_SIZE;
     }
-    return stPacket.ucTransportPriority != 0 ? GetPayLoadType(stPacket.enType, *pstStream)
+    return stPacket.ucTransportPriority != 0 ? EndFrame(stPacket.enType, *pstStream)
                                              : ULONG_32{PLAYER_ERR_NEED_MORE_DATA};
+}
+
+ULONG_32 TS_ParseTSHeader(const UCHAR *pucData, ULONG_32 ulLen, TS_PACKET_INFO_S *pstPacket,
+                          TS_STREAM_INFO_S *pstStream) {
+    if (pucData == nullptr || pstPacket == nullptr || pstStream == nullptr) {
+        return PLAYER_ERR_PARAM;
+    }
+    return ulLen >= TS_PACKET_SIZE ? ParseHead(pucData, *pstPacket, *pstStream) : ULONG_32{PLAYER_ERR_PACKET_LOST};
+}
+
+ULONG_32 TS_PacketTogether(const UCHAR *pucData, ULONG_32 ulLen, const TS_PACKET_INFO_S *pstPacket,
+                           TS_STREAM_INFO_S *pstStream) {
+    if (pucData == nullptr || pstPacket == nullptr || pstStream == nullptr || pstStream->pucFrameData == nullptr) {
+        return PLAYER_ERR_PARAM;
+    }
+    const bool bWhole = ulLen >= TS_PACKET_SIZE && pstPacket->ucEsOffset <= TS_PACKET_SIZE;
+    return bWhole ? AppendPayload(pucData, *pstPacket, *pstStream) : ULONG_32{PLAYER_ERR_PACKET_LOST};
+}
+
+ULONG_32 TS_GetPayLoadType(const TS_PACKET_INFO_S *pstPacket, TS_STREAM_INFO_S *pstStream) {
+    return pstPacket != nullptr && pstStream != nullptr ? EndFrame(pstPacket->enType, *pstStream)
+                                                        : ULONG_32{PLAYER_ERR_PARAM};
 }
 
 ULONG_32 TS_GetTSType(UCHAR *pucDataAddr, ULONG_32 ulLen, TS_PACKET_INFO_S *pstPacket, TS_STREAM_INFO_S *pstStream) {

@@ -140,6 +140,37 @@ extern "C" {
  */
 MODULE_API ULONG_32 TS_Unpack(CHAR *pcRecvDataAddr, ULONG_32 ulRecvDataLen, TS_STREAM_INFO_S *pstStream);
 
+/**
+ * Reads the head of one packet: PAT and PMT into the stream's record, of others the adaptation field and the PES head.
+ *
+ * @param pucData packet
+ * @param ulLen bytes there, at least 188
+ * @param pstPacket receives what the head says
+ * @param pstStream receive state
+ * @return 0; PLAYER_ERR_PACKET_LOST (525): loss or damage; PLAYER_ERR_UNKNOWN_STREAM (524): a PID that no PMT announced
+ */
+MODULE_API ULONG_32 TS_ParseTSHeader(const UCHAR *pucData, ULONG_32 ulLen, TS_PACKET_INFO_S *pstPacket,
+                                     TS_STREAM_INFO_S *pstStream);
+
+/**
+ * Appends the payload of a packet to the stream's frame; PAT and PMT add nothing.
+ *
+ * @param pucData packet
+ * @param ulLen bytes there, at least 188
+ * @param pstPacket what TS_ParseTSHeader() made of it
+ * @param pstStream pucFrameData holds VIDEO_FRAME_BUFFER_SIZE bytes
+ * @return 0; PLAYER_ERR_PACKET_LOST (525): the frame outgrows its buffer and is dropped, or the record fits no packet
+ */
+MODULE_API ULONG_32 TS_PacketTogether(const UCHAR *pucData, ULONG_32 ulLen, const TS_PACKET_INFO_S *pstPacket,
+                                      TS_STREAM_INFO_S *pstStream);
+
+/**
+ * Ends a frame: writes lPayload, and lFrameType of sound and data, by the kind of its last packet.
+ *
+ * @return 0; PLAYER_ERR_UNKNOWN_STREAM (524) for a packet that carries no payload
+ */
+MODULE_API ULONG_32 TS_GetPayLoadType(const TS_PACKET_INFO_S *pstPacket, TS_STREAM_INFO_S *pstStream);
+
 /** @return 1 if the first byte at pcData is the sync byte, else 0. Reads 1 byte. */
 MODULE_API BOOL_T TS_IsTSPacket(CHAR *pcData);
 

@@ -53,10 +53,15 @@ bool AppendFragment(const UCHAR *pucPacket, ULONG_32 ulPacketLen, ULONG_32 ulOff
            Append(pstStream, pucPacket + ulOffset, ulPacketLen - ulOffset);
 }
 
-/** RFC 6184, 5.7.1. An aggregate that begins the frame with an SPS leaves it open for the IDR slice that follows. */
+/**
+ * RFC 6184, 5.7.1. An aggregate that begins the frame with an SPS leaves it open for the IDR slice that follows; one
+ * that goes on with such a frame ends it as others do, or a stream of nothing but aggregates would never come to an
+ * end.
+ */
 ULONG_32 SpellStapA(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PACKET_INFO_S *pstPacket,
                     RTP_STREAM_INFO_S *pstStream) {
     ULONG_32 ulAt = pstPacket->ucESOffset;
+    const bool bBegins = pstStream->ulFrameLen == 0;
     while (rtp::Inside(ulAt, 3, ulPacketLen)) {
         ULONG_32 ulUnit = rtp::Be16(pucPacket + ulAt);
         ulAt += 2;
@@ -68,7 +73,7 @@ ULONG_32 SpellStapA(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PACKET_INF
             return OverflowH264(pstStream);
         }
         ulAt += ulUnit;
-        if (pstStream->ulFrameLen > 4 && (pstStream->pucFrameData[4] & 31) == 7) {
+        if (bBegins && pstStream->ulFrameLen > 4 && (pstStream->pucFrameData[4] & 31) == 7) {
             pstPacket->ucMark = 0;
         }
     }

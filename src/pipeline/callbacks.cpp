@@ -91,7 +91,7 @@ ULONG_32 ExecuteAudioFrameCB(PLAEYR_PORT_S *pstPort) {
 }
 
 /** Hands a picture to the client, if it asked for pictures. */
-void ExecutePictureCB(PLAEYR_PORT_S *pstPort, const CODE_DECODED_DATA_S &stPicture) {
+void ExecutePictureCB(PLAEYR_PORT_S *pstPort, const CODE_DECODED_DATA_S &stPicture, DULONG dulTimestamp) {
     const PLAYER_CALLBACK_S &stTap = pstPort->stCallBack.stVideoDataCB;
     auto pfnFunc = TapFunction<PLAYER_DECODE_VIDEO_DATA_CALLBACK_PF>(stTap);
     if (pfnFunc == nullptr) {
@@ -105,7 +105,7 @@ void ExecutePictureCB(PLAEYR_PORT_S *pstPort, const CODE_DECODED_DATA_S &stPictu
     stData.ulPicHeight = static_cast<ULONG_32>(stPicture.lHeight);
     stData.ulPicWidth = static_cast<ULONG_32>(stPicture.lWidth);
     stData.ulFrameRate = static_cast<ULONG_32>(word::Load(pstPort->stStateInfo.lFrameRate));
-    stData.dlRenderTime = static_cast<DLONG>(pstPort->stFrameData.dulTimestamp);
+    stData.dlRenderTime = static_cast<DLONG>(dulTimestamp);
     pfnFunc(pstPort->ulPort, &stData, word::Load(stTap.pUserParam), 0);
 }
 
@@ -217,12 +217,12 @@ ULONG_32 Player_ExecuteDecodeCB(PLAEYR_PORT_S *pstPort) {
     if (pstPort->ulCurDataType == AUDIO_DATA) {
         ExecuteWaveCB(pstPort);
     } else {
-        ExecutePictureCB(pstPort, pstPort->stDecodeVideoData);
+        ExecutePictureCB(pstPort, pstPort->stDecodeVideoData, pstPort->stDecodeVideoData.dulTimeStamp);
     }
     return PLAYER_ERR_OK;
 }
 
 ULONG_32 Player_RectifyDecodeCB(PLAEYR_PORT_S *pstPort, CODE_DECODED_DATA_S *pstDecodeVideoData) {
-    ExecutePictureCB(pstPort, *pstDecodeVideoData);
+    ExecutePictureCB(pstPort, *pstDecodeVideoData, pstPort->stFrameData.dulTimestamp);
     return PLAYER_ERR_OK;
 }

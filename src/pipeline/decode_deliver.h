@@ -32,6 +32,9 @@ bool Deliver_PassSoundChannel(const PLAEYR_PORT_S *pstPort);
 /** Finds a decoder for the frame in stFrameData and decodes it. False when nothing came out, with everything logged. */
 bool Deliver_DecodeFrame(PLAEYR_PORT_S *pstPort);
 
+/** Gives a further picture of the frame decoded last, in the same way; false when there is none left. */
+bool Deliver_NextPicture(PLAEYR_PORT_S *pstPort);
+
 /** Puts the decoded picture, adjusted and with its overlays, on the picture queue. False: no memory for it. */
 bool Deliver_ShowPicture(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState);
 

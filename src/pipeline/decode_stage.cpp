@@ -1,6 +1,7 @@
 // Which decoder a port has, and one frame through it.
 #include "pipeline/decode_stage.h"
 
+#include "bits/dsp_mcfw_preparse.h"
 #include "foundations/com_log.h"
 #include "foundations/guards.h"
 #include "foundations/shared_word.h"
@@ -66,10 +67,16 @@ bool IsDecoderFit(LONG_32 lPayload, const PLAEYR_PORT_S *pstPort) {
             static_cast<ULONG_32>(pstPort->stDecodeVideoData.lHeight) == stCodec.ulPicHeight);
 }
 
+/** Whether the H.265 decoder was made for any size, and that of its pictures has become known. */
+bool HasOutgrownDefault(const PLAEYR_PORT_S *pstPort) {
+    const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
+    return pstPort->stVideoDecode.bDefaultDecSize == 1 && stPicture.lWidth > 0 && stPicture.lHeight > 0;
+}
+
 /** The size that the software H.265 decoder has yet to take on, if there is one. */
 bool TakeNewH265Size(PLAEYR_PORT_S *pstPort, LONG_32 *plWidth, LONG_32 *plHeight) {
     const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
-    if (pstPort->stVideoDecode.bDefaultDecSize == 1 && stPicture.lWidth > 0 && stPicture.lHeight > 0) {
+    if (HasOutgrownDefault(pstPort)) {
         *plWidth = stPicture.lWidth;
         *plHeight = stPicture.lHeight;
         return true;
@@ -86,6 +93,7 @@ bool TakeNewH265Size(PLAEYR_PORT_S *pstPort, LONG_32 *plWidth, LONG_32 *plHeight
 ULONG_32 ResizeH265Decoder(LONG_32 lPayload, LONG_32 lWidth, LONG_32 lHeight, PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulMaxRefPicNum = pstPort->stVideoDecode.ulMaxRefPicNum;
     PortState_FreeVideoDecoder(pstPort);
+    Stamps_Forget(&pstPort->stStamps);
     pstPort->stVideoDecode.ulMaxRefPicNum = ulMaxRefPicNum;
     ULONG_32 ulResult =
         CODE_ReCreateDecoder(lWidth, lHeight, word::Load(pstPort->bOneFrameDecordFlag), &pstPort->stVideoDecode);
@@ -166,6 +174,7 @@ ULONG_32 CreateOnGpu(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
 ULONG_32 RebuildVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     pstPort->stFrameData.bOneFrameDecordFlag = word::Load(pstPort->bOneFrameDecordFlag);
     FreeForRebuild(pstPort);
+    Stamps_Forget(&pstPort->stStamps);
     TakeGpuWish(lPayload, pstPort);
     ULONG_32 ulResult =
         PortCodec_UsesGpu(pstPort, lPayload)
@@ -244,18 +253,21 @@ void ReportJpegFailures(PLAEYR_PORT_S *pstPort) {
     pstPort->stVideoDecode.ulDecordFailCount = 0;
 }
 
-ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
-    TakeCodingHead(pstPort);
+/** Runs the decoder and looks at the picture that came out, if there is one. */
+ULONG_32 RunVideoDecoder(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     PLAYER_DEINTERLACEMODE_E enMode =
         word::Load(pstPort->bDeinterlace) == 1 ? word::Load(pstPort->enDeinterlaceMode) : DEINTERLACE_NONE;
     ULONG_32 ulResult = CODE_Decoder(&pstPort->stVideoDecode, pstPacket, enMode, &pstPort->stDecodeVideoData);
     if (ulResult != PLAYER_ERR_OK) {
+        Stamps_Drop(&pstPort->stStamps, pstPort->stVideoDecode.ulLeftOut);
+        pstPort->stVideoDecode.ulLeftOut = 0;
         if (ulResult != PLAYER_ERR_NO_PICTURE) {
             LOG_ERROR("Port [%03d] CODE_Decoder failed, error(0x%x)", pstPort->ulPort, ulResult);
         }
         ReportJpegFailures(pstPort);
         return ulResult;
     }
+    pstPort->stDecodeVideoData.dulTimeStamp = Stamps_Take(&pstPort->stStamps, pstPacket->dulTimestamp);
     const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
     word::Store(pstPort->lPictureWidth, stPicture.lWidth);
     word::Store(pstPort->lPictureHeight, stPicture.lHeight);
@@ -267,6 +279,30 @@ ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *
         pstPort->ulCurDataType = VIDEO_DATA;
     }
     return ulResult;
+}
+
+ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
+    TakeCodingHead(pstPort);
+    if (!Stamps_Feed(&pstPort->stStamps, *pstPacket, lPayload, pstPort->stVideoDecode.bNoShow == 0)) {
+        return PLAYER_ERR_NO_PICTURE;
+    }
+    return RunVideoDecoder(pstPacket, lPayload, pstPort);
+}
+
+/** A software decoder that may hold pictures back. */
+bool MayHoldPictures(const PLAEYR_PORT_S *pstPort) {
+    const LONG_32 lCodecID = pstPort->stVideoDecode.lCodecID;
+    return Payload_IsInterVideo(lCodecID) && !PortCodec_UsesGpu(pstPort, lCodecID);
+}
+
+/** Whether the frame's parameter sets tell of another size than the one that was known. */
+bool IsNewH265Size(const PLAEYR_PORT_S *pstPort) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+    const NET_STATEINFO_S &stState = pstPort->stStateInfo;
+    DSP_SPS_INFO_S stInfo = {};
+    return stFrame.lDataLen > 0 && stState.lWidth != 0 && stState.lHeight != 0 &&
+           ParseSequenceParameterSet(stFrame.pucData, static_cast<ULONG_32>(stFrame.lDataLen), &stInfo) == 1 &&
+           (stInfo.lWidth != stState.lWidth || stInfo.lHeight != stState.lHeight);
 }
 
 /** The hardware H.265 decoder is rebuilt when a key frame of a marked stream breaks it. */
@@ -292,6 +328,15 @@ bool RetryOnNewGpuH265(PLAEYR_PORT_S *pstPort) {
     return ulResult == PLAYER_ERR_OK;
 }
 
+/** Whether a picture or block came out. A failure is logged and costs what follows up to the next key frame. */
+bool CameOut(ULONG_32 ulResult, PLAEYR_PORT_S *pstPort) {
+    if (ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_NO_PICTURE) {
+        LOG_ERROR("Port[%03d] Decode Thread: Decoder Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+        pstPort->bNeedIFrame = 1;
+    }
+    return ulResult == PLAYER_ERR_OK;
+}
+
 }  // namespace
 
 ULONG_32 Player_FindDecode(LONG lPayload, PLAEYR_PORT_S *pstPort) {
@@ -312,12 +357,62 @@ ULONG_32 Player_FindDecode(LONG lPayload, PLAEYR_PORT_S *pstPort) {
 ULONG_32 Player_Decoder(PLAYER_FRAMEDATA_S *pstFrame, PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulLen = static_cast<ULONG_32>(pstFrame->lDataLen);
     const ULONG_32 ulSkip = pstPort->stSeiInfo.ulSeiTotalLen <= ulLen ? pstPort->stSeiInfo.ulSeiTotalLen : 0;
-    CODEC_FRAME_S stPacket = {pstFrame->pucData + ulSkip, ulLen - ulSkip, pstFrame->dulTimestamp,
-                              pstFrame->lFormatType};
+    CODEC_FRAME_S stPacket = {pstFrame->pucData + ulSkip, ulLen - ulSkip, pstFrame->dulTimestamp, pstFrame->lFormatType,
+                              pstFrame->bPictureEnd};
+    if (stPacket.ulSize == 0) {
+        return PLAYER_ERR_NO_PICTURE;  // to a decoder that would be the end of its stream
+    }
     if (Payload_IsVideo(pstFrame->lPayload)) {
         return DecodeVideo(&stPacket, pstFrame->lPayload, pstPort);
     }
     return Payload_IsAudio(pstFrame->lPayload) ? DecodeAudio(&stPacket, pstPort) : static_cast<ULONG_32>(PLAYER_ERR_OK);
+}
+
+ULONG_32 Decode_NextPicture(PLAEYR_PORT_S *pstPort) {
+    if (!MayHoldPictures(pstPort)) {
+        return PLAYER_ERR_NO_PICTURE;
+    }
+    CODEC_FRAME_S stPacket = {nullptr, 0, pstPort->stFrameData.dulTimestamp, CODEC_FRAME_MORE,
+                              pstPort->stFrameData.bPictureEnd};
+    return RunVideoDecoder(&stPacket, pstPort->stVideoDecode.lCodecID, pstPort);
+}
+
+bool Decode_WillReplace(const PLAEYR_PORT_S *pstPort) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+    if (!MayHoldPictures(pstPort) || !Payload_IsVideo(stFrame.lPayload)) {
+        return false;
+    }
+    if (pstPort->stVideoDecode.lCodecID != stFrame.lPayload) {
+        return true;
+    }
+    return stFrame.lPayload == PLAYER_PAYLOAD_H265 && stFrame.lFormatType == PLAYER_VIDEO_FRAME_I &&
+           (HasOutgrownDefault(pstPort) || pstPort->stStateInfo.bPicSizeChanged == 1 || IsNewH265Size(pstPort));
+}
+
+ULONG_32 Decode_HeldPicture(PLAEYR_PORT_S *pstPort) {
+    ULONG_32 ulResult = PLAYER_ERR_NO_PICTURE;
+    if (MayHoldPictures(pstPort)) {
+        CODEC_FRAME_S stPacket = {nullptr, 0, pstPort->stDecodeVideoData.dulTimeStamp, 0, 0};
+        ulResult = RunVideoDecoder(&stPacket, pstPort->stVideoDecode.lCodecID, pstPort);
+    }
+    if (ulResult != PLAYER_ERR_OK) {
+        Stamps_Forget(&pstPort->stStamps);
+        ulResult = PLAYER_ERR_NO_PICTURE;
+    }
+    return ulResult;
+}
+
+void Decode_BeginAnew(PLAEYR_PORT_S *pstPort) {
+    CODEC_FRAME_S stEnd = {};
+    CODE_DECODED_DATA_S stNobody = {};
+    while (MayHoldPictures(pstPort) &&
+           CODE_Decoder(&pstPort->stVideoDecode, &stEnd, DEINTERLACE_NONE, &stNobody) == PLAYER_ERR_OK) {
+    }
+    const LONG_32 lAudio = pstPort->stAudioDecode.lCodecID;
+    if (lAudio == PLAYER_PAYLOAD_AAC || lAudio == PLAYER_PAYLOAD_MP1L2) {  // the others hold nothing
+        CODE_Decoder(&pstPort->stAudioDecode, &stEnd, DEINTERLACE_NONE, &stNobody);
+    }
+    Stamps_Forget(&pstPort->stStamps);
 }
 
 bool Deliver_DecodeFrame(PLAEYR_PORT_S *pstPort) {
@@ -333,15 +428,13 @@ bool Deliver_DecodeFrame(PLAEYR_PORT_S *pstPort) {
         return false;
     }
     ulResult = Player_Decoder(&pstPort->stFrameData, pstPort);
-    if (ulResult == PLAYER_ERR_OK) {
-        return true;
-    }
-    if (MayRebuildGpuH265(pstPort)) {
+    if (ulResult != PLAYER_ERR_OK && MayRebuildGpuH265(pstPort)) {
         return RetryOnNewGpuH265(pstPort);
     }
-    if (ulResult != PLAYER_ERR_NO_PICTURE) {
-        LOG_ERROR("Port[%03d] Decode Thread: Decoder Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
-        pstPort->bNeedIFrame = 1;
-    }
-    return false;
+    return CameOut(ulResult, pstPort);
+}
+
+bool Deliver_NextPicture(PLAEYR_PORT_S *pstPort) {
+    return Payload_IsInterVideo(pstPort->stFrameData.lPayload) && pstPort->bNeedIFrame == 0 &&
+           CameOut(Decode_NextPicture(pstPort), pstPort);
 }

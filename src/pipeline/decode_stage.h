@@ -17,4 +17,15 @@ MODULE_API ULONG_32 Player_Decoder(PLAYER_FRAMEDATA_S *pstFrame, PLAEYR_PORT_S *
 MODULE_API void *__DecodeThreadEntry(void *pParam);
 }
 
+/** Decodes nothing new: gives the next picture of the frame decoded last. 0, 538 when there is none left, or a failure
+ */
+ULONG_32 Decode_NextPicture(PLAEYR_PORT_S *pstPort);
+/** Whether the frame in stFrameData gets another decoder than the one at hand, which then is to give what it holds
+ * back. */
+bool Decode_WillReplace(const PLAEYR_PORT_S *pstPort);
+/** Gives the next picture that the video decoder holds back. 538: none, and the decoder begins anew. */
+ULONG_32 Decode_HeldPicture(PLAEYR_PORT_S *pstPort);
+/** Drops what the decoders hold back, video and sound: what comes is from another place. The last picture stays. */
+void Decode_BeginAnew(PLAEYR_PORT_S *pstPort);
+
 #endif

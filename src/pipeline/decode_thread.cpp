@@ -101,9 +101,34 @@ void PaceAfterVideo(DECODE_LOOP_S *pstLoop) {
     }
 }
 
+/** Nothing follows on what the decoder has: what it holds back is shown now, and the half of a picture goes. */
+void DeliverHeld(DECODE_LOOP_S *pstLoop) {
+    while (Decode_HeldPicture(pstLoop->pstPort) == PLAYER_ERR_OK) {
+        Deliver_Result(pstLoop->pstPort, &pstLoop->stDeliver);
+    }
+}
+
+/** Decodes the frame in stFrameData and delivers every picture, or the sound, that comes of it. */
+void DecodeAndDeliver(DECODE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    if (Decode_WillReplace(pstPort)) {
+        DeliverHeld(pstLoop);
+    }
+    bool bMore = Deliver_DecodeFrame(pstPort);
+    do {
+        if (bMore) {
+            Deliver_Result(pstPort, &pstLoop->stDeliver);
+        }
+        bMore = Deliver_NextPicture(pstPort);
+    } while (bMore);
+}
+
 void DecodeRound(DECODE_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     PaceAfterVideo(pstLoop);
+    if (pstPort->bNeedIFrame == 1 && pstPort->stStamps.bFresh == 0) {
+        DeliverHeld(pstLoop);
+    }
     if (!TakeFrame(pstLoop) || !Deliver_PassKeyFrameGate(pstPort)) {
         return;
     }
@@ -111,9 +136,7 @@ void DecodeRound(DECODE_LOOP_S *pstLoop) {
     if (!PassFrameTap(pstLoop) || !Deliver_PassSoundChannel(pstPort)) {
         return;
     }
-    if (Deliver_DecodeFrame(pstPort)) {
-        Deliver_Result(pstPort, &pstLoop->stDeliver);
-    }
+    DecodeAndDeliver(pstLoop);
 }
 
 }  // namespace

@@ -29,6 +29,7 @@ void SetFrameKind(PLAEYR_PORT_S *pstPort, LONG_32 lPayload, LONG_32 lFormatType,
     pstPort->stFrameData.lPayload = lPayload;
     pstPort->stFrameData.lFormatType = lFormatType;
     pstPort->stFrameData.dulTimestamp = dulTimestamp;
+    pstPort->stFrameData.bPictureEnd = 1;
 }
 
 void SetFrameRate(PLAEYR_PORT_S *pstPort, LONG_32 lFrameRate, LONG_32 lIntervalMs) {
@@ -73,6 +74,7 @@ void ReportPlaybackFinished(PLAEYR_PORT_S *pstPort) {
 void TakeRtpFrame(PLAEYR_PORT_S *pstPort, RTP_STREAM_INFO_S *pstStream) {
     SetFrameKind(pstPort, pstStream->lPayload, pstStream->lFormatType, pstStream->ulTimestamp);
     SetFrame(pstPort, pstStream->pucFrameData, pstStream->ulFrameLen);
+    pstPort->stFrameData.bPictureEnd = pstStream->ucHeadReserve[1];  // the end of a slice in fragments completes a frame, too
     pstStream->ulFrameLen = 0;
 }
 

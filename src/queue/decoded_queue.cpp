@@ -329,10 +329,9 @@ void EmptyRecord(DECODED_BUFFER_QUEUE_S *pstQueue) {
 }
 
 void CopyPlanes(const CODE_DECODED_DATA_S *pstSrc, const PlaneNeed &stNeed, CODE_DECODED_DATA_S *pstDst) {
-    DULONG dulHeight = static_cast<DULONG>(stNeed.lHeight);
-    memcpy(pstDst->pucData[0], pstSrc->pucData[0], stNeed.dulLuma);
-    for (int i = 1; i < 3; i++) {
-        memcpy(pstDst->pucData[i], pstSrc->pucData[i], HalfPlane(dulHeight, static_cast<DULONG>(stNeed.alLineSize[i])));
+    for (int i = 0; i < 3; i++) {
+        memcpy(pstDst->pucData[i], pstSrc->pucData[i],
+               static_cast<size_t>(Queue_PixelBytes(stNeed.lWidth, stNeed.lHeight, i, stNeed.alLineSize[i])));
     }
 }
 

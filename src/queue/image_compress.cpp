@@ -3,6 +3,7 @@
 
 #include "foundations/com_log.h"
 #include "queue/module_queue.h"
+#include "queue/queue_inner.h"
 
 namespace {
 
@@ -12,11 +13,10 @@ void PickEverySecond(const UCHAR *pucSrc, UCHAR *pucDst, size_t ulCount) {
     }
 }
 
-// Whole rows of lRowSize bytes in a chroma plane; a stride that was not set is taken for half of luma's.
-LONG_32 ChromaRows(const CODE_DECODED_DATA_S *pstSrc, int iPlane, LONG_32 lRowSize) {
-    DLONG dlStride = pstSrc->lLineSize[iPlane] > 0 ? pstSrc->lLineSize[iPlane] : lRowSize;
-    DLONG dlRows = lRowSize > 0 ? pstSrc->lHeight * dlStride / 2 / lRowSize : 0;
-    return static_cast<LONG_32>(std::min<DLONG>(dlRows, pstSrc->lHeight));
+// Readable bytes of a plane; a chroma stride that was not set is taken for half of luma's.
+DLONG SourceBytes(const CODE_DECODED_DATA_S *pstSrc, int iPlane) {
+    LONG_32 lLine = pstSrc->lLineSize[iPlane] > 0 ? pstSrc->lLineSize[iPlane] : pstSrc->lLineSize[0] / 2;
+    return Queue_PixelBytes(pstSrc->lWidth, pstSrc->lHeight, iPlane, lLine);
 }
 
 bool HasPlanes(const CODE_DECODED_DATA_S *pstData) {
@@ -24,21 +24,24 @@ bool HasPlanes(const CODE_DECODED_DATA_S *pstData) {
            std::find(pstData->pucData, pstData->pucData + 3, nullptr) == pstData->pucData + 3;
 }
 
-// A plane of the small picture: row y comes from row y * lRowStep of the large one, or from its last one.
+// A plane of the small picture: row y comes from row 2 * y of the large one, or from its last one.
 struct PlanePair {
     const UCHAR *pucSrc;
-    size_t ulSrcStride;
-    LONG_32 lSrcRows;
+    DLONG dlSrcStride;
+    DLONG dlSrcWidth;
+    DLONG dlSrcBytes;
     UCHAR *pucDst;
-    size_t ulDstStride;
+    LONG_32 lDstStride;
     LONG_32 lDstRows;
 };
 
 void HalvePlane(const PlanePair &stPair) {
+    const DLONG dlLastRow = (stPair.dlSrcBytes - stPair.dlSrcWidth) / stPair.dlSrcStride;
     for (LONG_32 y = 0; y < stPair.lDstRows; y++) {
-        size_t ulSrcRow = static_cast<size_t>(std::min<DLONG>(2LL * y, stPair.lSrcRows - 1));
-        PickEverySecond(stPair.pucSrc + ulSrcRow * stPair.ulSrcStride,
-                        stPair.pucDst + static_cast<size_t>(y) * stPair.ulDstStride, stPair.ulDstStride);
+        DLONG dlAt = std::min<DLONG>(2LL * y, dlLastRow) * stPair.dlSrcStride;
+        DLONG dlCount = std::min<DLONG>(stPair.lDstStride, (stPair.dlSrcBytes - dlAt + 1) / 2);
+        PickEverySecond(stPair.pucSrc + dlAt, stPair.pucDst + static_cast<DLONG>(y) * stPair.lDstStride,
+                        static_cast<size_t>(dlCount));
     }
 }
 
@@ -54,16 +57,17 @@ ULONG_32 Image_Compress(CODE_DECODED_DATA_S *pstSrcData, CODE_DECODED_DATA_S *ps
         LOG_ERROR("Image_Compress Failed, Invalid Param, ulDstW[%d], ulSrcW[%d].", lDst, lSrc);
         return PLAYER_ERR_PARAM;
     }
-    LONG_32 lChromaRows = std::min(ChromaRows(pstSrcData, 1, lDst), ChromaRows(pstSrcData, 2, lDst));
-    if (lChromaRows == 0) {
-        return PLAYER_ERR_PARAM;
-    }
-    LONG_32 lHeight = pstCurWriteData->lHeight;
-    HalvePlane({pstSrcData->pucData[0], static_cast<size_t>(lSrc), pstSrcData->lHeight, pstCurWriteData->pucData[0],
-                static_cast<size_t>(lDst), lHeight});
-    for (int i = 1; i < 3; i++) {
-        HalvePlane({pstSrcData->pucData[i], static_cast<size_t>(lDst), lChromaRows, pstCurWriteData->pucData[i],
-                    static_cast<size_t>(lDst / 2), (lHeight + 1) / 2});
+    for (int i = 0; i < 3; i++) {
+        const LONG_32 lShift = i == 0 ? 0 : 1;
+        const DLONG dlStride = i == 0 ? lSrc : lDst;
+        const DLONG dlWidth =
+            std::clamp<DLONG>((static_cast<DLONG>(pstSrcData->lWidth) + lShift) >> lShift, 0, dlStride);
+        const DLONG dlBytes = SourceBytes(pstSrcData, i);
+        if (dlStride == 0 || dlBytes < dlWidth) {
+            return PLAYER_ERR_PARAM;
+        }
+        HalvePlane({pstSrcData->pucData[i], dlStride, dlWidth, dlBytes, pstCurWriteData->pucData[i], lDst >> lShift,
+                    (pstCurWriteData->lHeight + lShift) >> lShift});
     }
     return PLAYER_ERR_OK;
 }

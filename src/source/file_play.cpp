@@ -177,6 +177,7 @@ ULONG_32 Player_ParserFile(PLAEYR_PORT_S *pstPort, ULONG_32 ulFrameCtrl) {
     if (ulResult == PLAYER_ERR_OK) {
         PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
         stFrame.dulTimestamp = stInfo.dulTimestamp;
+        stFrame.bPictureEnd = 1;
         stFrame.lPayload = stInfo.lPayload;
         stFrame.lFormatType = stInfo.lFormatType;
         stFrame.pucData = stInfo.pucBuffer;

@@ -1,4 +1,7 @@
 // The play thread of a file port: frames from the file become pictures and sound at the pace of the file.
+#include <stdlib.h>
+#include <string.h>
+
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
@@ -10,24 +13,42 @@
 #include "port/port_lock.h"
 #include "port/port_state.h"
 #include "port/run_messages.h"
-#include "queue/record_head.h"
 #include "source/file_play.h"
+#include "source/file_record.h"
 #include "source/trick_play.h"
 
 namespace {
 
 const ULONG_32 NO_SEEK = 0xFFFFFFFF;
 const ULONG_32 NO_KEY_FRAME = 0xFFFFFFFF;
-const ULONG_32 IDLE_WAIT_MS = 10000; /**< paused: whatever the client asks for wakes the thread */
-const ULONG_32 ORPHAN_WAIT_MS = 10;  /**< paused with a step pending: another call has put the step aside */
-const ULONG_32 ROOM_WAIT_MS = 10;
+const ULONG_32 IDLE_WAIT_MS = 10000;      /**< paused: whatever the client asks for wakes the thread */
+const ULONG_32 ORPHAN_WAIT_MS = 10;       /**< paused with a step pending: another call has put the step aside */
+const ULONG_32 FRAMES_FOR_A_PICTURE = 16; /**< paused: so many video frames are read until one of them is shown */
 const FLOAT TICKS_A_MS = 90.0F;
+
+/** A key frame that was shown by itself, kept for the frames behind it. */
+struct KEPT_KEY_S {
+    PLAYER_FRAMEDATA_S stFrame; /**< its data are the buffer below */
+    UCHAR *pucBuffer;
+    ULONG_32 ulRoom;
+    bool bNeeded; /**< the decoder holds nothing and begins behind this frame */
+};
 
 /** What the thread knows from one pass to the next. */
 struct FILE_LOOP_S {
     PLAEYR_PORT_S *pstPort;
-    struct timeval tiStart; /**< when the pass began */
+    struct timeval tiStart; /**< when the pass, or within it the wait for a further picture, began */
     DELIVER_STATE_S stDeliver;
+    KEPT_KEY_S stKey;
+    bool bStep; /**< the pass carries a step out, and has not said so yet */
+};
+
+/** What became of one read. */
+enum class READ_E {
+    FAILED,  /**< nothing more is to be read now */
+    OTHER,   /**< a frame that gives no picture, or that the client keeps from the decoder */
+    NOTHING, /**< a video frame was decoded, its picture is yet to come */
+    PICTURE  /**< a picture was delivered */
 };
 
 bool IsKeyFramePlay(const PLAEYR_PORT_S *pstPort) {
@@ -57,8 +78,17 @@ void NotePlayTime(PLAEYR_PORT_S *pstPort) {
     }
 }
 
-/** Jumps if the client asked for it. */
-bool ServeSeek(PLAEYR_PORT_S *pstPort) {
+/** Says that the step of this pass is done, before its picture stands as long as it is to. */
+void EndOwnStep(FILE_LOOP_S *pstLoop) {
+    if (pstLoop->bStep) {
+        pstLoop->bStep = false;
+        EndStep(pstLoop->pstPort);
+    }
+}
+
+/** Jumps if the client asked for it. What the decoders hold back is of the old place, and goes. */
+bool ServeSeek(FILE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     if (word::Load(pstPort->ulSetPlayTime) == NO_SEEK) {
         return false;
     }
@@ -68,7 +98,10 @@ bool ServeSeek(PLAEYR_PORT_S *pstPort) {
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] Start FilePlay Thread Warning: File_SetPlayTime Failed, Error:[0x%x].", pstPort->ulPort,
                  ulResult);
+        return true;
     }
+    Decode_BeginAnew(pstPort);
+    pstLoop->stKey.bNeeded = false;
     return true;
 }
 
@@ -83,7 +116,8 @@ void WaitPaused(PLAEYR_PORT_S *pstPort) {
 }
 
 /** Does what the frame control says; false when nothing is to be read now. */
-bool ServeFrameCtrl(PLAEYR_PORT_S *pstPort) {
+bool ServeFrameCtrl(FILE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     const ULONG_32 ulFrameCtrl = word::LoadAcquire(pstPort->ulFrameCtrl);
     switch (ulFrameCtrl) {
         case FRAME_CTRL_PAUSE:
@@ -95,6 +129,7 @@ bool ServeFrameCtrl(PLAEYR_PORT_S *pstPort) {
         case FRAME_CTRL_AFRAME_GO:
         case FRAME_CTRL_AFRAME_BACK:
             ReplaceFrameCtrl(pstPort, ulFrameCtrl, FRAME_CTRL_PAUSE);
+            pstLoop->bStep = true;
             return true;
         case FRAME_CTRL_ONLY_I_FRAME:
             if (pstPort->stFileInfo.bUcodeFile) {
@@ -131,68 +166,14 @@ void HandleReadFailure(PLAEYR_PORT_S *pstPort, ULONG_32 ulFrameCtrl, ULONG_32 ul
     LOG_WARN("Port[%03d] FilePlay Thread Warning: Player_ParserFile Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
 }
 
-/** Reads the next frame into stFrameData. After a jump a step that came with it is still to be done. */
-bool ReadFrame(PLAEYR_PORT_S *pstPort, bool bAfterSeek) {
-    const ULONG_32 ulFrameCtrl = word::Load(pstPort->ulFrameCtrl);
-    ULONG_32 ulResult = Player_ParserFile(pstPort, ulFrameCtrl);
+/** Reads the next frame into stFrameData. */
+ULONG_32 ReadFrame(PLAEYR_PORT_S *pstPort, ULONG_32 ulFrameCtrl) {
+    const ULONG_32 ulResult = Player_ParserFile(pstPort, ulFrameCtrl);
     NotePlayTime(pstPort);
-    if (!bAfterSeek && word::Load(pstPort->ulFrameCtrl) == FRAME_CTRL_PAUSE) {
-        EndStep(pstPort);
+    if (ulResult == PLAYER_ERR_OK) {
+        NET_MathBitRate(static_cast<ULONG_32>(pstPort->stFrameData.lDataLen), &pstPort->stStateInfo);
     }
-    if (ulResult != PLAYER_ERR_OK) {
-        HandleReadFailure(pstPort, ulFrameCtrl, ulResult);
-        return false;
-    }
-    NET_MathBitRate(static_cast<ULONG_32>(pstPort->stFrameData.lDataLen), &pstPort->stStateInfo);
-    return true;
-}
-
-/* ---- recording ---- */
-
-/** Whether a full queue is worth waiting for: a step and a close must not wait for a recorder that stands still. */
-bool MayWaitForRoom(const PLAEYR_PORT_S *pstPort) {
-    return word::Load(pstPort->ulBufferCtrl) == PLAYER_BUFFER_CTRL_BLOCK && word::Load(pstPort->bStartRecord) &&
-           word::Load(pstPort->bStartRecv) && word::Load(pstPort->bCtrlSucc) && !PortLock_IsClosing(pstPort->ulPort);
-}
-
-/** Whether a head and so many bytes find room in the record ring now; only this thread writes there. */
-bool HasRecordRoom(PLAEYR_PORT_S *pstPort, ULONG_32 ulLen) {
-    const ULONG_32 ulNeed = 1 + (ulLen + RECORD_RING_SLOT - 1) / RECORD_RING_SLOT;
-    ULONG_32 ulUsed = 0;
-    QUEUE_GetCurPacketLen(&pstPort->stRecordBufferQueue, &ulUsed);
-    return word::LoadAcquire(pstPort->stRecordBufferQueue.ulBufNum) > ulUsed + ulNeed;
-}
-
-ULONG_32 AddToRecord(PLAEYR_PORT_S *pstPort, void *pData, ULONG_32 ulLen) {
-    return QUEUE_AddPacketEx(static_cast<CHAR *>(pData), ulLen, word::LoadAcquire(pstPort->pstPayloadType),
-                             &pstPort->stRecordBufferQueue);
-}
-
-/** Adds a head and its frame, or neither: the reader takes whatever follows a head for its frame. */
-ULONG_32 AddFrameToRecord(PLAEYR_PORT_S *pstPort) {
-    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
-    const ULONG_32 ulLen = static_cast<ULONG_32>(stFrame.lDataLen);
-    while (!HasRecordRoom(pstPort, ulLen)) {
-        if (!MayWaitForRoom(pstPort)) {
-            return PLAYER_ERR_QUEUE_FULL;
-        }
-        QUEUE_WaitForRoom(&pstPort->stRecordBufferQueue, ROOM_WAIT_MS);
-    }
-    PLAYER_RECORDHEAD_S stHead = {{'R', 'd', 'H', 'd'}, stFrame.lPayload, stFrame.lFormatType, 0, stFrame.dulTimestamp};
-    ULONG_32 ulResult = AddToRecord(pstPort, &stHead, sizeof(stHead));
-    return ulResult == PLAYER_ERR_OK ? AddToRecord(pstPort, stFrame.pucData, ulLen) : ulResult;
-}
-
-/** Hands the frame to a running recording, as a head and the data. */
-void RecordFrame(PLAEYR_PORT_S *pstPort) {
-    if (!word::Load(pstPort->bStartRecord) || pstPort->stFrameData.lDataLen <= 0) {
-        return;
-    }
-    ULONG_32 ulResult = AddFrameToRecord(pstPort);
-    if (ulResult != PLAYER_ERR_OK) {
-        LOG_WARN("Port[%03d] FilePlay Thread Warning: QUEUE_AddPacket Record Failed, Error:[0x%x].", pstPort->ulPort,
-                 ulResult);
-    }
+    return ulResult;
 }
 
 /* ---- decoding ---- */
@@ -214,6 +195,17 @@ bool PassGates(PLAEYR_PORT_S *pstPort) {
            Deliver_PassSoundChannel(pstPort);
 }
 
+/** Whether a picture or block came out. A failure is logged and costs what follows up to the next key frame. */
+bool CameOut(ULONG_32 ulResult, PLAEYR_PORT_S *pstPort) {
+    if (ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_NO_PICTURE) {
+        if (Payload_IsInterVideo(pstPort->stFrameData.lPayload)) {
+            pstPort->bNeedIFrame = 1;
+        }
+        LOG_WARN("Port[%03d] FilePlay Thread Warning: Decoder Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+    }
+    return ulResult == PLAYER_ERR_OK;
+}
+
 /** Decodes the frame; false when nothing came out of it. */
 bool DecodeFrame(PLAEYR_PORT_S *pstPort) {
     const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
@@ -229,14 +221,52 @@ bool DecodeFrame(PLAEYR_PORT_S *pstPort) {
     if (!Player_PrepareFrame(pstPort)) {
         return false;
     }
-    ulResult = Player_Decoder(&pstPort->stFrameData, pstPort);
-    if (ulResult != PLAYER_ERR_OK && ulResult != PLAYER_ERR_NO_PICTURE) {
-        if (Payload_IsInterVideo(stFrame.lPayload)) {
-            pstPort->bNeedIFrame = 1;
-        }
-        LOG_WARN("Port[%03d] FilePlay Thread Warning: Decoder Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
+    return CameOut(Player_Decoder(&pstPort->stFrameData, pstPort), pstPort);
+}
+
+/** Gives a further picture of that frame. */
+bool NextPicture(PLAEYR_PORT_S *pstPort) {
+    return Payload_IsInterVideo(pstPort->stFrameData.lPayload) && pstPort->bNeedIFrame == 0 &&
+           CameOut(Decode_NextPicture(pstPort), pstPort);
+}
+
+/* ---- key frames by themselves ---- */
+
+bool IsKeyOfKeyFramePlay(const PLAEYR_PORT_S *pstPort) {
+    return word::Load(pstPort->ulFrameCtrl) == FRAME_CTRL_ONLY_I_FRAME &&
+           Payload_IsInterVideo(pstPort->stFrameData.lPayload) &&
+           pstPort->stFrameData.lFormatType == PLAYER_VIDEO_FRAME_I;
+}
+
+void KeepKey(const PLAYER_FRAMEDATA_S &stFrame, KEPT_KEY_S *pstKey) {
+    const ULONG_32 ulLen = static_cast<ULONG_32>(stFrame.lDataLen);
+    if (ulLen > pstKey->ulRoom) {
+        free(pstKey->pucBuffer);
+        pstKey->pucBuffer = static_cast<UCHAR *>(malloc(ulLen));
+        pstKey->ulRoom = pstKey->pucBuffer != nullptr ? ulLen : 0;
     }
-    return ulResult == PLAYER_ERR_OK;
+    pstKey->stFrame = stFrame;
+    pstKey->stFrame.pucData = pstKey->pucBuffer;
+    pstKey->bNeeded = pstKey->pucBuffer != nullptr;
+    if (pstKey->bNeeded) {
+        memcpy(pstKey->pucBuffer, stFrame.pucData, ulLen);
+    }
+}
+
+/** Frames behind a key frame that was shown by itself refer to it: it is decoded once more, and not shown again. */
+void FeedKeyAgain(FILE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+    if (!pstLoop->stKey.bNeeded || !Payload_IsInterVideo(stFrame.lPayload)) {
+        return;
+    }
+    pstLoop->stKey.bNeeded = false;
+    if (stFrame.lFormatType != PLAYER_VIDEO_FRAME_I && pstPort->stVideoDecode.lCodecID == stFrame.lPayload) {
+        pstPort->stSeiInfo.ulSeiTotalLen = 0;
+        pstPort->stVideoDecode.bNoShow = 1;
+        Player_Decoder(&pstLoop->stKey.stFrame, pstPort);
+        pstPort->stVideoDecode.bNoShow = 0;
+    }
 }
 
 /* ---- delivery ---- */
@@ -247,7 +277,7 @@ void MeasureKeyInterval(PLAEYR_PORT_S *pstPort) {
         return;
     }
     FILE_INFO_S &stFile = pstPort->stFileInfo;
-    const ULONG_32 ulTime = static_cast<ULONG_32>(pstPort->stFrameData.dulTimestamp);
+    const ULONG_32 ulTime = static_cast<ULONG_32>(pstPort->stDecodeVideoData.dulTimeStamp);
     if (stFile.ulPreIFrameTime != NO_KEY_FRAME && stFile.ulPreIFrameTime != ulTime) {
         stFile.fIFrameIntervalTime = static_cast<FLOAT>(ulTime - stFile.ulPreIFrameTime) / TICKS_A_MS;
     }
@@ -275,6 +305,7 @@ bool DeliverPicture(FILE_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     MeasureKeyInterval(pstPort);
     if (!PassPictureTap(pstPort)) {
+        EndOwnStep(pstLoop);
         Pace(pstLoop);
         return false;
     }
@@ -284,6 +315,7 @@ bool DeliverPicture(FILE_LOOP_S *pstLoop) {
     if (!Deliver_ShowPicture(pstPort, &pstLoop->stDeliver)) {
         return false;
     }
+    EndOwnStep(pstLoop);
     Pace(pstLoop);
     return true;
 }
@@ -300,20 +332,113 @@ void DeliverResult(FILE_LOOP_S *pstLoop) {
     }
 }
 
+/** Delivers what the video decoder holds back, or the next picture of it. */
+READ_E DeliverHeld(FILE_LOOP_S *pstLoop, bool bAll) {
+    READ_E enResult = READ_E::NOTHING;
+    while (Decode_HeldPicture(pstLoop->pstPort) == PLAYER_ERR_OK) {
+        enResult = READ_E::PICTURE;
+        DeliverResult(pstLoop);
+        if (!bAll) {
+            break;
+        }
+        WYK_gettimeofday(&pstLoop->tiStart, nullptr);
+    }
+    return enResult;
+}
+
+/** At the end of the file: the next picture that is held back, but none from before the frames that were passed over.
+ */
+READ_E DeliverLast(FILE_LOOP_S *pstLoop) {
+    if (IsKeyFramePlay(pstLoop->pstPort)) {
+        Decode_BeginAnew(pstLoop->pstPort);
+        return READ_E::NOTHING;
+    }
+    return DeliverHeld(pstLoop, false);
+}
+
+/** Decodes the frame in stFrameData and delivers every picture that comes of it. */
+READ_E DecodeAndDeliver(FILE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const bool bVideo = Payload_IsVideo(pstPort->stFrameData.lPayload);
+    const bool bKeyAlone = IsKeyOfKeyFramePlay(pstPort);
+    if (bKeyAlone && !pstLoop->stKey.bNeeded) {
+        Decode_BeginAnew(pstPort);
+    } else if (!bKeyAlone) {
+        FeedKeyAgain(pstLoop);
+    }
+    READ_E enResult = Decode_WillReplace(pstPort) ? DeliverHeld(pstLoop, true) : READ_E::NOTHING;
+    for (bool bMore = DecodeFrame(pstPort); bMore; bMore = NextPicture(pstPort)) {
+        enResult = READ_E::PICTURE;
+        DeliverResult(pstLoop);
+        WYK_gettimeofday(&pstLoop->tiStart, nullptr);
+    }
+    if (!bVideo) {
+        return READ_E::OTHER;
+    }
+    if (bKeyAlone) {
+        KeepKey(pstPort->stFrameData, &pstLoop->stKey);
+    }
+    if (bKeyAlone || pstPort->bNeedIFrame == 1) {
+        return DeliverHeld(pstLoop, true) == READ_E::PICTURE ? READ_E::PICTURE : enResult;
+    }
+    return enResult;
+}
+
+/** Reads one frame and takes it through recording, taps and decoder. At the end what the decoder holds back comes
+ * first. */
+READ_E PlayFrame(FILE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const ULONG_32 ulFrameCtrl = word::Load(pstPort->ulFrameCtrl);
+    const ULONG_32 ulResult = ReadFrame(pstPort, ulFrameCtrl);
+    if (ulResult == PLAYER_ERR_FILE_END && DeliverLast(pstLoop) == READ_E::PICTURE) {
+        return READ_E::PICTURE;
+    }
+    if (ulResult != PLAYER_ERR_OK) {
+        EndOwnStep(pstLoop);
+        HandleReadFailure(pstPort, ulFrameCtrl, ulResult);
+        return READ_E::FAILED;
+    }
+    FileRecord_Add(pstPort);
+    if (!PassFrameTap(pstPort)) {
+        return READ_E::FAILED;
+    }
+    return PassGates(pstPort) ? DecodeAndDeliver(pstLoop) : READ_E::NOTHING;
+}
+
+/** A paused port reads on until a picture comes, unless the client wants something else meanwhile. */
+bool IsStillWanted(const PLAEYR_PORT_S *pstPort, ULONG_32 ulFrameCtrl) {
+    return word::Load(pstPort->bStartRecv) != 0 && word::Load(pstPort->ulFrameCtrl) == ulFrameCtrl &&
+           word::Load(pstPort->ulSetPlayTime) == NO_SEEK && !PortLock_IsClosing(pstPort->ulPort);
+}
+
+void ReadUntilPicture(FILE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    const ULONG_32 ulFrameCtrl = word::Load(pstPort->ulFrameCtrl);
+    READ_E enResult = READ_E::NOTHING;
+    for (ULONG_32 i = 0; i < FRAMES_FOR_A_PICTURE && (i == 0 || IsStillWanted(pstPort, ulFrameCtrl)); i++) {
+        do {
+            enResult = PlayFrame(pstLoop);
+        } while (enResult == READ_E::OTHER && IsStillWanted(pstPort, ulFrameCtrl));
+        if (enResult != READ_E::NOTHING) {
+            break;
+        }
+    }
+    EndOwnStep(pstLoop);
+}
+
 void PlayPass(FILE_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     pstPort->ulControlTicket = Wake_Ticket(&pstPort->stControlWake);
     WYK_gettimeofday(&pstLoop->tiStart, nullptr);
-    const bool bAfterSeek = ServeSeek(pstPort);
-    if (!bAfterSeek && !ServeFrameCtrl(pstPort)) {
+    if (!ServeSeek(pstLoop) && !ServeFrameCtrl(pstLoop)) {
         return;
     }
-    if (!ReadFrame(pstPort, bAfterSeek)) {
-        return;
-    }
-    RecordFrame(pstPort);
-    if (PassFrameTap(pstPort) && PassGates(pstPort) && DecodeFrame(pstPort)) {
-        DeliverResult(pstLoop);
+    const ULONG_32 ulFrameCtrl = word::Load(pstPort->ulFrameCtrl);
+    const bool bPaused = ulFrameCtrl == FRAME_CTRL_PAUSE || ulFrameCtrl == FRAME_CTRL_AFRAME_GO;
+    if (bPaused || pstLoop->bStep) {
+        ReadUntilPicture(pstLoop);
+    } else {
+        PlayFrame(pstLoop);
     }
 }
 
@@ -334,6 +459,7 @@ void *__FilePlayThreadEntry(void *pParam) {
     while (word::Load(pstPort->bStartRecv)) {
         PlayPass(&stLoop);
     }
+    free(stLoop.stKey.pucBuffer);
     PortState_DropSoundDevice(pstPort);
     return nullptr;
 }

@@ -64,12 +64,6 @@ inline int Withheld(const std::vector<std::string> &got, const std::vector<std::
     return static_cast<int>(all.size() - got.size());
 }
 
-/** True if the last `count` of both are the same once the last `withheld` of `all` are left out. */
-inline bool SameTail(const std::vector<std::string> &got, std::vector<std::string> all, size_t withheld, size_t count) {
-    all.resize(all.size() - withheld);
-    return got.size() >= count && all.size() >= count && std::equal(got.end() - count, got.end(), all.end() - count);
-}
-
 struct StreamCase {
     const char *name;
     int withheld; /**< the stream's reorder depth */

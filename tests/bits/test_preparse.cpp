@@ -244,4 +244,14 @@ TEST(PreparseH265, LongestCodes) {
     }
 }
 
+TEST(PreparseH265, BehindTheEndOfTheDataStandZeros) {
+    for (const auto &[lBits, ulValue] : {std::pair{16, 0xAB00U}, {12, 0xAB0U}, {39, 0x80000000U}, {40, 0U}}) {
+        UCHAR ucByte = 0xAB;
+        DSP_SPS_INFO_S stInfo{};
+        stInfo.pucSpsData = &ucByte;
+        stInfo.ulDataLen = 1;
+        EXPECT_EQ(GetWord(&stInfo, lBits), ulValue) << lBits;
+    }
+}
+
 }  // namespace

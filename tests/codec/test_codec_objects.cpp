@@ -59,6 +59,17 @@ TEST_F(CodecCreate, ReleasesTwiceAndWithoutACodec) {
     CODE_FreeCode(nullptr);
 }
 
+// The PCM of an AAC decoder ends with it, and its address may be given out again before the record is cleared.
+TEST_F(CodecCreate, LeavesAnotherCodecsMemoryAtADeadAddressAlone) {
+    ASSERT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_AAC));
+    CODEC_INFO_S other{};
+    ASSERT_EQ(0U, CODE_CreateCode(CODECTYPE_ENCODER, PLAYER_PAYLOAD_JPEG, nullptr, &other));
+    codec.pcExtraData = other.pcExtraData;
+    CODE_FreeCode(&codec);
+    std::memset(other.pcExtraData, 1, 0x800000);
+    CODE_FreeCode(&other);
+}
+
 TEST_F(CodecCreate, ClearsTheRecordButReadsTheWishesFirst) {
     codec.bUseGpu = 1;
     codec.ulPicWidth = 640;

@@ -63,7 +63,7 @@ TEST_F(CodecVideo, CountsABrokenFrameAsGivenOut) {
     ASSERT_NO_FATAL_FAILURE(Open("h264_640x360_bf0.264", PLAYER_PAYLOAD_H264));
     ASSERT_EQ(0U, Decode(units[0]));
     const LONG_32 given = codec.lOutNum;
-    EXPECT_EQ(528U, Decode({}));
+    EXPECT_EQ(528U, Decode(Bytes(30, 0x55)));
     EXPECT_EQ(given + 1, codec.lOutNum);
     EXPECT_EQ(0U, Decode(units[1]));
 }
@@ -163,6 +163,22 @@ TEST_F(CodecVideo, CountsJpegFailuresInARow) {
     }
     EXPECT_EQ(0U, Decode(good));
     EXPECT_EQ(0U, codec.ulDecordFailCount);
+}
+
+TEST_F(CodecVideo, ShowsTheJpegBehindABrokenOne) {
+    ASSERT_EQ(0U, MakeDecoder(PLAYER_PAYLOAD_JPEG));
+    const Bytes good = ReadFile(MediaPath("mjpeg_640x360/001.jpg"));
+    Bytes broken_head = good;  // the size of a component's sampling is impossible
+    for (size_t i = 0; i + 12 < good.size(); i++) {
+        if (good[i] == 0xFF && good[i + 1] == 0xC0) {
+            broken_head[i + 11] = 0xFF;
+        }
+    }
+    for (const Bytes &broken : {broken_head, Bytes(good.begin(), good.begin() + 100), Bytes{0xFF, 0xD8, 0xFF, 0xD9}}) {
+        EXPECT_EQ(0U, Decode(good));
+        EXPECT_EQ(528U, Decode(broken));
+        EXPECT_EQ(0U, Decode(good));
+    }
 }
 
 // A reader that takes the lock finds a picture whose planes hold, whatever the decoder does meanwhile.

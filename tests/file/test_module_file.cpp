@@ -1,6 +1,8 @@
 // The file layer: what a file is, its properties, frames by control value, seeking by clock references.
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include <memory>
 
 #include "file/mp4_builder.h"
@@ -204,6 +206,29 @@ TEST(ModuleFile, AClockThatLeapsIsSearchedInFewSteps) {
     EXPECT_EQ(File_DivToFindPCR(file.Get(), 1, 0, file->dulFileSize, scratch, 90000 * 500, &offset), 0U);
     EXPECT_EQ(offset, (10 * 10 + 20000 + 1) * 188U);
     EXPECT_EQ(File_DivToFindPCR(file.Get(), 998, 0, file->dulFileSize, scratch, 90000 * 500, &offset), 0U);
+}
+
+TEST(ModuleFile, PacketsAreReadUpToATailBitBehindTheOneStored) {
+    TempDir folder;
+    std::string packets;
+    for (char c : {'a', 'b', 'c'}) {
+        packets += "G" + std::string(1, '\x20') + std::string(186, c);  // each with the tail bit itself
+    }
+    std::ofstream(folder.At("p.ts")) << packets;
+    const struct {
+        ULONG_32 room, tail, stored;
+    } rows[] = {{3 * 188, 0, 3 * 188}, {3 * 188, 188, 188}, {3 * 188 + 1, 0, 3 * 188}, {187, 0, 0}};
+    for (const auto &row : rows) {
+        FILE *file = fopen(folder.At("p.ts").c_str(), "rb");
+        std::vector<UCHAR> buffer(row.room);
+        if (row.tail != 0) {
+            buffer[row.tail + 1] = 0x20;
+        }
+        ULONG_32 length = row.room;
+        EXPECT_EQ(0U, File_ReadTSPacket(file, buffer.data(), &length));
+        EXPECT_EQ(row.stored, length);
+        fclose(file);
+    }
 }
 
 TEST(ModuleFile, SearchesEndWhenTheRunFlagFalls) {

@@ -60,6 +60,7 @@ INSTANTIATE_TEST_SUITE_P(Streams, PushedVideo,
                                          Stream{"h264_576i_mbaff.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
                                          Stream{"h264_1080p_bf0.264", AV_CODEC_ID_H264, support::RTP_PT_H264, 0},
                                          Stream{"h265_640x360.265", AV_CODEC_ID_HEVC, support::RTP_PT_H265, 0},
+                                         Stream{"h265_slices_640x360.265", AV_CODEC_ID_HEVC, support::RTP_PT_H265, 0},
                                          Stream{"h265_642x362.265", AV_CODEC_ID_HEVC, support::RTP_PT_H265, 0}),
                          [](const testing::TestParamInfo<Stream> &info) {
                              std::string name = info.param.name;

@@ -100,6 +100,10 @@ TEST(Files, CopyingAFile) {
     EXPECT_EQ(0, QLOM_SDK_cp("a\\name", "to\\"));
     EXPECT_EQ("joined", ReadText("to\\name"));
     EXPECT_EQ(1, QLOM_SDK_cp("source", (std::string(250, 'd') + "\\").c_str())) << "257 characters";
+    std::filesystem::create_directories(std::string(200, 'l'));
+    const std::string strLong = std::string(200, 'l') + "/" + std::string(200, 'n');
+    EXPECT_EQ(0, QLOM_SDK_cp("source", strLong.c_str())) << "only a joined path has that limit";
+    EXPECT_EQ(strContent, ReadText(strLong));
 }
 
 }  // namespace

@@ -166,7 +166,7 @@ TEST_F(PlayerLog, BadSettingsChangeNothing) {
 
 TEST(PlayerLogPath, Separators) {
     const std::pair<const char *, const char *> astPaths[] = {
-        {"/a/b", "/a/b/"}, {"/a/b/", "/a/b/"},    {"a", "a\\"}, {"a\\b", "a\\b\\"},
+        {"/a/b", "/a/b/"}, {"/a/b/", "/a/b/"},    {"a", "a\\"}, {"a\\b", "a\\b/"},
         {"a\\", "a\\"},    {"/a/b\\", "/a/b\\/"}, {"", "\\"},
     };
     CHAR szPath[16];

@@ -103,6 +103,9 @@ TEST_F(Rtp, H264UnitsThatCompleteAFrameAndThoseThatDoNot) {
     EXPECT_EQ(Push(96, "\x18\0\4\x67sps\0\3\x68pp"s, true), 526u) << "an aggregate that begins with an SPS stays open";
     EXPECT_EQ(Push(96, "\x65slice", true), 0u);
     EXPECT_EQ(Take(m_stVideo), kStart + "\x67sps" + kStart + "\x68pp" + kStart + "\x65slice");
+    EXPECT_EQ(Push(96, "\x18\0\4\x67sps\0\3\x65zz"s, true), 526u);
+    EXPECT_EQ(Push(96, "\x18\0\2\x41x"s, true), 0u) << "the aggregate behind it ends the frame";
+    EXPECT_EQ(Take(m_stVideo), kStart + "\x67sps" + kStart + "\x65zz" + kStart + "\x41x");
     EXPECT_EQ(Push(96, "\x18\0\2\x41x\0\2\x41y"s, true), 0u);
     EXPECT_EQ(Take(m_stVideo), kStart + "\x41x" + kStart + "\x41y");
     EXPECT_EQ(Push(96, "\x18\0\2\x41x\0\3\x41y"s), 1u);

@@ -94,6 +94,36 @@ ULONG_32 Crc(std::string strBytes) {
     return TS_Crc32(reinterpret_cast<UCHAR *>(strBytes.data()), static_cast<ULONG_32>(strBytes.size()));
 }
 
+TEST(TsDemux, ItsStepsTakenSinglyGiveTheSameFrame) {
+    Mux oMux(PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_AAC);
+    const std::string strData = Noise(1000);
+    Demux oWhole;
+    Demux oSteps;
+    for (const LONG_32 lPayload : {PLAYER_PAYLOAD_H264, PLAYER_PAYLOAD_AAC}) {
+        const std::string strBlock = oMux.Pack(lPayload, 0, 90000, strData);
+        ASSERT_EQ(0U, oWhole.Push(strBlock));
+        oSteps->ulFrameLen = 0;
+        TS_PACKET_INFO_S stPacket = {};
+        for (size_t i = 0; i < strBlock.size() / 188; ++i) {
+            const std::string strPacket = Packet(strBlock, i);
+            const UCHAR *pucPacket = reinterpret_cast<const UCHAR *>(strPacket.data());
+            EXPECT_EQ(525U, TS_ParseTSHeader(pucPacket, 187, &stPacket, oSteps.operator->()));
+            ASSERT_EQ(0U, TS_ParseTSHeader(pucPacket, 188, &stPacket, oSteps.operator->()));
+            EXPECT_EQ(525U, TS_PacketTogether(pucPacket, 187, &stPacket, oSteps.operator->()));
+            ASSERT_EQ(0U, TS_PacketTogether(pucPacket, 188, &stPacket, oSteps.operator->()));
+        }
+        ASSERT_EQ(0U, TS_GetPayLoadType(&stPacket, oSteps.operator->()));
+        EXPECT_EQ(oWhole.Frame(), oSteps.Frame());
+        EXPECT_EQ(lPayload, oSteps->lPayload);
+        EXPECT_EQ(oWhole->lFrameType, oSteps->lFrameType);
+        stPacket.ucEsOffset = 189;
+        EXPECT_EQ(525U, TS_PacketTogether(reinterpret_cast<const UCHAR *>(strBlock.data()), 188, &stPacket,
+                                          oSteps.operator->()));
+    }
+    TS_PACKET_INFO_S stPat = {};
+    EXPECT_EQ(524U, TS_GetPayLoadType(&stPat, oSteps.operator->()));
+}
+
 TEST(TsRoundTrip, EveryPayloadAndSize) {
     for (LONG_32 lPayload = PLAYER_PAYLOAD_G711U; lPayload <= PLAYER_PAYLOAD_H265; ++lPayload) {
         const bool bVideo = Payload_IsVideo(lPayload);

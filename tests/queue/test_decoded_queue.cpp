@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <atomic>
@@ -54,7 +55,10 @@ class Queue {
     int Held() const {
         const CODE_DECODED_DATA_S &stData = *m_pstHeld;
         size_t ulLuma = static_cast<size_t>(stData.lLineSize[0]) * static_cast<size_t>(stData.lHeight);
-        size_t ulChroma = static_cast<size_t>(stData.lLineSize[1]) * static_cast<size_t>(stData.lHeight) / 2;
+        size_t ulLine = static_cast<size_t>(stData.lLineSize[1]);
+        size_t ulHalf = static_cast<size_t>(stData.lHeight) * ulLine / 2;
+        size_t ulLast = (static_cast<size_t>(stData.lHeight + 1) / 2 - 1) * ulLine;  // to the last row's last pixel
+        size_t ulChroma = std::min(ulHalf, ulLast + std::min(ulLine, static_cast<size_t>(stData.lWidth) / 2));
         UCHAR ucNumber = stData.pucData[0][0];
         bool bWhole = IsAll(stData.pucData[0], ulLuma, ucNumber) && IsAll(stData.pucData[1], ulChroma, ucNumber) &&
                       IsAll(stData.pucData[2], ulChroma, ucNumber);
@@ -330,6 +334,54 @@ TEST(DecodedQueue, WaitingReaderWakes) {
         ExpectWake([&] { EXPECT_FALSE(fnWait()); }, [&] { QUEUE_WakeDecodeReader(oQueue.Get()); });
         QUEUE_WakeDecodeReader(oQueue.Get());
         EXPECT_LT(ElapsedMs([&] { EXPECT_FALSE(fnWait()); }), 2000);
+    }
+}
+
+// A plane whose last pixel lies in front of memory that nobody may read, as a crop from the left can leave it.
+class EdgePlane {
+ public:
+    EdgePlane(LONG_32 lStride, LONG_32 lWidth, LONG_32 lRows)
+        : m_ulSize(static_cast<size_t>((lRows - 1) * lStride + lWidth)) {
+        m_pucMap = static_cast<UCHAR *>(
+            mmap(nullptr, ROOM + PAGE, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        mprotect(m_pucMap + ROOM, PAGE, PROT_NONE);
+        std::fill_n(First(), m_ulSize, UCHAR{7});
+    }
+    ~EdgePlane() { munmap(m_pucMap, ROOM + PAGE); }
+    EdgePlane(const EdgePlane &) = delete;
+    EdgePlane &operator=(const EdgePlane &) = delete;
+    UCHAR *First() const { return m_pucMap + ROOM - m_ulSize; }
+
+ private:
+    static constexpr size_t PAGE = 4096;
+    static constexpr size_t ROOM = 16 * PAGE;
+    size_t m_ulSize;
+    UCHAR *m_pucMap;
+};
+
+TEST(DecodedQueue, ReadsNothingBehindTheLastPixel) {
+    Queue oQueue(2);
+    oQueue.Next();
+    const LONG_32 alRows[][5] = {
+        {256, 56, 32, 128, 28}, {256, 255, 33, 128, 128}, {64, 64, 2, 32, 32}, {640, 33, 17, 640, 17}};
+    for (const auto &[lStride, lWidth, lHeight, lChromaStride, lChromaWidth] : alRows) {
+        const EdgePlane oY(lStride, lWidth, lHeight);
+        const EdgePlane oU(lChromaStride, lChromaWidth, (lHeight + 1) / 2);
+        const EdgePlane oV(lChromaStride, lChromaWidth, (lHeight + 1) / 2);
+        CODE_DECODED_DATA_S stPicture = {};
+        UCHAR *const apucPlanes[] = {oY.First(), oU.First(), oV.First()};
+        std::copy_n(apucPlanes, 3, stPicture.pucData);
+        stPicture.lLineSize[0] = lStride;
+        stPicture.lLineSize[1] = stPicture.lLineSize[2] = lChromaStride;
+        stPicture.lWidth = lWidth;
+        stPicture.lHeight = lHeight;
+        ASSERT_EQ(0U, oQueue.Add(&stPicture));
+        ASSERT_EQ(0U, oQueue.Next());
+        for (LONG_32 y = 0; y < lHeight; y++) {
+            ASSERT_TRUE(Queue::IsAll(oQueue.HeldPicture()->pucData[0] + y * lStride, static_cast<size_t>(lWidth), 7));
+        }
+        ASSERT_EQ(0U,
+                  QUEUE_AddDecodeDataWithCompress(&stPicture, 0, lStride / 2, lWidth / 2, lHeight / 2, oQueue.Get()));
     }
 }
 

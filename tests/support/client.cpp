@@ -59,6 +59,7 @@ void TappedPort::Forget() {
     std::lock_guard guard(m_mutex);
     m_frames.clear();
     m_pictures.clear();
+    m_pictureTimes.clear();
     m_frameCount = m_audioFrames = m_pictureCount = 0;
 }
 
@@ -92,6 +93,7 @@ void TappedPort::TakePicture(ULONG_32, PLAYER_PICTURE_DATA_S *data, void *user, 
     {
         std::lock_guard guard(self->m_mutex);
         self->m_pictures.push_back(std::move(md5));
+        self->m_pictureTimes.push_back(data->dlRenderTime);
         self->m_pictureCount++;
     }
     if (self->onPicture) {

@@ -45,6 +45,7 @@ class TappedPort {
     ULONG_32 Number() const { return m_port; }
     std::vector<FileFrame> Frames() const { return Locked(m_frames); }
     std::vector<std::string> PictureMd5s() const { return Locked(m_pictures); }
+    std::vector<int64_t> PictureTimes() const { return Locked(m_pictureTimes); }
     Bytes Pcm() const { return Locked(m_pcm); }
     size_t FrameCount() const { return m_frameCount; }
     size_t AudioFrames() const { return m_audioFrames; }
@@ -79,6 +80,7 @@ class TappedPort {
     mutable std::mutex m_mutex;
     std::vector<FileFrame> m_frames;
     std::vector<std::string> m_pictures;
+    std::vector<int64_t> m_pictureTimes; /**< 90 kHz */
     Bytes m_pcm;
     std::atomic<size_t> m_frameCount{0}, m_audioFrames{0}, m_pictureCount{0};
 };

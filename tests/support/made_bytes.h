@@ -40,6 +40,8 @@ class BitWriter {
         int iZeros = 63 - __builtin_clzll(uint64_t{uiValue} + 1);
         return Bits(0, iZeros).Bits(uint64_t{uiValue} + 1, iZeros + 1);
     }
+    /** Bits so far. */
+    size_t Count() const { return m_ulBits; }
     std::string oBytes;
 
  private:

@@ -58,8 +58,10 @@ void Player::OnFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters,
     Counters &to = *static_cast<Counters *>(counters);
     const uint64_t stamp = static_cast<uint64_t>(frame->dlTimeStamp);
     if (to.frames.load(std::memory_order_relaxed) == 0) to.first_stamp.store(stamp, std::memory_order_relaxed);
-    to.stamp.store(stamp, std::memory_order_relaxed);
-    to.frames.fetch_add(1, std::memory_order_relaxed);
+    // The slices of a picture may come one by one, with the same stamp; pushed byte streams have no stamps.
+    const bool begun = to.frames.load(std::memory_order_relaxed) != 0;
+    const bool piece = to.stamp.exchange(stamp, std::memory_order_relaxed) == stamp && begun && stamp != 0;
+    if (!piece) to.frames.fetch_add(1, std::memory_order_relaxed);
     const bool h265 = frame->ulVideoCodeFormat == PLAYER_VIDEO_ENCODE_H265;
     if (h265 || frame->ulVideoCodeFormat == PLAYER_VIDEO_ENCODE_H264) {
         to.records.fetch_add(CountMessages({frame->pucData, frame->ulDataLen}, h265), std::memory_order_relaxed);

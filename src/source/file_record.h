@@ -1,0 +1,13 @@
+/**
+ * @file file_record.h
+ * @brief From a file that is played into the record ring.
+ */
+#ifndef ZELVANE_SOURCE_FILE_RECORD_H
+#define ZELVANE_SOURCE_FILE_RECORD_H
+
+#include "port/player_manager.h"
+
+/** Hands the frame in stFrameData to a running recording, as a head and the data; on the port's play thread. */
+void FileRecord_Add(PLAEYR_PORT_S *pstPort);
+
+#endif
