@@ -20,12 +20,17 @@ QLOM_SDK_MUTEX_S gstStartMutex = PTHREAD_MUTEX_INITIALIZER;
 BOOL_T gbStopping = 0;
 const LONG_32 TURN_POLL_MS = 1;
 
+thread_local bool gtlTurn = false; /**< this thread starts or stops the library: its log lines may call back */
+
 /** A turn at starting or stopping. A callback gets none while the library stops: the stop waits for its thread. */
 class CStartGuard {
  public:
-    CStartGuard() : m_bHeld(PortThread_IsAny() || Report_IsOwnThread() ? TakeUnlessStopping() : Take()) {}
+    CStartGuard() : m_bHeld(!gtlTurn && (PortThread_IsAny() || Report_IsOwnThread() ? TakeUnlessStopping() : Take())) {
+        gtlTurn = gtlTurn || m_bHeld;
+    }
     ~CStartGuard() {
         if (m_bHeld) {
+            gtlTurn = false;
             QLOM_SDK_mutex_unlock(&gstStartMutex);
         }
     }

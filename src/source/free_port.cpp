@@ -14,7 +14,7 @@
 
 namespace {
 
-/** What a port without an open source may still run: a recording or a window without a stream, a snapshot. */
+/** What a port without an open source may still run: a recording or a window without a stream. */
 void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bStartRecord)) {
         Player_StopRecord(pstPort->ulPort);
@@ -24,7 +24,6 @@ void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bStartVideo)) {
         Player_StopPlay(pstPort->ulPort);
     }
-    QLOM_SDK_thr_join(pstPort->hSnatchThread);
     QUEUE_CleanupOffScreenBufferQueue(&pstPort->stOffScreenQueue);
 }
 
