@@ -271,6 +271,36 @@ ULONG_32 StartRenderThread(PLAEYR_PORT_S *pstPort, HANDLE hWnd) {
     return PLAYER_ERR_OK;
 }
 
+ULONG_32 StartPlay(PLAEYR_PORT_S *pstPort, HANDLE hWnd) {
+    if (word::Load(pstPort->bStartVideo) == 1) {
+        LOG_WARN("Port[%03d] Player_StartPlay Failed, Playing Now.", pstPort->ulPort);
+        return PLAYER_ERR_OK;
+    }
+    pstPort->hDisplayDev = Video_CreateDisplayDec(hWnd);
+    if (pstPort->hDisplayDev == nullptr) {
+        LOG_ERROR("Port[%03d] Video_CreateDisplayDec Failed.", pstPort->ulPort);
+        return PLAYER_ERR_DISPLAY_CREATE;
+    }
+    if (word::Load(pstPort->stCallBack.stDrawCB.hFunc) != nullptr) {
+        Video_SetDrawDataCallBack(pstPort->hDisplayDev, Player_DrawDataCB, pstPort);
+    }
+    const ULONG_32 ulResult = StartRenderThread(pstPort, hWnd);
+    if (ulResult != PLAYER_ERR_OK) {
+        word::Store(pstPort->bStartVideo, 0);
+        Video_DeleteDisplayDec(&pstPort->hDisplayDev);
+        QUEUE_CleanupDecodedBufferQueue(&pstPort->stDecodeBufferQueue);
+    }
+    return ulResult;
+}
+
+/** Lets a file play, with a window or without; not before the window takes pictures, or it would miss the first. */
+void PlayOn(PLAEYR_PORT_S *pstPort) {
+    if (word::Load(pstPort->bFilePort)) {
+        word::StoreRelease(pstPort->ulFrameCtrl, FRAME_CTRL_PLAY);
+        Port_WakeAll(pstPort);
+    }
+}
+
 }  // namespace
 
 void *__RenderThreadEntry(void *pParam) {
@@ -298,28 +328,8 @@ void *__RenderThreadEntry(void *pParam) {
 
 ULONG_32 Player_StartPlay(ULONG_32 ulPort, HANDLE hWnd) {
     PLAYER_GET_PORT(pstPort, ulPort);
-    if (word::Load(pstPort->bFilePort)) {
-        word::Store(pstPort->ulFrameCtrl, FRAME_CTRL_PLAY);
-        Port_WakeAll(pstPort);
-    }
-    if (word::Load(pstPort->bStartVideo) == 1) {
-        LOG_WARN("Port[%03d] Player_StartPlay Failed, Playing Now.", ulPort);
-        return PLAYER_ERR_OK;
-    }
-    pstPort->hDisplayDev = Video_CreateDisplayDec(hWnd);
-    if (pstPort->hDisplayDev == nullptr) {
-        LOG_ERROR("Port[%03d] Video_CreateDisplayDec Failed.", ulPort);
-        return PLAYER_ERR_DISPLAY_CREATE;
-    }
-    if (word::Load(pstPort->stCallBack.stDrawCB.hFunc) != nullptr) {
-        Video_SetDrawDataCallBack(pstPort->hDisplayDev, Player_DrawDataCB, pstPort);
-    }
-    ULONG_32 ulResult = StartRenderThread(pstPort, hWnd);
-    if (ulResult != PLAYER_ERR_OK) {
-        word::Store(pstPort->bStartVideo, 0);
-        Video_DeleteDisplayDec(&pstPort->hDisplayDev);
-        QUEUE_CleanupDecodedBufferQueue(&pstPort->stDecodeBufferQueue);
-    }
+    const ULONG_32 ulResult = StartPlay(pstPort, hWnd);
+    PlayOn(pstPort);
     return ulResult;
 }
 
