@@ -661,7 +661,8 @@ ZELVANE_API BOOL_T Zelvane_SetOneFrameDecodeMode(ULONG_32 ulPort);
  * port at a time. Its size is followed.
  * @param ulPort port
  * @param hWnd   X11 window id, cast to a pointer
- * @return 1, also if it plays already; or 0 with PLAYER_ERR_DISPLAY_CREATE (null or in use) or PLAYER_ERR_RESOURCE
+ * @return 1, also if it plays already; or 0 with PLAYER_ERR_DISPLAY_CREATE (null, in use, or not there: the server must
+ *         have been told of it, as by XSync()) or PLAYER_ERR_RESOURCE
  */
 ZELVANE_API BOOL_T Zelvane_StartPlay(ULONG_32 ulPort, HANDLE hWnd);
 

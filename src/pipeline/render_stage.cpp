@@ -3,6 +3,8 @@
 
 #include <string.h>
 
+#include <algorithm>
+
 #include "analytics/iva_show.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
@@ -227,8 +229,10 @@ void Present(RENDER_LOOP_S *pstLoop, bool bNewPicture) {
 
 /** Sleeps when nothing is to be done until something happens. */
 void WaitForSomething(PLAEYR_PORT_S *pstPort) {
-    if (IsRunning(pstPort) && !Video_NeedsRedraw(pstPort->hDisplayDev)) {
-        QUEUE_WaitForDecodeData(&pstPort->stDecodeBufferQueue, Video_IsWatching() ? IDLE_WAIT_MS : LOOK_WAIT_MS);
+    const ULONG_32 ulDue = Video_RedrawDue(pstPort->hDisplayDev);
+    if (IsRunning(pstPort) && ulDue != 0) {
+        QUEUE_WaitForDecodeData(&pstPort->stDecodeBufferQueue,
+                                std::min(ulDue, Video_IsWatching() ? IDLE_WAIT_MS : LOOK_WAIT_MS));
     }
 }
 
