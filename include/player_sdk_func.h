@@ -13,22 +13,24 @@
  * more, or one that is not allocated, gives PLAYER_ERR_PORT everywhere.
  *
  * Threads. Any function may be called from any thread. Calls on one port take turns; calls on different ports run in
- * parallel. Getters of figures and settings, snapshots, Zelvane_GetPlayTimeEx() and the functions that set no last error
- * wait for nobody: they also answer while another call on the port takes its time. Freeing a port waits for the calls on
- * it that are under way; a later one finds no port.
+ * parallel. Getters of figures and settings, snapshots, Zelvane_GetPlayTimeEx() and the functions that set no last
+ * error take no turn: they also answer while another call on the port takes its time. Freeing a port waits for the
+ * calls on it that are under way; a later one finds no port.
  *
- * Callbacks. They run on threads of the library, the source callback of a pushed port inside the push, and the log
- * callback wherever something is logged. A callback may call any function on its own port except one that opens, closes
- * or frees it, or stops what the callback belongs to: that one is refused, a close with PLAYER_ERR_FAILED, and nothing is
- * changed. It may call any function on other ports too. But somebody may wait for the callback itself, and so a call
- * that would have to wait for its turn gives up with PLAYER_ERR_PARAM
- * - once a port closes that the thread is inside of: whose thread it is, whose source callback it is in, or in another
- *   call on which it logs; likewise once the thread itself is being stopped (Zelvane_StopPlay(), Zelvane_StopRecord());
- * - at once when the one it would wait for waits for this thread in the end, as two source callbacks do that ask each
- *   other's port: one of the calls in such a circle is refused, the others get their turn. A push counts as waiting for
- *   its port's decode thread while the ring is full, and so does Zelvane_AFrameGo() for the picture.
- * A close of another port is refused with PLAYER_ERR_PARAM when the threads it would wait for are themselves closing, in
- * the end, a port that the callback is inside of. A refused call changes nothing and may be made again later.
+ * Callbacks. They run on threads of the library, the source callback of a pushed port inside the push. The log
+ * callback runs wherever something is logged, also while the library holds locks: it takes the line, and calls
+ * nothing but getters. Any other callback may call any function on its own port except one that opens, closes or
+ * frees it, or stops what the callback belongs to: that one is refused, a close with PLAYER_ERR_FAILED, and nothing
+ * is changed. It may call any function on other ports too. But somebody may wait for the callback itself, and so a
+ * call that would have to wait for its turn gives up with PLAYER_ERR_PARAM
+ * - once a port closes that the thread is inside of: whose thread it is, or whose source callback it is in; likewise
+ *   once the thread itself is being stopped (Zelvane_StopPlay(), Zelvane_StopRecord());
+ * - at once when the one it would wait for waits for this thread in the end, as two source callbacks do that ask
+ *   each other's port: one of the calls in such a circle is refused, the others get their turn. A push counts as
+ *   waiting for its port's decode thread while the ring is full, and so does Zelvane_AFrameGo() for the picture.
+ * A close of another port is refused with PLAYER_ERR_PARAM when the threads it would wait for are themselves
+ * closing, in the end, a port that the callback is inside of. A refused call changes nothing and may be made again
+ * later.
  *
  * Lifetimes. The client owns what it passes in, and the library copies what it keeps, save window handles and callback
  * user values. Pointers given to callbacks hold for the time of the call.

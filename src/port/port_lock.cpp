@@ -138,8 +138,9 @@ CPortLock::STATE_E CPortLock::EnterFromCallback() {
     if (!PortInside_Has(pstOuter, m_ulPort) && TryAtOnce(stLock)) {
         return STATE_LOCKED;
     }
+    const bool bBeside = m_enCall == PORT_CALL_NORMAL && PortInside_IsPipeline(pstOuter, m_ulPort);
     while (!PortInside_MustGiveUp(pstOuter)) {
-        if (m_enCall == PORT_CALL_NORMAL && PortThread_IsPipeline() && TryBeside()) {
+        if (bBeside && TryBeside()) {
             return STATE_BESIDE;
         }
         CPortWaiter oWaiter(&stLock.stApi, pstOuter);

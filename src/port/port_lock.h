@@ -9,9 +9,9 @@
  * - A call from a callback waits for a lock, its own port's or another's, only while nobody waits for the callback: not
  * once a port that it is inside of closes, nor once the run flag of its thread has fallen, nor when whom it waits for
  * waits for it in the end. It is turned away then.
- * - A push that waits for room in the ring holds the lock while it waits for the decode thread. A call from a pipeline
- *   callback then goes on beside it, since a push touches nothing but the ring. So does a call from the push's own
- *   source callback, in turn with the others beside it.
+ * - A push that waits for room in the ring holds the lock while it waits for the decode thread. A call from a callback
+ * of the port's pipeline then goes on beside it, since a push touches nothing but the ring. So does a call from the
+ * push's own source callback, in turn with the others beside it.
  * - A close asked for by a callback is turned away as well when the threads that it would join close, in the end, a
  *   port that the callback is inside of.
  */

@@ -55,10 +55,15 @@ bool PortThread_IsOwn(ULONG_32 ulPort) {
 
 bool PortThread_IsAny() { return gtlInnermost != nullptr; }
 
-bool PortThread_IsPipeline() { return gtlPipeline.enHow == PORT_INSIDE_PIPELINE; }
-
 bool PortInside_Has(const PORT_INSIDE_S *pstInside, ULONG_32 ulPort) {
     while (pstInside != nullptr && pstInside->ulPort != ulPort) {
+        pstInside = pstInside->pstOuter;
+    }
+    return pstInside != nullptr;
+}
+
+bool PortInside_IsPipeline(const PORT_INSIDE_S *pstInside, ULONG_32 ulPort) {
+    while (pstInside != nullptr && (pstInside->ulPort != ulPort || pstInside->enHow != PORT_INSIDE_PIPELINE)) {
         pstInside = pstInside->pstOuter;
     }
     return pstInside != nullptr;

@@ -48,11 +48,11 @@ bool PortThread_IsOwn(ULONG_32 ulPort);
 /** Whether the calling thread is inside anything, of any port. */
 bool PortThread_IsAny();
 
-/** Whether the thread belongs to a port's pipeline. */
-bool PortThread_IsPipeline();
-
 /** Whether any of these is inside of the port. */
 bool PortInside_Has(const PORT_INSIDE_S *pstInside, ULONG_32 ulPort);
+
+/** Whether the thread belongs to the port's pipeline. */
+bool PortInside_IsPipeline(const PORT_INSIDE_S *pstInside, ULONG_32 ulPort);
 
 /** Whether somebody waits for one of these: a port that closes, a pipeline thread whose run flag fell. */
 bool PortInside_MustGiveUp(const PORT_INSIDE_S *pstInside);

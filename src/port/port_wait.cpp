@@ -15,13 +15,6 @@ CPortWaiter *gpoWaiters = nullptr;
 
 const void *OwnerOf(const PORT_TURN_S *pstTurn) { return __atomic_load_n(&pstTurn->pOwner, __ATOMIC_SEQ_CST); }
 
-bool IsPipelineOf(const PORT_INSIDE_S *pstInside, ULONG_32 ulPort) {
-    while (pstInside != nullptr && (pstInside->ulPort != ulPort || pstInside->enHow != PORT_INSIDE_PIPELINE)) {
-        pstInside = pstInside->pstOuter;
-    }
-    return pstInside != nullptr;
-}
-
 }  // namespace
 
 bool PortTurn_Try(PORT_TURN_S *pstTurn) {
@@ -92,7 +85,7 @@ bool CPortWaiter::WaitsFor(const CPortWaiter &oOther) const {
         case WAIT_LOCK:
             return OwnerOf(m_pstWants) == oOther.m_pThread;
         case WAIT_PIPELINE:
-            return IsPipelineOf(oOther.m_pstInside, m_ulPort);
+            return PortInside_IsPipeline(oOther.m_pstInside, m_ulPort);
         default:
             return oOther.m_enWhat == WAIT_CLOSE && PortInside_Has(oOther.m_pstInside, m_ulPort);
     }
