@@ -621,7 +621,7 @@ ZELVANE_API BOOL_T Zelvane_GetAdjust(ULONG_32 ulPort, PLAYER_VIDEOADJUST_PARAM_S
  * Sets deinterlacing, which works on H.264 pictures.
  * @param ulPort port
  * @param bAble  on or off
- * @param enMode how
+ * @param enMode how; an unknown value is stored and does nothing
  * @return 1 or 0
  */
 ZELVANE_API BOOL_T Zelvane_SetDeinterlaceMode(ULONG_32 ulPort, BOOL_T bAble, PLAYER_DEINTERLACEMODE_E enMode);
