@@ -115,7 +115,6 @@ void FreeBuffers(PLAEYR_PORT_S *pstPort) {
     free(pstPort->pcFrameDataAddr);
     free(pstPort->pcRtpAudioFrameDataAddr);
     free(pstPort->pstPayloadType);
-    PayloadTable_FreeRetired(pstPort);
     FreeFileNames(pstPort);
     free(pstPort->stHlsTypeInfos.pucFrameDataAddr);
     IVA_FreeBuffers(&pstPort->stIvaInfo);
