@@ -21,7 +21,6 @@ struct Format {
 };
 
 PLAEYR_PORT_S *StartedPort(const Format &format, const std::string &base) {
-    PortTable_Open();
     ULONG_32 main = 0;
     ULONG_32 helper = 0;
     measure::Require(Player_AllocPort(&main) == PLAYER_ERR_OK && Player_AllocPort(&helper) == PLAYER_ERR_OK, "ports");

@@ -32,7 +32,6 @@ struct Place {
         std::string strName = (std::filesystem::temp_directory_path() / "zelvanerecXXXXXX").string();
         m_stPath = mkdtemp(strName.data());
         CODE_H264_GlobalInit();
-        PortTable_Open();
         Log_SetSysLogCB(DropLine);
     }
     ~Place() {

@@ -8,6 +8,7 @@
 #include "frame/last_error.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
+#include "source/free_port.h"
 
 namespace {
 
@@ -118,6 +119,15 @@ void Library_Cleanup() {
 }
 
 ULONG_32 Library_InitCount() { return word::Load(gstInitRefCount); }
+
+ULONG_32 Library_AllocPort(ULONG_32 *pulPort) {
+    const ULONG_32 ulResult = Library_InitCount() != 0 ? Player_AllocPort(pulPort) : ULONG_32{PLAYER_ERR_PARAM};
+    if (ulResult == PLAYER_ERR_OK && Library_InitCount() == 0) {
+        Player_FreePort(*pulPort);
+        return PLAYER_ERR_PARAM;
+    }
+    return ulResult;
+}
 
 void Library_ClientLogs() { word::Store(gbLogCB, 1); }
 

@@ -39,7 +39,7 @@ BOOL_T Zelvane_AllocPort(ULONG_32 *pulPort) {
         LOG_ERROR("Call Zelvane_AllocPort Failed, Invalid Param.");
         return form::Fail(PLAYER_ERR_PARAM);
     }
-    ULONG_32 ulResult = Player_AllocPort(pulPort);
+    ULONG_32 ulResult = Library_AllocPort(pulPort);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Call %s Failed, Error:[0x%x].", __func__, ulResult);
         return form::Fail(ulResult);

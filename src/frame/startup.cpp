@@ -81,7 +81,6 @@ ULONG_32 Player_Startup(void) {
     Audio_Init();
     gstHlsStreamInfo.ulMaxCacheValue = CACHE_LIMIT_MIB;
     QLOM_SDK_mutex_init(0, nullptr, &gstHlsStreamInfo.stHlsMulticMutex);
-    PortTable_Open();
     return PLAYER_ERR_OK;
 }
 
@@ -99,5 +98,6 @@ ULONG_32 Player_Cleanup(void) {
     CODE_SetFrameCountFinder(nullptr);
     CODE_H264_GlobalFree();
     Player_LogCleanUp();
+    PortTable_Open();
     return PLAYER_ERR_OK;
 }

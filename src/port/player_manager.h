@@ -62,7 +62,7 @@ extern PLAYER_HLS_STREAM_INFO_S gstHlsStreamInfo;
         return PLAYER_ERR_PORT;                                            \
     }
 
-/** Whether ports are handed out; until it is opened, none. */
+/** Whether ports are handed out: not while the library ends, or one could slip in behind those that were freed. */
 void PortTable_Open();
 void PortTable_Shut();
 

@@ -23,7 +23,7 @@ const ULONG_32 IVA_BUFFER_LEN = 2048;
 
 /** All three are reached under gstPortMutexLock only. */
 ULONG_32 gulProIndex = 0;
-bool gbOpen = false;                  /**< the library hands out ports */
+bool gbOpen = true;                   /**< the library hands out ports */
 bool gabLeaving[PLAYER_MAX_PORT_NUM]; /**< the entry is null, the record not yet freed */
 
 void SetIvaDefaults(IVA_INFO_S *pstIvaInfo) {

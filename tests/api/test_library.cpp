@@ -23,6 +23,8 @@ TEST(LibraryLife, CountsItsUsers) {
     Zelvane_Cleanup();
     Zelvane_Cleanup();
     EXPECT_EQ(Zelvane_GetInitCount(), 0U) << "a cleanup too many changes nothing";
+    EXPECT_FALSE(Zelvane_AllocPort(&port)) << "the library is off";
+    EXPECT_EQ(Zelvane_GetLastError(), static_cast<ULONG_32>(PLAYER_ERR_PARAM));
     ASSERT_TRUE(Zelvane_Init());
 }
 
