@@ -139,19 +139,21 @@ void FreeRecord(ULONG_32 ulPort, PLAEYR_PORT_S *pstPort) {
 /** Whether the number is free. */
 bool IsFree(ULONG_32 ulPort) { return gapPortList[ulPort] == nullptr && !gabLeaving[ulPort]; }
 
-ULONG_32 MakePort(ULONG_32 ulPort) {
+ULONG_32 MakePort(ULONG_32 ulPort, BOOL_T bHelper, PLAEYR_PORT_S **ppstPort) {
     PLAEYR_PORT_S *pstPort = static_cast<PLAEYR_PORT_S *>(calloc(1, sizeof(PLAEYR_PORT_S)));
     if (pstPort == nullptr) {
         return PLAYER_ERR_MALLOC;
     }
     SetDefaults(pstPort, ulPort);
+    pstPort->bHelper = bHelper;
+    *ppstPort = pstPort;
     word::StoreRelease(gapPortList[ulPort], pstPort);
     gulProIndex = (ulPort + 1) % PLAYER_MAX_PORT_NUM;
     return PLAYER_ERR_OK;
 }
 
 /** Makes the first free number from where the last search ended a port. */
-ULONG_32 TakeNumber(ULONG_32 *pulPort) {
+ULONG_32 TakeNumber(BOOL_T bHelper, ULONG_32 *pulPort, PLAEYR_PORT_S **ppstPort) {
     const CMutexGuard oGuard(&gstPortMutexLock);
     if (!gbOpen) {
         return PLAYER_ERR_PARAM;
@@ -160,16 +162,35 @@ ULONG_32 TakeNumber(ULONG_32 *pulPort) {
         const ULONG_32 ulPort = (gulProIndex + i) % PLAYER_MAX_PORT_NUM;
         if (IsFree(ulPort)) {
             *pulPort = ulPort;
-            return MakePort(ulPort);
+            return MakePort(ulPort, bHelper, ppstPort);
         }
     }
     return PLAYER_ERR_PORT;
 }
 
+/** Whoever guesses the number may free a port from now on: its record is not looked at any more. */
+ULONG_32 Alloc(BOOL_T bHelper, ULONG_32 *pulPort, PLAEYR_PORT_S **ppstPort) {
+    ULONG_32 ulPort = 0;
+    const ULONG_32 ulResult = TakeNumber(bHelper, &ulPort, ppstPort);
+    if (ulResult == PLAYER_ERR_MALLOC) {
+        LOG_ERROR("Player_AllocPort, Malloc Failed, Size:[%d].", static_cast<LONG_32>(sizeof(PLAEYR_PORT_S)));
+    }
+    if (ulResult == PLAYER_ERR_OK) {
+        *pulPort = ulPort;
+        LOG_INFO("Port[%03d] Player_AllocPort Success.", ulPort);
+    }
+    return ulResult;
+}
+
 }  // namespace
 
+// A recording's helper port is nobody's by number: a client that uses an old number must not open it.
 PLAEYR_PORT_S *Player_GetPort(ULONG_32 ulPort) {
-    return ulPort < PLAYER_MAX_PORT_NUM ? __atomic_load_n(&gapPortList[ulPort], __ATOMIC_SEQ_CST) : nullptr;
+    if (ulPort >= PLAYER_MAX_PORT_NUM) {
+        return nullptr;
+    }
+    PLAEYR_PORT_S *pstPort = __atomic_load_n(&gapPortList[ulPort], __ATOMIC_SEQ_CST);
+    return pstPort != nullptr && pstPort->bHelper == 0 ? pstPort : nullptr;
 }
 
 void PortTable_Open() {
@@ -183,17 +204,13 @@ void PortTable_Shut() {
 }
 
 ULONG_32 Player_AllocPort(ULONG_32 *pulPort) {
+    PLAEYR_PORT_S *pstPort = nullptr;
+    return Alloc(0, pulPort, &pstPort);
+}
+
+ULONG_32 PortTable_AllocHelper(PLAEYR_PORT_S **ppstPort) {
     ULONG_32 ulPort = 0;
-    const ULONG_32 ulResult = TakeNumber(&ulPort);
-    if (ulResult == PLAYER_ERR_MALLOC) {
-        LOG_ERROR("Player_AllocPort, Malloc Failed, Size:[%d].", static_cast<LONG_32>(sizeof(PLAEYR_PORT_S)));
-    }
-    if (ulResult != PLAYER_ERR_OK) {
-        return ulResult;
-    }
-    *pulPort = ulPort;
-    LOG_INFO("Port[%03d] Player_AllocPort Success.", ulPort);
-    return PLAYER_ERR_OK;
+    return Alloc(1, &ulPort, ppstPort);
 }
 
 void Port_Release(PLAEYR_PORT_S *pstPort) {

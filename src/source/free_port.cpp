@@ -50,10 +50,6 @@ ULONG_32 Player_FreePort(ULONG_32 ulPort) {
         LOG_ERROR("Port[%03d] Player_FreePort Failed, Called In A Callback Of The Port.", ulPort);
         return PLAYER_ERR_FAILED;
     }
-    if (word::Load(pstPort->bHelper)) {
-        LOG_ERROR("Port[%03d] Player_FreePort Failed, The Port Belongs To A Recording.", ulPort);
-        return PLAYER_ERR_FAILED;
-    }
     const SOURCE_KIND_S &stKind = SourceKind_Of(pstPort);
     if (stKind.pfnClose != nullptr) {
         stKind.pfnClose(ulPort);

@@ -196,3 +196,17 @@ TEST_F(PortWaits, CleanupEndsManyPortsTogether) {
     EXPECT_EQ(Zelvane_GetLastError(), static_cast<ULONG_32>(PLAYER_ERR_PORT));
     ASSERT_TRUE(Zelvane_Init());
 }
+
+TEST_F(PortWaits, HelperPortsOfRecordingsAreNobodysByNumber) {
+    Scratch dir;
+    InputPort port;
+    ASSERT_TRUE(Zelvane_StartRecord(port.Number(), dir.At("clip").c_str(), PLAYER_FILE_FORMATE_TS, nullptr));
+    const ULONG_32 helper = (port.Number() + 1) % PLAYER_MAX_PORT_NUM;
+    EXPECT_FALSE(Zelvane_OpenInputStream(helper, nullptr, 0, 0));
+    EXPECT_EQ(Zelvane_GetLastError(), static_cast<ULONG_32>(PLAYER_ERR_PORT));
+    Zelvane_FreePort(helper);
+    ULONG_32 next = 0;
+    ASSERT_TRUE(Zelvane_AllocPort(&next));
+    EXPECT_EQ(next, (helper + 1) % PLAYER_MAX_PORT_NUM) << "the number is taken all the same";
+    EXPECT_TRUE(Zelvane_StopRecord(port.Number()));
+}

@@ -18,7 +18,8 @@
 
 namespace {
 
-SDL_AudioSpec lastSpec;        // what the library last asked SDL for
+SDL_AudioSpec lastSpec;  // what the library last asked SDL for; to be looked at once it plays
+std::atomic<SDL_AudioCallback> lastCallback;
 std::atomic<bool> holdDevice;  // open the device but leave it paused, so that a test plays the device itself
 std::atomic<int> opens;
 std::atomic<int> closingTime;  // milliseconds more than it takes
@@ -32,6 +33,7 @@ F Real(F, const char *pcName) {
 
 extern "C" __attribute__((visibility("default"))) int SDL_OpenAudio(SDL_AudioSpec *pWanted, SDL_AudioSpec *pGot) {
     lastSpec = *pWanted;
+    lastCallback = pWanted->callback;
     opens++;
     return Real(SDL_OpenAudio, "SDL_OpenAudio")(pWanted, pGot);
 }
@@ -67,7 +69,7 @@ class AudioTest : public testing::Test {
         EXPECT_EQ(0u, Audio_OpenSound(hDevice));
         EXPECT_TRUE(support::WaitUntil([&] {
             Push(hDevice, 9, 2);
-            return lastSpec.callback != nullptr && Hear(2)[0] == 9;
+            return lastCallback.load() != nullptr && Hear(2)[0] == 9;
         }));
         while (Hear(2)[0] != 0) {
         }
@@ -79,7 +81,7 @@ class AudioTest : public testing::Test {
     /** One callback of the device. */
     static std::vector<UCHAR> Hear(int iLen) {
         std::vector<UCHAR> heard(iLen, 0xee);
-        lastSpec.callback(nullptr, heard.data(), iLen);
+        lastCallback.load()(nullptr, heard.data(), iLen);
         return heard;
     }
 };
