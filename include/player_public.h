@@ -38,6 +38,16 @@ typedef long LONG_REAL;         /**< reserved word that ends each media callback
 typedef void *HANDLE;           /**< opaque, as wide as a pointer */
 typedef void *HWND;             /**< window handle; an X11 window id cast to a pointer */
 
+/**
+ * Marks an enumeration that calls take or give: a word, of which a client may hand in any value. C++ would otherwise
+ * leave undefined what happens with one that has no name.
+ */
+#ifdef __cplusplus
+#define ZELVANE_WORD_ENUM : ULONG_32
+#else
+#define ZELVANE_WORD_ENUM
+#endif
+
 /* ---- limits ---------------------------------------------------------------------------------------------------- */
 
 #define PLAYER_MAX_PORT_NUM 256 /**< ports are numbered 0 to 255 */
@@ -101,7 +111,7 @@ typedef enum tagPlayerErrorE {
 /* ---- log ------------------------------------------------------------------------------------------------------- */
 
 /** Log levels; a log set to one level holds it and all above. */
-typedef enum tagPlayerLogLevel {
+typedef enum tagPlayerLogLevel ZELVANE_WORD_ENUM {
     PLAYER_LOG_CLOSE = 0, /**< as a threshold: write nothing */
     PLAYER_LOG_DEBUG = 1,
     PLAYER_LOG_INFO = 2,
@@ -266,7 +276,7 @@ typedef enum tagPlayerPicFormateE {
 } PLAYER_PIC_FORMATE_E;
 
 /** Which of the finished files Zelvane_GetRecordFiles() gives. */
-typedef enum tagPlayerRecordGetFileNamePosE {
+typedef enum tagPlayerRecordGetFileNamePosE ZELVANE_WORD_ENUM {
     RECORD_GET_FILENAME_FIRST = 0, /**< the first */
     RECORD_GET_FILENAME_LAST = 1,  /**< the last */
     RECORD_GET_FILENAME_ALL = 2    /**< all */
@@ -496,7 +506,7 @@ typedef enum tagPictureFluencyE {
 } PLAYER_PICTURE_FLUENCY_E;
 
 /** Scaling of the picture in its window; see Zelvane_SetRenderScale(). */
-typedef enum tagPlayerRenderScaleE {
+typedef enum tagPlayerRenderScaleE ZELVANE_WORD_ENUM {
     PLAYER_RENDER_SCALE_FULL = 0,       /**< fill the window */
     PLAYER_RENDER_SCALE_PROPORTION = 1, /**< keep the picture's proportion */
     PLAYER_RENDER_SCALE_REAL = 2        /**< works as PLAYER_RENDER_SCALE_FULL */
@@ -529,7 +539,7 @@ typedef struct tagPlayerPointS {
 } PLAYER_POINT_S;
 
 /** Which audio track of a stream is played; see Zelvane_SetPlaySoundChannel(). */
-typedef enum tagPlayerSoundChannelE {
+typedef enum tagPlayerSoundChannelE ZELVANE_WORD_ENUM {
     PLAYER_SOUND_CHANNEL_LEFT = 0,  /**< leave out frames of the right track */
     PLAYER_SOUND_CHANNEL_RIGHT = 1, /**< leave out frames of the left track */
     PLAYER_SOUND_CHANNEL_NONE = 2,  /**< leave out all */
@@ -547,7 +557,7 @@ typedef struct tagPlayerVideoAdjustParamS {
 } PLAYER_VIDEOADJUST_PARAM_S;
 
 /** Deinterlacing; see Zelvane_SetDeinterlaceMode(). */
-typedef enum tagPlayerDeinterlaceModeE {
+typedef enum tagPlayerDeinterlaceModeE ZELVANE_WORD_ENUM {
     DEINTERLACE_NONE = 0,           /**< none */
     DEINTERLACE_DOUBLETOPFIELD = 1  /**< each even line doubled over the odd one below */
 } PLAYER_DEINTERLACEMODE_E;

@@ -13,10 +13,24 @@
  * more, or one that is not allocated, gives PLAYER_ERR_PORT everywhere.
  *
  * Threads. Any function may be called from any thread. Calls on one port take turns; calls on different ports run in
- * parallel. A port must not be freed while another thread still uses its number. A callback may call any function on
- * its own port except one that closes, stops or frees it: that one is refused with PLAYER_ERR_FAILED and nothing is
- * changed. While another thread closes the port, a call from one of its callbacks that would have to wait for that
- * close gives up at once with PLAYER_ERR_PARAM.
+ * parallel. Getters of figures and settings, snapshots, Zelvane_GetPlayTimeEx() and the functions that set no last
+ * error take no turn: they also answer while another call on the port takes its time. Freeing a port waits for the
+ * calls on it that are under way; a later one finds no port.
+ *
+ * Callbacks. They run on threads of the library, the source callback of a pushed port inside the push. The log
+ * callback runs wherever something is logged, also while the library holds locks: it takes the line, and calls
+ * nothing but getters. Any other callback may call any function on its own port except one that opens, closes or
+ * frees it, or stops what the callback belongs to: that one is refused, a close with PLAYER_ERR_FAILED, and nothing
+ * is changed. It may call any function on other ports too. But somebody may wait for the callback itself, and so a
+ * call that would have to wait for its turn gives up with PLAYER_ERR_PARAM
+ * - once a port closes that the thread is inside of: whose thread it is, or whose source callback it is in; likewise
+ *   once the thread itself is being stopped (Zelvane_StopPlay(), Zelvane_StopRecord());
+ * - at once when the one it would wait for waits for this thread in the end, as two source callbacks do that ask
+ *   each other's port: one of the calls in such a circle is refused, the others get their turn. A push counts as
+ *   waiting for its port's decode thread while the ring is full, and so does Zelvane_AFrameGo() for the picture.
+ * A close of another port is refused with PLAYER_ERR_PARAM when the threads it would wait for are themselves
+ * closing, in the end, a port that the callback is inside of. A refused call changes nothing and may be made again
+ * later.
  *
  * Lifetimes. The client owns what it passes in, and the library copies what it keeps, save window handles and callback
  * user values. Pointers given to callbacks hold for the time of the call.
@@ -73,12 +87,14 @@ ZELVANE_API ULONG_32 Zelvane_GetLastError(void);
 /**
  * Takes a free port. Numbers go round, so that a number just freed is the last to be given out again.
  * @param[out] pulPort the port's number, 0 to 255
- * @return 1; or 0 with PLAYER_ERR_PARAM (null pointer), PLAYER_ERR_PORT (all 256 in use) or PLAYER_ERR_MALLOC
+ * @return 1; or 0 with PLAYER_ERR_PARAM (null pointer, or the library is off), PLAYER_ERR_PORT (all 256 in use) or
+ *         PLAYER_ERR_MALLOC
  */
 ZELVANE_API BOOL_T Zelvane_AllocPort(ULONG_32 *pulPort);
 
 /**
- * Closes whatever the port still plays and gives it back. Refused, with a log line, in the port's own callbacks.
+ * Closes whatever the port still plays and gives it back, once the calls on it that are under way have ended. Refused,
+ * with a log line, in the port's own callbacks.
  * @param ulPort port
  */
 ZELVANE_API void Zelvane_FreePort(ULONG_32 ulPort);
@@ -605,7 +621,7 @@ ZELVANE_API BOOL_T Zelvane_GetAdjust(ULONG_32 ulPort, PLAYER_VIDEOADJUST_PARAM_S
  * Sets deinterlacing, which works on H.264 pictures.
  * @param ulPort port
  * @param bAble  on or off
- * @param enMode how
+ * @param enMode how; an unknown value is stored and does nothing
  * @return 1 or 0
  */
 ZELVANE_API BOOL_T Zelvane_SetDeinterlaceMode(ULONG_32 ulPort, BOOL_T bAble, PLAYER_DEINTERLACEMODE_E enMode);
@@ -647,7 +663,8 @@ ZELVANE_API BOOL_T Zelvane_SetOneFrameDecodeMode(ULONG_32 ulPort);
  * port at a time. Its size is followed.
  * @param ulPort port
  * @param hWnd   X11 window id, cast to a pointer
- * @return 1, also if it plays already; or 0 with PLAYER_ERR_DISPLAY_CREATE (null or in use) or PLAYER_ERR_RESOURCE
+ * @return 1, also if it plays already; or 0 with PLAYER_ERR_DISPLAY_CREATE (null, in use, or not there: the server must
+ *         have been told of it, as by XSync()) or PLAYER_ERR_RESOURCE
  */
 ZELVANE_API BOOL_T Zelvane_StartPlay(ULONG_32 ulPort, HANDLE hWnd);
 

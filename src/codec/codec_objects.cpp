@@ -16,9 +16,11 @@ struct OBJECT_LIST {
     std::unordered_map<void *, ENTRY> oEntries;
 };
 
-// Never destroyed: a client may still free its records while the process ends.
+// Never destroyed: a client may still free its records while the process ends. In memory of its own, since a release
+// may be what asks for it first.
 OBJECT_LIST &List() {
-    static OBJECT_LIST &oList = *new OBJECT_LIST;
+    alignas(OBJECT_LIST) static unsigned char aucMemory[sizeof(OBJECT_LIST)];
+    static OBJECT_LIST &oList = *new (aucMemory) OBJECT_LIST;
     return oList;
 }
 

@@ -32,7 +32,8 @@ struct SPARE_LIST {
 
 // Never destroyed: a client may still free its records while the process ends.
 SPARE_LIST &Spares() {
-    static SPARE_LIST &oSpares = *new SPARE_LIST;
+    alignas(SPARE_LIST) static unsigned char aucMemory[sizeof(SPARE_LIST)];
+    static SPARE_LIST &oSpares = *new (aucMemory) SPARE_LIST;
     return oSpares;
 }
 

@@ -18,6 +18,4 @@ void LastError_NewGeneration() { word::Add(gulGeneration, 1); }
 
 void LastError_Set(ULONG_32 ulError) { gtlLastError = {word::Load(gulGeneration), ulError}; }
 
-ULONG_32 LastError_Get() {
-    return gtlLastError.ulGeneration == word::Load(gulGeneration) ? gtlLastError.ulError : 0;
-}
+ULONG_32 LastError_Get() { return gtlLastError.ulGeneration == word::Load(gulGeneration) ? gtlLastError.ulError : 0; }

@@ -8,6 +8,7 @@
 #include "frame/last_error.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
+#include "source/free_port.h"
 
 namespace {
 
@@ -18,14 +19,20 @@ BOOL_T gbLogCB = 0;
 /** Start and stop take turns, so that a second user never runs ahead of the first one's start-up. */
 QLOM_SDK_MUTEX_S gstStartMutex = PTHREAD_MUTEX_INITIALIZER;
 BOOL_T gbStopping = 0;
+BOOL_T gbStarted = 0; /**< from the end of the start to the beginning of the stop; released, since it publishes both */
 const LONG_32 TURN_POLL_MS = 1;
+
+thread_local bool gtlTurn = false; /**< this thread starts or stops the library: its log lines may call back */
 
 /** A turn at starting or stopping. A callback gets none while the library stops: the stop waits for its thread. */
 class CStartGuard {
  public:
-    CStartGuard() : m_bHeld(PortThread_IsAny() || Report_IsOwnThread() ? TakeUnlessStopping() : Take()) {}
+    CStartGuard() : m_bHeld(!gtlTurn && (PortThread_IsAny() || Report_IsOwnThread() ? TakeUnlessStopping() : Take())) {
+        gtlTurn = gtlTurn || m_bHeld;
+    }
     ~CStartGuard() {
         if (m_bHeld) {
+            gtlTurn = false;
             QLOM_SDK_mutex_unlock(&gstStartMutex);
         }
     }
@@ -52,6 +59,7 @@ class CStartGuard {
 
 void StopLibrary() {
     word::Store(gbStopping, 1);
+    word::StoreRelease(gbStarted, 0);
     Player_Cleanup();
     word::Store(gbStopping, 0);
     LOG_INFO("Call %s Success.", "Zelvane_Cleanup");
@@ -70,6 +78,7 @@ BOOL_T StartLibrary() {
         word::Sub(gstInitRefCount, 1);
         return 0;
     }
+    word::StoreRelease(gbStarted, 1);
     LOG_INFO("Call Zelvane_Init Success, Version: %s.", LIBRARY_VERSION_TEXT);
     return 1;
 }
@@ -113,6 +122,15 @@ void Library_Cleanup() {
 }
 
 ULONG_32 Library_InitCount() { return word::Load(gstInitRefCount); }
+
+ULONG_32 Library_AllocPort(ULONG_32 *pulPort) {
+    const ULONG_32 ulResult = word::LoadAcquire(gbStarted) ? Player_AllocPort(pulPort) : ULONG_32{PLAYER_ERR_PARAM};
+    if (ulResult == PLAYER_ERR_OK && !word::LoadAcquire(gbStarted)) {
+        Player_FreePort(*pulPort);
+        return PLAYER_ERR_PARAM;
+    }
+    return ulResult;
+}
 
 void Library_ClientLogs() { word::Store(gbLogCB, 1); }
 

@@ -18,6 +18,8 @@ BOOL_T Library_Init();
 void Library_Cleanup();
 /** Users at present. */
 ULONG_32 Library_InitCount();
+/** Player_AllocPort() while the library is up; 2 while it is not, also when it ended in between. */
+ULONG_32 Library_AllocPort(ULONG_32 *pulPort);
 /** The client takes the log itself: no log file is opened at the next start. */
 void Library_ClientLogs();
 /** Whether the port holds one of these kinds of source; true without a port, for the port logic to refuse it. */

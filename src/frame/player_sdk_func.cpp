@@ -39,7 +39,7 @@ BOOL_T Zelvane_AllocPort(ULONG_32 *pulPort) {
         LOG_ERROR("Call Zelvane_AllocPort Failed, Invalid Param.");
         return form::Fail(PLAYER_ERR_PARAM);
     }
-    ULONG_32 ulResult = Player_AllocPort(pulPort);
+    ULONG_32 ulResult = Library_AllocPort(pulPort);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Call %s Failed, Error:[0x%x].", __func__, ulResult);
         return form::Fail(ulResult);
@@ -54,7 +54,7 @@ void Zelvane_FreePort(ULONG_32 ulPort) {
         LOG_ERROR("Get Port[%d] fail", ulPort);
         return;
     }
-    if (form::Locked(ulPort, PORT_CALL_CLOSE, [&] { return Player_FreePort(ulPort); }) == PLAYER_ERR_OK) {
+    if (form::Run(__func__, ulPort, PORT_CALL_CLOSE, [&] { return Player_FreePort(ulPort); }) == PLAYER_ERR_OK) {
         LOG_INFO("Port[%03d] Call %s Success.", ulPort, __func__);
     }
 }
@@ -167,8 +167,9 @@ BOOL_T Zelvane_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *pstAudioInfo) 
 
 BOOL_T Zelvane_OpenNetStream(ULONG_32 ulPort, const CHAR *pcLocalIP, USHORT usLocalPort, const CHAR *pcRemoteIP,
                              USHORT usRemotePort, ULONG_32 ulTransProtl) {
-    LOG_INFO("Call Port[%03d] Zelvane_OpenNetStream, LocalIP[%s] LocalPort[%d] RemoteIP[%s] RemotePort[%d] Protocol[%d].",
-             ulPort, form::Text(pcLocalIP), usLocalPort, form::Text(pcRemoteIP), usRemotePort, ulTransProtl);
+    LOG_INFO(
+        "Call Port[%03d] Zelvane_OpenNetStream, LocalIP[%s] LocalPort[%d] RemoteIP[%s] RemotePort[%d] Protocol[%d].",
+        ulPort, form::Text(pcLocalIP), usLocalPort, form::Text(pcRemoteIP), usRemotePort, ulTransProtl);
     return form::Entered(__func__, ulPort, PORT_CALL_NORMAL, [&] {
         return Player_OpenNetStream(ulPort, pcLocalIP, usLocalPort, pcRemoteIP, usRemotePort, ulTransProtl);
     });
@@ -190,7 +191,7 @@ BOOL_T Zelvane_SetNatParam(ULONG_32 ulPort, ULONG_32 ulNatMode, const CHAR *pcNa
 }
 
 BOOL_T Zelvane_GetLocalNetPort(ULONG_32 ulPort, const CHAR *pcLocalIP, LONG *plPort) {
-    return form::WithPointer(__func__, ulPort, plPort,
+    return form::WithPointer(__func__, ulPort, PORT_CALL_NORMAL, plPort,
                              [&] { return Player_GetLocalNetPort(ulPort, pcLocalIP, plPort); });
 }
 
@@ -206,12 +207,13 @@ BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime) {
 /* ---- figures ---- */
 
 BOOL_T Zelvane_GetBitRate(ULONG_32 ulPort, LONG_32 *plBitRate) {
-    return form::QuietGetter(__func__, ulPort, plBitRate, [&] { return Player_GetBitRate(ulPort, plBitRate); });
+    return form::QuietGetter(__func__, ulPort, PORT_CALL_UNLOCKED, plBitRate,
+                             [&] { return Player_GetBitRate(ulPort, plBitRate); });
 }
 
 BOOL_T Zelvane_GetLostPacketRate(ULONG_32 ulPort, LONG_32 *plRecvPktNum, LONG_32 *plLostPktNum) {
     const void *pBoth = plRecvPktNum != nullptr ? plLostPktNum : nullptr;
-    return form::QuietGetter(__func__, ulPort, pBoth,
+    return form::QuietGetter(__func__, ulPort, PORT_CALL_UNLOCKED, pBoth,
                              [&] { return Player_GetLostPacketRate(ulPort, plRecvPktNum, plLostPktNum); });
 }
 
@@ -220,27 +222,31 @@ BOOL_T Zelvane_ResetLostPacketRate(ULONG_32 ulPort) {
 }
 
 BOOL_T Zelvane_GetFrameRate(ULONG_32 ulPort, LONG_32 *plFrameRate) {
-    return form::QuietGetter(__func__, ulPort, plFrameRate, [&] { return Player_GetFrameRate(ulPort, plFrameRate); });
+    return form::QuietGetter(__func__, ulPort, PORT_CALL_UNLOCKED, plFrameRate,
+                             [&] { return Player_GetFrameRate(ulPort, plFrameRate); });
 }
 
 BOOL_T Zelvane_GetPictureSize(ULONG_32 ulPort, LONG_32 *plWidth, LONG_32 *plHeight) {
     const void *pBoth = plWidth != nullptr ? plHeight : nullptr;
-    return form::QuietGetter(__func__, ulPort, pBoth, [&] { return Player_GetPictureSize(ulPort, plWidth, plHeight); });
+    return form::QuietGetter(__func__, ulPort, PORT_CALL_UNLOCKED, pBoth,
+                             [&] { return Player_GetPictureSize(ulPort, plWidth, plHeight); });
 }
 
 BOOL_T Zelvane_GetEncodeType(ULONG_32 ulPort, ULONG_32 *pulVideoEncodeType, ULONG_32 *pulAudioEncodeType) {
-    return form::Quiet(__func__, ulPort, PORT_CALL_NORMAL,
+    return form::Quiet(__func__, ulPort, PORT_CALL_UNLOCKED,
                        [&] { return Player_GetEncodeType(ulPort, pulVideoEncodeType, pulAudioEncodeType); });
 }
 
 /* ---- decoding ---- */
 
 BOOL_T Zelvane_SetAdjust(ULONG_32 ulPort, BOOL_T bAble, PLAYER_VIDEOADJUST_PARAM_S *pstParam) {
-    return form::WithPointer(__func__, ulPort, pstParam, [&] { return Player_SetAdjust(ulPort, bAble, pstParam); });
+    return form::WithPointer(__func__, ulPort, PORT_CALL_NORMAL, pstParam,
+                             [&] { return Player_SetAdjust(ulPort, bAble, pstParam); });
 }
 
 BOOL_T Zelvane_GetAdjust(ULONG_32 ulPort, PLAYER_VIDEOADJUST_PARAM_S *pstParam) {
-    return form::WithPointer(__func__, ulPort, pstParam, [&] { return Player_GetAdjust(ulPort, pstParam); });
+    return form::WithPointer(__func__, ulPort, PORT_CALL_UNLOCKED, pstParam,
+                             [&] { return Player_GetAdjust(ulPort, pstParam); });
 }
 
 BOOL_T Zelvane_SetDeinterlaceMode(ULONG_32 ulPort, BOOL_T bAble, PLAYER_DEINTERLACEMODE_E enMode) {
@@ -276,7 +282,8 @@ BOOL_T Zelvane_StopPlay(ULONG_32 ulPort, HANDLE) {
 }
 
 BOOL_T Zelvane_SetPictureFluency(ULONG_32 ulPort, ULONG_32 ulFluency) {
-    return form::Detail(__func__, ulPort, "ulFluency:[%d]", [&] { return Player_SetPictureFluency(ulPort, ulFluency); });
+    return form::Detail(__func__, ulPort, "ulFluency:[%d]",
+                        [&] { return Player_SetPictureFluency(ulPort, ulFluency); });
 }
 
 BOOL_T Zelvane_PauseLive(ULONG_32 ulPort, BOOL_T bPause) {
@@ -285,11 +292,12 @@ BOOL_T Zelvane_PauseLive(ULONG_32 ulPort, BOOL_T bPause) {
 
 BOOL_T Zelvane_SetRenderScale(ULONG_32 ulPort, HANDLE hWnd, LONG_32 lRenderScale) {
     LOG_INFO("Call Port[%03d] Zelvane_SetRenderScale, Wnd:[%p], RenderScale:[%d].", ulPort, hWnd, lRenderScale);
-    return form::Entered(__func__, ulPort, PORT_CALL_NORMAL, [&] { return Player_SetRenderScale(ulPort, lRenderScale); });
+    return form::Entered(__func__, ulPort, PORT_CALL_NORMAL,
+                         [&] { return Player_SetRenderScale(ulPort, lRenderScale); });
 }
 
 BOOL_T Zelvane_GetRenderScale(ULONG_32 ulPort, HANDLE, LONG_32 *plRenderScale) {
-    return form::WithPointer(__func__, ulPort, plRenderScale,
+    return form::WithPointer(__func__, ulPort, PORT_CALL_UNLOCKED, plRenderScale,
                              [&] { return Player_GetRenderScale(ulPort, plRenderScale); });
 }
 
@@ -308,7 +316,8 @@ BOOL_T Zelvane_CloseSound(ULONG_32 ulPort) {
 }
 
 BOOL_T Zelvane_GetSoundVolume(ULONG_32 ulPort, LONG_32 *plVolume) {
-    return form::WithPointer(__func__, ulPort, plVolume, [&] { return Player_GetSoundVolume(ulPort, plVolume); });
+    return form::WithPointer(__func__, ulPort, PORT_CALL_UNLOCKED, plVolume,
+                             [&] { return Player_GetSoundVolume(ulPort, plVolume); });
 }
 
 BOOL_T Zelvane_SetSoundVolume(ULONG_32 ulPort, LONG_32 lVolume) {
@@ -320,7 +329,8 @@ BOOL_T Zelvane_SetMicVolume(ULONG_32 ulPort, LONG_32 lVolume) {
 }
 
 BOOL_T Zelvane_GetMicVolume(ULONG_32 ulPort, LONG_32 *plVolume) {
-    return form::WithPointer(__func__, ulPort, plVolume, [&] { return Player_GetMicVolume(ulPort, plVolume); });
+    return form::WithPointer(__func__, ulPort, PORT_CALL_UNLOCKED, plVolume,
+                             [&] { return Player_GetMicVolume(ulPort, plVolume); });
 }
 
 BOOL_T Zelvane_SetMicQuietStatus(ULONG_32 ulPort, BOOL_T bQuiet) {
@@ -328,7 +338,8 @@ BOOL_T Zelvane_SetMicQuietStatus(ULONG_32 ulPort, BOOL_T bQuiet) {
 }
 
 BOOL_T Zelvane_GetMicQuietStatus(ULONG_32 ulPort, BOOL_T *pbQuiet) {
-    return form::WithPointer(__func__, ulPort, pbQuiet, [&] { return Player_GetMicQuietStatus(ulPort, pbQuiet); });
+    return form::WithPointer(__func__, ulPort, PORT_CALL_UNLOCKED, pbQuiet,
+                             [&] { return Player_GetMicQuietStatus(ulPort, pbQuiet); });
 }
 
 BOOL_T Zelvane_SetSoundQuietStatus(ULONG_32 ulPort, BOOL_T bQuiet) {
@@ -336,7 +347,8 @@ BOOL_T Zelvane_SetSoundQuietStatus(ULONG_32 ulPort, BOOL_T bQuiet) {
 }
 
 BOOL_T Zelvane_GetSoundQuietStatus(ULONG_32 ulPort, BOOL_T *pbQuiet) {
-    return form::WithPointer(__func__, ulPort, pbQuiet, [&] { return Player_GetSoundQuietStatus(ulPort, pbQuiet); });
+    return form::WithPointer(__func__, ulPort, PORT_CALL_UNLOCKED, pbQuiet,
+                             [&] { return Player_GetSoundQuietStatus(ulPort, pbQuiet); });
 }
 
 BOOL_T Zelvane_SetPlaySoundChannel(ULONG_32 ulPort, ULONG_32 ulChannel) {
@@ -393,5 +405,6 @@ BOOL_T Zelvane_SetParseVoiceDataCB(ULONG_32 ulPort, PLAYER_PARSE_VOICE_DATA_CALL
 }
 
 BOOL_T Zelvane_SetVideoCallBackMode(ULONG_32 ulPort, ULONG_32 lRectify) {
-    return form::Detail(__func__, ulPort, "lRectify[%d]", [&] { return Player_SetVideoCallBackMode(ulPort, lRectify); });
+    return form::Detail(__func__, ulPort, "lRectify[%d]",
+                        [&] { return Player_SetVideoCallBackMode(ulPort, lRectify); });
 }

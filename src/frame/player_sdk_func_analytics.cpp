@@ -8,31 +8,32 @@ namespace {
 
 /** After the entry line of the two calls that say in their own words how they ended. */
 template <class CALL>
-BOOL_T OwnWords(const CHAR *pcName, const CHAR *pcCalled, ULONG_32 ulPort, CALL &&oCall) {
-    if (!form::IsPort(pcName, ulPort)) {
+BOOL_T OwnWords(const form::NAME_S &stName, const CHAR *pcCalled, ULONG_32 ulPort, CALL &&oCall) {
+    if (!form::IsPort(stName, ulPort)) {
         return 0;
     }
-    ULONG_32 ulResult = form::Locked(ulPort, PORT_CALL_NORMAL, oCall);
+    ULONG_32 ulResult = form::Run(stName, ulPort, PORT_CALL_NORMAL, oCall);
     if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("Call Port[%03d] %s Failed, %s Failed, Error[0x%x].", ulPort, pcName, pcCalled, ulResult);
+        FORM_LOG(PLAYER_LOG_ERROR, stName, "Call Port[%03d] %s Failed, %s Failed, Error[0x%x].", ulPort, stName.pcName,
+                 pcCalled, ulResult);
         return form::Fail(ulResult);
     }
-    LOG_INFO("Call Port[%03d] %s Success", ulPort, pcName);
+    FORM_LOG(PLAYER_LOG_INFO, stName, "Call Port[%03d] %s Success", ulPort, stName.pcName);
     return 1;
 }
 
 /** Form of the mouse calls: quiet, with a line of their own for a failure. */
 template <class CALL>
-BOOL_T Mouse(const CHAR *pcName, ULONG_32 ulPort, ULONG_32 ulFlags, PLAYER_POINT_S stPoint, CALL &&oCall) {
-    if (!form::IsPort(pcName, ulPort)) {
+BOOL_T Mouse(const form::NAME_S &stName, ULONG_32 ulPort, ULONG_32 ulFlags, PLAYER_POINT_S stPoint, CALL &&oCall) {
+    if (!form::IsPort(stName, ulPort)) {
         return 0;
     }
-    ULONG_32 ulResult = form::Locked(ulPort, PORT_CALL_NORMAL, oCall);
+    ULONG_32 ulResult = form::Run(stName, ulPort, PORT_CALL_NORMAL, oCall);
     if (ulResult == PLAYER_ERR_OK) {
         return 1;
     }
-    LOG_ERROR("Call Port[%03d] %s Failed, Flag:[%d], Point[%u-%u], Error:[0x%x].", ulPort, pcName, ulFlags, stPoint.usX,
-              stPoint.usY, ulResult);
+    FORM_LOG(PLAYER_LOG_ERROR, stName, "Call Port[%03d] %s Failed, Flag:[%d], Point[%u-%u], Error:[0x%x].", ulPort,
+             stName.pcName, ulFlags, stPoint.usX, stPoint.usY, ulResult);
     return form::Fail(ulResult);
 }
 
@@ -84,7 +85,7 @@ BOOL_T Zelvane_IsFishEyeStream(ULONG_32 ulPort) {
         return 0;
     }
     // The result is the call's own, so that a port that isn't there gives an error code, which is no 0.
-    ULONG_32 ulResult = form::Locked(ulPort, PORT_CALL_NORMAL, [&] { return Player_IsFishEyeStream(ulPort); });
+    ULONG_32 ulResult = form::Run(__func__, ulPort, PORT_CALL_NORMAL, [&] { return Player_IsFishEyeStream(ulPort); });
     LOG_INFO("Call Port[%03d] Zelvane_IsFishEyeStream Return:(%s).", ulPort, ulResult == 1 ? "TRUE" : "FALSE");
     return static_cast<BOOL_T>(ulResult);
 }
@@ -98,7 +99,7 @@ BOOL_T Zelvane_GetFishEyeParam(ULONG_32 ulPort, PLAYER_POINT_S *pstCenterPoint, 
         LOG_ERROR("Call Port[%03d] Zelvane_GetFishEyeParam Failed, Invalid Param.", ulPort);
         return PLAYER_ERR_PARAM;
     }
-    return form::LoggedResult(__func__, ulPort, form::Locked(ulPort, PORT_CALL_NORMAL, [&] {
+    return form::LoggedResult(__func__, ulPort, form::Run(__func__, ulPort, PORT_CALL_NORMAL, [&] {
                                   return Player_GetFishEyeParam(ulPort, pstCenterPoint, pulRadius, pParm);
                               }));
 }
@@ -118,7 +119,7 @@ BOOL_T Zelvane_GetPtzAndFixMode(ULONG_32 ulPort, ULONG_32 *pulPtzMode, ULONG_32 
         LOG_ERROR("Call Port[%03d] Zelvane_GetPtzAndFixMode Failed, Invalid Param", ulPort);
         return form::Fail(PLAYER_ERR_PARAM);
     }
-    return form::LoggedResult(__func__, ulPort, form::Locked(ulPort, PORT_CALL_NORMAL, [&] {
+    return form::LoggedResult(__func__, ulPort, form::Run(__func__, ulPort, PORT_CALL_NORMAL, [&] {
                                   return Player_GetPtzAndFixMode(ulPort, pulPtzMode, pulFixMode);
                               }));
 }
@@ -148,8 +149,8 @@ BOOL_T Zelvane_OnMouseWheel(ULONG_32 ulPort, ULONG_32 ulFlags, SHORT sDelta, PLA
     if (!form::IsPort(__func__, ulPort)) {
         return 0;
     }
-    ULONG_32 ulResult = form::Locked(ulPort, PORT_CALL_NORMAL,
-                                     [&] { return Player_OnMouseWheel(ulPort, ulFlags, sDelta, stPoint); });
+    ULONG_32 ulResult = form::Run(__func__, ulPort, PORT_CALL_NORMAL,
+                                  [&] { return Player_OnMouseWheel(ulPort, ulFlags, sDelta, stPoint); });
     if (ulResult == PLAYER_ERR_OK) {
         return 1;
     }

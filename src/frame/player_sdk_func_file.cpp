@@ -7,7 +7,7 @@
 
 BOOL_T Zelvane_OpenMediaFile(ULONG_32 ulPort, const CHAR *pcFilename) {
     LOG_INFO("Port[%03d] Call %s, %s.", ulPort, __func__, "FileName:(%s)");
-    if (!form::IsPort(__func__, ulPort) || !form::HavePointer(pcFilename)) {
+    if (!form::IsPort(__func__, ulPort) || !form::HavePointer(__func__, pcFilename)) {
         return 0;
     }
     return form::Entered(__func__, ulPort, PORT_CALL_NORMAL, [&] { return Player_OpenMediaFile(ulPort, pcFilename); });
@@ -45,11 +45,13 @@ BOOL_T Zelvane_SetFilePos(ULONG_32 ulPort, DULONG dulFileStartPos, DULONG dulFil
 }
 
 BOOL_T Zelvane_GetFileTime(ULONG_32 ulPort, ULONG_32 *pulTotalTime) {
-    return form::WithPointer(__func__, ulPort, pulTotalTime, [&] { return Player_GetFileTime(ulPort, pulTotalTime); });
+    return form::WithPointer(__func__, ulPort, PORT_CALL_NORMAL, pulTotalTime,
+                             [&] { return Player_GetFileTime(ulPort, pulTotalTime); });
 }
 
 BOOL_T Zelvane_GetPlayTime(ULONG_32 ulPort, ULONG_32 *pulPlayTime) {
-    return form::QuietGetter(__func__, ulPort, pulPlayTime, [&] { return Player_CurPlayTime(ulPort, pulPlayTime); });
+    return form::QuietGetter(__func__, ulPort, PORT_CALL_NORMAL, pulPlayTime,
+                             [&] { return Player_CurPlayTime(ulPort, pulPlayTime); });
 }
 
 BOOL_T Zelvane_GetPlayTimeEx(ULONG_32 ulPortNum, PLAYBACK_PLAY_TIME *pstPlayTimeArray) {

@@ -20,7 +20,8 @@ BOOL_T Zelvane_SetFilePassword(ULONG_32 ulPort, CHAR *pcPassword, LONG_32 lPassw
 
 BOOL_T Zelvane_CheckMark(ULONG_32 ulPort, const CHAR *pcFilename, PLAYER_MARK_INFO_S *pstMarkInfo) {
     LOG_INFO("Port[%03d] Call %s.", ulPort, __func__);
-    if (!form::IsPort(__func__, ulPort) || !form::HavePointer(pcFilename) || !form::HavePointer(pstMarkInfo)) {
+    if (!form::IsPort(__func__, ulPort) || !form::HavePointer(__func__, pcFilename) ||
+        !form::HavePointer(__func__, pstMarkInfo)) {
         return 0;
     }
     return form::Entered(__func__, ulPort, PORT_CALL_NORMAL,
@@ -30,7 +31,7 @@ BOOL_T Zelvane_CheckMark(ULONG_32 ulPort, const CHAR *pcFilename, PLAYER_MARK_IN
 BOOL_T Zelvane_CheckMarkCancel(ULONG_32 ulPort) {
     LOG_INFO("Port[%03d] Call %s.", ulPort, __func__);
     // The check that it ends holds the port's lock.
-    return form::IsPort(__func__, ulPort) ? form::LoggedResult(__func__, ulPort, Player_CheckMarkCancel(ulPort)) : 0;
+    return form::Entered(__func__, ulPort, PORT_CALL_UNLOCKED, [&] { return Player_CheckMarkCancel(ulPort); });
 }
 
 void Zelvane_FreeMarkInfo(PLAYER_MARK_INFO_S *pstMarkInfo) { Player_FreeMarkInfo(pstMarkInfo); }

@@ -1,6 +1,4 @@
 // The modules of the library, brought up and taken down in the order of dependence.
-#include <string.h>
-
 #include "codec/module_code.h"
 #include "foundations/PlayerLog.h"
 #include "foundations/com_log.h"
@@ -9,6 +7,7 @@
 #include "output/audioplay.h"
 #include "output/videodisplay.h"
 #include "port/player_manager.h"
+#include "port/port_hold.h"
 #include "port/port_lock.h"
 #include "port/run_messages.h"
 #include "queue/com_report.h"
@@ -19,12 +18,36 @@ namespace {
 
 const ULONG_32 CACHE_LIMIT_MIB = 500;
 
+/**
+ * Tells all ports at once that they end, so that their threads end side by side. A recording goes on until its own
+ * port is freed: what it was given is still to be written.
+ */
+void AnnounceEnd() {
+    for (ULONG_32 ulPort = 0; ulPort < PLAYER_MAX_PORT_NUM; ulPort++) {
+        const CPortHold oHold(ulPort);
+        if (oHold.Port() != nullptr) {
+            word::Store(oHold.Port()->bStartRecv, 0);
+        }
+        PortLock_RaiseClosing(ulPort);
+    }
+}
+
+void LowerAll() {
+    for (ULONG_32 ulPort = 0; ulPort < PLAYER_MAX_PORT_NUM; ulPort++) {
+        PortLock_LowerClosing(ulPort);
+    }
+}
+
+bool IsOfPass(ULONG_32 ulPort, bool bOwners) {
+    const CPortHold oHold(ulPort);
+    return oHold.Port() != nullptr && (!bOwners || word::Load(oHold.Port()->ulPortUsed) != PORT_USED_TYPE_NULL);
+}
+
 /** Frees the ports of one pass: owners first, then what is left, so that an owner still finds its helper port. */
 void FreePorts(bool bOwners) {
     for (ULONG_32 ulPort = 0; ulPort < PLAYER_MAX_PORT_NUM; ulPort++) {
-        const PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
-        if (pstPort != nullptr && (!bOwners || word::Load(pstPort->ulPortUsed) != PORT_USED_TYPE_NULL)) {
-            CPortLock oLock(ulPort, PORT_CALL_CLOSE);  // another thread may still be inside a call on the port
+        if (IsOfPass(ulPort, bOwners)) {
+            const CPortLock oLock(ulPort, PORT_CALL_CLOSE);  // another thread may still be inside a call on the port
             Player_FreePort(ulPort);
         }
     }
@@ -51,7 +74,6 @@ ULONG_32 Player_Startup(void) {
         return ulResult;
     }
     Report_ManageSetReportCallBack(Player_RunMsgReportDealWith);
-    memset(gapPortList, 0, sizeof(gapPortList));
     Player_BroadcastInit();
     CODE_H264_GlobalInit();
     CODE_SetFrameCountFinder(FindFrameCount);
@@ -64,8 +86,11 @@ ULONG_32 Player_Startup(void) {
 
 ULONG_32 Player_Cleanup(void) {
     LOG_INFO("Player Cleanup.");
+    PortTable_Shut();
+    AnnounceEnd();
     FreePorts(true);
     FreePorts(false);
+    LowerAll();
     Report_Cleanup();
     QLOM_SDK_mutex_destroy(&gstHlsStreamInfo.stHlsMulticMutex);
     Video_Cleanup();
@@ -73,5 +98,6 @@ ULONG_32 Player_Cleanup(void) {
     CODE_SetFrameCountFinder(nullptr);
     CODE_H264_GlobalFree();
     Player_LogCleanUp();
+    PortTable_Open();
     return PLAYER_ERR_OK;
 }

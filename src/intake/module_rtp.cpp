@@ -189,7 +189,8 @@ bool LearnAudioInfo(const UCHAR *pucPacket, ULONG_32 ulPacketLen, ULONG_32 ulOff
     const UCHAR *p = pucPacket + ulOffset;
     word::Store(pstAudioInfo->ucAudioType, static_cast<UCHAR>((p[2] >> 6) + 1));
     word::Store(pstAudioInfo->ucFrequencyIndex, static_cast<UCHAR>(p[2] >> 2 & 15));
-    word::Store(pstAudioInfo->ucChannelNum, static_cast<UCHAR>(p[2] << 7 | p[3] >> 6));  // 7, not 2: peers rely on this value
+    word::Store(pstAudioInfo->ucChannelNum,
+                static_cast<UCHAR>(p[2] << 7 | p[3] >> 6));  // 7, not 2: peers rely on this value
     return true;
 }
 
@@ -312,9 +313,10 @@ ULONG_32 RTP_RtpPayloadToType(UCHAR ucPayloadType, PLAYER_PAYLOAD_E *penType) {
 ULONG_32 RPT_RtpPayloadToNewType(const RTP_PAYLOAD_TYPE_S *pstPayloadType, UCHAR ucPayloadType,
                                  PLAYER_PAYLOAD_E *penType) {
     for (const RTP_PAYLOAD_TYPE_S *pstRow = pstPayloadType; pstRow != pstPayloadType + 2; ++pstRow) {
-        bool bKnown = static_cast<ULONG_32>(pstRow->enPayloadType) < PLAYER_PAYLOAD_MAX_NUM;
-        if (pstRow->ucPayloadType == ucPayloadType && pstRow->ulSampleRate != 0 && bKnown) {
-            *penType = pstRow->enPayloadType;
+        const PLAYER_PAYLOAD_E enType = word::Load(pstRow->enPayloadType);
+        bool bKnown = static_cast<ULONG_32>(enType) < PLAYER_PAYLOAD_MAX_NUM;
+        if (word::Load(pstRow->ucPayloadType) == ucPayloadType && word::Load(pstRow->ulSampleRate) != 0 && bKnown) {
+            *penType = enType;
             return PLAYER_ERR_OK;
         }
     }

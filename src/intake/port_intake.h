@@ -50,8 +50,7 @@ typedef struct tagPortIntakeS {
 
     /* ---- set by the client under the API lock, read by the threads as words */
     NET_NAT_TIMER_PARAM_S stNatTimeParam; /**< NAT keep-open; its mode releases the text, the net thread acquires */
-    RTP_PAYLOAD_TYPE_S *pstPayloadType;   /**< override table of two entries, or null; released and acquired */
-    HANDLE hRetiredPayloadType;           /**< tables replaced while threads may still read them; API lock */
+    RTP_PAYLOAD_TYPE_S *pstPayloadType;   /**< override table of two entries, or null; published once, then words */
     RTP_AUDIO_INFO_S stRtpAudioInfo;      /**< AAC as the client, or a packet's head, describes it; relaxed words */
 
     /* ---- written by the threads, read by getters, all relaxed */

@@ -4,6 +4,7 @@
 
 #include "foundations/com_log.h"
 #include "output/sdlAudio.h"
+#include "output/soundDevice.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ ULONG_32 Audio_Init(void) {
 
 // Windows that are still shown, or a client's own use of SDL, keep what they need of it.
 void Audio_Cleanup(void) {
+    SoundDevice_Stop();
     SDL_QuitSubSystem(SDL_INIT_AUDIO);
     if (SDL_WasInit(0) == 0) {
         SDL_Quit();

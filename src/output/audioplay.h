@@ -3,8 +3,9 @@
  * @brief Decoded sound to the sound device: the flat interface.
  *
  * The process has one sound device and one queue of at most 10 blocks in front of it. Several ports that play sound
- * push into that queue; a port opening while another one plays fails and leaves the other's device alone. Each device
- * callback plays one block, silence with none. Any thread may call.
+ * push into that queue; a port opening while another one plays fails and leaves the other's device alone. The device
+ * plays blocks of any length one after the other, and silence with none. Any thread may call; no call waits for the
+ * device but Audio_Cleanup() (output/soundDevice.h).
  */
 #ifndef ZELVANE_OUTPUT_AUDIOPLAY_H
 #define ZELVANE_OUTPUT_AUDIOPLAY_H
@@ -23,15 +24,16 @@ extern "C" {
 
 /** Starts SDL's sound. A failure is logged; 0 all the same. */
 MODULE_API ULONG_32 Audio_Init(void);
-/** Ends it. */
+/** Ends it, with the device that is still open. */
 MODULE_API void Audio_Cleanup(void);
 
 /** Makes a device record, without opening the device. Null for a null argument or without memory. */
 MODULE_API HANDLE Audio_CreatePlayDec(const AUDIO_DEC_PARAM_S *pstAudioParam);
-/** Stops and closes the device, empties the queue (that of all ports), frees the record, nulls the handle. */
+/** Stops and leaves the device, which stays open for a moment, empties the queue (that of all ports), frees the record, nulls the handle. */
 MODULE_API void Audio_DestoryPlayDec(HANDLE *phAudioDec);
 
-/** Opens the device and starts it. 0; 1 if SDL refuses, as with a second device; 533 for a null handle. */
+/** Opens the device and starts it. 0, also if that takes longer; 1 if SDL refuses at once, as with a second device; 533
+ *  for a null handle. */
 MODULE_API ULONG_32 Audio_OpenSound(HANDLE hAudioDec);
 /** Pauses the device. 0; 533 for a null handle. */
 MODULE_API ULONG_32 Audio_CloseSound(HANDLE hAudioDec);
@@ -39,7 +41,7 @@ MODULE_API ULONG_32 Audio_CloseSound(HANDLE hAudioDec);
  * Queues a copy of a block; with 10 blocks waiting the oldest goes.
  * @param pucPcmData 16-bit little-endian samples, interleaved
  * @param ulDataLen  bytes
- * @return 0; 2 for null data; 3 without memory; 533 for a null handle
+ * @return 0; 2 for null data; 3 without memory; 1, once, if the device could not be opened; 533 for a null handle
  */
 MODULE_API ULONG_32 Audio_AddSoundData(HANDLE hAudioDec, UCHAR *pucPcmData, ULONG_32 ulDataLen);
 

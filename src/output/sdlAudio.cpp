@@ -7,10 +7,9 @@
 #include <mutex>
 
 #include "foundations/com_log.h"
+#include "output/soundDevice.h"
 
 namespace {
-
-std::mutex gstDeviceLock;  // one open, pause or close at a time; never taken on SDL's sound thread
 
 /** The queue: a ring of blocks that stay allocated until it is cleared. Its functions want the lock held. */
 struct AudioQueue {
@@ -18,11 +17,14 @@ struct AudioQueue {
     AUDIO_DATA_S astBlocks[AUDIO_DATA_LIST_MAX];
     ULONG_32 ulFirst;
     ULONG_32 ulCount;
+    ULONG_32 ulHeard; /**< bytes of the first block that were played */
 
     void Pop() {
         ulFirst = (ulFirst + 1) % AUDIO_DATA_LIST_MAX;
         ulCount--;
+        ulHeard = 0;
     }
+    ULONG_32 Mix(Uint8 *pucStream, ULONG_32 ulLen);
     bool Push(const UCHAR *pucData, ULONG_32 ulLen);
     void Clear();
 } AudioDataList;
@@ -64,25 +66,35 @@ void AudioQueue::Clear() {
     }
     ulFirst = 0;
     ulCount = 0;
+    ulHeard = 0;
+}
+
+/** Plays of the first block what it has and the buffer takes; returns how much that is. */
+ULONG_32 AudioQueue::Mix(Uint8 *pucStream, ULONG_32 ulLen) {
+    const AUDIO_DATA_S &stBlock = astBlocks[ulFirst];
+    const ULONG_32 ulMix = std::min(ulLen, stBlock.ulDataLen - ulHeard);
+    SDL_MixAudioFormat(pucStream, reinterpret_cast<const Uint8 *>(stBlock.pcData) + ulHeard, AUDIO_S16LSB, ulMix,
+                       SDL_MIX_MAXVOLUME);
+    ulHeard += ulMix;
+    if (ulHeard == stBlock.ulDataLen) {
+        Pop();
+    }
+    return ulMix;
 }
 
 }  // namespace
 
 void SDLAudioCallback(void *, Uint8 *pucStream, int lLen) {
-    size_t ulLen = lLen > 0 ? static_cast<size_t>(lLen) : 0;
+    const ULONG_32 ulLen = lLen > 0 ? static_cast<ULONG_32>(lLen) : 0;
     memset(pucStream, 0, ulLen);
     std::lock_guard<std::mutex> lock(AudioDataList.stLock);
-    if (AudioDataList.ulCount == 0) {
-        return;
+    ULONG_32 ulDone = 0;
+    while (ulDone < ulLen && AudioDataList.ulCount != 0 && SoundDevice_IsPlaying()) {
+        ulDone += AudioDataList.Mix(pucStream + ulDone, ulLen - ulDone);
     }
-    const AUDIO_DATA_S &stBlock = AudioDataList.astBlocks[AudioDataList.ulFirst];
-    ULONG_32 ulMix = static_cast<ULONG_32>(std::min<size_t>(ulLen, stBlock.ulDataLen));
-    SDL_MixAudioFormat(pucStream, reinterpret_cast<const Uint8 *>(stBlock.pcData), AUDIO_S16LSB, ulMix,
-                       SDL_MIX_MAXVOLUME);
-    AudioDataList.Pop();
 }
 
-CSdlAudio::CSdlAudio(const AUDIO_DEC_PARAM_S &stParam) : AudioSpecPara{}, m_hWnd(this), m_bOpened(false) {
+CSdlAudio::CSdlAudio(const AUDIO_DEC_PARAM_S &stParam) : AudioSpecPara{}, m_hWnd(this), m_bFailed(false) {
     ULONG_32 ulChannels = std::max(stParam.ulChannels, 1u);
     ULONG_32 ulDataLen = static_cast<ULONG_32>(std::max(stParam.lDataLen, 0));
     AudioSpecPara.freq = static_cast<int>(stParam.ulSampleRate);
@@ -104,38 +116,32 @@ CSdlAudio::~CSdlAudio() {
 }
 
 ULONG_32 CSdlAudio::StartPlaySound() {
-    {
-        std::lock_guard<std::mutex> lock(gstDeviceLock);
-        if (SDL_OpenAudio(&AudioSpecPara, nullptr) >= 0) {
-            m_bOpened = true;
-            SDL_PauseAudio(0);
-            return PLAYER_ERR_OK;
-        }
-    }
-    LOG_ERROR("SDL_Open_Audio Failed, Error:(%s).", SDL_GetError());
+    m_bFailed = false;
+    const SOUND_DEVICE_E enState = SoundDevice_Take(this, AudioSpecPara);
+    return enState == SOUND_DEVICE_FAILED || enState == SOUND_DEVICE_TAKEN ? Fail() : ULONG_32{PLAYER_ERR_OK};
+}
+
+ULONG_32 CSdlAudio::Fail() {
+    CHAR szError[128];
+    SoundDevice_Error(szError, sizeof(szError));
+    LOG_ERROR("SDL_Open_Audio Failed, Error:(%s).", szError);
+    m_bFailed = true;
     return PLAYER_ERR_FAILED;
 }
 
 void CSdlAudio::StopPlaySound() {
     LOG_INFO("SDL Stop Play Sound Success.");
-    std::lock_guard<std::mutex> lock(gstDeviceLock);
-    if (m_bOpened) {
-        SDL_PauseAudio(1);
-    }
+    SoundDevice_Leave(this);
 }
 
-void CSdlAudio::DestorySoundDec() {
-    LOG_INFO("SDL Destory Sound Success.");
-    std::lock_guard<std::mutex> lock(gstDeviceLock);
-    if (m_bOpened) {
-        SDL_CloseAudio();
-        m_bOpened = false;
-    }
-}
+void CSdlAudio::DestorySoundDec() { LOG_INFO("SDL Destory Sound Success."); }
 
 ULONG_32 CSdlAudio::AddSoundData(const UCHAR *pucPcmData, ULONG_32 ulDataLen) {
     if (!pucPcmData) {
         return PLAYER_ERR_PARAM;
+    }
+    if (!m_bFailed && SoundDevice_State(this) == SOUND_DEVICE_FAILED) {
+        return Fail();
     }
     bool bPushed = false;
     ULONG_32 ulSize = 0;

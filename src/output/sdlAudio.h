@@ -21,7 +21,7 @@ typedef struct tagAudioData {
     ULONG_32 ulMallocLen;   /**< bytes that pcData can take */
 } AUDIO_DATA_S;
 
-/** Fills a device buffer: one waiting block, cut at the buffer's end, and silence. On SDL's sound thread. */
+/** Fills a device buffer from the waiting blocks, and with silence where they end. On SDL's sound thread. */
 void SDLAudioCallback(void *pUserData, Uint8 *pucStream, int lLen);
 
 /** One port's hold on the process's device. */
@@ -33,19 +33,21 @@ class CSdlAudio {
     CSdlAudio(const CSdlAudio &) = delete;
     CSdlAudio &operator=(const CSdlAudio &) = delete;
 
-    /** Opens the device and starts it: 0, or 1 if SDL refuses. */
+    /** Has the device opened and started: 0, or 1 if SDL refuses or another one has it. A refusal that takes SDL longer
+     *  than a few milliseconds is told by AddSoundData(). */
     ULONG_32 StartPlaySound();
-    /** Pauses the device, if it is this object's. */
+    /** Leaves the device, if it is this object's. */
     void StopPlaySound();
-    /** Closes the device, if it is this object's. */
     void DestorySoundDec();
-    /** Queues a copy of a block: 0, 2 for null data, 3 without memory. */
+    /** Queues a copy of a block: 0, 2 for null data, 3 without memory, 1 once if the device could not be opened. */
     ULONG_32 AddSoundData(const UCHAR *pucPcmData, ULONG_32 ulDataLen);
 
  private:
+    ULONG_32 Fail();
+
     SDL_AudioSpec AudioSpecPara; /**< what the device is opened with */
     HANDLE m_hWnd;               /**< this object */
-    bool m_bOpened;              /**< the device is open by this object; under the device lock */
+    bool m_bFailed;              /**< that the device could not be opened was told */
 };
 
 #endif

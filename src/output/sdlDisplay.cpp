@@ -19,6 +19,8 @@ namespace {
 constexpr ULONG_32 LOGGED_CALL = 7500;
 /** A window that can't be watched is drawn again so long after its last draw. */
 constexpr DULONG BLIND_REDRAW_MSECONDS = 1000;
+/** A window that is being resized is wrapped anew so often at most. */
+constexpr DULONG RESIZE_MSECONDS = 100;
 
 // Never destroyed: a render thread may still draw when the process exits.
 DISPLAY_LIST_S &stDisPlayList = *new DISPLAY_LIST_S;
@@ -120,6 +122,7 @@ void QuitSdl() {
     if (X11Window_IsServerGone()) {
         return;
     }
+    const CX11ClientHandler oHandler;
     if (gbOwnSdl) {
         SDL_Quit();
     } else {
@@ -177,6 +180,7 @@ void SDLInit() {
             gbPumpSdl = true;
             SetHints();
         }
+        const CX11ClientHandler oHandler;
         iResult = SDL_Init(SDL_INIT_VIDEO);
         pstSdlDisplay = iResult == 0 ? FindSdlDisplay() : nullptr;
     }
@@ -237,6 +241,8 @@ CSdlDisplay::CSdlDisplay()
       m_stWatch{},
       m_ulPort(0),
       m_dulDrawTime(0),
+      m_dulRestoreTime(0),
+      m_bResizing(false),
       m_pcFailure(nullptr) {}
 
 CSdlDisplay::~CSdlDisplay() {
@@ -365,7 +371,8 @@ ULONG_32 CSdlDisplay::fitPicture(SDL_DISPLAY_S &stEntry) {
 // A new window size needs a new wrapper, and so does a window that an earlier failure left without one.
 ULONG_32 CSdlDisplay::fitWindow(SDL_DISPLAY_S &stEntry, const PLAYER_WIND_SIZE_S &stSize) {
     bool bSame = stSize.ulWidth == ulOldWidth && stSize.ulHeight == ulOldHeight;
-    if (bSame && stEntry.m_poWindow && stEntry.m_poRender) {
+    m_bResizing = !bSame && m_dulDrawTime - m_dulRestoreTime < RESIZE_MSECONDS;
+    if ((bSame || m_bResizing) && stEntry.m_poWindow && stEntry.m_poRender) {
         int iWidth = 0;
         int iHeight = 0;
         SDL_GetWindowSize(stEntry.m_poWindow, &iWidth, &iHeight);
@@ -377,6 +384,8 @@ ULONG_32 CSdlDisplay::fitWindow(SDL_DISPLAY_S &stEntry, const PLAYER_WIND_SIZE_S
     }
     ulOldWidth = stSize.ulWidth;
     ulOldHeight = stSize.ulHeight;
+    m_dulRestoreTime = m_dulDrawTime;
+    m_bResizing = false;
     return 0;
 }
 
@@ -513,14 +522,19 @@ ULONG_32 CSdlDisplay::setReserveInfo(const RTP_RESERVED_INFO_S &stReserveInfo) {
 ULONG_32 CSdlDisplay::DisplayEnvCheck() { return 1; }
 
 // Before the first picture there is nothing to draw again, whatever happens to the window.
-bool CSdlDisplay::needsRedraw() const {
+ULONG_32 CSdlDisplay::redrawDue() const {
     if (m_dulDrawTime == 0) {
-        return false;
+        return VIDEO_NO_REDRAW;
     }
-    if (word::LoadAcquire(m_stWatch.bRedraw)) {
-        return true;
+    if (!m_bResizing && word::LoadAcquire(m_stWatch.bRedraw)) {
+        return 0;
     }
-    return !X11Window_IsWatching() && Now() - m_dulDrawTime >= BLIND_REDRAW_MSECONDS;
+    if (!m_bResizing && X11Window_IsWatching()) {
+        return VIDEO_NO_REDRAW;
+    }
+    const DULONG dulDue = m_bResizing ? m_dulRestoreTime + RESIZE_MSECONDS : m_dulDrawTime + BLIND_REDRAW_MSECONDS;
+    const DULONG dulNow = Now();
+    return dulDue > dulNow ? static_cast<ULONG_32>(dulDue - dulNow) : 0;
 }
 
 void CSdlDisplay::setRedrawWake(VIDEO_REDRAW_WAKE_PF pfnWake, void *pUser) {

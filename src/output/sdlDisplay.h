@@ -79,8 +79,8 @@ class CSdlDisplay : public CBaseDisplay {
 
     /** Whether the constructor got its memory. */
     bool isComplete() const { return pstSdlDisplay != nullptr; }
-    /** See Video_NeedsRedraw(). */
-    bool needsRedraw() const;
+    /** See Video_RedrawDue(). */
+    ULONG_32 redrawDue() const;
     /** See Video_SetRedrawWake(). */
     void setRedrawWake(VIDEO_REDRAW_WAKE_PF pfnWake, void *pUser);
 
@@ -122,6 +122,8 @@ class CSdlDisplay : public CBaseDisplay {
     X11_WATCH_S m_stWatch;   /**< what happens to the window */
     ULONG_32 m_ulPort;       /**< whose pictures they are */
     DULONG m_dulDrawTime;    /**< milliseconds of the last draw; 0 before the first picture */
+    DULONG m_dulRestoreTime; /**< of the last wrapping for a new size */
+    bool m_bResizing;        /**< the window's size is newer than its wrapper: the next wrapping is due */
     const CHAR *m_pcFailure; /**< line to log for this draw, once no lock is held; or null */
 };
 

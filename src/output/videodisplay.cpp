@@ -92,7 +92,11 @@ void Video_CutOsdBand(PLAYER_OSD_STYL_E enOSDStyle, const CODE_DECODED_DATA_S &s
 
 bool Video_IsWatching(void) { return X11Window_IsWatching(); }
 
-bool Video_NeedsRedraw(HANDLE hDisplayDec) { return hDisplayDec && Display(hDisplayDec)->needsRedraw(); }
+ULONG_32 Video_RedrawDue(HANDLE hDisplayDec) {
+    return hDisplayDec ? Display(hDisplayDec)->redrawDue() : ULONG_32{VIDEO_NO_REDRAW};
+}
+
+bool Video_NeedsRedraw(HANDLE hDisplayDec) { return Video_RedrawDue(hDisplayDec) == 0; }
 
 void Video_SetRedrawWake(HANDLE hDisplayDec, VIDEO_REDRAW_WAKE_PF pfnWake, void *pUser) {
     if (hDisplayDec) {
@@ -139,6 +143,11 @@ void Video_FreeChannleID(ULONG_32 ulClanID) {
 }
 
 HANDLE Video_CreateDisplayDec(HANDLE hWnd) {
+    PLAYER_WIND_SIZE_S stSize;
+    if (hWnd && X11Window_GetSize(reinterpret_cast<uintptr_t>(hWnd), &stSize, nullptr) == X11_SIZE_GONE) {
+        LOG_ERROR("Video_CreateDisplayDec Fail, The X Server Has No Window:[%p].", hWnd);
+        return nullptr;
+    }
     ULONG_32 ulChannel = 0;
     ULONG_32 ulResult = Video_AllocChannleID(hWnd, ulChannel);
     if (ulResult != PLAYER_ERR_OK) {

@@ -24,6 +24,8 @@ enum : ULONG_32 {
     VIDEO_CHANNEL_NUM = 256 /**< windows that can be shown at the same time */
 };
 
+enum : ULONG_32 { VIDEO_NO_REDRAW = 0xFFFFFFFF /**< none in sight */ };
+
 /** Wakes whoever draws a display. Runs on the library's window thread or inside another display's draw, with a lock of
  *  the display layer held: it has to be short and must not call Video_* functions. */
 typedef void (*VIDEO_REDRAW_WAKE_PF)(void *pUser);
@@ -65,6 +67,11 @@ MODULE_API ULONG_32 Video_DisPlayPic(ULONG_32 ulPort, HANDLE hDisplayDec, CODE_D
  * that a thread that draws whenever it is true never spins. To be called by the thread that draws.
  */
 MODULE_API bool Video_NeedsRedraw(HANDLE hDisplayDec);
+/**
+ * The same as a time: milliseconds until a redraw is due, 0 for at once, VIDEO_NO_REDRAW while none is in sight. A
+ * window that is being resized is due ten times a second, and once more when the resizing has ended.
+ */
+MODULE_API ULONG_32 Video_RedrawDue(HANDLE hDisplayDec);
 
 /**
  * Whether windows wake their displays; otherwise a render thread looks at Video_NeedsRedraw() once a second.

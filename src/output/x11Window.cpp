@@ -18,6 +18,10 @@ namespace {
 
 /** After a look into SDL's connection it is left alone for so long, as a moving pointer fills it all the time. */
 constexpr int SDL_REST_MSECONDS = 1000;
+constexpr int ERROR_CODES = 256;
+
+/** Turns what the server sent into an error event; 0 when nobody is to hear of it. */
+typedef int (*WIRE_TO_ERROR_PF)(Display *pstDisplay, XErrorEvent *pstEvent, void *pWire);
 
 /** The functions of Xlib that are used, found when it is loaded. */
 struct Xlib {
@@ -25,6 +29,8 @@ struct Xlib {
     decltype(&::XOpenDisplay) pXOpenDisplay;
     decltype(&::XSetErrorHandler) pXSetErrorHandler;
     decltype(&::XSetIOErrorHandler) pXSetIOErrorHandler;
+    decltype(&::XQueryExtension) pXQueryExtension;
+    WIRE_TO_ERROR_PF (*pXESetWireToError)(Display *, int, WIRE_TO_ERROR_PF);
     decltype(&::XSelectInput) pXSelectInput;
     decltype(&::XEventsQueued) pXEventsQueued;
     decltype(&::XNextEvent) pXNextEvent;
@@ -41,10 +47,10 @@ Xlib gstXlib;                        // its functions
 Display *x11display = nullptr;       // our connection
 X11_WATCH_S *gpstWatches = nullptr;  // watched windows
 
-// What the error handler and the drawing threads look at without the lock.
+// What the handlers and the drawing threads look at without the lock.
 std::atomic<Display *> gpstOwnDisplay{nullptr};
 std::atomic<Display *> gpstSdlDisplay{nullptr};
-std::atomic<XErrorHandler> gpfnFormerHandler{nullptr};
+std::atomic<int> giShmOpcode{0};  // of SDL's connection
 std::atomic<XIOErrorHandler> gpfnFormerIOHandler{nullptr};
 std::atomic<bool> gbWatching{false};
 std::atomic<bool> gbServerGone{false};
@@ -64,12 +70,24 @@ const char *LoadError() {
     return pcError ? pcError : "not loaded";
 }
 
-bool IsOurs(Display *pstDisplay) { return pstDisplay == gpstOwnDisplay.load() || pstDisplay == gpstSdlDisplay.load(); }
-
-int OnXError(Display *pstDisplay, XErrorEvent *pstEvent) {
-    XErrorHandler pfnFormer = gpfnFormerHandler.load();
-    return !IsOurs(pstDisplay) && pfnFormer ? pfnFormer(pstDisplay, pstEvent) : 0;
+// Nobody hears of errors on our connections, but SDL of the one that it waits for: a server elsewhere can't share
+// memory.
+int KeepError(Display *pstDisplay, XErrorEvent *pstEvent, void *) {
+    const int iShmOpcode = giShmOpcode.load();
+    return pstDisplay == gpstSdlDisplay.load() && iShmOpcode != 0 && pstEvent->request_code == iShmOpcode &&
+           pstEvent->error_code == BadAccess;
 }
+
+void KeepErrors(Display *pstDisplay) {
+    if (!pstDisplay || !gstXlib.pXESetWireToError) {
+        return;
+    }
+    for (int iError = 0; iError < ERROR_CODES; iError++) {
+        gstXlib.pXESetWireToError(pstDisplay, iError, KeepError);
+    }
+}
+
+bool IsOurs(Display *pstDisplay) { return pstDisplay == gpstOwnDisplay.load() || pstDisplay == gpstSdlDisplay.load(); }
 
 // A server that went away ends its connections, not the process: that may have other work than windows.
 int OnServerGone(Display *pstDisplay) {
@@ -81,6 +99,15 @@ int OnServerGone(Display *pstDisplay) {
     return pfnFormer ? pfnFormer(pstDisplay) : 0;
 }
 
+// Once per process: a second time could chain two handlers into a ring.
+void InstallIOErrorHandler() {
+    static bool bInstalled = false;
+    if (!bInstalled && gstXlib.pXSetIOErrorHandler) {
+        bInstalled = true;
+        gpfnFormerIOHandler.store(gstXlib.pXSetIOErrorHandler(OnServerGone));
+    }
+}
+
 // Xlib has locked the connection for the thread that met its end and counts on that thread's exit: the lock is given
 // back, or every other thread that touches the connection would wait for ever.
 void DontExit(Display *pstDisplay, void *) { gstXlib.pXUnlockDisplay(pstDisplay); }
@@ -88,16 +115,6 @@ void DontExit(Display *pstDisplay, void *) { gstXlib.pXUnlockDisplay(pstDisplay)
 void SurviveServer(Display *pstDisplay) {
     if (pstDisplay && gstXlib.pXSetIOErrorExitHandler && gstXlib.pXUnlockDisplay) {
         gstXlib.pXSetIOErrorExitHandler(pstDisplay, DontExit, nullptr);
-    }
-}
-
-// Once per process: a second time could chain two handlers into a ring.
-void InstallErrorHandlers() {
-    static bool bInstalled = false;
-    if (!bInstalled && gstXlib.pXSetErrorHandler && gstXlib.pXSetIOErrorHandler) {
-        bInstalled = true;
-        gpfnFormerHandler.store(gstXlib.pXSetErrorHandler(OnXError));
-        gpfnFormerIOHandler.store(gstXlib.pXSetIOErrorHandler(OnServerGone));
     }
 }
 
@@ -118,6 +135,8 @@ void FindFunctions() {
     FindSymbol(gstXlib.pXInitThreads, "XInitThreads");
     FindSymbol(gstXlib.pXSetErrorHandler, "XSetErrorHandler");
     FindSymbol(gstXlib.pXSetIOErrorHandler, "XSetIOErrorHandler");
+    FindSymbol(gstXlib.pXQueryExtension, "XQueryExtension");
+    FindSymbol(gstXlib.pXESetWireToError, "XESetWireToError");
     FindSymbol(gstXlib.pXSelectInput, "XSelectInput");
     FindSymbol(gstXlib.pXEventsQueued, "XEventsQueued");
     FindSymbol(gstXlib.pXNextEvent, "XNextEvent");
@@ -243,7 +262,8 @@ void X11Window_Open() {
     }
     LOG_ERROR("dlopen fun pXOpenDisplay success.");
     SurviveServer(pstDisplay);
-    InstallErrorHandlers();
+    KeepErrors(pstDisplay);
+    InstallIOErrorHandler();
     std::lock_guard<std::mutex> lock(gstConnectionLock);
     x11display = pstDisplay;
     gpstOwnDisplay.store(pstDisplay);
@@ -251,6 +271,13 @@ void X11Window_Open() {
 
 void X11Window_SetSdlDisplay(_XDisplay *pstSdlDisplay) {
     SurviveServer(pstSdlDisplay);
+    KeepErrors(pstSdlDisplay);
+    int iOpcode = 0;
+    int iUnused = 0;
+    if (pstSdlDisplay && gstXlib.pXQueryExtension) {
+        gstXlib.pXQueryExtension(pstSdlDisplay, "MIT-SHM", &iOpcode, &iUnused, &iUnused);
+    }
+    giShmOpcode.store(iOpcode);
     gpstSdlDisplay.store(pstSdlDisplay);
 }
 
@@ -354,3 +381,17 @@ X11_SIZE_E X11Window_GetSize(unsigned long windowID, PLAYER_WIND_SIZE_S *pstSize
 }
 
 const CHAR *X11Window_Error() { return LoadError(); }
+
+CX11ClientHandler::CX11ClientHandler() : m_pfnClients(nullptr) {
+    if (gstXlib.pXSetErrorHandler) {
+        XErrorHandler pfnClients = gstXlib.pXSetErrorHandler(nullptr);
+        gstXlib.pXSetErrorHandler(pfnClients);
+        m_pfnClients = reinterpret_cast<void (*)()>(pfnClients);
+    }
+}
+
+CX11ClientHandler::~CX11ClientHandler() {
+    if (gstXlib.pXSetErrorHandler) {
+        gstXlib.pXSetErrorHandler(reinterpret_cast<XErrorHandler>(m_pfnClients));
+    }
+}

@@ -6,9 +6,9 @@
  * events nobody else takes out) for as long as the connection is open.
  *
  * Windows belong to the client, which may destroy them at any time, so requests on them may fail at any time; Xlib's
- * own answer to that is to end the process, and so it is to a server that goes away. Error handlers, set once per
- * process, swallow the errors of the two connections that draw for us and hand all others to the handlers that stood
- * before.
+ * own answer to that is to end the process. Errors are kept from the process's error handler connection by connection,
+ * for the two that draw for us, so that none is set. A server that goes away ends the process as well, and Xlib knows
+ * only a handler of the process against that: it is set once, and hands on what isn't ours.
  *
  * One lock guards the connection and the list of watches; it is taken inside the display list's lock, never the other
  * way round.
@@ -69,6 +69,18 @@ void X11Window_SetWake(X11_WATCH_S *pstWatch, void (*pfnWake)(void *), void *pUs
  * @param pstWatch takes it too; may be null. Events up to the answer have been marked there when this returns
  */
 X11_SIZE_E X11Window_GetSize(unsigned long windowID, PLAYER_WIND_SIZE_S *pstSize, X11_WATCH_S *pstWatch);
+/** Keeps the client's X error handler as it is while SDL starts or ends, both of which set one. */
+class CX11ClientHandler {
+ public:
+    CX11ClientHandler();
+    ~CX11ClientHandler();
+    CX11ClientHandler(const CX11ClientHandler &) = delete;
+    CX11ClientHandler &operator=(const CX11ClientHandler &) = delete;
+
+ private:
+    void (*m_pfnClients)(); /**< an XErrorHandler, whose type only Xlib knows */
+};
+
 /** Why X11_SIZE_NO_X11 came out, for the log. Never null. */
 const CHAR *X11Window_Error();
 

@@ -183,6 +183,13 @@ void DropMisfitDevice(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
     }
 }
 
+void GiveUpSound(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState, ULONG_32 ulResult) {
+    LOG_ERROR("Port[%03d] %s: Audio_OpenSound Failed, Error:[0x%x].", pstPort->ulPort, Words(pstState).pcThread,
+              ulResult);
+    PortState_DropSoundDevice(pstPort);
+    word::Store(pstPort->bStartAudio, 0);
+}
+
 /** Makes and opens a device; on failure sound is off until the client opens it again. */
 bool OpenDevice(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
     const CODE_DECODED_DATA_S &stBlock = pstPort->stDecodeAudioData;
@@ -194,16 +201,12 @@ bool OpenDevice(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
         word::Store(pstPort->bStartAudio, 0);
         return false;
     }
+    word::Store(pstPort->hSoundDev, hDevice);
     ULONG_32 ulResult = Audio_OpenSound(hDevice);
     if (ulResult != PLAYER_ERR_OK) {
-        LOG_ERROR("Port[%03d] %s: Audio_OpenSound Failed, Error:[0x%x].", pstPort->ulPort, Words(pstState).pcThread,
-                  ulResult);
-        Audio_DestoryPlayDec(&hDevice);
-        word::Store(pstPort->bStartAudio, 0);
-        return false;
+        GiveUpSound(pstPort, pstState, ulResult);
     }
-    word::Store(pstPort->hSoundDev, hDevice);
-    return true;
+    return ulResult == PLAYER_ERR_OK;
 }
 
 void ApplyVolume(PLAEYR_PORT_S *pstPort, DELIVER_STATE_S *pstState) {
@@ -229,7 +232,9 @@ void AddSound(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
     const CODE_DECODED_DATA_S &stBlock = pstPort->stDecodeAudioData;
     ULONG_32 ulResult =
         Audio_AddSoundData(pstPort->hSoundDev, stBlock.pucData[0], static_cast<ULONG_32>(stBlock.lLineSize[0]));
-    if (ulResult != PLAYER_ERR_OK && pstState->enThread == DELIVER_FILE_THREAD) {
+    if (ulResult == PLAYER_ERR_FAILED) {
+        GiveUpSound(pstPort, pstState, ulResult);  // the device took its time, and then could not be opened
+    } else if (ulResult != PLAYER_ERR_OK && pstState->enThread == DELIVER_FILE_THREAD) {
         LOG_ERROR("Port[%03d] FilePlay Thread: Audio_AddSoundData Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
     }
 }

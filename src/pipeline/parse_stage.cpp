@@ -57,7 +57,7 @@ void BindRtpBuffers(PLAEYR_PORT_S *pstPort) {
 
 /** A recording reads the same packets again, and its helper port has nobody to tell. */
 void ReportPlaybackFinished(PLAEYR_PORT_S *pstPort) {
-    if (pstPort->stRtpVideoStreamInfo.bPlaybckFinish != 1 || word::Load(pstPort->bHelper)) {
+    if (pstPort->stRtpVideoStreamInfo.bPlaybckFinish != 1 || pstPort->bHelper != 0) {
         return;
     }
     const ULONG_32 ulTime = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);

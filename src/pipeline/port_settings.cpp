@@ -46,31 +46,26 @@ bool IsWholePicture(const PLAYER_RECT_S &stRect) {
            stRect.lRight == WHOLE_PICTURE.lRight && stRect.lBottom == WHOLE_PICTURE.lBottom;
 }
 
-/** Whether a stream's thread owns the codec records, so that getters read the copies that it keeps for them. */
-bool OwnsCodecs(const PLAEYR_PORT_S *pstPort) { return word::Load(pstPort->ulPortUsed) != PORT_USED_TYPE_NULL; }
-
 }  // namespace
 
 /* ---- what is being played ---- */
 
 ULONG_32 Player_GetPictureSize(ULONG_32 ulPort, LONG_32 *plWidth, LONG_32 *plHeight) {
     PLAYER_GET_PORT(pstPort, ulPort);
-    const bool bOwned = OwnsCodecs(pstPort);
-    *plWidth = bOwned ? word::Load(pstPort->lPictureWidth) : pstPort->stDecodeVideoData.lWidth;
-    *plHeight = bOwned ? word::Load(pstPort->lPictureHeight) : pstPort->stDecodeVideoData.lHeight;
+    *plWidth = word::Load(pstPort->lPictureWidth);
+    *plHeight = word::Load(pstPort->lPictureHeight);
     return PLAYER_ERR_OK;
 }
 
 ULONG_32 Player_GetEncodeType(ULONG_32 ulPort, ULONG_32 *pulVideoEncodeType, ULONG_32 *pulAudioEncodeType) {
     PLAYER_GET_PORT(pstPort, ulPort);
-    const bool bOwned = OwnsCodecs(pstPort);
     if (pulVideoEncodeType != nullptr) {
-        const LONG_32 lCodecID = bOwned ? word::Load(pstPort->lVideoCodecID) : pstPort->stVideoDecode.lCodecID;
-        *pulVideoEncodeType = EncodeTypeOf(PayloadType_OfVideo(lCodecID), PLAYER_VIDEO_ENCODE_NULL);
+        *pulVideoEncodeType =
+            EncodeTypeOf(PayloadType_OfVideo(word::Load(pstPort->lVideoCodecID)), PLAYER_VIDEO_ENCODE_NULL);
     }
     if (pulAudioEncodeType != nullptr) {
-        const LONG_32 lCodecID = bOwned ? word::Load(pstPort->lAudioCodecID) : pstPort->stAudioDecode.lCodecID;
-        *pulAudioEncodeType = EncodeTypeOf(PayloadType_OfAudio(lCodecID), PLAYER_AUDIO_ENCODE_NULL);
+        *pulAudioEncodeType =
+            EncodeTypeOf(PayloadType_OfAudio(word::Load(pstPort->lAudioCodecID)), PLAYER_AUDIO_ENCODE_NULL);
     }
     return PLAYER_ERR_OK;
 }

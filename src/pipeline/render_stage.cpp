@@ -3,6 +3,8 @@
 
 #include <string.h>
 
+#include <algorithm>
+
 #include "analytics/iva_show.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
@@ -227,8 +229,10 @@ void Present(RENDER_LOOP_S *pstLoop, bool bNewPicture) {
 
 /** Sleeps when nothing is to be done until something happens. */
 void WaitForSomething(PLAEYR_PORT_S *pstPort) {
-    if (IsRunning(pstPort) && !Video_NeedsRedraw(pstPort->hDisplayDev)) {
-        QUEUE_WaitForDecodeData(&pstPort->stDecodeBufferQueue, Video_IsWatching() ? IDLE_WAIT_MS : LOOK_WAIT_MS);
+    const ULONG_32 ulDue = Video_RedrawDue(pstPort->hDisplayDev);
+    if (IsRunning(pstPort) && ulDue != 0) {
+        QUEUE_WaitForDecodeData(&pstPort->stDecodeBufferQueue,
+                                std::min(ulDue, Video_IsWatching() ? IDLE_WAIT_MS : LOOK_WAIT_MS));
     }
 }
 
@@ -271,6 +275,36 @@ ULONG_32 StartRenderThread(PLAEYR_PORT_S *pstPort, HANDLE hWnd) {
     return PLAYER_ERR_OK;
 }
 
+ULONG_32 StartPlay(PLAEYR_PORT_S *pstPort, HANDLE hWnd) {
+    if (word::Load(pstPort->bStartVideo) == 1) {
+        LOG_WARN("Port[%03d] Player_StartPlay Failed, Playing Now.", pstPort->ulPort);
+        return PLAYER_ERR_OK;
+    }
+    pstPort->hDisplayDev = Video_CreateDisplayDec(hWnd);
+    if (pstPort->hDisplayDev == nullptr) {
+        LOG_ERROR("Port[%03d] Video_CreateDisplayDec Failed.", pstPort->ulPort);
+        return PLAYER_ERR_DISPLAY_CREATE;
+    }
+    if (word::Load(pstPort->stCallBack.stDrawCB.hFunc) != nullptr) {
+        Video_SetDrawDataCallBack(pstPort->hDisplayDev, Player_DrawDataCB, pstPort);
+    }
+    const ULONG_32 ulResult = StartRenderThread(pstPort, hWnd);
+    if (ulResult != PLAYER_ERR_OK) {
+        word::Store(pstPort->bStartVideo, 0);
+        Video_DeleteDisplayDec(&pstPort->hDisplayDev);
+        QUEUE_CleanupDecodedBufferQueue(&pstPort->stDecodeBufferQueue);
+    }
+    return ulResult;
+}
+
+/** Lets a file play, with a window or without; not before the window takes pictures, or it would miss the first. */
+void PlayOn(PLAEYR_PORT_S *pstPort) {
+    if (word::Load(pstPort->bFilePort)) {
+        word::StoreRelease(pstPort->ulFrameCtrl, FRAME_CTRL_PLAY);
+        Port_WakeAll(pstPort);
+    }
+}
+
 }  // namespace
 
 void *__RenderThreadEntry(void *pParam) {
@@ -298,28 +332,8 @@ void *__RenderThreadEntry(void *pParam) {
 
 ULONG_32 Player_StartPlay(ULONG_32 ulPort, HANDLE hWnd) {
     PLAYER_GET_PORT(pstPort, ulPort);
-    if (word::Load(pstPort->bFilePort)) {
-        word::Store(pstPort->ulFrameCtrl, FRAME_CTRL_PLAY);
-        Port_WakeAll(pstPort);
-    }
-    if (word::Load(pstPort->bStartVideo) == 1) {
-        LOG_WARN("Port[%03d] Player_StartPlay Failed, Playing Now.", ulPort);
-        return PLAYER_ERR_OK;
-    }
-    pstPort->hDisplayDev = Video_CreateDisplayDec(hWnd);
-    if (pstPort->hDisplayDev == nullptr) {
-        LOG_ERROR("Port[%03d] Video_CreateDisplayDec Failed.", ulPort);
-        return PLAYER_ERR_DISPLAY_CREATE;
-    }
-    if (word::Load(pstPort->stCallBack.stDrawCB.hFunc) != nullptr) {
-        Video_SetDrawDataCallBack(pstPort->hDisplayDev, Player_DrawDataCB, pstPort);
-    }
-    ULONG_32 ulResult = StartRenderThread(pstPort, hWnd);
-    if (ulResult != PLAYER_ERR_OK) {
-        word::Store(pstPort->bStartVideo, 0);
-        Video_DeleteDisplayDec(&pstPort->hDisplayDev);
-        QUEUE_CleanupDecodedBufferQueue(&pstPort->stDecodeBufferQueue);
-    }
+    const ULONG_32 ulResult = StartPlay(pstPort, hWnd);
+    PlayOn(pstPort);
     return ulResult;
 }
 

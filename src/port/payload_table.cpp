@@ -11,12 +11,6 @@ namespace {
 
 const ULONG_32 PAYLOAD_TABLE_NUM = 2;
 
-/** The table comes first, so that the port's pointer to it is the node's own. */
-struct PAYLOAD_TABLE_S {
-    RTP_PAYLOAD_TYPE_S astEntry[PAYLOAD_TABLE_NUM];
-    PAYLOAD_TABLE_S *pstNextRetired;
-};
-
 PLAYER_PAYLOAD_E PayloadOf(const PAYLOAD_TYPE_ROW_S *pstRow, ULONG_32 ulEncodeType) {
     if (pstRow == nullptr) {
         LOG_WARN("Unknown Stream Type[%ld].", static_cast<long>(static_cast<LONG_32>(ulEncodeType)));
@@ -33,53 +27,48 @@ ULONG_32 EncodeTypeOf(const PLAYER_PAYLOAD_TYPE_S *pstFrom) {
     return ulEncodeType;
 }
 
+/** Word by word: threads of an open port may be reading the table. */
 void FillEntry(const PLAYER_PAYLOAD_TYPE_S *pstFrom, RTP_PAYLOAD_TYPE_S *pstTo) {
-    pstTo->ucPayloadType = pstFrom->ucPayloadType;
-    pstTo->ulSampleRate = pstFrom->ulSampleRate;
     const ULONG_32 ulEncodeType = EncodeTypeOf(pstFrom);
-    pstTo->enPayloadType = PayloadOf(
-        pstFrom->ulType == 0 ? PayloadType_OfVideoEncode(ulEncodeType) : PayloadType_OfAudioEncode(ulEncodeType),
-        ulEncodeType);
+    word::Store(pstTo->ucPayloadType, pstFrom->ucPayloadType);
+    word::Store(pstTo->enPayloadType, PayloadOf(pstFrom->ulType == 0 ? PayloadType_OfVideoEncode(ulEncodeType)
+                                                                     : PayloadType_OfAudioEncode(ulEncodeType),
+                                                ulEncodeType));
+    word::Store(pstTo->ulSampleRate, pstFrom->ulSampleRate);
 }
 
-/** Threads of an open port may be reading the old table: it goes when the port goes. */
-void Retire(PLAEYR_PORT_S *pstPort, PAYLOAD_TABLE_S *pstOld) {
-    if (pstOld == nullptr) {
-        return;
+/** An entry without a rate maps nothing. */
+void ClearEntry(RTP_PAYLOAD_TYPE_S *pstTo) { word::Store(pstTo->ulSampleRate, 0); }
+
+RTP_PAYLOAD_TYPE_S *AllocTable(ULONG_32 ulPort) {
+    const ULONG_32 ulSize = PAYLOAD_TABLE_NUM * sizeof(RTP_PAYLOAD_TYPE_S);
+    RTP_PAYLOAD_TYPE_S *pstTable = static_cast<RTP_PAYLOAD_TYPE_S *>(calloc(1, ulSize));
+    if (pstTable == nullptr) {
+        LOG_ERROR("Port[%03d] Malloc Failed, Size:[%d].", ulPort, static_cast<LONG_32>(ulSize));
     }
-    if (word::Load(pstPort->ulPortUsed) == PORT_USED_TYPE_NULL) {
-        free(pstOld);
-        return;
-    }
-    pstOld->pstNextRetired = static_cast<PAYLOAD_TABLE_S *>(pstPort->hRetiredPayloadType);
-    pstPort->hRetiredPayloadType = pstOld;
+    return pstTable;
 }
 
 }  // namespace
 
 ULONG_32 Player_SetPayloadType(ULONG_32 ulPort, ULONG_32 ulNum, PLAYER_PAYLOAD_TYPE_S *pstPayloadType) {
     PLAYER_GET_PORT(pstPort, ulPort);
-    PAYLOAD_TABLE_S *pstTable = static_cast<PAYLOAD_TABLE_S *>(calloc(1, sizeof(PAYLOAD_TABLE_S)));
+    RTP_PAYLOAD_TYPE_S *pstTable = pstPort->pstPayloadType;
     if (pstTable == nullptr) {
-        LOG_ERROR("Port[%03d] Malloc Failed, Size:[%d].", ulPort, static_cast<LONG_32>(sizeof(PAYLOAD_TABLE_S)));
+        pstTable = AllocTable(ulPort);
+    }
+    if (pstTable == nullptr) {
         return PLAYER_ERR_MALLOC;
     }
-    for (ULONG_32 i = 0; i < ulNum && i < PAYLOAD_TABLE_NUM; i++) {
-        FillEntry(&pstPayloadType[i], &pstTable->astEntry[i]);
+    for (ULONG_32 i = 0; i < PAYLOAD_TABLE_NUM; i++) {
+        if (i < ulNum) {
+            FillEntry(&pstPayloadType[i], &pstTable[i]);
+        } else {
+            ClearEntry(&pstTable[i]);
+        }
     }
-    RTP_PAYLOAD_TYPE_S *pstOld = word::Exchange(pstPort->pstPayloadType, pstTable->astEntry);
-    Retire(pstPort, reinterpret_cast<PAYLOAD_TABLE_S *>(pstOld));
+    word::StoreRelease(pstPort->pstPayloadType, pstTable);
     return PLAYER_ERR_OK;
-}
-
-void PayloadTable_FreeRetired(PORT_INTAKE_S *pstIntake) {
-    PAYLOAD_TABLE_S *pstTable = static_cast<PAYLOAD_TABLE_S *>(pstIntake->hRetiredPayloadType);
-    while (pstTable != nullptr) {
-        PAYLOAD_TABLE_S *pstNext = pstTable->pstNextRetired;
-        free(pstTable);
-        pstTable = pstNext;
-    }
-    pstIntake->hRetiredPayloadType = nullptr;
 }
 
 ULONG_32 Player_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *pstAudioInfo) {

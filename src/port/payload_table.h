@@ -9,9 +9,6 @@
 
 #include "port/player_manager.h"
 
-/** Releases the tables that were replaced while the port's threads could still read them. */
-void PayloadTable_FreeRetired(PORT_INTAKE_S *pstIntake);
-
 extern "C" {
 
 MODULE_API ULONG_32 Player_SetPayloadType(ULONG_32 ulPort, ULONG_32 ulNum, PLAYER_PAYLOAD_TYPE_S *pstPayloadType);

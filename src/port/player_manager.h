@@ -41,7 +41,7 @@ struct tagPlayerPortS : PORT_INTAKE_S,
                         PORT_CLOUD_S,
                         PORT_VOICE_S {
     ULONG_32 ulPort; /**< this port's number; fixed */
-    BOOL_T bHelper;  /**< helper port of a recording, which alone may free it; a word */
+    BOOL_T bHelper;  /**< helper port of a recording, which alone knows it; fixed */
 };
 typedef struct tagPlayerPortS PLAEYR_PORT_S;
 
@@ -62,14 +62,26 @@ extern PLAYER_HLS_STREAM_INFO_S gstHlsStreamInfo;
         return PLAYER_ERR_PORT;                                            \
     }
 
-/** Frees a port whose source, recording and window are closed, and logs its success line. */
+/** Whether ports are handed out: not while the library ends, or one could slip in behind those that were freed. */
+void PortTable_Open();
+void PortTable_Shut();
+
+/** A port for a recording's own use: it has a number, and Player_GetPort() doesn't know it. */
+ULONG_32 PortTable_AllocHelper(PLAEYR_PORT_S **ppstPort);
+
+/**
+ * Frees a port whose source, recording and window are closed, and logs its success line. Takes it out of the table
+ * first, and waits for whoever still uses it by number.
+ */
 void Port_Release(PLAEYR_PORT_S *pstPort);
 
 extern "C" {
 
-/** The record of a port, or null when the number is out of range or free. Takes no lock. */
+/** The record of a port, or null when the number is out of range, free or a helper port's. Takes no lock: the caller holds the port's
+ *  API lock or a CPortHold (port/port_hold.h), or is a thread of the port. */
 MODULE_API PLAEYR_PORT_S *Player_GetPort(ULONG_32 ulPort);
-/** Takes the next free number in rotation and publishes a record with its defaults. */
+/** Takes the next free number in rotation and publishes a record with its defaults. 2 while the table is shut, 3 or
+ *  PLAYER_ERR_PORT. */
 MODULE_API ULONG_32 Player_AllocPort(ULONG_32 *pulPort);
 /** Allocated ports whose mode is not 1, 2 or 3. */
 MODULE_API ULONG_32 Player_GetPortUsedNum(void);

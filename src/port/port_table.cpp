@@ -2,11 +2,12 @@
 #include <stdlib.h>
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
 #include "port/payload_table.h"
 #include "port/player_manager.h"
-#include "port/port_lock.h"
+#include "port/port_hold.h"
 
 PLAEYR_PORT_S *gapPortList[PLAYER_MAX_PORT_NUM];
 QLOM_SDK_MUTEX_S gstPortMutexLock = PTHREAD_MUTEX_INITIALIZER;
@@ -20,7 +21,10 @@ namespace {
 const ULONG_32 NO_SEEK = 0xFFFFFFFF;
 const ULONG_32 IVA_BUFFER_LEN = 2048;
 
+/** All three are reached under gstPortMutexLock only. */
 ULONG_32 gulProIndex = 0;
+bool gbOpen = true;                   /**< the library hands out ports */
+bool gabLeaving[PLAYER_MAX_PORT_NUM]; /**< the entry is null, the record not yet freed */
 
 void SetIvaDefaults(IVA_INFO_S *pstIvaInfo) {
     pstIvaInfo->stMetaV2.ulIVARuleBufMaxLen = IVA_BUFFER_LEN;
@@ -111,7 +115,6 @@ void FreeBuffers(PLAEYR_PORT_S *pstPort) {
     free(pstPort->pcFrameDataAddr);
     free(pstPort->pcRtpAudioFrameDataAddr);
     free(pstPort->pstPayloadType);
-    PayloadTable_FreeRetired(pstPort);
     FreeFileNames(pstPort);
     free(pstPort->stHlsTypeInfos.pucFrameDataAddr);
     IVA_FreeBuffers(&pstPort->stIvaInfo);
@@ -119,46 +122,102 @@ void FreeBuffers(PLAEYR_PORT_S *pstPort) {
     free(pstPort->stDecodeVideoData.stDrawInfo.hPtzCtrlInfo);
 }
 
+/** Takes the record out of the table; its number is not given out again before it is freed. */
+void Withdraw(ULONG_32 ulPort) {
+    const CMutexGuard oGuard(&gstPortMutexLock);
+    // Sequentially consistent, as the count of who uses the record: see port_hold.cpp.
+    __atomic_store_n(&gapPortList[ulPort], nullptr, __ATOMIC_SEQ_CST);
+    gabLeaving[ulPort] = true;
+}
+
 void FreeRecord(ULONG_32 ulPort, PLAEYR_PORT_S *pstPort) {
-    QLOM_SDK_mutex_lock(&gstPortMutexLock);
-    word::StoreRelease(gapPortList[ulPort], nullptr);
+    const CMutexGuard oGuard(&gstPortMutexLock);
     free(pstPort);
-    QLOM_SDK_mutex_unlock(&gstPortMutexLock);
+    gabLeaving[ulPort] = false;
+}
+
+/** Whether the number is free. */
+bool IsFree(ULONG_32 ulPort) { return gapPortList[ulPort] == nullptr && !gabLeaving[ulPort]; }
+
+ULONG_32 MakePort(ULONG_32 ulPort, BOOL_T bHelper, PLAEYR_PORT_S **ppstPort) {
+    PLAEYR_PORT_S *pstPort = static_cast<PLAEYR_PORT_S *>(calloc(1, sizeof(PLAEYR_PORT_S)));
+    if (pstPort == nullptr) {
+        return PLAYER_ERR_MALLOC;
+    }
+    SetDefaults(pstPort, ulPort);
+    pstPort->bHelper = bHelper;
+    *ppstPort = pstPort;
+    word::StoreRelease(gapPortList[ulPort], pstPort);
+    gulProIndex = (ulPort + 1) % PLAYER_MAX_PORT_NUM;
+    return PLAYER_ERR_OK;
+}
+
+/** Makes the first free number from where the last search ended a port. */
+ULONG_32 TakeNumber(BOOL_T bHelper, ULONG_32 *pulPort, PLAEYR_PORT_S **ppstPort) {
+    const CMutexGuard oGuard(&gstPortMutexLock);
+    if (!gbOpen) {
+        return PLAYER_ERR_PARAM;
+    }
+    for (ULONG_32 i = 0; i < PLAYER_MAX_PORT_NUM; i++) {
+        const ULONG_32 ulPort = (gulProIndex + i) % PLAYER_MAX_PORT_NUM;
+        if (IsFree(ulPort)) {
+            *pulPort = ulPort;
+            return MakePort(ulPort, bHelper, ppstPort);
+        }
+    }
+    return PLAYER_ERR_PORT;
+}
+
+/** Whoever guesses the number may free a port from now on: its record is not looked at any more. */
+ULONG_32 Alloc(BOOL_T bHelper, ULONG_32 *pulPort, PLAEYR_PORT_S **ppstPort) {
+    ULONG_32 ulPort = 0;
+    const ULONG_32 ulResult = TakeNumber(bHelper, &ulPort, ppstPort);
+    if (ulResult == PLAYER_ERR_MALLOC) {
+        LOG_ERROR("Player_AllocPort, Malloc Failed, Size:[%d].", static_cast<LONG_32>(sizeof(PLAEYR_PORT_S)));
+    }
+    if (ulResult == PLAYER_ERR_OK) {
+        *pulPort = ulPort;
+        LOG_INFO("Port[%03d] Player_AllocPort Success.", ulPort);
+    }
+    return ulResult;
 }
 
 }  // namespace
 
+// A recording's helper port is nobody's by number: a client that uses an old number must not open it.
 PLAEYR_PORT_S *Player_GetPort(ULONG_32 ulPort) {
-    return ulPort < PLAYER_MAX_PORT_NUM ? word::LoadAcquire(gapPortList[ulPort]) : nullptr;
+    if (ulPort >= PLAYER_MAX_PORT_NUM) {
+        return nullptr;
+    }
+    PLAEYR_PORT_S *pstPort = __atomic_load_n(&gapPortList[ulPort], __ATOMIC_SEQ_CST);
+    return pstPort != nullptr && pstPort->bHelper == 0 ? pstPort : nullptr;
+}
+
+void PortTable_Open() {
+    const CMutexGuard oGuard(&gstPortMutexLock);
+    gbOpen = true;
+}
+
+void PortTable_Shut() {
+    const CMutexGuard oGuard(&gstPortMutexLock);
+    gbOpen = false;
 }
 
 ULONG_32 Player_AllocPort(ULONG_32 *pulPort) {
-    QLOM_SDK_mutex_lock(&gstPortMutexLock);
-    for (ULONG_32 i = 0; i < PLAYER_MAX_PORT_NUM; i++) {
-        ULONG_32 ulPort = (gulProIndex + i) % PLAYER_MAX_PORT_NUM;
-        if (gapPortList[ulPort] != nullptr) {
-            continue;
-        }
-        PLAEYR_PORT_S *pstPort = static_cast<PLAEYR_PORT_S *>(calloc(1, sizeof(PLAEYR_PORT_S)));
-        if (pstPort == nullptr) {
-            // The lock stays held: out of memory, the library hands out no further port.
-            LOG_ERROR("Player_AllocPort, Malloc Failed, Size:[%d].", static_cast<LONG_32>(sizeof(PLAEYR_PORT_S)));
-            return PLAYER_ERR_MALLOC;
-        }
-        SetDefaults(pstPort, ulPort);
-        word::StoreRelease(gapPortList[ulPort], pstPort);
-        gulProIndex = (ulPort + 1) % PLAYER_MAX_PORT_NUM;
-        QLOM_SDK_mutex_unlock(&gstPortMutexLock);
-        *pulPort = ulPort;
-        LOG_INFO("Port[%03d] Player_AllocPort Success.", ulPort);
-        return PLAYER_ERR_OK;
-    }
-    QLOM_SDK_mutex_unlock(&gstPortMutexLock);
-    return PLAYER_ERR_PORT;
+    PLAEYR_PORT_S *pstPort = nullptr;
+    return Alloc(0, pulPort, &pstPort);
+}
+
+ULONG_32 PortTable_AllocHelper(PLAEYR_PORT_S **ppstPort) {
+    ULONG_32 ulPort = 0;
+    return Alloc(1, &ulPort, ppstPort);
 }
 
 void Port_Release(PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulPort = pstPort->ulPort;
+    Withdraw(ulPort);
+    PortHold_WaitAlone(ulPort);
+    QLOM_SDK_thr_join(pstPort->hSnatchThread);  // a call without the lock may have started it a moment ago
     Sei_InfoClear(&pstPort->stSeiInfo);
     QLOM_SDK_mutex_destroy(&pstPort->stDecodeVideoData.stLock);
     QLOM_SDK_mutex_destroy(&pstPort->stFishInfoMutex);
@@ -179,11 +238,10 @@ void Port_Release(PLAEYR_PORT_S *pstPort) {
 
 ULONG_32 Player_GetPortUsedNum(void) {
     ULONG_32 ulCount = 0;
-    QLOM_SDK_mutex_lock(&gstPortMutexLock);
+    const CMutexGuard oGuard(&gstPortMutexLock);
     for (const PLAEYR_PORT_S *pstPort : gapPortList) {
         ULONG_32 ulUsed = pstPort != nullptr ? word::Load(pstPort->ulPortUsed) : ULONG_32{PORT_USED_TYPE_INPUT};
         ulCount += ulUsed < PORT_USED_TYPE_INPUT || ulUsed > PORT_USED_TYPE_FILE;
     }
-    QLOM_SDK_mutex_unlock(&gstPortMutexLock);
     return ulCount;
 }

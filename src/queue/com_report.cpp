@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/mw_sdk_bp.h"
 #include "foundations/shared_word.h"
 #include "foundations/wake.h"
@@ -30,6 +31,10 @@ typedef struct tagReportInfoS {
 } REPORT_INFO_S;
 
 REPORT_INFO_S gstReportInfo;
+/** Held while an event is put into the ring, and while the ring is opened or closed to events. */
+QLOM_SDK_MUTEX_S gstOpenMutex = PTHREAD_MUTEX_INITIALIZER;
+bool gbOpen = false;  // under the mutex
+
 WAKE_S gstEventWake;  // an event came, or stop
 WAKE_S gstStopWake;   // stop alone: ends the gathering
 thread_local bool gtlReportThread = false;
@@ -99,6 +104,19 @@ void EndThread() {
     gstReportInfo.hReportThread = 0;
 }
 
+void SetOpen(bool bOpen) {
+    const CMutexGuard oGuard(&gstOpenMutex);
+    gbOpen = bOpen;
+}
+
+ULONG_32 AddEvent(REPORT_MSG_S *pstMsg) {
+    const CMutexGuard oGuard(&gstOpenMutex);
+    if (!gbOpen) {
+        return PLAYER_ERR_PARAM;
+    }
+    return QUEUE_AddPacket(reinterpret_cast<CHAR *>(pstMsg), sizeof(*pstMsg), &gstReportInfo.stMsgQueue);
+}
+
 }  // namespace
 
 ULONG_32 Report_Init(void) {
@@ -122,10 +140,12 @@ ULONG_32 Report_Init(void) {
         QUEUE_CleanupPacketBuffer(&gstReportInfo.stMsgQueue);
         return PLAYER_ERR_FAILED;
     }
+    SetOpen(true);
     return PLAYER_ERR_OK;
 }
 
 void Report_Cleanup(void) {
+    SetOpen(false);  // from here on an event is refused, not lost
     EndThread();
     QUEUE_CleanupPacketBuffer(&gstReportInfo.stMsgQueue);
     Report_SetReportCallBack(nullptr);
@@ -147,7 +167,7 @@ ULONG_32 Report_SendMsg(ULONG_32 ulPort, REPORT_MSG_S *pstMsg) {
         LOG_ERROR("Port[%03d] Report Info is Null.", static_cast<int>(ulPort));
         return PLAYER_ERR_PARAM;
     }
-    ULONG_32 ulRet = QUEUE_AddPacket(reinterpret_cast<CHAR *>(pstMsg), sizeof(*pstMsg), &gstReportInfo.stMsgQueue);
+    ULONG_32 ulRet = AddEvent(pstMsg);
     if (ulRet != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] Report_SendMsg Failed, QUEUE_AddPacket Failed, Error[0x%x].", static_cast<int>(ulPort),
                   ulRet);

@@ -75,20 +75,11 @@ ULONG_32 FillRecordPort(PLAEYR_PORT_S *pstPort) {
 }
 
 ULONG_32 MakeRecordPort(PLAEYR_PORT_S *pstPort) {
-    ULONG_32 ulRecordPort = 0;
-    ULONG_32 ulResult = Player_AllocPort(&ulRecordPort);
+    const ULONG_32 ulResult = PortTable_AllocHelper(&pstPort->pstReordPort);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] Player_StartRecord: fopen Failed, Error:[0x%x].", pstPort->ulPort, ulResult);
-        return ulResult;
     }
-    pstPort->pstReordPort = Player_GetPort(ulRecordPort);
-    if (pstPort->pstReordPort == nullptr) {
-        LOG_ERROR("Port[%03d] Player_StartRecord: Player_AllocPort Failed, Error:[0x%x].", pstPort->ulPort,
-                  static_cast<ULONG_32>(PLAYER_ERR_PORT));
-        return PLAYER_ERR_PORT;
-    }
-    word::Store(pstPort->pstReordPort->bHelper, 1);
-    return PLAYER_ERR_OK;
+    return ulResult;
 }
 
 void FreeRecordPort(PLAEYR_PORT_S *pstPort) {
@@ -96,7 +87,6 @@ void FreeRecordPort(PLAEYR_PORT_S *pstPort) {
     if (pstRecord == nullptr) {
         return;
     }
-    word::Store(pstRecord->bHelper, 0);
     Port_Release(pstRecord);
     pstPort->pstReordPort = nullptr;
 }

@@ -185,10 +185,7 @@ void ReportSnatch(PLAEYR_PORT_S *pstPort, ULONG_32 ulSnatchResult) {
     }
 }
 
-}  // namespace
-
-ULONG_32 Player_NormalSnatchOnce(ULONG_32 ulPort, CHAR *pcFileName, ULONG_32 ulPicFormat) {
-    PLAYER_GET_PORT(pstPort, ulPort);
+ULONG_32 Snatch(PLAEYR_PORT_S *pstPort, CHAR *pcFileName, ULONG_32 ulPicFormat) {
     PICTURE_COPY_S stCopy;
     if (PortCodec_UsesGpu(pstPort, word::Load(pstPort->lVideoCodecID))) {
         return RefuseGpuPicture(pstPort, &stCopy);
@@ -197,16 +194,24 @@ ULONG_32 Player_NormalSnatchOnce(ULONG_32 ulPort, CHAR *pcFileName, ULONG_32 ulP
     return ulResult == PLAYER_ERR_OK ? SavePicture(pstPort, pcFileName, ulPicFormat, &stCopy.stData) : ulResult;
 }
 
-ULONG_32 Player_SnatchOnce(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat) {
-    PLAYER_GET_PORT(pstPort, ulPort);
-    if (pcFileName == nullptr) {
-        return PLAYER_ERR_PARAM;
-    }
+ULONG_32 SnatchInTurn(PLAEYR_PORT_S *pstPort, const CHAR *pcFileName, ULONG_32 ulPicFormat) {
     // Both savers cut the same text, so that "pic.bmp" saved in both formats gives pic.bmp and pic.jpg.
     CHAR acName[PATH_MAX];
     snprintf(acName, sizeof(acName), "%s", pcFileName);
     const CMutexGuard oLock(&pstPort->stSnatchInfo.stMutex);
-    return Player_NormalSnatchOnce(ulPort, acName, ulPicFormat);
+    return Snatch(pstPort, acName, ulPicFormat);
+}
+
+}  // namespace
+
+ULONG_32 Player_NormalSnatchOnce(ULONG_32 ulPort, CHAR *pcFileName, ULONG_32 ulPicFormat) {
+    PLAYER_GET_PORT(pstPort, ulPort);
+    return Snatch(pstPort, pcFileName, ulPicFormat);
+}
+
+ULONG_32 Player_SnatchOnce(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat) {
+    PLAYER_GET_PORT(pstPort, ulPort);
+    return pcFileName != nullptr ? SnatchInTurn(pstPort, pcFileName, ulPicFormat) : ULONG_32{PLAYER_ERR_PARAM};
 }
 
 ULONG_32 Player_SnatchOnceEx(ULONG_32 ulPort, const CHAR *pcFileName, ULONG_32 ulPicFormat, BOOL_T bAsync) {
@@ -231,8 +236,8 @@ void *__SnatchThreadEntry(void *pParam) {
     }
     PortThread_Begin(pstPort, nullptr);  // a call from its log lines must not wait for the close that waits for it
     LOG_INFO("Port[%03d] Start __SnatchThreadEntry Thread Succeed.", pstPort->ulPort);
-    ReportSnatch(pstPort, Player_SnatchOnce(pstPort->ulPort, pstPort->stSnatchInfo.pcFileName,
-                                            pstPort->stSnatchInfo.ulPicFormat));
+    // By record, not by number: a port that is being freed is out of the table, and waits for this thread.
+    ReportSnatch(pstPort, SnatchInTurn(pstPort, pstPort->stSnatchInfo.pcFileName, pstPort->stSnatchInfo.ulPicFormat));
     word::StoreRelease(pstPort->stSnatchInfo.bSnatchFinish, 1);
     return nullptr;
 }

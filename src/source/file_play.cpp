@@ -10,6 +10,7 @@
 #include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
+#include "port/port_hold.h"
 #include "port/port_lock.h"
 #include "port/port_state.h"
 #include "source/free_port.h"
@@ -110,18 +111,15 @@ ULONG_32 AddAdtsHead(PLAEYR_PORT_S *pstPort, const FILE_FRAME_INFO_S &stInfo) {
 
 /* ---- times ---- */
 
-/** The table's lock keeps the record from being freed; no other lock is needed for words. */
 ULONG_32 PlayTimeOfEntry(PLAYBACK_PLAY_TIME *pstEntry) {
-    {
-        const CMutexGuard oGuard(&gstPortMutexLock);
-        const PLAEYR_PORT_S *pstPort = Player_GetPort(pstEntry->ulPort);
-        if (pstPort != nullptr) {
-            pstEntry->ulPlayTime = IsFilePort(pstPort) ? word::Load(pstPort->ulFilePlayTime) : Stream_PlayTime(pstPort);
-            return PLAYER_ERR_OK;
-        }
+    const CPortHold oHold(pstEntry->ulPort);
+    const PLAEYR_PORT_S *pstPort = oHold.Port();
+    if (pstPort == nullptr) {
+        LOG_ERROR("Get port[%d] Failed.", pstEntry->ulPort);
+        return PLAYER_ERR_PORT;
     }
-    LOG_ERROR("Get port[%d] Failed.", pstEntry->ulPort);
-    return PLAYER_ERR_PORT;
+    pstEntry->ulPlayTime = IsFilePort(pstPort) ? word::Load(pstPort->ulFilePlayTime) : Stream_PlayTime(pstPort);
+    return PLAYER_ERR_OK;
 }
 
 }  // namespace

@@ -14,7 +14,7 @@
 
 namespace {
 
-/** What a port without an open source may still run: a recording or a window without a stream, a snapshot. */
+/** What a port without an open source may still run: a recording or a window without a stream. */
 void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bStartRecord)) {
         Player_StopRecord(pstPort->ulPort);
@@ -24,7 +24,6 @@ void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bStartVideo)) {
         Player_StopPlay(pstPort->ulPort);
     }
-    QLOM_SDK_thr_join(pstPort->hSnatchThread);
     QUEUE_CleanupOffScreenBufferQueue(&pstPort->stOffScreenQueue);
 }
 
@@ -49,10 +48,6 @@ ULONG_32 Player_FreePort(ULONG_32 ulPort) {
     }
     if (PortThread_IsOwn(ulPort)) {
         LOG_ERROR("Port[%03d] Player_FreePort Failed, Called In A Callback Of The Port.", ulPort);
-        return PLAYER_ERR_FAILED;
-    }
-    if (word::Load(pstPort->bHelper)) {
-        LOG_ERROR("Port[%03d] Player_FreePort Failed, The Port Belongs To A Recording.", ulPort);
         return PLAYER_ERR_FAILED;
     }
     const SOURCE_KIND_S &stKind = SourceKind_Of(pstPort);

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <optional>
 
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
@@ -66,8 +67,12 @@ ULONG_32 AddWithPatience(PLAEYR_PORT_S *pstPort, PACKET_BUFFER_QUEUE_S *pstQueue
                          ULONG_32 ulDataLen, const BOOL_T *pbWhile) {
     CHAR *pcData = const_cast<CHAR *>(reinterpret_cast<const CHAR *>(pucData));
     ULONG_32 ulTimes = 0;
+    std::optional<CPortWaiter> oWaiter;
     return Stream_AddPacket(pstPort, pstQueue, pcData, ulDataLen, [&] {
-        return ulTimes++ < ROOM_WAIT_TIMES && !PortLock_IsClosing(pstPort->ulPort) &&
+        if (!oWaiter.has_value()) {
+            oWaiter.emplace(CPortWaiter::WAIT_PIPELINE, pstPort->ulPort, PortThread_Innermost());
+        }
+        return ulTimes++ < ROOM_WAIT_TIMES && !PortLock_IsClosing(pstPort->ulPort) && !PortThread_MustGiveUp() &&
                (pbWhile == nullptr || word::Load(*pbWhile));
     });
 }

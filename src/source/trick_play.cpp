@@ -111,7 +111,7 @@ void SetFramesOf(PLAEYR_PORT_S *pstPort, const SPEED_ROW_S &stRow) {
 bool IsStepOver(const PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulFrameCtrl = word::Load(pstPort->ulFrameCtrl);
     return word::LoadAcquire(pstPort->bCtrlSucc) == 1 || !word::Load(pstPort->bStartRecv) ||
-           PortLock_IsClosing(pstPort->ulPort) ||
+           PortLock_IsClosing(pstPort->ulPort) || PortThread_MustGiveUp() ||
            (ulFrameCtrl != FRAME_CTRL_AFRAME_GO && ulFrameCtrl != FRAME_CTRL_PAUSE);
 }
 
@@ -188,13 +188,17 @@ ULONG_32 Player_AFrameGo(ULONG_32 ulPort) {
         LOG_ERROR("Port[%03d] Player_AFrameGo Failed, Called In A Callback Of The Port.", ulPort);
         return PLAYER_ERR_FAILED;
     }
+    CPortWaiter oWaiter(CPortWaiter::WAIT_PIPELINE, ulPort, PortThread_Innermost());
+    if (oWaiter.LeadsBack()) {
+        return PLAYER_ERR_PARAM;  // the play thread waits for this very thread
+    }
     // In this order: the play thread must not end the step before it is marked as pending.
     word::Store(pstPort->bCtrlSucc, 0);
     word::StoreRelease(pstPort->ulFrameCtrl, FRAME_CTRL_AFRAME_GO);
     Wake_Signal(&pstPort->stControlWake);
     WaitForStep(pstPort);
-    const bool bClosing =
-        word::Load(pstPort->bCtrlSucc) == 0 && (PortLock_IsClosing(ulPort) || !word::Load(pstPort->bStartRecv));
+    const bool bClosing = word::Load(pstPort->bCtrlSucc) == 0 &&
+                          (PortLock_IsClosing(ulPort) || PortThread_MustGiveUp() || !word::Load(pstPort->bStartRecv));
     word::Store(pstPort->bCtrlSucc, 1);
     return bClosing ? PLAYER_ERR_FAILED : PLAYER_ERR_OK;
 }

@@ -107,10 +107,11 @@ TEST_F(Callbacks, AreTurnedAwayWhileAnotherThreadCloses) {
     port.onPicture = [&] {
         inside = true;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        LONG_32 rate = 0;
-        if (!Zelvane_GetFrameRate(port.Number(), &rate)) {
+        if (!Zelvane_SetPictureFluency(port.Number(), 1)) {
             error = Zelvane_GetLastError();
         }
+        LONG_32 rate = 0;
+        EXPECT_TRUE(Zelvane_GetFrameRate(port.Number(), &rate)) << "a getter waits for nobody";
     };
     port.PushAll({CameraPackets().begin(), CameraPackets().begin() + 100});
     ASSERT_TRUE(WaitUntil([&] { return inside.load(); }));

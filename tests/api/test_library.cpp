@@ -23,6 +23,8 @@ TEST(LibraryLife, CountsItsUsers) {
     Zelvane_Cleanup();
     Zelvane_Cleanup();
     EXPECT_EQ(Zelvane_GetInitCount(), 0U) << "a cleanup too many changes nothing";
+    EXPECT_FALSE(Zelvane_AllocPort(&port)) << "the library is off";
+    EXPECT_EQ(Zelvane_GetLastError(), static_cast<ULONG_32>(PLAYER_ERR_PARAM));
     ASSERT_TRUE(Zelvane_Init());
 }
 
@@ -137,6 +139,13 @@ TEST(Settings, LimitsAndOddities) {
     EXPECT_TRUE(Zelvane_SetMaxDecChlNum(256));
     EXPECT_FALSE(Zelvane_AbleGpuDecode(1));
     EXPECT_TRUE(Zelvane_AbleGpuDecode(0));
+
+    EXPECT_TRUE(Zelvane_SetDeinterlaceMode(port, 1, static_cast<PLAYER_DEINTERLACEMODE_E>(9))) << "stored as it is";
+    EXPECT_TRUE(Zelvane_SetPlaySoundChannel(port, 77));
+    PLAYER_RECORD_FILES_NAME_INFO_S files = {5, nullptr};
+    EXPECT_FALSE(Zelvane_GetRecordFiles(port, static_cast<PLAYER_RECORD_GET_FILENAME_POS_E>(7), &files))
+        << "no list yet";
+    EXPECT_EQ(files.ulFileCount, 5U);
 
     LONG_32 volume = 0;
     ASSERT_TRUE(Zelvane_SetSoundQuietStatus(port, 1));

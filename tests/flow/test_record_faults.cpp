@@ -85,7 +85,7 @@ TEST_F(RecordControl, LimitsStatusAndListAnswerAsTold) {
     const PLAEYR_PORT_S *helper = record->pstReordPort;
     const ULONG_32 helperNumber = helper->ulPort;
     Zelvane_FreePort(helperNumber);
-    EXPECT_EQ(Player_GetPort(helperNumber), helper) << "the recording's port is not the client's to free";
+    EXPECT_EQ(helper->ulPort, helperNumber) << "the recording's port is not the client's to free";
     port.Stop();
     EXPECT_EQ(Player_GetPort(helperNumber), nullptr);
     for (const auto &[order, name] :

@@ -6,17 +6,23 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "output/audioplay.h"
 #include "support/client.h"
+#include "support/elapsed.h"
 #include "support/temp_dir.h"
 
 namespace {
 
-SDL_AudioSpec lastSpec;        // what the library last asked SDL for
+SDL_AudioSpec lastSpec;  // what the library last asked SDL for; to be looked at once it plays
+std::atomic<SDL_AudioCallback> lastCallback;
 std::atomic<bool> holdDevice;  // open the device but leave it paused, so that a test plays the device itself
+std::atomic<int> opens;
+std::atomic<int> closingTime;  // milliseconds more than it takes
 
 template <class F>
 F Real(F, const char *pcName) {
@@ -27,10 +33,16 @@ F Real(F, const char *pcName) {
 
 extern "C" __attribute__((visibility("default"))) int SDL_OpenAudio(SDL_AudioSpec *pWanted, SDL_AudioSpec *pGot) {
     lastSpec = *pWanted;
+    lastCallback = pWanted->callback;
+    opens++;
     return Real(SDL_OpenAudio, "SDL_OpenAudio")(pWanted, pGot);
 }
 extern "C" __attribute__((visibility("default"))) void SDL_PauseAudio(int iPause) {
     Real(SDL_PauseAudio, "SDL_PauseAudio")(iPause || holdDevice);
+}
+extern "C" __attribute__((visibility("default"))) void SDL_CloseAudio() {
+    std::this_thread::sleep_for(std::chrono::milliseconds(closingTime));
+    Real(SDL_CloseAudio, "SDL_CloseAudio")();
 }
 
 namespace {
@@ -49,8 +61,18 @@ class AudioTest : public testing::Test {
     }
     static HANDLE Open(LONG_32 lBlock = 320) {
         HANDLE hDevice = Create(8000, 1, lBlock);
-        EXPECT_EQ(0u, Audio_OpenSound(hDevice));
+        Start(hDevice);
         return hDevice;
+    }
+    /** Opens, and waits for the device, which may come later, until it plays. */
+    static void Start(HANDLE hDevice) {
+        EXPECT_EQ(0u, Audio_OpenSound(hDevice));
+        EXPECT_TRUE(support::WaitUntil([&] {
+            Push(hDevice, 9, 2);
+            return lastCallback.load() != nullptr && Hear(2)[0] == 9;
+        }));
+        while (Hear(2)[0] != 0) {
+        }
     }
     static void Push(HANDLE hDevice, UCHAR ucFill, ULONG_32 ulLen) {
         std::vector<UCHAR> block(ulLen, ucFill);
@@ -59,7 +81,7 @@ class AudioTest : public testing::Test {
     /** One callback of the device. */
     static std::vector<UCHAR> Hear(int iLen) {
         std::vector<UCHAR> heard(iLen, 0xee);
-        lastSpec.callback(nullptr, heard.data(), iLen);
+        lastCallback.load()(nullptr, heard.data(), iLen);
         return heard;
     }
 };
@@ -72,7 +94,7 @@ TEST_F(AudioTest, DeviceIsAskedForInTheBlocksOfTheStream) {
     } const cases[] = {{8000, 1, 320, 1, 160}, {48000, 2, 4096, 2, 1024}, {8000, 0, 320, 1, 160}};
     for (const auto &row : cases) {
         HANDLE hDevice = Create(row.ulRate, row.ulChannels, row.lBlock);
-        ASSERT_EQ(0u, Audio_OpenSound(hDevice));
+        Start(hDevice);
         EXPECT_EQ(static_cast<int>(row.ulRate), lastSpec.freq);
         EXPECT_EQ(0x8010, lastSpec.format);
         EXPECT_EQ(row.iChannels, lastSpec.channels);
@@ -82,18 +104,43 @@ TEST_F(AudioTest, DeviceIsAskedForInTheBlocksOfTheStream) {
     }
 }
 
-TEST_F(AudioTest, OneBlockACallbackAndSilenceWithout) {
+TEST_F(AudioTest, BlocksOfAnyLengthFollowEachOtherAndSilenceThem) {
     HANDLE hDevice = Open();
-    Push(hDevice, 1, 640);
-    EXPECT_EQ(std::vector<UCHAR>(320, 1), Hear(320)) << "a block longer than the device's buffer";
-    EXPECT_EQ(std::vector<UCHAR>(320, 0), Hear(320)) << "its rest is not kept";
+    Push(hDevice, 1, 480);
     Push(hDevice, 2, 100);
-    Push(hDevice, 3, 100);
+    EXPECT_EQ(std::vector<UCHAR>(320, 1), Hear(320)) << "a block longer than the device's buffer";
     std::vector<UCHAR> heard = Hear(320);
-    EXPECT_EQ(2, heard[99]);
-    EXPECT_EQ(0, heard[100]) << "two blocks in one callback";
-    EXPECT_EQ(3, Hear(320)[0]);
+    EXPECT_EQ(1, heard[159]) << "its rest";
+    EXPECT_EQ(2, heard[160]);
+    EXPECT_EQ(2, heard[259]);
+    EXPECT_EQ(0, heard[260]) << "silence where the queue ends";
+    EXPECT_EQ(std::vector<UCHAR>(320, 0), Hear(320));
     Audio_DestoryPlayDec(&hDevice);
+    EXPECT_EQ(std::vector<UCHAR>(320, 0), Hear(320)) << "a device that nobody has";
+}
+
+TEST_F(AudioTest, TheDeviceBeneathOutlivesItsTakersWhileTheFormatStays) {
+    HANDLE hDevice = Open();
+    const int iOpens = opens;
+    closingTime = 300;
+    EXPECT_LT(ElapsedMs([&] { Audio_DestoryPlayDec(&hDevice); }), 20 * SANITIZED_SLOWDOWN);
+    EXPECT_LT(ElapsedMs([&] {
+                  hDevice = Create(8000, 1, 640);
+                  Start(hDevice);
+              }),
+              200 * SANITIZED_SLOWDOWN);
+    EXPECT_EQ(iOpens, opens) << "another length of the blocks";
+    Audio_DestoryPlayDec(&hDevice);
+    hDevice = Create(16000, 1, 640);
+    EXPECT_LT(ElapsedMs([&] { EXPECT_EQ(0u, Audio_OpenSound(hDevice)); }), 100 * SANITIZED_SLOWDOWN)
+        << "nobody waits for the other rate's device";
+    Push(hDevice, 5, 640);
+    EXPECT_EQ(0, Hear(320)[0]) << "sound of one rate on a device of another";
+    EXPECT_TRUE(support::WaitUntil([&] { return opens == iOpens + 1 && Hear(320)[0] == 5; }));
+    closingTime = 0;
+    Audio_DestoryPlayDec(&hDevice);
+    auto pfnStatus = reinterpret_cast<decltype(&SDL_GetAudioStatus)>(dlsym(RTLD_DEFAULT, "SDL_GetAudioStatus"));
+    EXPECT_TRUE(support::WaitUntil([&] { return pfnStatus() == SDL_AUDIO_STOPPED; })) << "closed when unused";
 }
 
 TEST_F(AudioTest, EleventhBlockDropsTheFirst) {
@@ -127,7 +174,6 @@ TEST_F(AudioTest, SecondDeviceIsRefusedAndLeavesTheFirstAlone) {
     auto pfnStatus = reinterpret_cast<decltype(&SDL_GetAudioStatus)>(dlsym(RTLD_DEFAULT, "SDL_GetAudioStatus"));
     EXPECT_EQ(SDL_AUDIO_PAUSED, pfnStatus()) << "closed by a port that never had it";
     Audio_DestoryPlayDec(&hFirst);
-    EXPECT_EQ(SDL_AUDIO_STOPPED, pfnStatus());
     hSecond = Open();
     Audio_DestoryPlayDec(&hSecond);
 }
@@ -142,7 +188,8 @@ TEST_F(AudioTest, FileOfTheDeviceHoldsThePushedSound) {
     setenv("SDL_DISKAUDIODELAY", "5", 1);
     holdDevice = false;
     Audio_Init();
-    HANDLE hDevice = Open();
+    HANDLE hDevice = Create(8000, 1, 320);
+    ASSERT_EQ(0u, Audio_OpenSound(hDevice));
     std::string pushed;
     for (int iBlock = 0; iBlock < 8; iBlock++) {  // no more than the queue holds, however late the device is
         std::string block(320, 0);

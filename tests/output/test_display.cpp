@@ -437,6 +437,7 @@ TEST_F(DisplayTest, EveryFailureIsOverWithTheNextPicture) {
     for (const auto &row : cases) {
         SCOPED_TRACE(&row - cases);
         if (row.bResize) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(120));  // windows are not wrapped anew more often
             window.Resize(++uSize, 200);
         }
         row.fail = 1;

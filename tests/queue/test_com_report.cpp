@@ -81,6 +81,24 @@ class Report : public testing::Test {
     }
 };
 
+TEST_F(Report, RingIsClosedFromTheStartOfTheCleanup) {
+    SetHold(true);
+    EXPECT_EQ(0u, Send(1));
+    WaitFor(1);
+    std::thread oCleanup(Report_Cleanup);
+    REPORT_MSG_S stMsg = {};
+    ULONG_32 ulResult = 0;
+    for (int i = 0; i < 250 && ulResult == 0; i++) {  // it may take the other thread a while to begin
+        std::this_thread::sleep_for(milliseconds(1));
+        ulResult = Report_SendMsg(3, &stMsg);
+    }
+    EXPECT_EQ(static_cast<ULONG_32>(PLAYER_ERR_PARAM), ulResult);
+    SetHold(false);
+    oCleanup.join();
+    EXPECT_EQ(static_cast<ULONG_32>(PLAYER_ERR_PARAM), Report_SendMsg(3, &stMsg));
+    ASSERT_EQ(0u, Report_Init());
+}
+
 TEST_F(Report, EventsComeInOrderOnOneThreadToTheClientFirst) {
     Report_ManageSetReportCallBack(Callback<true>);
     EXPECT_EQ(0u, Send(50, 15));
