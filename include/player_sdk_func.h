@@ -338,7 +338,7 @@ ZELVANE_API BOOL_T Zelvane_GetPlayTimeEx(ULONG_32 ulPortNum, PLAYBACK_PLAY_TIME 
 
 /**
  * Time of day at which an MP4 recording of this library starts. Sets no last error.
- * @param pcFileName       path
+ * @param pcFileName       path; a named pipe is refused
  * @param[out] pulRealTime seconds since local midnight; 0 when the file does not say
  * @return 1; or 0
  */
