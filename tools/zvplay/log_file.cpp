@@ -20,6 +20,7 @@ std::atomic<bool> sound_failed{false};
 std::atomic<bool> stream_ended{false};
 std::atomic<unsigned> not_descrambled{0};
 std::atomic<bool> codecs_missing{false};
+std::string not_taken;  // guarded by `mutex`
 std::atomic<const char *> record_trouble{""};
 
 /** Lines about a recording that failed, and what they mean. */
@@ -45,6 +46,8 @@ void TakeLine(ULONG_32 level, ULONG_32, ULONG_32, const CHAR *source, ULONG_32 l
     if (std::strstr(text, "NetRecv Thread: NET_RecvPacket Failed") != nullptr) stream_ended.store(true);
     if (std::strstr(text, "Player_PrepareFrame Failed") != nullptr) not_descrambled.fetch_add(1);
     const std::lock_guard<std::mutex> guard(mutex);
+    const char *form = std::strstr(text, "Not Taken: ");
+    if (form != nullptr && not_taken.empty()) not_taken = form + std::strlen("Not Taken: ");
     if (file == nullptr) return;
     timeval now = {};
     tm parts = {};
@@ -74,6 +77,11 @@ bool OpenLog(const std::string &path, Failure *failure) {
 }
 
 bool SoundFailed() { return sound_failed.load(std::memory_order_relaxed); }
+
+std::string NotTaken() {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return not_taken;
+}
 
 bool CodecsMissing() { return codecs_missing.load(); }
 

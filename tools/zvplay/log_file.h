@@ -22,6 +22,9 @@ bool SoundFailed();
 /** Whether the log said that the library of the codecs is missing. */
 bool CodecsMissing();
 
+/** What the log said first of forms that the library does not take; empty for nothing. */
+std::string NotTaken();
+
 /** What the log said of the recording that the library tells nowhere else, in words; empty for nothing. */
 const char *RecordTrouble();
 

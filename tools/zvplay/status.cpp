@@ -72,6 +72,12 @@ std::string Alarm(const PlayState &state) {
     return (state.paused ? "PAUSED  " : "") + (state.record.empty() ? "" : state.record + "  ");
 }
 
+/** "  NOT TAKEN: what", of a stream that is black or silent for it. */
+std::string Missing() {
+    const std::string form = NotTaken();
+    return form.empty() ? "" : "  NOT TAKEN: " + form;
+}
+
 size_t TerminalWidth() {
     winsize size = {};
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
@@ -106,7 +112,7 @@ void Status::Live(const Figures &figures, const PlayState &state) {
         pictures_ = figures.pictures;
         position_ = state.position;
     }
-    std::string line = Alarm(state) + Time(state.position) + Length(state) + "  " + Picture(figures) +
+    std::string line = Alarm(state) + Time(state.position) + Length(state) + Missing() + "  " + Picture(figures) +
                        Format("  %.0f of %d fps  ", pictures_a_second_, figures.rate) + BitRate(figures.bit_rate) +
                        (state.recording ? "" : Format("  queue %.0f%%  lost %d", figures.fill * 100, figures.lost));
     if (figures.sounds > 0) {
@@ -161,6 +167,9 @@ void Status::Report(const Figures &figures, const PlayState &state, const std::s
     if (!remark.empty()) std::fprintf(stderr, "zvplay: note: %s\n", remark.c_str());
     if (state.talk.dropped > 0) {
         std::fprintf(stderr, "zvplay: note: %u blocks of talk found no way to a camera\n", state.talk.dropped);
+    }
+    if (const std::string form = NotTaken(); !form.empty()) {
+        std::fprintf(stderr, "zvplay: note: the library does not take %s\n", form.c_str());
     }
     if (figures.decode_failures > 0) std::fprintf(stderr, "zvplay: note: the decoder gave up on pictures\n");
     if (NotDescrambled() > 0) {
