@@ -136,7 +136,7 @@ bool CheckResult(const Figures &figures, const PlayState &state, const Plan &pla
         failure->advice = "zvprobe tells what is in the file";
     } else if (figures.frames > 0 && CodecsMissing()) {
         failure->advice = "is libZvCodec.so beside libzelvane.so? The log says more: add --log FILE";
-    } else if (plan.network) {
+    } else if (plan.network && figures.frames == 0) {
         failure->advice = "is the sender running, and does it send to this address?";
     }
     return false;

@@ -60,11 +60,13 @@ std::string TalkJson(const TalkState &talk) {
                   talk.ended ? "ended" : talk.on ? "on" : "off", talk.level, talk.sent, talk.dropped);
 }
 
-/** The members of a line of JSON that tell of recordings. */
+std::string TextOrNull(const std::string &text) { return text.empty() ? "null" : tools::JsonText(text); }
+
+/** The members of a line of JSON that tell of recordings and of what the library does not take. */
 std::string RecordJson(const PlayState &state) {
     const char *record = state.record.empty() ? "off" : state.record == "REC" ? "on" : "failed";
-    const std::string file = state.recorded.empty() ? "null" : tools::JsonText(state.recorded);
-    return Format("\"record\": \"%s\", \"recorded_files\": %u, \"recorded\": ", record, state.recorded_files) + file + ", ";
+    return Format("\"record\": \"%s\", \"recorded_files\": %u, ", record, state.recorded_files) +
+           "\"recorded\": " + TextOrNull(state.recorded) + ", \"not_taken\": " + TextOrNull(NotTaken()) + ", ";
 }
 
 /** "PAUSED  REC  ": what must not be missed stands first, however narrow the terminal is. */
