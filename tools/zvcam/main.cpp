@@ -28,7 +28,6 @@ void TakeSignals(bool held) {
 }
 
 int Main(int argc, char **argv) {
-    TakeSignals();
     Options options;
     Failure failure;
     const auto fail = [&failure] { return tools::PrintFailure("zvcam", failure); };
