@@ -34,6 +34,13 @@
  *
  * Lifetimes. The client owns what it passes in, and the library copies what it keeps, save window handles and callback
  * user values. Pointers given to callbacks hold for the time of the call.
+ *
+ * Log. Some lines tell of success at the level of errors, and some hold a format that was never filled in, as
+ * "Continue:[%d]": other programs read them as they are. Neither is a fault.
+ *
+ * Not taken, and told in the log once a stream by a line that holds "Not Taken: ": datagrams above 10240 bytes; H.265
+ * aggregation packets, and H.265 that begins with key pictures other than IDR_W_RADL (IDR_N_LP, CRA, and what leans on
+ * them); JPEG over RTP with Q 255; several AAC units in a packet.
  */
 #ifndef ZELVANE_PLAYER_SDK_FUNC_H
 #define ZELVANE_PLAYER_SDK_FUNC_H
@@ -185,8 +192,10 @@ ZELVANE_API BOOL_T Zelvane_OpenInputStream(ULONG_32 ulPort, const UCHAR *pucFile
 
 /**
  * Pushes one packet: an RTP packet (RFC 3550; H.264 as RFC 6184, H.265 as RFC 7798, JPEG as RFC 2435, G.711, AAC),
- * MPEG-TS packets of one frame, one JPEG, or one access unit of H.264 or H.265 that begins with a start code of 4
- * bytes. The data are copied.
+ * MPEG-TS packets of one frame, one JPEG, or one access unit of H.264 or H.265. Of an access unit every start code up to
+ * the first slice has 4 bytes; the slices of an H.265 key picture begin with the bytes 26 01, those of other pictures
+ * with 02 01. Of anything else nothing comes. A JPEG of odd width or height is decoded whole; its U and V planes have
+ * half the size, rounded down. The data are copied.
  * @param ulPort     port
  * @param pucDataBuf the packet
  * @param ulDataLen  its bytes; 0 is accepted and does nothing
@@ -354,7 +363,7 @@ ZELVANE_API BOOL_T Zelvane_GetPlayTimeEx(ULONG_32 ulPortNum, PLAYBACK_PLAY_TIME 
 
 /**
  * Time of day at which an MP4 recording of this library starts. Sets no last error.
- * @param pcFileName       path
+ * @param pcFileName       path; a named pipe is refused
  * @param[out] pulRealTime seconds since local midnight; 0 when the file does not say
  * @return 1; or 0
  */
@@ -431,7 +440,8 @@ ZELVANE_API BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime);
 
 /**
  * Starts to record what comes into the port, without decoding it. The file begins with the first key frame that comes
- * from now on. While it is written its name ends in ".temp"; it gets its final name when it is closed.
+ * from now on; one that does not carry its parameter sets gets the newest ones in front, so that no group of pictures
+ * is missing between two files. While it is written its name ends in ".temp"; it gets its final name when it is closed.
  *
  * Run messages of kind PLAYER_RUN_INFO_RECORD_VIDEO tell of PLAYER_RUN_RECORD_ROLLED (a file was finished, the next one
  * follows), PLAYER_ERR_FILE_OPEN (the next one could not be opened), PLAYER_ERR_DISK_FULL and
@@ -522,7 +532,7 @@ ZELVANE_API BOOL_T Zelvane_GetRecordFileSize(ULONG_32 ulPort, DULONG *pulRecordi
  * goes on meanwhile; snapshots of one port take turns.
  * @param ulPort        port that decodes
  * @param pcFileName    where to. The extension of the format is put behind the name unless the name ends in just that:
- *                      "a.jpg" saved as a bitmap becomes "a.jpg.bmp". Missing directories are made
+ *                      "a" saved as JPEG becomes "a.jpg", "a.jpg" saved as a bitmap "a.jpg.bmp". Missing directories are made
  * @param ulPicFormat   PLAYER_PIC_FORMATE_E
  * @param pcFilePostfix not used
  * @return 1; or 0 with PLAYER_ERR_FAILED (no picture yet, or the file can't be made), PLAYER_ERR_PARAM (null name,
@@ -661,6 +671,11 @@ ZELVANE_API BOOL_T Zelvane_SetOneFrameDecodeMode(ULONG_32 ulPort);
 /**
  * Shows the port's pictures in a window of the client's. May come before or after the open call. A window serves one
  * port at a time. Its size is followed.
+ *
+ * The library uses an X connection of its own, so the window has to exist on the server before the call: after
+ * XCreateWindow() an XSync(). Of SDL2 it is info.x11.window of SDL_GetWindowWMInfo(), of GTK 3 GDK_WINDOW_XID() of a
+ * realised widget's window, of Qt QWidget::winId(); a child window of a toolkit needs its flush or sync as well
+ * (gdk_display_sync(), QGuiApplication::sync()), and on Wayland the toolkit's X11 backend.
  * @param ulPort port
  * @param hWnd   X11 window id, cast to a pointer
  * @return 1, also if it plays already; or 0 with PLAYER_ERR_DISPLAY_CREATE (null, in use, or not there: the server must

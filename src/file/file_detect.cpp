@@ -14,15 +14,14 @@ const size_t STREAM_BUFFER_SIZE = 256 * 1024; /**< reads are small and in order:
 
 /* ---- the file itself ---- */
 
-/** A pipe is no file to move in, and to open one waits for a writer that may never come. */
 bool IsPipe(const CHAR *pcFileName) {
     struct stat stStat;
     return pcFileName != nullptr && stat(pcFileName, &stStat) == 0 && S_ISFIFO(stStat.st_mode);
 }
 
 ULONG_32 OpenStream(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo) {
-    ULONG_32 ulError = PLAYER_ERR_NOT_SUPPORT;
-    pstFileInfo->pFile = IsPipe(pcFileName) ? nullptr : WYK_FileOpen(pcFileName, "rb", &ulError);
+    ULONG_32 ulError = PLAYER_ERR_OK;
+    pstFileInfo->pFile = File_OpenForReading(pcFileName, &ulError);
     if (pstFileInfo->pFile == nullptr) {
         LOG_ERROR("File_CreateFileParser Failed, Fopen Failed, Error[0x%x].", ulError);
         return PLAYER_ERR_FILE_OPEN;
@@ -86,6 +85,11 @@ void ReleaseParts(FILE_INFO_S *pstFileInfo) {
 }
 
 }  // namespace
+
+FILE *File_OpenForReading(const CHAR *pcFileName, ULONG_32 *pulError) {
+    *pulError = PLAYER_ERR_NOT_SUPPORT;
+    return IsPipe(pcFileName) ? nullptr : WYK_FileOpen(pcFileName, "rb", pulError);
+}
 
 UCHAR *File_AllocFrameBuffer() {
     UCHAR *pucBuffer = static_cast<UCHAR *>(calloc(1, VIDEO_FRAME_BUFFER_SIZE));

@@ -79,6 +79,14 @@ extern "C" {
 /* ---- open and release ------------------------------------------------------------------------------------------ */
 
 /**
+ * Opens a file for reading. A named pipe is refused: it can't be moved in, and to open it waits for a writer that may
+ * never come.
+ * @param pulError receives the code, and 0 with a file
+ * @return the file, or null
+ */
+FILE *File_OpenForReading(const CHAR *pcFileName, ULONG_32 *pulError);
+
+/**
  * Opens a file, finds out what it is (MP4, then TS, AVI, KRDF), makes its parser and fills in the properties.
  * @param pcFileName  path
  * @param pstFileInfo zeroed record, but for dulFileStartPos and dulFileEndPos, and for ulPreIFrameTime and

@@ -132,7 +132,8 @@ MODULE_API BOOL_T NET_IsIPV6(CHAR *pcURL);
  * takes datagrams from anyone; with a multicast address as the remote one the socket stays unbound and no group is
  * joined, so that nothing arrives in this version.
  * @param pcLocalIP     local address, UDP only; null, empty or zero for any
- * @param pcRemoteIP    remote address in figures; a host name is refused
+ * @param pcRemoteIP    remote address in figures; a host name is refused, and what looks like IPv6 to NET_IsIPV6() and
+ *                      is none to inet_pton() fails as a connection would
  * @param ulTransProtl  PLAYER_PROTOCOL_E; 2 and 3 give an empty record and success
  * @param pstSocketInfo filled in; the socket is the caller's, for NET_DestoryRecvSocket()
  * @return 0; 2 bad address or transport; 4 no socket, bind or connection, stSocket then being -1

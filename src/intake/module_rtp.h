@@ -70,6 +70,16 @@ typedef struct tagRtpPacketInfoS {
     UCHAR ucMarker;                   /**< the marker bit as it came */
 } RTP_PACKET_INFO_S;
 
+/** What a stream may hold that is not taken: without a line in the log it would be black for no reason. */
+typedef enum tagRtpFormE {
+    RTP_FORM_H265_AGGREGATE = 1, /**< an aggregation packet */
+    RTP_FORM_H265_KEY = 2,       /**< a key picture that is none here, before one that is */
+    RTP_FORM_H265_TAKEN_KEY = 4, /**< a key picture that is one here: the others do no harm */
+    RTP_FORM_JPEG_Q255 = 8,      /**< JPEG whose tables come in packets that are not read */
+    RTP_FORM_AAC_UNITS = 16,     /**< several AAC units in a packet */
+    RTP_FORM_SHORT_CODE = 32     /**< of a pushed byte stream: start codes of 3 bytes behind one of 4 */
+} RTP_FORM_E;
+
 /** Assembly of one stream: a port has one for video and one for audio and data. All zero is the start state. */
 typedef struct tagRTPStreamInfoS {
     USHORT ausSequenceNumber[PLAYER_PAYLOAD_MAX_NUM]; /**< last number by PLAYER_PAYLOAD_E; 0: none yet */
@@ -89,6 +99,7 @@ typedef struct tagRTPStreamInfoS {
     USHORT usSequenceNumberPre;          /**< number of the previous packet */
     UCHAR ucReserved[2];                 /**< unused */
     RTP_RESERVED_INFO_S stReservedInfo;  /**< private data */
+    UCHAR ucForms;                       /**< forms met that are not taken, each told in the log once: RTP_FORM_E */
 } RTP_STREAM_INFO_S;
 
 /** State of the packetiser. */

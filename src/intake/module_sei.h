@@ -14,6 +14,8 @@
  * | 5     | 5     | subtyped       |   | 36      | scramble key           |
  * |       |       |                |   | 37      | file key               |
  *
+ * Of the analytics messages of one frame each is what its own subtype says: rules behind a result are rules.
+ *
  * A record belongs to the thread that calls with it. No message is read past the buffer it stands in.
  */
 #ifndef ZELVANE_INTAKE_MODULE_SEI_H

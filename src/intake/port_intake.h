@@ -27,6 +27,7 @@ typedef struct tagPortIntakeS {
     NET_INFO_S stNetInfo;            /**< socket of a network stream; net thread */
     CHAR *pcRecvDataAddr;            /**< what the net thread received; over TCP one frame with its head */
     ULONG_32 ulRecvDataLen;          /**< bytes in it */
+    BOOL_T bCutTold;                 /**< the log has told of datagrams larger than the buffer; net thread */
     CHAR *pcRecvDataTmpAddr;         /**< over TCP, what came behind that frame */
     ULONG_32 ulRecvDataTmpLen;       /**< bytes in it */
     CHAR *pcFrameDataAddr;           /**< frame assembly for video, VIDEO_FRAME_BUFFER_SIZE; decode thread */

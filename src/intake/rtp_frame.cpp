@@ -144,6 +144,37 @@ ULONG_32 UnknownNalType() {
     return PLAYER_ERR_UNKNOWN_STREAM;
 }
 
+/** Tells the one who wonders why nothing is seen or heard, once a stream. */
+void TellForm(RTP_STREAM_INFO_S *pstStream, RTP_FORM_E enForm, const char *pcWhat) {
+    if ((pstStream->ucForms & enForm) == 0) [[unlikely]] {
+        pstStream->ucForms = static_cast<UCHAR>(pstStream->ucForms | enForm);
+        LOG_WARN("Not Taken: %s.", pcWhat);
+    }
+}
+
+/** RFC 7798, 4.4.2: type 48. Of the key pictures (16 to 21) IDR_W_RADL, 19, alone begins a group here. */
+void NoteFormH265(const RTP_PACKET_INFO_S *pstPacket, RTP_STREAM_INFO_S *pstStream) {
+    const UCHAR AGGREGATE = 48;
+    const UCHAR KEY_FIRST = 16;
+    const UCHAR KEY_LAST = 21;
+    const UCHAR KEY_TAKEN = 19;
+    if (pstPacket->ucESType == AGGREGATE) {
+        TellForm(pstStream, RTP_FORM_H265_AGGREGATE, "H.265 Aggregation Packets, Send Single Units And Fragments");
+    } else if (pstPacket->ucESType == KEY_TAKEN) {
+        pstStream->ucForms |= RTP_FORM_H265_TAKEN_KEY;
+    } else if (pstPacket->ucESType >= KEY_FIRST && pstPacket->ucESType <= KEY_LAST &&
+               (pstStream->ucForms & RTP_FORM_H265_TAKEN_KEY) == 0) {
+        TellForm(pstStream, RTP_FORM_H265_KEY, "H.265 Key Pictures Other Than IDR_W_RADL As The Start Of A Stream");
+    }
+}
+
+/** RFC 3640, 3.2.1: the bits of the unit heads, 16 a unit, stand in front of them. */
+void NoteFormAac(const UCHAR *pucPacket, ULONG_32 ulAt, RTP_STREAM_INFO_S *pstStream) {
+    if (rtp::Be16(pucPacket + ulAt) > 16) {
+        TellForm(pstStream, RTP_FORM_AAC_UNITS, "Several AAC Units In A Packet, Send One");
+    }
+}
+
 /** ADTS header (ISO/IEC 13818-7, 6.2) of a frame of ulLen bytes, header included. */
 void WriteAdtsHead(const RTP_AUDIO_INFO_S &stInfo, ULONG_32 ulLen, UCHAR *pucTo) {
     ULONG_32 ulChannels = stInfo.ucChannelNum;
@@ -195,6 +226,7 @@ ULONG_32 RTP_SpellFrameH264(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PA
 
 ULONG_32 RTP_SpellFrameH265(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PACKET_INFO_S *pstPacket,
                             RTP_STREAM_INFO_S *pstStream) {
+    NoteFormH265(pstPacket, pstStream);
     switch (pstPacket->ucNALType) {
         case rtp::PACK_FU_H265:
             return SpellFuH265(pucPacket, ulPacketLen, pstPacket, pstStream);
@@ -226,7 +258,9 @@ ULONG_32 RTP_SpellFrameNotH264(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP
         LOG_ERROR("RTP_SpellFrameNotH264 Failed, Frame Len Overflow[%d].", static_cast<int>(dulFilled + ulLen));
         return PLAYER_ERR_PARAM;
     }
-    if (bRawAac) {  // at the start of the buffer, also when a frame is in it already
+    if (bRawAac) {
+        NoteFormAac(pucPacket, pstPacket->ucESOffset - AU_HEADER_SIZE, pstStream);
+        // at the start of the buffer, also when a frame is in it already
         WriteAdtsHead(pstPacket->stAudioInfo, ulLen + ADTS_HEAD_SIZE, pstStream->pucFrameData);
     }
     memcpy(pstStream->pucFrameData + dulFilled, pucPacket + pstPacket->ucESOffset, ulLen);
@@ -242,6 +276,9 @@ ULONG_32 RTP_SpellFrameJPEG(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PA
         return PLAYER_ERR_NEED_MORE_DATA;
     }
     bool bFirst = pstPacket->ulJpegOffset == 0 && pstPacket->usJpegWidth != 0 && pstPacket->usJpegHeight != 0;
+    if (bFirst && pstPacket->ulQ == 255) {
+        TellForm(pstStream, RTP_FORM_JPEG_Q255, "JPEG With Q 255, Send A Q Below");
+    }
     if (bFirst && !BeginJpegFrame(pucPacket + ulAt, pstPacket, pstStream)) {
         return PLAYER_ERR_FAILED;
     }

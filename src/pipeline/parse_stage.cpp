@@ -203,6 +203,43 @@ ULONG_32 FindStartCode(const UCHAR *pucData, ULONG_32 ulFrom, ULONG_32 ulLen, UL
     return ulLen;
 }
 
+/** Whether this unit's head belongs to a slice that RecogniseUnit() takes. */
+bool IsTakenSlice(const UCHAR *pucNal) {
+    const LONG_32 lType = pucNal[0] & 0x1F;
+    return ((pucNal[0] == 0x02 || pucNal[0] == 0x26) && pucNal[1] == 0x01) || lType == 1 || lType == 5;
+}
+
+/** Whether a key picture of H.265 (types 16 to 21, base layer) has another head than the one that is taken. */
+bool IsOtherKey(const UCHAR *pucNal) {
+    const LONG_32 lType = pucNal[0] >> 1;
+    return pucNal[1] == 0x01 && pucNal[0] != 0x26 && lType >= 16 && lType <= 21;
+}
+
+void TellForm(PLAEYR_PORT_S *pstPort, RTP_FORM_E enForm, const char *pcWhat) {
+    UCHAR &ucForms = pstPort->stRtpVideoStreamInfo.ucForms;
+    if ((ucForms & enForm) == 0) {
+        ucForms = static_cast<UCHAR>(ucForms | enForm);
+        LOG_WARN("Port[%03d] Not Taken: %s.", pstPort->ulPort, pcWhat);
+    }
+}
+
+/** Tells once a stream why nothing comes of an access unit that was pushed. */
+[[gnu::cold]] void NoteUnknownUnit(const UCHAR *pucData, ULONG_32 ulLen, PLAEYR_PORT_S *pstPort) {
+    const ULONG_32 CODE_LEN = 3;
+    for (ULONG_32 i = FindStartCode(pucData, 0, ulLen, CODE_LEN); i + CODE_LEN + 1 < ulLen;
+         i = FindStartCode(pucData, i + 1, ulLen, CODE_LEN)) {
+        const UCHAR *pucNal = pucData + i + CODE_LEN;
+        if (IsOtherKey(pucNal)) {
+            TellForm(pstPort, RTP_FORM_H265_KEY, "Pushed H.265 Key Pictures Whose Head Is Not 26 01");
+            return;
+        }
+        if (IsTakenSlice(pucNal)) {
+            TellForm(pstPort, RTP_FORM_SHORT_CODE, "Pushed Units With Start Codes Of 3 Bytes Up To The First Slice");
+            return;
+        }
+    }
+}
+
 /** An access unit with start codes of one length: its first telling unit names the coding and the kind of frame. */
 ULONG_32 ParseElementary(CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulCodeLen, PLAEYR_PORT_S *pstPort) {
     UCHAR *pucData = reinterpret_cast<UCHAR *>(pcData);
@@ -221,6 +258,7 @@ ULONG_32 ParseElementary(CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulCodeLen, PLAEY
         }
         ulOffset = FindStartCode(pucData, ulOffset + 1, ulLen, ulCodeLen);
     }
+    NoteUnknownUnit(pucData, ulLen, pstPort);
     return PLAYER_ERR_NEED_MORE_DATA;
 }
 

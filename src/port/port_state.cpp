@@ -17,6 +17,9 @@ void PortState_ResetIntake(PORT_INTAKE_S *pstIntake) {
     pstIntake->stRtpAudioStreamInfo.ulFrameLen = 0;
     pstIntake->stFrameData.pucData = nullptr;
     pstIntake->stFrameData.lDataLen = 0;
+    pstIntake->stRtpVideoStreamInfo.ucForms = 0;
+    pstIntake->stRtpAudioStreamInfo.ucForms = 0;
+    pstIntake->bCutTold = 0;
     pstIntake->bFindRecordHead = 0;
     pstIntake->bNeedIFrame = 1;
 }

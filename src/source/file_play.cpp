@@ -237,7 +237,7 @@ ULONG_32 Player_Mp4GetRealTime(const CHAR *pcFileName, ULONG_32 *pulRealTime) {
     }
     *pulRealTime = 0;
     ULONG_32 ulError = PLAYER_ERR_OK;
-    FILE *pFile = WYK_FileOpen(pcFileName, "rb", &ulError);
+    FILE *pFile = File_OpenForReading(pcFileName, &ulError);
     if (pFile == nullptr) {
         return ulError;
     }

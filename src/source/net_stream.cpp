@@ -186,6 +186,14 @@ void ReportPeerClosed(PLAEYR_PORT_S *pstPort) {
     }
 }
 
+/** A datagram that fills the buffer has lost what lay behind. */
+void NoteCut(PLAEYR_PORT_S *pstPort) {
+    if (pstPort->ulRecvDataLen >= NET_READ_SIZE && !pstPort->bCutTold) {
+        pstPort->bCutTold = 1;
+        LOG_WARN("Port[%03d] Not Taken: Datagrams Above %d Bytes, Which Are Cut.", pstPort->ulPort, NET_READ_SIZE);
+    }
+}
+
 /** False ends the thread. */
 bool ReceiveDatagram(PLAEYR_PORT_S *pstPort, bool bMoreDue, RECEIVED_S *pstReceived) {
     NET_WAIT_S stWait = WaitOf(pstPort);
@@ -193,6 +201,7 @@ bool ReceiveDatagram(PLAEYR_PORT_S *pstPort, bool bMoreDue, RECEIVED_S *pstRecei
     ULONG_32 ulResult =
         NET_RecvPacketWait(&pstPort->stNetInfo, pstPort->pcRecvDataAddr, &pstPort->ulRecvDataLen, stWait);
     if (ulResult == PLAYER_ERR_OK) {
+        NoteCut(pstPort);
         *pstReceived = {pstPort->pcRecvDataAddr, pstPort->ulRecvDataLen};
         return true;
     }

@@ -1,5 +1,6 @@
 // Files made by ffmpeg and by our muxer play frame for frame; pause, speeds, steps, seeks; bad files; quick closes.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
@@ -522,12 +523,16 @@ TEST_F(FilePlay, BadFilesGiveTheirCodesAndLeaveNothingBehind) {
     WriteFile("empty", "");
     WriteFile("text", "hello, this is no film");
     WriteFile("cut", {good.begin(), good.end() - 10});
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    ULONG_32 realTime = 0;
+    EXPECT_FALSE(Zelvane_MP4GetRealTime("pipe", &realTime)) << "and did not wait for a writer";
     const struct {
         const char *name;
         ULONG_32 code;
         const char *line;
     } files[] = {{"missing", 262, "File_CreateFileParser Failed, Fopen Failed, Error[0xd]."},
                  {"", 262, "WYK_FileOpen Failed, File Name Is Empty."},
+                 {"pipe", 262, "File_CreateFileParser Failed, Fopen Failed, Error[0x7]."},
                  {"empty", 7, "Player_OpenMediaFile: File_CreateFileParser Failed, Error:[0x7]."},
                  {"text", 7, "Player_OpenMediaFile: File_CreateFileParser Failed, Error:[0x7]."},
                  {"cut", 2, "MP4_CreateMp4Parser Failed, Box Size OverFlow."}};

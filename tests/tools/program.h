@@ -50,7 +50,8 @@ class Program {
         pid_ = -1;
         return WIFEXITED(state) ? WEXITSTATUS(state) : 1000 + WTERMSIG(state);
     }
-    void Interrupt() const { kill(pid_, SIGINT); }
+    void Interrupt() const { Signal(SIGINT); }
+    void Signal(int number) const { kill(pid_, number); }
     std::string Out() const { return ReadText(output_.At("out")); }
     std::string Err() const { return ReadText(output_.At("err")); }
     /** Where it was called. */

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "common/mapped_file.h"
 #include "support/media.h"
 #include "support/temp_dir.h"
 #include "zvplay/address.h"
@@ -366,4 +367,18 @@ TEST(Options, AreReadOrRefused) {
     }
     Options help;
     EXPECT_TRUE(parse({"--help"}, &help) && help.help);
+}
+
+TEST(MappedFile, ReadsZerosWhereItsFileIsCutMeanwhile) {
+    Scratch folder;
+    const std::string path = folder.Write("a", Buffer(100000, 1));
+    tools::MappedFile file;
+    Failure failure;
+    ASSERT_TRUE(file.Open(path, &failure));
+    EXPECT_FALSE(file.WasCut());
+    std::filesystem::resize_file(path, 4096);
+    size_t sum = 0;
+    for (const uint8_t byte : file.All()) sum += byte;
+    EXPECT_EQ(sum, 4096U);
+    EXPECT_TRUE(file.WasCut());
 }

@@ -11,6 +11,7 @@
 #include "foundations/player_types.h"
 #include "support/file_port.h"
 #include "support/media.h"
+#include "support/rtp_stream.h"
 #include "support/xvfb.h"
 #include "tools/program.h"
 
@@ -135,6 +136,12 @@ TEST(Zvplay, RecordsAndSavesPicturesWithoutAWindow) {
         EXPECT_EQ(probe.Wait(), 0) << probe.Out();
         EXPECT_NE(probe.Out().find("\"frames\": 250"), std::string::npos) << probe.Out();
     }
+    Play file({"--headless", "--fast", "--stats", "json", "--record", folder.At("again.mp4"), MakeMp4(folder)});
+    EXPECT_EQ(file.Wait(), 0) << file.Err();
+    EXPECT_EQ(Last(file.Out(), "recorded"), "\"" + folder.At("again.mp4") + "\"");
+    Program probe("zvprobe", {"--json", folder.At("again.mp4")});
+    EXPECT_EQ(probe.Wait(), 0);
+    EXPECT_NE(probe.Out().find("\"frames\": 250"), std::string::npos) << "from the first frame on" << probe.Out();
     Play broken({"--headless", "--record", "/proc/none/cam", MediaPath("camera.rtp")});
     EXPECT_EQ(broken.Wait(), 6);
     EXPECT_NE(broken.Err().find("the recording does not begin: PLAYER_ERR_FILE_OPEN"), std::string::npos);
@@ -168,11 +175,22 @@ TEST(Zvplay, SaysWhatIsWrongAndLeavesWithItsCode) {
     const Bytes stream = ReadFile(MediaPath("h264_640x360_bf0.264"));
     const std::vector<Span> units = SplitAccessUnits(stream, AV_CODEC_ID_H264);
     folder.Write("headless.264", Span(units[1].data(), static_cast<size_t>(units[25].data() - units[1].data())));
+    Bytes aggregates;  // of H.265, as a capture
+    for (uint8_t i = 1; i < 6; ++i) {
+        const Bytes packet = {0, 20, 0x80, 0x80 | support::RTP_PT_H265, 0, i, 0, 0, 0, i, 0, 0, 0, 1, 48 << 1, 1, 0, 2, 0x40, 1, 0, 0};
+        aggregates.insert(aggregates.end(), packet.begin(), packet.end());
+    }
+    const std::string ts = MakeTs(folder);
     const struct {
         std::vector<std::string> words;
         int code;
         const char *says;
     } cases[] = {
+        {{"--headless", folder.At("none.mp4")}, 2, "No such file"},
+        {{"--headless", folder.Write("empty.ts", Bytes())}, 2, "the file is empty"},
+        {{"--headless", "--fps", "12", ts}, 1, "times of its own"},
+        {{"--headless", "--record", ts, ts}, 1, "this is what is played"},
+        {{"--headless", "--fast", folder.Write("a.rtp", aggregates)}, 5, "does not take H.265 Aggregation Packets"},
         {{"--no", "a"}, 1, "unknown option"},
         {{"--headless", "--speed", "2", MediaPath("camera.rtp")}, 1, "for recordings"},
         {{"--headless", "--start", "60", MakeTs(folder)}, 1, "behind the end"},
@@ -194,17 +212,23 @@ TEST(Zvplay, SaysWhatIsWrongAndLeavesWithItsCode) {
         Play run({word});
         EXPECT_EQ(run.Wait(), 0);
         EXPECT_NE(run.Out(), "");
+        const std::string unheard = std::string(std::getenv("ZELVANE_BUILD")) + "/bin/zvplay " + word;
+        EXPECT_EQ(WEXITSTATUS(std::system((unheard + " >/dev/full 2>&1").c_str())), 4);
     }
 }
 
 TEST(Zvplay, EndsInOrderWhenInterrupted) {
     Scratch folder;
-    Play run({"--headless", "--stats", "json", "--log", folder.At("log"), MediaPath("camera.rtp")});
-    ASSERT_TRUE(Soon([&] { return !run.Out().empty(); }));
-    run.Interrupt();
-    EXPECT_EQ(run.Wait(), 0);
-    EXPECT_EQ(Last(run.Out(), "end"), "true");
-    EXPECT_NE(ReadText(folder.At("log")).find("Call Zelvane_Cleanup Success."), std::string::npos);
+    for (const int signal : {SIGINT, SIGHUP}) {
+        Play run({"--headless", "--stats", "json", "--log", folder.At("log"), "--record", folder.At("cam.mp4"),
+                  MediaPath("camera.rtp")});
+        ASSERT_TRUE(Soon([&] { return !run.Out().empty(); }));
+        run.Signal(signal);
+        EXPECT_EQ(run.Wait(), 0);
+        EXPECT_EQ(Last(run.Out(), "end"), "true");
+        EXPECT_NE(ReadText(folder.At("log")).find("Call Zelvane_Cleanup Success."), std::string::npos);
+        EXPECT_TRUE(std::filesystem::remove(folder.At("cam.mp4"))) << "the recording has its name";
+    }
 }
 
 // ---- the window

@@ -158,6 +158,14 @@ TEST(Zvprobe, ReadsARecordersTransportStreamAndFindsItsFaults) {
              for (size_t at = 1; at < ts.size(); at += kPacket) ts[at] &= 0xDF;
          }),
          "no_frame_ends "},
+        {edit([](Bytes &ts) {  // the clocks that packets carry
+             for (size_t at = 0; at < ts.size(); at += kPacket) {
+                 if ((ts[at + 3] & 0x20) != 0 && ts[at + 4] >= 7 && (ts[at + 5] & 0x10) != 0) {
+                     std::fill_n(ts.begin() + static_cast<ptrdiff_t>(at) + 6, 6, uint8_t(0));
+                 }
+             }
+         }),
+         "no_clock "},
     };
     for (const auto &row : cases) {
         folder.Write("b.ts", row.data);

@@ -9,7 +9,7 @@
 
 namespace tools {
 
-/** Owns the mapping; can be moved, not copied. */
+/** Owns the mapping and the file's descriptor; can be moved, not copied. A file that is cut meanwhile reads as zeros. */
 class MappedFile {
  public:
     MappedFile() = default;
@@ -23,11 +23,15 @@ class MappedFile {
     /** The whole file. */
     Bytes All() const { return {data_, size_}; }
 
+    /** Whether the file is shorter than it was when it was opened: what lay behind its end may have read as zeros. */
+    bool WasCut() const;
+
  private:
     void Close();
 
     const uint8_t *data_ = nullptr;
     size_t size_ = 0;
+    int file_ = -1;
 };
 
 }  // namespace tools

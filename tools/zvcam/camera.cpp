@@ -227,6 +227,7 @@ bool Camera::Run(Failure *failure) {
     Serve();
     for (const std::unique_ptr<Client> &client : clients_) client->End("interrupted");
     RemoveEnded();
+    EndStatus();
     if (media_->Refused()) {
         *failure = {kExitSource, "scrambling stopped: " + media_->Complaint(), ""};
         return false;

@@ -58,6 +58,7 @@ class Camera {
     void Wait();
     Clock::time_point NextEvent(Clock::time_point now) const;
     void Note(const std::string &text) const;
+    void EndStatus();
     void ShowStatus(Clock::time_point now);
 
     const Options options_;
@@ -80,6 +81,7 @@ class Camera {
     bool refusal_noted_ = false;
     bool crowded_ = false;  ///< the system gives no descriptor for another client
     Clock::time_point shown_ = {};
+    bool line_open_ = false;  ///< a status line stands without a line end
     uint64_t shown_bytes_ = 0;
 };
 

@@ -46,8 +46,9 @@ int Main(int argc, char **argv) {
         return tools::FinishReport("zvcam", kExitOk);
     }
     Camera camera(options);
-    if (!camera.Open(&failure)) return Camera::IsInterrupted() ? kExitOk : fail();
-    const bool good = camera.Run(&failure);
+    const bool open = camera.Open(&failure);
+    if (!open && !Camera::IsInterrupted()) return fail();
+    const bool good = !open || camera.Run(&failure);
     std::printf("%s\n", camera.Report().c_str());
     const int reported = tools::FinishReport("zvcam", kExitOk);
     return good ? reported : fail();

@@ -1,8 +1,11 @@
 #include "capture.h"
 
 #include <ctime>
+#include <filesystem>
+#include <system_error>
 #include <thread>
 
+#include "log_file.h"
 #include "record_format.h"
 
 namespace zvplay {
@@ -28,6 +31,26 @@ std::string NameOfNow() {
     return name;
 }
 
+/** "mp4", "ts" or "avi". */
+std::string EndingOf(int format) {
+    const std::string name = kRecordFormats[format].name;
+    return name.substr(0, name.find('-'));
+}
+
+/** The file that comes of a name, as the library makes it of one without a time in it. */
+std::string FileOf(std::string name, int format) {
+    for (const char *ending : {".mp4", ".ts", ".avi"}) {
+        if (EndsWith(name, ending)) {
+            name.resize(name.size() - std::string(ending).size());
+            break;
+        }
+    }
+    return name + "." + EndingOf(format);
+}
+
+/** Why the recording broke off; empty if it did not. */
+std::string Trouble() { return Player::RecordError() != 0 ? Player::RecordErrorText() : RecordTrouble(); }
+
 }  // namespace
 
 bool Capture::Begin(Failure *failure) {
@@ -36,27 +59,45 @@ bool Capture::Begin(Failure *failure) {
 }
 
 bool Capture::Record(const std::string &name, int format, Failure *failure) {
+    if (IsSource(FileOf(name, format))) {
+        *failure = {kExitUsage, name + ": this is what is played", "record into another file"};
+        return false;
+    }
+    ForgetRecordTrouble();
     if (!player_.StartRecording(name, kRecordFormats[format].value, failure)) return false;
     recording_ = name;
+    broken_.clear();
     return true;
+}
+
+/** Whether both are one file, links and detours seen through. */
+bool Capture::IsSource(const std::string &file) const {
+    std::error_code missing;
+    return std::filesystem::equivalent(options_.source, file, missing) && !missing;
 }
 
 void Capture::ToggleRecording() {
     Failure failure;
     if (!recording_.empty()) {
-        StopRecording();
-    } else if (!Record(NameOfNow() + ".mp4", kPlainMp4, &failure)) {
-        Say(failure.what);
+        StopRecording(kRecorderTime);
+        return;
     }
+    const int format = FormatOf(options_);
+    if (!Record(NameOfNow() + "." + EndingOf(format), format, &failure)) Say(failure.what);
 }
 
-void Capture::StopRecording() {
-    std::this_thread::sleep_for(kRecorderTime);
+void Capture::StopRecording(std::chrono::milliseconds wait) {
+    std::this_thread::sleep_for(wait);
     player_.StopRecording();
     recording_.clear();
+    broken_ = Trouble();
     files_ = player_.RecordedFiles();
     first_file_ = player_.FirstRecordedFile();
-    Say("recorded " + player_.LastRecordedFile());
+    Say((broken_.empty() ? "recorded " : "kept ") + player_.LastRecordedFile());
+}
+
+void Capture::Watch() {
+    if (!recording_.empty() && !Trouble().empty()) StopRecording(std::chrono::milliseconds(0));
 }
 
 bool Capture::SnapInto(const std::string &name, Failure *failure) {
@@ -74,11 +115,10 @@ void Capture::Snap() {
 }
 
 bool Capture::End(Failure *failure) {
-    if (!recording_.empty()) StopRecording();
+    if (!recording_.empty()) StopRecording(kRecorderTime);
     if (!options_.snapshot.empty() && !SnapInto(options_.snapshot, failure)) return false;
-    if (options_.record.empty() || Player::RecordError() == 0) return true;
-    *failure = {kExitCapture, "the recording broke off: " + Player::RecordErrorText(),
-                "is the disk full, or the folder gone?"};
+    if (broken_.empty()) return true;
+    *failure = {kExitCapture, "the recording broke off: " + broken_, "is the disk full, or the folder gone?"};
     return false;
 }
 
@@ -87,13 +127,15 @@ void Capture::Say(const std::string &note) {
     noted_ = Clock::now();
 }
 
-std::string Capture::Text() const {
-    std::string text;
+void Capture::Describe(PlayState *state) const {
+    if (!broken_.empty()) state->record = "REC FAILED: " + broken_;
     if (!recording_.empty()) {
-        text = Player::RecordError() == 0 ? "  REC " + recording_ : "  REC FAILED: " + Player::RecordErrorText();
+        state->record = "REC";
+        state->capture = "  " + recording_;
     }
-    if (!note_.empty() && Clock::now() - noted_ < kNoteTime) text += "  " + note_;
-    return text;
+    if (!note_.empty() && Clock::now() - noted_ < kNoteTime) state->capture += "  " + note_;
+    state->recorded = first_file_;
+    state->recorded_files = files_;
 }
 
 std::string Capture::Summary() const {

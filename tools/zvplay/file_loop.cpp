@@ -23,21 +23,20 @@ FileLoop::FileLoop(const Options &options, Player *player, Window *window, Statu
       length_(player->Length()),
       speed_(options.speed),
       loop_(options.loop),
-      seek_at_(Clock::now() - std::chrono::hours(1)) {
-    Begin();
-}
+      seek_at_(Clock::now() - std::chrono::hours(1)) {}
 
 /**
  * The library counts seeks in frames, and key-frame speeds in their rate, which it reads in the first picture: that one
  * comes first when something else than the plain beginning is wanted.
  */
-void FileLoop::Begin() {
+void FileLoop::StepIn() {
+    player_.Halt();
+    player_.Step();
+    for (int i = 0; i < 50 && player_.Rate() <= 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+}
+
+void FileLoop::Start() {
     if (player_.PlaysKrdf()) position_ = player_.Position();  // the open of a record leaves its first groups behind
-    if (options_.start > 0 || speed_ >= kFirstKeySpeed) {
-        player_.Halt();
-        player_.Step();
-        for (int i = 0; i < 50 && player_.Rate() <= 0; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
     if (options_.start > 0) Seek(options_.start);
     player_.SetSpeed(kSpeeds[speed_].value);
 }

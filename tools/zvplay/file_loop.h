@@ -14,13 +14,15 @@ class FileLoop : public PlayLoop {
     std::string Remark() const override;
 
  private:
+    bool StepsFirst() const override { return options_.start > 0 || speed_ >= kFirstKeySpeed; }
+    void StepIn() override;
+    void Start() override;
     bool Advance(Failure *failure) override;
     bool IsOver() override { return over_; }
     int WaitMilliseconds() const override { return 20; }
     void Pause() override;
     void Do(Action action) override;
 
-    void Begin();
     void Seek(double seconds);
     uint32_t Reachable(double seconds);
     void SeekBy(double seconds);

@@ -19,6 +19,21 @@ std::FILE *file = nullptr;
 std::atomic<bool> sound_failed{false};
 std::atomic<bool> stream_ended{false};
 std::atomic<unsigned> not_descrambled{0};
+std::atomic<bool> codecs_missing{false};
+std::string not_taken;  // guarded by `mutex`
+std::atomic<const char *> record_trouble{""};
+
+/** Lines about a recording that failed, and what they mean. */
+const struct {
+    const char *line, *meaning;
+} kRecordTroubles[] = {{"Record: Rename ", "the file could not be given its name"},
+                       {"Call AVI_enc_frame failed", "a frame could not be written"}};
+
+void TakeRecordTrouble(const char *text) {
+    for (const auto &row : kRecordTroubles) {
+        if (std::strstr(text, row.line) != nullptr) record_trouble.store(row.meaning);
+    }
+}
 
 const char *const kLevels[] = {"-", "DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
 
@@ -26,9 +41,13 @@ void TakeLine(ULONG_32 level, ULONG_32, ULONG_32, const CHAR *source, ULONG_32 l
     const bool about_sound = std::strstr(text, "Audio_OpenSound Failed") != nullptr ||
                              std::strstr(text, "Audio_CreatePlayDec Failed") != nullptr;
     if (about_sound) sound_failed.store(true, std::memory_order_relaxed);
+    if (std::strstr(text, "dlopen libZvCodec.so Failed") != nullptr) codecs_missing.store(true);
+    TakeRecordTrouble(text);
     if (std::strstr(text, "NetRecv Thread: NET_RecvPacket Failed") != nullptr) stream_ended.store(true);
     if (std::strstr(text, "Player_PrepareFrame Failed") != nullptr) not_descrambled.fetch_add(1);
     const std::lock_guard<std::mutex> guard(mutex);
+    const char *form = std::strstr(text, "Not Taken: ");
+    if (form != nullptr && not_taken.empty()) not_taken = form + std::strlen("Not Taken: ");
     if (file == nullptr) return;
     timeval now = {};
     tm parts = {};
@@ -58,6 +77,17 @@ bool OpenLog(const std::string &path, Failure *failure) {
 }
 
 bool SoundFailed() { return sound_failed.load(std::memory_order_relaxed); }
+
+std::string NotTaken() {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return not_taken;
+}
+
+bool CodecsMissing() { return codecs_missing.load(); }
+
+const char *RecordTrouble() { return record_trouble.load(); }
+
+void ForgetRecordTrouble() { record_trouble.store(""); }
 
 bool StreamEnded() { return stream_ended.load(); }
 

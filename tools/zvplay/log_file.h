@@ -19,6 +19,18 @@ bool OpenLog(const std::string &path, Failure *failure);
 /** Whether the log said that the sound device could not be opened; the library has no call that tells it. */
 bool SoundFailed();
 
+/** Whether the log said that the library of the codecs is missing. */
+bool CodecsMissing();
+
+/** What the log said first of forms that the library does not take; empty for nothing. */
+std::string NotTaken();
+
+/** What the log said of the recording that the library tells nowhere else, in words; empty for nothing. */
+const char *RecordTrouble();
+
+/** Forgets it, for the next recording. */
+void ForgetRecordTrouble();
+
 /** Whether the log said that the network gives no more: of a TCP stream the library tells it nowhere else. */
 bool StreamEnded();
 

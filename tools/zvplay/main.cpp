@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "address.h"
+#include "common/mapped_file.h"
 #include "failure.h"
 #include "file_loop.h"
 #include "log_file.h"
@@ -28,7 +29,7 @@ namespace {
 
 int Fail(const Failure &failure) { return tools::PrintFailure("zvplay", failure); }
 
-void OnSignal(int) { PlayLoop::Interrupt(); }
+void OnSignal(int signal) { PlayLoop::Interrupt(signal); }
 
 /** What is to be played. */
 struct Plan {
@@ -55,6 +56,16 @@ bool MakeTalkPlan(const Options &options, Plan *plan, Failure *failure) {
     return plan->voice != nullptr;
 }
 
+/** Recordings are opened by the library, but what is no file at all gets the words that captures get. */
+bool CheckRecording(const Options &options, Failure *failure) {
+    if (options.fps > 0) {
+        *failure = {kExitUsage, "--fps is for .264, .265 and JPEG: a recording has times of its own", ""};
+        return false;
+    }
+    tools::MappedFile file;
+    return file.Open(options.source, failure);
+}
+
 /** Finds out what the source is, and opens it as far as that needs no library. */
 bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
     plan->network = IsAddress(options.source);
@@ -68,8 +79,9 @@ bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
     }
     if (!options.talk.empty()) return MakeTalkPlan(options, plan, failure);
     if (plan->network) return true;
-    if (!plan->recording) plan->source = OpenSource(options, failure);
-    return plan->recording || plan->source != nullptr;
+    if (plan->recording) return CheckRecording(options, failure);
+    plan->source = OpenSource(options, failure);
+    return plan->source != nullptr;
 }
 
 bool OpenRecording(const Options &options, Player *player, Failure *failure) {
@@ -122,9 +134,9 @@ bool CheckResult(const Figures &figures, const PlayState &state, const Plan &pla
         failure->advice = "the stream is scrambled, and not for this key; see --rsa-key and --password";
     } else if (plan.recording) {
         failure->advice = "zvprobe tells what is in the file";
-    } else if (figures.frames > 0) {
+    } else if (figures.frames > 0 && CodecsMissing()) {
         failure->advice = "is libZvCodec.so beside libzelvane.so? The log says more: add --log FILE";
-    } else if (plan.network) {
+    } else if (plan.network && figures.frames == 0) {
         failure->advice = "is the sender running, and does it send to this address?";
     }
     return false;
@@ -136,6 +148,8 @@ int Play(const Options &options) {
     // Before the library starts: it leaves handlers alone that are set.
     std::signal(SIGINT, OnSignal);
     std::signal(SIGTERM, OnSignal);
+    std::signal(SIGHUP, OnSignal);
+    std::signal(SIGPIPE, SIG_IGN);
     if (!OpenLog(options.log, &failure) || !MakePlan(options, &plan, &failure)) return Fail(failure);
     std::unique_ptr<Window>
         window;  // made before the player and gone after it: the library draws in it until it closes
@@ -145,7 +159,6 @@ int Play(const Options &options) {
     }
     Player player;
     if (!OpenPort(options, plan, &player, &failure)) return Fail(failure);
-    if (window != nullptr && !player.Show(window->Id(), &failure)) return Fail(failure);
 
     std::unique_ptr<Talk> talk;
     if (!options.talk.empty() && (talk = OpenTalk(options, &plan, player, &failure)) == nullptr) return Fail(failure);
@@ -153,24 +166,27 @@ int Play(const Options &options) {
     const std::unique_ptr<PlayLoop> loop = MakeLoop(options, plan, talk.get(), &player, window.get(), &status);
     const bool played = loop->Run(&failure);
     const Figures figures = player.Read();
-    const PlayState state = loop->State();
+    const PlayState state = loop->FullState();
     talk.reset();
     player.Close();
     CloseLog();
     status.Report(figures, state, loop->Saved(), plan.source != nullptr ? plan.source->Remark() : loop->Remark());
-    return played && CheckResult(figures, state, plan, &failure) ? kExitOk : Fail(failure);
+    if (!played || !CheckResult(figures, state, plan, &failure)) return Fail(failure);
+    return tools::FinishReport("zvplay", kExitOk);
 }
 
 int Main(int argc, char **argv) {
     Options options;
     Failure failure;
     if (!ParseOptions(argc, argv, &options, &failure)) return Fail(failure);
-    if (options.help) return std::fputs(HelpText(), stdout) < 0;
-    if (options.version) {
-        const ULONG_32 version = Zelvane_GetVersion();
-        return std::printf("zvplay, Zelvane %u.%u.%u\n", version & 255, version >> 8 & 255, version >> 16) < 0;
+    if (!options.help && !options.version) return Play(options);
+    const ULONG_32 version = Zelvane_GetVersion();
+    if (options.help) {
+        std::fputs(HelpText(), stdout);
+    } else {
+        std::printf("zvplay, Zelvane %u.%u.%u\n", version & 255, version >> 8 & 255, version >> 16);
     }
-    return Play(options);
+    return tools::FinishReport("zvplay", kExitOk);
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ and of recordings
 A seek goes to the next key frame behind the place; pressed again within a second it counts from there.
 
 exit codes
-  0 played   1 wrong command line   2 source   3 no display   4 library   5 no picture came out   6 not recorded or saved
+  0 played   1 wrong command line   2 source   3 no display   4 library, or the report   5 no picture came out   6 not recorded or saved
 )";
 
 bool Fail(Failure *failure, const std::string &what, const char *advice = "see zvplay --help") {

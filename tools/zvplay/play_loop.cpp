@@ -12,8 +12,8 @@ volatile std::sig_atomic_t interrupted = 0;
 
 }  // namespace
 
-void PlayLoop::Interrupt() {
-    if (interrupted != 0) _exit(128 + SIGINT);  // the library may be waiting for a server
+void PlayLoop::Interrupt(int signal) {
+    if (interrupted != 0 && signal != SIGHUP) _exit(128 + SIGINT);  // the library may be waiting for a server
     interrupted = 1;
 }
 
@@ -24,14 +24,38 @@ PlayLoop::PlayLoop(const Options &options, Player *player, Window *window, Statu
       analytics_(options.analytics),
       window_(window),
       status_(*status),
-      capture_(options, player) {
-    if (window_ != nullptr) player_.SetProportion(proportion_);
+      capture_(options, player) {}
+
+PlayState PlayLoop::FullState() const {
+    PlayState state = State();
+    capture_.Describe(&state);
+    return state;
+}
+
+bool PlayLoop::Show(Failure *failure) {
+    if (window_ == nullptr) return true;
+    if (!player_.Show(window_->Id(), failure)) return false;
+    player_.SetProportion(proportion_);
     if (sound_) player_.SetSound(true);
+    return true;
+}
+
+/** To show a file is to play it: a recording that is to have its first frame begins before that. */
+bool PlayLoop::Begin(Failure *failure) {
     if (analytics_) player_.SetAnalytics(true);
+    if (StepsFirst()) {
+        if (!Show(failure)) return false;
+        StepIn();
+        if (!capture_.Begin(failure)) return false;
+    } else if (!capture_.Begin(failure) || !Show(failure)) {
+        return false;
+    }
+    Start();
+    return true;
 }
 
 bool PlayLoop::Run(Failure *failure) {
-    if (!capture_.Begin(failure)) return false;
+    if (!Begin(failure)) return false;
     Failure late;
     const bool played = Play(failure);
     const bool saved = capture_.End(played ? failure : &late);
@@ -41,6 +65,7 @@ bool PlayLoop::Run(Failure *failure) {
 bool PlayLoop::Play(Failure *failure) {
     while (!quit_ && interrupted == 0) {
         HandleWindow();
+        capture_.Watch();
         if (!Advance(failure)) return false;
         Tell();
         if (IsOver()) break;
@@ -92,16 +117,17 @@ void PlayLoop::Tell() {
     if (now < next_look_ && now < next_second_) return;
     next_look_ = now + std::chrono::milliseconds(200);
     const Figures figures = player_.Read();
-    PlayState state = State();
-    state.capture = capture_.Text();
+    const PlayState state = FullState();
     LearnRate(figures.rate);
     if (window_ != nullptr) {
         window_->FitPicture(figures.width, figures.height);
         window_->SetTitle(options_.source + Status::Mode(state) + " - zvplay");
     }
     status_.Live(figures, state);
+    quit_ = quit_ || status_.IsUnheard();
     if (now < next_second_) return;
     status_.Second(figures, state);
+    quit_ = quit_ || status_.IsUnheard();
     next_second_ += std::chrono::seconds(1);
 }
 

@@ -24,11 +24,14 @@ class PlayLoop {
     /** Plays until the end of the source, the time asked for, `q`, or Interrupt(). @return false with the failure */
     bool Run(Failure *failure);
 
-    /** Ends the loop soon; for signal handlers. Twice ends the process. */
-    static void Interrupt();
+    /** Ends the loop soon; for signal handlers. Twice ends the process, unless the terminal's end is told again. */
+    static void Interrupt(int signal);
 
     /** Where it stands. */
     virtual PlayState State() const = 0;
+
+    /** The same with what is recorded and saved. */
+    PlayState FullState() const;
 
     /** What was saved of the stream, in words. */
     std::string Saved() const { return capture_.Summary(); }
@@ -38,6 +41,13 @@ class PlayLoop {
 
  protected:
     using Clock = std::chrono::steady_clock;
+
+    /** Whether a picture has to come before a recording may begin: a seek needs what that one tells. */
+    virtual bool StepsFirst() const { return false; }
+    virtual void StepIn() {}
+
+    /** Lets flow what waits for it. */
+    virtual void Start() {}
 
     /** Does what is due. @return false with the failure filled */
     virtual bool Advance(Failure *failure) = 0;
@@ -69,6 +79,8 @@ class PlayLoop {
     void Act(Action action);
     void Tell();
 
+    bool Begin(Failure *failure);
+    bool Show(Failure *failure);
     bool Play(Failure *failure);
 
     Window *const window_;

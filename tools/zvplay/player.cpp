@@ -273,6 +273,7 @@ void Player::SetSplit(uint32_t megabytes, uint32_t minutes) {
 }
 
 bool Player::StartRecording(const std::string &name, ULONG_32 format, Failure *failure) {
+    record_error.store(0);
     if (Zelvane_StartRecord(port_, name.c_str(), format, nullptr)) return true;
     *failure = tools::LibraryFailure(name + ": the recording does not begin");
     failure->exit_code = kExitCapture;

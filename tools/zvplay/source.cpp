@@ -103,6 +103,8 @@ SourcePtr OpenRtp(const Options &options, MappedFile file, Failure *failure) {
 }  // namespace
 
 bool IsRecording(const std::string &path) {
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) return false;
     Kind kind = KindByEnding(path);
     MappedFile file;
     Failure ignored;

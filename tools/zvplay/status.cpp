@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 
+#include "common/json_text.h"
 #include "log_file.h"
 
 namespace zvplay {
@@ -58,6 +60,26 @@ std::string TalkJson(const TalkState &talk) {
                   talk.ended ? "ended" : talk.on ? "on" : "off", talk.level, talk.sent, talk.dropped);
 }
 
+std::string TextOrNull(const std::string &text) { return text.empty() ? "null" : tools::JsonText(text); }
+
+/** The members of a line of JSON that tell of recordings and of what the library does not take. */
+std::string RecordJson(const PlayState &state) {
+    const char *record = state.record.empty() ? "off" : state.record == "REC" ? "on" : "failed";
+    return Format("\"record\": \"%s\", \"recorded_files\": %u, ", record, state.recorded_files) +
+           "\"recorded\": " + TextOrNull(state.recorded) + ", \"not_taken\": " + TextOrNull(NotTaken()) + ", ";
+}
+
+/** "PAUSED  REC  ": what must not be missed stands first, however narrow the terminal is. */
+std::string Alarm(const PlayState &state) {
+    return (state.paused ? "PAUSED  " : "") + (state.record.empty() ? "" : state.record + "  ");
+}
+
+/** "  NOT TAKEN: what", of a stream that is black or silent for it. */
+std::string Missing() {
+    const std::string form = NotTaken();
+    return form.empty() ? "" : "  NOT TAKEN: " + form;
+}
+
 size_t TerminalWidth() {
     winsize size = {};
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
@@ -76,7 +98,12 @@ std::string Status::Mode(const PlayState &state) {
     if (state.paused) mode += "  PAUSED";
     if (state.talk.on) mode += "  TALK";
     if (!state.refusal.empty()) mode += "  (" + state.refusal + ")";
+    if (!state.record.empty()) mode += "  " + state.record;
     return mode + state.capture;
+}
+
+void Status::Flush() {
+    if (std::fflush(stdout) != 0 && errno == EPIPE) unheard_ = true;
 }
 
 void Status::Live(const Figures &figures, const PlayState &state) {
@@ -87,7 +114,7 @@ void Status::Live(const Figures &figures, const PlayState &state) {
         pictures_ = figures.pictures;
         position_ = state.position;
     }
-    std::string line = Time(state.position) + Length(state) + "  " + Picture(figures) +
+    std::string line = Alarm(state) + Time(state.position) + Length(state) + Missing() + "  " + Picture(figures) +
                        Format("  %.0f of %d fps  ", pictures_a_second_, figures.rate) + BitRate(figures.bit_rate) +
                        (state.recording ? "" : Format("  queue %.0f%%  lost %d", figures.fill * 100, figures.lost));
     if (figures.sounds > 0) {
@@ -96,12 +123,13 @@ void Status::Live(const Figures &figures, const PlayState &state) {
     }
     if (state.recording && state.speed == kNormalSpeed) line += "  1x";
     PlayState still = state;
-    still.talk.on = false;  // it has words of its own here
+    still.talk.on = still.paused = false;  // they have words of their own here, as recordings have
+    still.record.clear();
     line += TalkText(state.talk) + Mode(still);
-    if (!state.refusal.empty()) line = Time(state.position) + Length(state) + "  " + state.refusal;
+    if (!state.refusal.empty()) line = Alarm(state) + Time(state.position) + Length(state) + "  " + state.refusal;
     line.resize(std::min(line.size(), TerminalWidth() - 1));
     std::printf("\r%s\033[K", line.c_str());
-    std::fflush(stdout);
+    Flush();
     dirty_ = true;
 }
 
@@ -111,14 +139,14 @@ void Status::Json(const Figures &figures, const PlayState &state, bool end) {
         "{\"time\": %.2f, \"length\": %s, \"speed\": \"%s\", \"loop\": %s, \"frames\": %u, \"pictures\": %u, \"rate\": "
         "%d, \"bit_rate\": %d, \"packets\": %d, "
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
-        "\"audio\": \"%s\", %s\"sound\": %s, \"paused\": %s, \"refused\": %s, \"not_descrambled\": %u, \"analytics\": %s, "
+        "\"audio\": \"%s\", %s%s\"sound\": %s, \"paused\": %s, \"refused\": %s, \"not_descrambled\": %u, \"analytics\": %s, "
         "\"analytics_records\": %u, \"end\": %s}\n",
         state.position, length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
         figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost, figures.fill, figures.sounds,
-        figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(),
+        figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(), RecordJson(state).c_str(),
         state.sound ? "true" : "false", state.paused ? "true" : "false", state.refusal.empty() ? "false" : "true",
         NotDescrambled(), state.analytics ? "true" : "false", figures.records, end ? "true" : "false");
-    std::fflush(stdout);
+    Flush();
 }
 
 void Status::Second(const Figures &figures, const PlayState &state) {
@@ -141,6 +169,9 @@ void Status::Report(const Figures &figures, const PlayState &state, const std::s
     if (!remark.empty()) std::fprintf(stderr, "zvplay: note: %s\n", remark.c_str());
     if (state.talk.dropped > 0) {
         std::fprintf(stderr, "zvplay: note: %u blocks of talk found no way to a camera\n", state.talk.dropped);
+    }
+    if (const std::string form = NotTaken(); !form.empty()) {
+        std::fprintf(stderr, "zvplay: note: the library does not take %s\n", form.c_str());
     }
     if (figures.decode_failures > 0) std::fprintf(stderr, "zvplay: note: the decoder gave up on pictures\n");
     if (NotDescrambled() > 0) {

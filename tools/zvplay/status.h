@@ -24,7 +24,10 @@ struct PlayState {
     TalkState talk;            ///< to the camera
     bool analytics = false;    ///< rules and boxes are drawn
     std::string refusal;       ///< what the library refused just now, in words
+    std::string record;        ///< "REC" while it records, "REC FAILED: why" when that broke off
     std::string capture;       ///< what is being recorded or was saved just now, in words
+    std::string recorded;      ///< the first file that was recorded; empty for none
+    unsigned recorded_files = 0;
 };
 
 /** Writes to standard output. For one thread. */
@@ -34,6 +37,9 @@ class Status {
 
     /** Whether a live line is kept: only on a terminal, and not beside JSON. */
     bool IsLive() const { return live_; }
+
+    /** Whether nobody reads standard output any more. */
+    bool IsUnheard() const { return unheard_; }
 
     /** What is not plain play, in words: "  2x  PAUSED". Empty for plain play. */
     static std::string Mode(const PlayState &state);
@@ -48,11 +54,13 @@ class Status {
     void Report(const Figures &figures, const PlayState &state, const std::string &saved, const std::string &remark);
 
  private:
+    void Flush();
     void Json(const Figures &figures, const PlayState &state, bool end);
 
     const Options &options_;
     bool live_;
     bool dirty_ = false;  ///< a live line stands without a line end
+    bool unheard_ = false;
     int most_lost_ = 0;
     uint32_t pictures_ = 0;  ///< at the last live line
     double position_ = 0;    ///< at the last live line

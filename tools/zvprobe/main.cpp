@@ -56,12 +56,12 @@ options
   --help       print this
 
 problems
-  file    unreadable unknown_kind not_opened cut_file no_frames
+  file    unreadable unknown_kind not_opened cut_file cut_meanwhile no_frames
   MP4     bad_box fragmented no_index bad_tables layout cut_sample empty_sample too_large
   AVI     bad_header no_index bad_index layout cut_frame too_large no_rate
   KRDF    bad_index damaged_group overlap large_packet lost_frame too_large no_length stamps_back cut_file
   TS      sync_lost cut_frame continuity crc bad_table transport_error scrambled unknown_pid lost_frame no_frame_ends
-          clock_jump too_large
+          no_clock clock_jump too_large
   video   unknown_codec no_key_start no_parameter_sets bad_units no_picture false_key unmarked_key stamps_back
   sound   unknown_codec sound_gap bad_sound stamps_back
 
@@ -143,6 +143,9 @@ int Probe(Report *report, Failure *failure) {
     report->container = input.container->name;
     input.container->probe(input.mapped.All(), input.stream.get(), report);
     CheckOpens(report);
+    if (input.mapped.WasCut()) {
+        report->problems.Add("cut_meanwhile", "the file was cut while it was read; what stands here is of no whole file");
+    }
     if (report->IsSound() && report->video.frames == 0 && report->audio.frames == 0) {
         report->problems.Add("no_frames", "neither a picture nor sound in it");
     }
@@ -172,7 +175,12 @@ int RepairFile(const std::vector<std::string> &names, Failure *failure) {
     }
     Repair repair = {names[0], names.size() > 1 ? names[1] : names[0] + container.extension, input.mapped.All(), ""};
     if (!CreateOutput(repair.to, failure)) return failure->exit_code;
-    if (!container.repair(&repair, failure)) {
+    bool repaired = container.repair(&repair, failure);
+    if (repaired && input.mapped.WasCut()) {
+        *failure = {kExitSource, names[0] + ": the file was cut while it was read", "repair it when nobody writes it"};
+        repaired = false;
+    }
+    if (!repaired) {
         std::remove(repair.to.c_str());
         return failure->exit_code;
     }

@@ -115,6 +115,8 @@ class TsProbe {
     double first_video_ = 0, last_video_ = 0;
     double first_sound_ = 0, next_sound_ = 0, sound_ = 0;  ///< sound_: seconds of sound
     bool frame_ends_ = false;
+    bool has_clock_ = false, clock_moves_ = false;  ///< packets carry a clock; it is not the same all along
+    uint64_t first_pcr_ = 0;
     std::vector<Bytes> units_;
 };
 
@@ -162,6 +164,9 @@ void TsProbe::CheckCounter(const Packet &packet, Pid *pid) {
 
 void TsProbe::CheckClock(const Packet &packet, Pid *pid) {
     if (!packet.has_pcr) return;
+    if (!has_clock_) first_pcr_ = packet.pcr;
+    has_clock_ = true;
+    clock_moves_ = clock_moves_ || packet.pcr != first_pcr_;
     const double step = pid->clock.Advance(packet.pcr);
     if (packet.discontinuity) return;
     if (step < 0)
@@ -306,6 +311,11 @@ void TsProbe::Finish() {
     if (video.frames > 1 && steps > 0) video.rate = static_cast<double>(video.frames - 1) / steps;
     video.duration = video.rate > 0 ? static_cast<double>(video.frames) / video.rate : 0;
     report_.audio.duration = std::max(sound_, next_sound_ - first_sound_);
+    if (!clock_moves_ && video.frames + report_.audio.frames > 1) {
+        report_.problems.Add("no_clock", has_clock_ ? "the clock of the file (PCR) stands still: it has no length, and "
+                                                      "no place in it can be found"
+                                                    : "no packet carries a clock (PCR)");
+    }
     if (!block_.empty() && frame_ends_) Add("cut_frame", "the last frame does not end");
     if (!frame_ends_) {
         report_.problems.Add("no_frame_ends",
