@@ -122,23 +122,6 @@ TEST_F(Iva, VersionOneResultStandsForSixPictures) {
     EXPECT_EQ(5, Shown(25, &IVA_INFO_S::stMetaV1, &IVA_INFO_V1_S::bHaveResult)) << "keeps the result before it";
 }
 
-TEST_F(Iva, SegmentsAreJoined) {
-    std::string strBody(36, 0);
-    for (int i = 0; i < 100; ++i) {
-        strBody += Word(static_cast<ULONG_32>(i));
-    }
-    for (size_t ulSegment : {1, 30, 218, 435}) {
-        m_st.stMetaV1.bHaveResult = 0;
-        EXPECT_EQ(0U, Data(DataFrame(0, strBody, ulSegment)));
-        EXPECT_EQ(1, m_st.stMetaV1.bHaveResult) << ulSegment;
-        ASSERT_EQ(400, m_st.stMetaV1.lIVAResultBufLen);
-        ULONG_32 ulLast = 0;
-        memcpy(&ulLast, m_st.stMetaV1.pcResultBuf + 396, 4);
-        EXPECT_EQ(99U, ulLast);
-    }
-    EXPECT_EQ(0U, LogLines::Total());
-}
-
 TEST_F(Iva, LengthsThatDontAddUpDropTheFrame) {
     const std::string strGood = DataFrame(0, std::string(40, 0));
     std::vector<std::string> astBad = {"", "\1", "\1\1", strGood.substr(0, 42), strGood + "x", strGood + "x\1\1"};
@@ -247,22 +230,6 @@ TEST_F(Iva, SeiResult) {
     EXPECT_EQ("text", std::string(stMeta.pcResultBuf + stMeta.ulIVAResultBufLen - 4, 4));
     EXPECT_EQ(5, Shown(25, &IVA_INFO_S::stMetaV2, &IVA_INFO_V2_S::bHaveResult)) << "40 x 6 exceeds 200";
     EXPECT_EQ(nullptr, DataCopy(25, &m_st));
-}
-
-TEST_F(Iva, SeiRules) {
-    EXPECT_EQ(0U, Sei(17, HeadV2(2, 100) + RuleV2(1) + RuleV2(2)));
-    ASSERT_EQ(1, m_st.stMetaV2.bHaveRule);
-    IVA_REPORT_RULE_INFO_V2_S stRule;
-    memcpy(&stRule, m_st.stMetaV2.pcRuleBuf + 108, sizeof(stRule));
-    EXPECT_EQ(2U, stRule.ulRuleID);
-    EXPECT_EQ(IVA_REPORT_TRIG_OUT, stRule.enTrigType);
-    EXPECT_EQ(115, stRule.astCoord[15].usX);
-    EXPECT_EQ(215, stRule.astCoord[15].usY);
-    HANDLE hCopy = DataCopy(25, &m_st);
-    ASSERT_NE(nullptr, hCopy);
-    EXPECT_EQ(216U, static_cast<IVA_INFO_S *>(hCopy)->stMetaV2.ulIVARuleBufLen);
-    FreeInfo(&hCopy);
-    EXPECT_EQ(1, Shown(25, &IVA_INFO_S::stMetaV2, &IVA_INFO_V2_S::bHaveRule)) << "the second of two";
 }
 
 TEST_F(Iva, SeiOfAWrongLengthIsNotShown) {
