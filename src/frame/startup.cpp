@@ -1,6 +1,7 @@
 // The modules of the library, brought up and taken down in the order of dependence.
 #include <string.h>
 
+#include "cloud/module_hls.h"
 #include "codec/module_code.h"
 #include "foundations/PlayerLog.h"
 #include "foundations/com_log.h"
@@ -16,8 +17,6 @@
 #include "source/voice.h"
 
 namespace {
-
-const ULONG_32 CACHE_LIMIT_MIB = 500;
 
 /** Frees the ports of one pass: owners first, then what is left, so that an owner still finds its helper port. */
 void FreePorts(bool bOwners) {
@@ -57,8 +56,7 @@ ULONG_32 Player_Startup(void) {
     CODE_SetFrameCountFinder(FindFrameCount);
     Video_Init();
     Audio_Init();
-    gstHlsStreamInfo.ulMaxCacheValue = CACHE_LIMIT_MIB;
-    QLOM_SDK_mutex_init(0, nullptr, &gstHlsStreamInfo.stHlsMulticMutex);
+    HlsCache_Startup();
     return PLAYER_ERR_OK;
 }
 
@@ -67,7 +65,7 @@ ULONG_32 Player_Cleanup(void) {
     FreePorts(true);
     FreePorts(false);
     Report_Cleanup();
-    QLOM_SDK_mutex_destroy(&gstHlsStreamInfo.stHlsMulticMutex);
+    HlsCache_Cleanup();
     Video_Cleanup();
     Audio_Cleanup();
     CODE_SetFrameCountFinder(nullptr);

@@ -213,6 +213,8 @@ void Port_WakeAll(PLAEYR_PORT_S *pstPort) {
     QUEUE_WakeAll(&pstPort->stBroadcastBufferQueue);
     QUEUE_WakeDecodeReader(&pstPort->stDecodeBufferQueue);
     Wake_Signal(&pstPort->stControlWake);
+    Wake_Signal(&pstPort->stHlsTypeInfos.stPlayWake);
+    Wake_Signal(&pstPort->stHlsTypeInfos.stDownloadWake);
     WakeFd_Signal(&pstPort->stSourceWake);
     WakeFd_Signal(&pstPort->stVoiceInfo.stSendWake);
 }

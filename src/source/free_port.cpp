@@ -1,5 +1,6 @@
 #include "source/free_port.h"
 
+#include "cloud/module_hls.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
@@ -14,7 +15,8 @@
 
 namespace {
 
-/** What a port without an open source may still run: a recording or a window without a stream, a snapshot. */
+/** What a port without an open source may still have: a recording or a window without a stream, a
+ * snapshot, a playlist. */
 void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bStartRecord)) {
         Player_StopRecord(pstPort->ulPort);
@@ -24,6 +26,7 @@ void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bStartVideo)) {
         Player_StopPlay(pstPort->ulPort);
     }
+    HlsList_Clear(gliHlsNodeInfo[pstPort->ulPort]);
     QLOM_SDK_thr_join(pstPort->hSnatchThread);
     QUEUE_CleanupOffScreenBufferQueue(&pstPort->stOffScreenQueue);
 }
