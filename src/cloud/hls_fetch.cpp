@@ -88,6 +88,23 @@ ULONG_32 OpenSocket(HLS_ADDRESS_S *pstAddress, ULONG_32 ulPort, WYK_SOCKET_S *ps
     return PLAYER_ERR_OK;
 }
 
+/** One socket, with TLS on it if the segment is to come by HTTPS. */
+ULONG_32 Open(const HLS_NODE_INFO_S &stNode, HLS_ADDRESS_S *pstAddress, WYK_SOCKET_S *pstSocket, CYASSL **ppCyassl,
+              bool *pbAgain, const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
+    WYK_SOCKET_S stSocket = -1;
+    ULONG_32 ulResult = OpenSocket(pstAddress, stNode.ulPort, &stSocket, pstInfos);
+    if (ulResult == PLAYER_ERR_OK && stNode.eProtocolType == HLS_STREAM_TYPE_HTTPS) {
+        ulResult = HlsTls_Connect(stNode.strHostName, stSocket, ppCyassl, pbAgain, pstInfos);
+        if (ulResult != PLAYER_ERR_OK) {
+            WYK_CloseSocket(stSocket);
+        }
+    }
+    if (ulResult == PLAYER_ERR_OK) {
+        *pstSocket = stSocket;
+    }
+    return ulResult;
+}
+
 /* ---- sending ---- */
 
 HLS_TLS_E WriteOnce(WYK_SOCKET_S stSocket, CYASSL *pCyassl, const CHAR *pcData, size_t ulLen, size_t *pulSent) {
@@ -269,24 +286,17 @@ ULONG_32 Hls_Socket_Init(HLS_NODE_ITER iterHlsNode, WYK_SOCKET_S *pstSocket, CYA
 ULONG_32 Hls_Socket_InitWhile(HLS_NODE_ITER iterHlsNode, WYK_SOCKET_S *pstSocket, CYASSL **pcCyassl,
                               const PLAYER_HLS_TYPE_INFO_S *pstHlsTypeInfos) {
     HLS_ADDRESS_S stAddress = {};
-    WYK_SOCKET_S stSocket = -1;
     *pcCyassl = nullptr;
     ULONG_32 ulResult = HlsResolve_Host(iterHlsNode->strHostName, &stAddress, pstHlsTypeInfos);
-    if (ulResult == PLAYER_ERR_OK) {
-        ulResult = OpenSocket(&stAddress, iterHlsNode->ulPort, &stSocket, pstHlsTypeInfos);
-    } else if (ulResult == PLAYER_ERR_HLS_CONNECT) {
-        LOG_ERROR("Hls_Socket_Init Failed, Failed To Resolve Host Names.");
-    }
-    if (ulResult == PLAYER_ERR_OK && iterHlsNode->eProtocolType == HLS_STREAM_TYPE_HTTPS) {
-        ulResult = HlsTls_Connect(iterHlsNode->strHostName, stSocket, pcCyassl, pstHlsTypeInfos);
-        if (ulResult != PLAYER_ERR_OK) {
-            WYK_CloseSocket(stSocket);
+    if (ulResult != PLAYER_ERR_OK) {
+        if (ulResult == PLAYER_ERR_HLS_CONNECT) {
+            LOG_ERROR("Hls_Socket_Init Failed, Failed To Resolve Host Names.");
         }
+        return ulResult;
     }
-    if (ulResult == PLAYER_ERR_OK) {
-        *pstSocket = stSocket;
-    }
-    return ulResult;
+    bool bAgain = false;
+    ulResult = Open(*iterHlsNode, &stAddress, pstSocket, pcCyassl, &bAgain, pstHlsTypeInfos);
+    return bAgain ? Open(*iterHlsNode, &stAddress, pstSocket, pcCyassl, &bAgain, pstHlsTypeInfos) : ulResult;
 }
 
 ULONG_32 Hls_Socket_Send(HLS_NODE_ITER iterHlsNode, WYK_SOCKET_S stSocket, CYASSL *pCyassl) {

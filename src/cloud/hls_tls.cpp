@@ -100,12 +100,14 @@ void OfferSession(const std::string &strHost, WOLFSSL *pstSsl) {
     }
 }
 
-void DropSession(const std::string &strHost) {
+/** False if there was none. */
+bool DropSession(const std::string &strHost) {
     CStateGuard oGuard;
     SESSION_S *pstEntry = FindSession(strHost);
     if (pstEntry != nullptr) {
         ForgetSession(pstEntry);
     }
+    return pstEntry != nullptr;
 }
 
 /** The choice that a connection was made under travels with it. */
@@ -249,7 +251,6 @@ HLS_TLS_E WhatIsWanted(WOLFSSL *pstSsl, int iResult) {
 ULONG_32 HandshakeFailed(WOLFSSL *pstSsl, const std::string &strHost, int iResult) {
     const int iError = gtlVerifyError != 0 ? gtlVerifyError : wolfSSL_get_error(pstSsl, iResult);
     LOG_ERROR("CyaSSL Connect Socket Failed.");
-    DropSession(strHost);
     if (!IsVerified(pstSsl) || gtlVerifyError == 0) {
         return PLAYER_ERR_FAILED;
     }
@@ -258,7 +259,8 @@ ULONG_32 HandshakeFailed(WOLFSSL *pstSsl, const std::string &strHost, int iResul
     return PLAYER_ERR_HLS_CONNECT;
 }
 
-ULONG_32 Handshake(WOLFSSL *pstSsl, const std::string &strHost, const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
+ULONG_32 Handshake(WOLFSSL *pstSsl, const std::string &strHost, bool *pbAgain,
+                   const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
     const DLONG dlDeadline = Hls_ClockMs() + HLS_PATIENCE_MS;
     gtlVerifyError = 0;
     for (;;) {
@@ -268,6 +270,7 @@ ULONG_32 Handshake(WOLFSSL *pstSsl, const std::string &strHost, const PLAYER_HLS
         }
         const HLS_TLS_E enWanted = WhatIsWanted(pstSsl, iResult);
         if (enWanted != HLS_TLS_WANT_READ && enWanted != HLS_TLS_WANT_WRITE) {
+            *pbAgain = DropSession(strHost);
             return HandshakeFailed(pstSsl, strHost, iResult);
         }
         const short sEvents = enWanted == HLS_TLS_WANT_READ ? POLLIN : POLLOUT;
@@ -281,7 +284,7 @@ ULONG_32 Handshake(WOLFSSL *pstSsl, const std::string &strHost, const PLAYER_HLS
     }
 }
 
-ULONG_32 Connect(const std::string &strHost, WYK_SOCKET_S stSocket, WOLFSSL **ppstSsl,
+ULONG_32 Connect(const std::string &strHost, WYK_SOCKET_S stSocket, WOLFSSL **ppstSsl, bool *pbAgain,
                  const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
     ULONG_32 ulCaChange = 0;
     const CtxPtr pCtx = MakeContext(&ulCaChange);
@@ -289,7 +292,7 @@ ULONG_32 Connect(const std::string &strHost, WYK_SOCKET_S stSocket, WOLFSSL **pp
     if (pstSsl == nullptr) {
         return PLAYER_ERR_FAILED;
     }
-    ULONG_32 ulResult = Handshake(pstSsl, strHost, pstInfos);
+    ULONG_32 ulResult = Handshake(pstSsl, strHost, pbAgain, pstInfos);
     if (ulResult != PLAYER_ERR_OK) {
         wolfSSL_free(pstSsl);
         return ulResult;
@@ -315,10 +318,10 @@ ULONG_32 HlsTls_SetCa(const CHAR *pcCaFile) {
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 HlsTls_Connect(const std::string &strHost, WYK_SOCKET_S stSocket, CYASSL **ppCyassl,
+ULONG_32 HlsTls_Connect(const std::string &strHost, WYK_SOCKET_S stSocket, CYASSL **ppCyassl, bool *pbAgain,
                         const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
     HoldLibrary();
-    ULONG_32 ulResult = Connect(strHost, stSocket, ppCyassl, pstInfos);
+    ULONG_32 ulResult = Connect(strHost, stSocket, ppCyassl, pbAgain, pstInfos);
     if (ulResult != PLAYER_ERR_OK) {
         DropLibrary();
     }

@@ -21,9 +21,10 @@ ULONG_32 HlsTls_SetCa(const CHAR *pcCaFile);
 /**
  * Makes a TLS connection of a connected socket that does not block.
  * @param ppCyassl for HlsTls_Close(); untouched after a failure
+ * @param pbAgain  set after a failure that a kept session may be to blame for: it is forgotten, a new socket may do better
  * @return 0; 1; PLAYER_ERR_HLS_CONNECT for a server that fails the verification; PLAYER_ERR_HLS_CANCELLED
  */
-ULONG_32 HlsTls_Connect(const std::string &strHost, WYK_SOCKET_S stSocket, CYASSL **ppCyassl,
+ULONG_32 HlsTls_Connect(const std::string &strHost, WYK_SOCKET_S stSocket, CYASSL **ppCyassl, bool *pbAgain,
                         const PLAYER_HLS_TYPE_INFO_S *pstInfos);
 
 /** What came of a read or write. */

@@ -49,7 +49,7 @@ bool CanConnect(uint16_t port) {
 std::string Configuration(const std::string &folder, const Certificate &cert, const std::string &rules,
                           const std::string &protocols) {
     std::ostringstream text;
-    text << "daemon off; master_process off; worker_processes 1; error_log " << folder << "/error.log; pid " << folder
+    text << "user root; daemon off; master_process off; worker_processes 1; error_log " << folder << "/error.log; pid " << folder
          << "/pid;\nevents { worker_connections 512; }\nhttp {\n  access_log " << folder << "/access.log combined;\n";
     for (const char *kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
         text << "  " << kind << "_temp_path " << folder << "/tmp;\n";
@@ -92,8 +92,8 @@ Certificate::Certificate(const std::string &folder, const std::string &name, con
     EXPECT_EQ(Run({"sh", "-c", script}), 0);
 }
 
-Nginx::Nginx(const std::string &rules, const std::string &protocols)
-    : m_certificate(m_scratch.Path(), "server", "DNS:localhost,IP:127.0.0.1") {
+Nginx::Nginx(const std::string &rules, const std::string &protocols, const std::string &subject)
+    : m_certificate(m_scratch.Path(), "server", subject) {
     std::filesystem::create_directory(Folder());
     WriteFile(m_scratch.At("conf"), Configuration(m_scratch.Path(), m_certificate, rules, protocols));
     const std::string conf = m_scratch.At("conf");
@@ -133,15 +133,11 @@ OddServer::OddServer(const std::string &address, uint16_t port, Answer answer)
 OddServer::~OddServer() {
     m_stop = true;
     m_server.join();
-    {
-        std::lock_guard guard(m_mutex);
-        for (int fd : m_open) {
-            shutdown(fd, SHUT_RDWR);
-        }
+    std::unique_lock lock(m_mutex);
+    for (int fd : m_open) {
+        shutdown(fd, SHUT_RDWR);
     }
-    for (std::thread &talk : m_talks) {
-        talk.join();
-    }
+    m_allDone.wait(lock, [this] { return m_open.empty(); });
 }
 
 void OddServer::Serve() {
@@ -155,7 +151,7 @@ void OddServer::Serve() {
             std::lock_guard guard(m_mutex);
             m_open.push_back(fd);
             ++m_connections;
-            m_talks.emplace_back([this, fd] { Talk(fd); });
+            std::thread([this, fd] { Talk(fd); }).detach();
         }
     }
 }
@@ -166,6 +162,7 @@ void OddServer::Talk(int fd) {
     std::lock_guard guard(m_mutex);
     std::erase(m_open, fd);
     connection.Close();
+    m_allDone.notify_all();
 }
 
 std::string ReadRequest(const Socket &connection) {

@@ -11,8 +11,8 @@
 #include <sys/types.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <functional>
-#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -26,7 +26,7 @@ namespace support {
 /** Starts the program again in a network namespace of its own, if the system lets it; else goes on as it is. */
 void EnterNetwork(char **argv);
 
-/** A certificate and its key for localhost and 127.0.0.1, signed by a CA made on the spot; all in a folder. */
+/** A certificate and its key, signed by a CA made on the spot; all in a folder. */
 class Certificate {
  public:
     Certificate(const std::string &folder, const std::string &name, const std::string &subject);
@@ -41,8 +41,10 @@ class Certificate {
 /** Debian's nginx on 127.0.0.1, ports 80 and 443; gone with the object. */
 class Nginx {
  public:
-    /** `rules` are lines for the one server of the configuration, `protocols` what ssl_protocols says. */
-    explicit Nginx(const std::string &rules = "", const std::string &protocols = "TLSv1.2 TLSv1.3");
+    /** `rules` are lines for the one server of the configuration, `protocols` what ssl_protocols says, `subject` whom its
+     * certificate is for. */
+    explicit Nginx(const std::string &rules = "", const std::string &protocols = "TLSv1.2 TLSv1.3",
+                   const std::string &subject = "DNS:localhost,IP:127.0.0.1");
     ~Nginx();
     Nginx(const Nginx &) = delete;
     Nginx &operator=(const Nginx &) = delete;
@@ -80,7 +82,7 @@ class OddServer {
     std::atomic<size_t> m_connections{0};
     std::mutex m_mutex;
     std::vector<int> m_open; /**< connections that are being answered: shut down at the end */
-    std::vector<std::thread> m_talks;
+    std::condition_variable m_allDone;
     std::thread m_server;
 };
 
