@@ -2,8 +2,8 @@
  * @file module_hls.h
  * @brief Cloud recordings: the playlist, the fetch of one segment, the cache folder. No port is known here.
  *
- * The playlist is one server's dialect of M3U8 with a date and time for each segment; docs/cloud.md shows it. The fetch
- * is one GET on a connection of its own; the library's TLS and the choice to verify servers stand in hls_tls.h.
+ * The playlist is one server's dialect of M3U8 with a date and time for each segment, as Zelvane_UpdatePlayInfo() tells.
+ * The fetch is one GET on a connection of its own; TLS and the choice to verify servers stand in hls_tls.h.
  *
  * Threads. A list has one writer at a time, the client's call on its port; the two cloud threads of the port step along
  * it and copy nodes under CHlsListGuard, which is never held across I/O. The fetch functions may run in any number of
