@@ -5,7 +5,7 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Zelvane)
 
 install(TARGETS zelvane zvcodec h265dec zvmjpeg g711 mp2 faac zvmp4 zvrsa EXPORT ZelvaneTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS zvplay zvcam zvprobe RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS zvplay zvcam zvprobe zvcloud RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES include/player_public.h include/player_sdk_func.h include/player_ext.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zelvane)
 

@@ -20,10 +20,10 @@ void PlayLoop::Interrupt() {
 PlayLoop::PlayLoop(const Options &options, Player *player, Window *window, Status *status)
     : options_(options),
       player_(*player),
+      status_(*status),
       sound_(window != nullptr && !options.mute),
       analytics_(options.analytics),
       window_(window),
-      status_(*status),
       capture_(options, player) {
     if (window_ != nullptr) player_.SetProportion(proportion_);
     if (sound_) player_.SetSound(true);
