@@ -1,4 +1,6 @@
 // The playout thread of a cloud port: reads fetched segments frame by frame and pushes them at the pace of play.
+#include <algorithm>
+
 #include "cloud/hls_wait.h"
 #include "cloud/module_hls.h"
 #include "foundations/com_log.h"
@@ -36,6 +38,7 @@ struct PLAYOUT_S {
     bool bReportComplete = true;
     bool bReportNormalPlay = false;
     struct timeval tiStart = {};       /**< when the pass began to read */
+    DLONG dlOverslept = 0;             /**< by how much the last frame stood too long, milliseconds */
 };
 
 bool IsRunning(const PLAYOUT_S *pstLoop) { return word::Load(pstLoop->pstInfos->bStartPlay); }
@@ -256,7 +259,7 @@ LONG_32 FrameTime(PLAYOUT_S *pstLoop) {
     const FLOAT fWanted = static_cast<FLOAT>(lInterval) * word::Load(pstPort->fFilePlaySpeed);
     // A wild interval gives a wild wait, which is no wait.
     const DLONG dlWanted = fWanted > -1e9F && fWanted < 1e9F ? static_cast<DLONG>(fWanted) : 0;
-    const DLONG dlWait = (lInterval != 0 ? dlWanted : DEFAULT_FRAME_MS) - lUsed;
+    const DLONG dlWait = (lInterval != 0 ? dlWanted : DEFAULT_FRAME_MS) - lUsed - pstLoop->dlOverslept;
     return dlWait >= LEAST_FRAME_MS && dlWait <= MAX_FRAME_MS ? static_cast<LONG_32>(dlWait) : LEAST_FRAME_MS;
 }
 
@@ -265,12 +268,14 @@ bool IsSteered(const PLAYOUT_S *pstLoop) {
     return !IsRunning(pstLoop) || HasSeek(pstLoop) || word::Load(pstLoop->pstPort->ulFrameCtrl) == FRAME_CTRL_PAUSE;
 }
 
+/** Waits until the frame has stood long enough. A machine that wakes the thread late must not make play slow. */
 void Pace(PLAYOUT_S *pstLoop) {
     const DLONG dlEnd = Hls_ClockMs() + FrameTime(pstLoop);
     for (DLONG dlLeft = dlEnd - Hls_ClockMs(); dlLeft > 0 && !IsSteered(pstLoop); dlLeft = dlEnd - Hls_ClockMs()) {
         Wait(pstLoop, static_cast<ULONG_32>(dlLeft));
         pstLoop->ulTicket = Wake_Ticket(&pstLoop->pstInfos->stPlayWake);  // a segment more may have woken it
     }
+    pstLoop->dlOverslept = std::clamp<DLONG>(Hls_ClockMs() - dlEnd, 0, MAX_FRAME_MS);
 }
 
 /** The position is that of the frame's clock reference; the clock wraps at 33 bits. */

@@ -8,6 +8,7 @@
 #include <signal.h>
 #include <string.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -99,6 +100,7 @@ Nginx::Nginx(const std::string &rules, const std::string &protocols, const std::
     const std::string conf = m_scratch.At("conf");
     m_pid = fork();
     if (m_pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGTERM);  // nothing is left behind
         execlp("nginx", "nginx", "-p", m_scratch.Path().c_str(), "-c", conf.c_str(), "-e", m_scratch.At("error.log").c_str(),
                static_cast<char *>(nullptr));
         _exit(127);

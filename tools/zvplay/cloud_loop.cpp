@@ -68,34 +68,49 @@ CloudLoop::CloudLoop(const Options &options, Player *player, Window *window, Sta
 }
 
 bool CloudLoop::Begin(Failure *failure) {
+    std::vector<std::string> texts;
     for (Playlist &playlist : playlists_) {
-        if (!Append(&playlist, failure)) return false;
+        if (!Read(&playlist, &texts.emplace_back(), failure)) return false;
+        list_.Add(texts.back());
     }
     if (list_.Empty()) {
         *failure = {kExitSource, options_.source + ": a playlist without an entry", ""};
         return false;
     }
     position_ = counted_ = options_.at != 0 ? options_.at : list_.Start();
-    if (!player_.UpdateCloud(nullptr, position_)) {
-        *failure = {kExitUsage, "--at: the recording has nothing at " + tools::WallTimeText(position_),
-                    "it goes from " + tools::WallTimeText(list_.Start()) + " to " + tools::WallTimeText(list_.End())};
-        return false;
+    for (size_t i = 0; i < texts.size(); ++i) {
+        const bool last = i + 1 == texts.size();  // the download would begin elsewhere if the time came any later
+        if (!HandIn(playlists_[i], texts[i], last ? position_ : 0, failure)) return false;
     }
     player_.SetSpeed(kSpeeds[speed_].value);
     return true;
 }
 
-/** Hands a playlist in. With no time the library goes on where it plays, and fetches from the new text's start. */
-bool CloudLoop::Append(Playlist *playlist, Failure *failure) {
-    std::string text;
+bool CloudLoop::Read(Playlist *playlist, std::string *text, Failure *failure) {
     playlist->changed = Changed(playlist->path);
-    const bool read = ReadText(playlist->path, &text);
-    if (!read || !player_.UpdateCloud(text.c_str(), 0)) {
-        *failure = {kExitSource, playlist->path + (read ? ": the library refuses this playlist" : ": can't be read"),
+    if (ReadText(playlist->path, text)) return true;
+    *failure = {kExitSource, playlist->path + ": can't be read", ""};
+    return false;
+}
+
+/** With no time the library goes on where it plays, and fetches from the new text's start. */
+bool CloudLoop::HandIn(const Playlist &playlist, const std::string &text, uint32_t time, Failure *failure) {
+    const uint32_t error = player_.UpdateCloud(text.c_str(), time);
+    if (error == PLAYER_ERR_HLS_TIME_NOT_FOUND && time != 0) {
+        *failure = {kExitUsage, "--at: the recording has nothing at " + tools::WallTimeText(time),
+                    "it goes from " + tools::WallTimeText(list_.Start()) + " to " + tools::WallTimeText(list_.End())};
+    } else if (error != 0) {
+        *failure = {kExitSource, playlist.path + ": the library refuses this playlist",
                     "each entry needs #EXTINF, #EXT-X-PROGRAM-DATE-TIME and a URL on lines of their own; "
                     "#EXT-X-TARGETDURATION stands in front, #EXT-X-ENDLIST at the end"};
-        return false;
     }
+    return error == 0;
+}
+
+/** Appends a playlist that has changed. */
+bool CloudLoop::Append(Playlist *playlist, Failure *failure) {
+    std::string text;
+    if (!Read(playlist, &text, failure) || !HandIn(*playlist, text, 0, failure)) return false;
     list_.Add(text);
     return true;
 }
@@ -138,7 +153,7 @@ void CloudLoop::Seek(int64_t time) {
     const uint32_t last = list_.End() > list_.Start() ? list_.End() - 1 : list_.Start();
     const auto target = static_cast<uint32_t>(std::clamp<int64_t>(time, list_.Start(), last));
     const uint32_t normals = player_.CloudNormals();
-    if (!player_.UpdateCloud(nullptr, target)) {
+    if (player_.UpdateCloud(nullptr, target) != 0) {
         status_.Note("the recording has nothing at " + tools::WallTimeText(target));
         return;
     }

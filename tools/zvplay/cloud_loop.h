@@ -35,6 +35,8 @@ class CloudLoop : public PlayLoop {
     void Pause() override;
     void Do(Action action) override;
 
+    bool Read(Playlist *playlist, std::string *text, Failure *failure);
+    bool HandIn(const Playlist &playlist, const std::string &text, uint32_t time, Failure *failure);
     bool Append(Playlist *playlist, Failure *failure);
     void LookForChanges();
     void TellMessage();
