@@ -11,6 +11,7 @@
 
 #include "cloud/hls_tls.h"
 #include "cloud/module_hls.h"
+#include "foundations/guards.h"
 
 PLAYER_HLS_STREAM_INFO_S gstHlsStreamInfo;
 
@@ -23,12 +24,6 @@ const ULONG_32 MIB_SHIFT = 20;
 
 /** Guards path and limit. Static: a client may set them before the library runs. */
 QLOM_SDK_MUTEX_S gstSettingsMutex = PTHREAD_MUTEX_INITIALIZER;
-
-class CSettingsGuard {
- public:
-    CSettingsGuard() { QLOM_SDK_mutex_lock(&gstSettingsMutex); }
-    ~CSettingsGuard() { QLOM_SDK_mutex_unlock(&gstSettingsMutex); }
-};
 
 using DirPtr = std::unique_ptr<DIR, int (*)(DIR *)>;
 
@@ -111,24 +106,24 @@ void HlsCache_Cleanup() {
 }
 
 std::string HlsCache_Path() {
-    CSettingsGuard oGuard;
+    CMutexGuard oGuard(&gstSettingsMutex);
     const CHAR(&szField)[PLAYER_FILE_NAME_LEN] = gstHlsStreamInfo.szCachePath;
     return {szField, strnlen(szField, sizeof(szField))};
 }
 
 ULONG_32 HlsCache_Limit() {
-    CSettingsGuard oGuard;
+    CMutexGuard oGuard(&gstSettingsMutex);
     return gstHlsStreamInfo.ulMaxCacheValue;
 }
 
 void HlsCache_SetPath(const CHAR *pcCachePath) {
-    CSettingsGuard oGuard;
+    CMutexGuard oGuard(&gstSettingsMutex);
     CHAR(&szField)[PLAYER_FILE_NAME_LEN] = gstHlsStreamInfo.szCachePath;
     memset(szField, 0, sizeof(szField));
     memcpy(szField, pcCachePath, std::min(strlen(pcCachePath), sizeof(szField)));
 }
 
 void HlsCache_SetLimit(ULONG_32 ulMegabytes) {
-    CSettingsGuard oGuard;
+    CMutexGuard oGuard(&gstSettingsMutex);
     gstHlsStreamInfo.ulMaxCacheValue = ulMegabytes;
 }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 
 namespace {
 
@@ -42,12 +43,6 @@ TLS_STATE_S &State() {
     return stState;
 }
 
-class CStateGuard {
- public:
-    CStateGuard() { QLOM_SDK_mutex_lock(&State().stMutex); }
-    ~CStateGuard() { QLOM_SDK_mutex_unlock(&State().stMutex); }
-};
-
 struct CtxFree {
     void operator()(WOLFSSL_CTX *pstCtx) const { wolfSSL_CTX_free(pstCtx); }
 };
@@ -69,7 +64,7 @@ thread_local THREAD_END_S gtlThreadEnd;
 /** Counts a user; under the lock, since the count is not safe on its way between none and one. */
 void HoldLibrary() {
     gtlThreadEnd.bUsed = true;
-    CStateGuard oGuard;
+    CMutexGuard oGuard(&State().stMutex);
     if (!State().bHeld) {
         wolfSSL_Init();
         State().bHeld = true;
@@ -78,7 +73,7 @@ void HoldLibrary() {
 }
 
 void DropLibrary() {
-    CStateGuard oGuard;
+    CMutexGuard oGuard(&State().stMutex);
     wolfSSL_ERR_clear_error();  // each thread has a queue of them, which nobody reads
     wolfSSL_Cleanup();
 }
@@ -105,7 +100,7 @@ SESSION_S *FindSession(const std::string &strHost) {
 }
 
 void OfferSession(const std::string &strHost, WOLFSSL *pstSsl) {
-    CStateGuard oGuard;
+    CMutexGuard oGuard(&State().stMutex);
     const SESSION_S *pstEntry = FindSession(strHost);
     if (pstEntry != nullptr) {
         wolfSSL_set_session(pstSsl, pstEntry->pstSession);
@@ -114,7 +109,7 @@ void OfferSession(const std::string &strHost, WOLFSSL *pstSsl) {
 
 /** False if there was none. */
 bool DropSession(const std::string &strHost) {
-    CStateGuard oGuard;
+    CMutexGuard oGuard(&State().stMutex);
     SESSION_S *pstEntry = FindSession(strHost);
     if (pstEntry != nullptr) {
         ForgetSession(pstEntry);
@@ -126,7 +121,7 @@ bool DropSession(const std::string &strHost) {
 void *ChangeAsMark(ULONG_32 ulCaChange) { return reinterpret_cast<void *>(static_cast<uintptr_t>(ulCaChange)); }
 
 void KeepSession(const std::string &strHost, WOLFSSL *pstSsl) {
-    CStateGuard oGuard;
+    CMutexGuard oGuard(&State().stMutex);
     TLS_STATE_S &stState = State();
     WOLFSSL_SESSION *pstSession = wolfSSL_get1_session(pstSsl);
     if (pstSession == nullptr || wolfSSL_get_ex_data(pstSsl, 0) != ChangeAsMark(stState.ulCaChange)) {
@@ -159,7 +154,7 @@ bool LoadCa(WOLFSSL_CTX *pstCtx, const std::vector<UCHAR> &aucCa) {
 
 /** Sets whom a connection trusts: everybody, or who can show a name and an issuer. */
 bool SetVerification(WOLFSSL_CTX *pstCtx, ULONG_32 *pulCaChange) {
-    CStateGuard oGuard;
+    CMutexGuard oGuard(&State().stMutex);
     const TLS_STATE_S &stState = State();
     *pulCaChange = stState.ulCaChange;
     if (stState.aucCa.empty()) {
@@ -323,7 +318,7 @@ ULONG_32 HlsTls_SetCa(const CHAR *pcCaFile) {
             return PLAYER_ERR_FILE_NOT_FOUND;
         }
     }
-    CStateGuard oGuard;
+    CMutexGuard oGuard(&State().stMutex);
     State().aucCa.swap(aucCa);
     State().ulCaChange++;
     ForgetAllSessions();
@@ -365,7 +360,7 @@ void HlsTls_Close(const std::string &strHost, CYASSL *pCyassl) {
 }
 
 void HlsTls_Cleanup() {
-    CStateGuard oGuard;
+    CMutexGuard oGuard(&State().stMutex);
     ForgetAllSessions();
     if (State().bHeld) {
         wolfSSL_Cleanup();

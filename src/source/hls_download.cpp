@@ -11,6 +11,7 @@
 
 #include "cloud/module_hls.h"
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
 #include "port/port_lock.h"
@@ -75,12 +76,6 @@ void RestAtEnd(DOWNLOAD_S *pstLoop) {
 
 /* ---- the segment's file ---- */
 
-class CFilesGuard {
- public:
-    CFilesGuard() { QLOM_SDK_mutex_lock(&gstHlsStreamInfo.stHlsMulticMutex); }
-    ~CFilesGuard() { QLOM_SDK_mutex_unlock(&gstHlsStreamInfo.stHlsMulticMutex); }
-};
-
 enum RESERVE_E {
     RESERVE_MADE,     /**< the half file is this thread's */
     RESERVE_NEEDLESS, /**< the segment counts as fetched */
@@ -95,7 +90,7 @@ int MakeFile(const std::string &strPath) {
 }
 
 RESERVE_E Reserve(const HLS_NODE_INFO_S &stNode, FilePtr *poFile) {
-    CFilesGuard oGuard;
+    CMutexGuard oGuard(&gstHlsStreamInfo.stHlsMulticMutex);
     if (word::Load(stNode.eNodeDownType) == HLS_STREAM_TYPE_DOWNLOADED) {
         return RESERVE_NEEDLESS;
     }
@@ -133,14 +128,14 @@ bool IsOwnFile(const HLS_NODE_INFO_S &stNode, FILE *pFile) {
 
 /** Gives the half file its final name. If that fails, the playout finds no file and sends the segment back. */
 void Publish(const HLS_NODE_INFO_S &stNode, FILE *pFile) {
-    CFilesGuard oGuard;
+    CMutexGuard oGuard(&gstHlsStreamInfo.stHlsMulticMutex);
     if (IsOwnFile(stNode, pFile)) {
         rename(stNode.strFileTempPath.c_str(), stNode.strFilePath.c_str());
     }
 }
 
 void Discard(const HLS_NODE_INFO_S &stNode, FILE *pFile) {
-    CFilesGuard oGuard;
+    CMutexGuard oGuard(&gstHlsStreamInfo.stHlsMulticMutex);
     if (IsOwnFile(stNode, pFile)) {
         unlink(stNode.strFileTempPath.c_str());
     }

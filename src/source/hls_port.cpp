@@ -92,7 +92,7 @@ ULONG_32 MakeRecording(PLAEYR_PORT_S *pstPort) {
         ulResult = OpenInput(pstPort);
     }
     if (ulResult == PLAYER_ERR_OK) {
-        Stream_MakeWake(pstPort);  // without one a fetch looks at the flag by itself
+        Stream_OpenWake(&pstPort->stSourceWake);  // without one a fetch looks at the flag by itself
         ulResult = StartThreads(pstPort);
     }
     return ulResult;
@@ -113,7 +113,7 @@ void EndThreads(PLAEYR_PORT_S *pstPort) {
     pstPort->hHlsDownloadThread = 0;
     QLOM_SDK_thr_join(pstPort->hTsManagerThread);
     pstPort->hTsManagerThread = 0;
-    Stream_CloseWake(pstPort);
+    Stream_CloseWake(&pstPort->stSourceWake);
 }
 
 void FreeBuffers(PLAYER_HLS_TYPE_INFO_S *pstInfos) {

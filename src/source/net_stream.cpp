@@ -85,11 +85,7 @@ ULONG_32 MakeQueues(PLAEYR_PORT_S *pstPort) {
         LOG_ERROR("Port[%03d] QUEUE_InitAdjustPktSeqQueue Failed, Num:[%d].", pstPort->ulPort, REORDER_SLOTS);
         return PLAYER_ERR_RESOURCE;
     }
-<<<<<<< HEAD
     if (!Stream_OpenWake(&pstPort->stSourceWake)) {
-=======
-    if (!Stream_MakeWake(pstPort)) {
->>>>>>> 5c90428 (Cloud recordings: playlists, fetches over HTTP and HTTPS, a bounded cache, and a port that plays from it)
         LOG_ERROR("Port[%03d] Create Wake Failed.", pstPort->ulPort);
         return PLAYER_ERR_RESOURCE;
     }
@@ -120,11 +116,7 @@ ULONG_32 MakeStream(PLAEYR_PORT_S *pstPort, ULONG_32 ulTransProtl) {
 void EndReceiving(PLAEYR_PORT_S *pstPort) {
     Stream_JoinThreads(pstPort);
     NET_DestoryRecvSocket(&pstPort->stNetInfo);
-<<<<<<< HEAD
     Stream_CloseWake(&pstPort->stSourceWake);
-=======
-    Stream_CloseWake(pstPort);
->>>>>>> 5c90428 (Cloud recordings: playlists, fetches over HTTP and HTTPS, a bounded cache, and a port that plays from it)
 }
 
 /** Takes an open back that failed half-way. A window may be at work on the port: its queue stays. */

@@ -10,7 +10,6 @@ namespace {
 
 const ULONG_32 RING_SLOT_PAYLOAD = 2048;
 
-<<<<<<< HEAD
 }  // namespace
 
 bool Stream_OpenWake(WAKE_FD_S *pstWake) {
@@ -22,16 +21,6 @@ void Stream_CloseWake(WAKE_FD_S *pstWake) {
     CMutexGuard oGuard(&gstPortMutexLock);
     WakeFd_Close(pstWake);
 }
-=======
-/** The table's lock beside the API lock: a close that is about to begin may be waking the port this very moment. */
-class CTableGuard {
- public:
-    CTableGuard() { QLOM_SDK_mutex_lock(&gstPortMutexLock); }
-    ~CTableGuard() { QLOM_SDK_mutex_unlock(&gstPortMutexLock); }
-};
-
-}  // namespace
->>>>>>> 5c90428 (Cloud recordings: playlists, fetches over HTTP and HTTPS, a bounded cache, and a port that plays from it)
 
 ULONG_32 Stream_MakeRing(PLAEYR_PORT_S *pstPort) {
     if (QUEUE_InitPacketBuffer(&pstPort->stPacketBufferQueue, RING_SLOT_PAYLOAD, pstPort->ulBufferNum) !=
@@ -40,16 +29,6 @@ ULONG_32 Stream_MakeRing(PLAEYR_PORT_S *pstPort) {
         return PLAYER_ERR_RESOURCE;
     }
     return PLAYER_ERR_OK;
-}
-
-bool Stream_MakeWake(PLAEYR_PORT_S *pstPort) {
-    CTableGuard oGuard;
-    return WakeFd_Open(&pstPort->stSourceWake);
-}
-
-void Stream_CloseWake(PLAEYR_PORT_S *pstPort) {
-    CTableGuard oGuard;
-    WakeFd_Close(&pstPort->stSourceWake);
 }
 
 void Stream_Begin(PLAEYR_PORT_S *pstPort) {

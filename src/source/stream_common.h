@@ -11,11 +11,6 @@
 /** Makes the receive ring with as many slots as the port wants; logs a failure. @return 0 or PLAYER_ERR_RESOURCE */
 ULONG_32 Stream_MakeRing(PLAEYR_PORT_S *pstPort);
 
-/** Makes what wakes the thread that reads the source; false if the system has no descriptor left. */
-bool Stream_MakeWake(PLAEYR_PORT_S *pstPort);
-/** Closes it, once that thread has ended. */
-void Stream_CloseWake(PLAEYR_PORT_S *pstPort);
-
 /** Starts the bit rate's period and raises bStartRecv; just before the first thread. */
 void Stream_Begin(PLAEYR_PORT_S *pstPort);
 
