@@ -107,24 +107,24 @@ ULONG_32 Open(const HLS_NODE_INFO_S &stNode, HLS_ADDRESS_S *pstAddress, WYK_SOCK
 
 /* ---- sending ---- */
 
-HLS_TLS_E WriteOnce(WYK_SOCKET_S stSocket, CYASSL *pCyassl, const CHAR *pcData, size_t ulLen, size_t *pulSent) {
+HLS_IO_E WriteOnce(WYK_SOCKET_S stSocket, CYASSL *pCyassl, const CHAR *pcData, size_t ulLen, size_t *pulSent) {
     if (pCyassl != nullptr) {
-        const HLS_TLS_E enResult = HlsTls_Write(pCyassl, pcData, static_cast<ULONG_32>(ulLen));
-        *pulSent = enResult == HLS_TLS_DONE ? ulLen : 0;
+        const HLS_IO_E enResult = HlsTls_Write(pCyassl, pcData, static_cast<ULONG_32>(ulLen));
+        *pulSent = enResult == HLS_IO_DONE ? ulLen : 0;
         return enResult;
     }
     const ssize_t lSent = send(stSocket, pcData, ulLen, MSG_NOSIGNAL | MSG_DONTWAIT);
     *pulSent = lSent > 0 ? static_cast<size_t>(lSent) : 0;
     if (lSent >= 0) {
-        return HLS_TLS_DONE;
+        return HLS_IO_DONE;
     }
-    return errno == EAGAIN || errno == EINTR ? HLS_TLS_WANT_WRITE : HLS_TLS_FAILED;
+    return errno == EAGAIN || errno == EINTR ? HLS_IO_WANT_WRITE : HLS_IO_FAILED;
 }
 
 /** Waits for what a read or write wants. */
-HLS_WAIT_E WaitFor(WYK_SOCKET_S stSocket, HLS_TLS_E enWanted, DLONG dlDeadline,
+HLS_WAIT_E WaitFor(WYK_SOCKET_S stSocket, HLS_IO_E enWanted, DLONG dlDeadline,
                    const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
-    return HlsWait_Until(stSocket, enWanted == HLS_TLS_WANT_READ ? POLLIN : POLLOUT, dlDeadline, pstInfos);
+    return HlsWait_Until(stSocket, enWanted == HLS_IO_WANT_READ ? POLLIN : POLLOUT, dlDeadline, pstInfos);
 }
 
 ULONG_32 SendAll(WYK_SOCKET_S stSocket, CYASSL *pCyassl, const CHAR *pcData, size_t ulLen,
@@ -132,13 +132,13 @@ ULONG_32 SendAll(WYK_SOCKET_S stSocket, CYASSL *pCyassl, const CHAR *pcData, siz
     const DLONG dlDeadline = Hls_ClockMs() + HLS_PATIENCE_MS;
     while (ulLen > 0) {
         size_t ulSent = 0;
-        const HLS_TLS_E enResult = WriteOnce(stSocket, pCyassl, pcData, ulLen, &ulSent);
+        const HLS_IO_E enResult = WriteOnce(stSocket, pCyassl, pcData, ulLen, &ulSent);
         pcData += ulSent;
         ulLen -= ulSent;
-        if (enResult == HLS_TLS_DONE) {
+        if (enResult == HLS_IO_DONE) {
             continue;
         }
-        const HLS_WAIT_E enWait = enResult == HLS_TLS_WANT_READ || enResult == HLS_TLS_WANT_WRITE
+        const HLS_WAIT_E enWait = enResult == HLS_IO_WANT_READ || enResult == HLS_IO_WANT_WRITE
                                       ? WaitFor(stSocket, enResult, dlDeadline, pstInfos)
                                       : HLS_WAIT_TOO_LONG;
         if (enWait == HLS_WAIT_TOO_LONG) {
@@ -171,33 +171,33 @@ struct RECEIVE_S {
     std::array<CHAR, BODY_READ_SIZE> acBuffer;
 };
 
-HLS_TLS_E ReadOnce(RECEIVE_S *pstReceive, CHAR *pcTo, ULONG_32 ulRoom, LONG *plLen) {
+HLS_IO_E ReadOnce(RECEIVE_S *pstReceive, CHAR *pcTo, ULONG_32 ulRoom, LONG *plLen) {
     if (pstReceive->pCyassl != nullptr) {
         return HlsTls_Read(pstReceive->pCyassl, pcTo, ulRoom, plLen);
     }
     *plLen = recv(pstReceive->stSocket, pcTo, ulRoom, MSG_DONTWAIT);
     if (*plLen == 0) {
-        return HLS_TLS_END;
+        return HLS_IO_END;
     }
     if (*plLen > 0) {
-        return HLS_TLS_DONE;
+        return HLS_IO_DONE;
     }
-    return errno == EAGAIN || errno == EINTR ? HLS_TLS_WANT_READ : HLS_TLS_FAILED;
+    return errno == EAGAIN || errno == EINTR ? HLS_IO_WANT_READ : HLS_IO_FAILED;
 }
 
 /** Reads some bytes; none at the peer's end. */
 ULONG_32 ReadSome(RECEIVE_S *pstReceive, CHAR *pcTo, ULONG_32 ulRoom, LONG *plLen) {
     const DLONG dlDeadline = Hls_ClockMs() + HLS_PATIENCE_MS;
     for (;;) {
-        const HLS_TLS_E enResult = ReadOnce(pstReceive, pcTo, ulRoom, plLen);
-        if (enResult == HLS_TLS_DONE) {
+        const HLS_IO_E enResult = ReadOnce(pstReceive, pcTo, ulRoom, plLen);
+        if (enResult == HLS_IO_DONE) {
             return PLAYER_ERR_OK;
         }
-        if (enResult == HLS_TLS_END) {
+        if (enResult == HLS_IO_END) {
             *plLen = 0;
             return PLAYER_ERR_OK;
         }
-        const HLS_WAIT_E enWait = enResult != HLS_TLS_FAILED
+        const HLS_WAIT_E enWait = enResult != HLS_IO_FAILED
                                       ? WaitFor(pstReceive->stSocket, enResult, dlDeadline, pstReceive->pstInfos)
                                       : HLS_WAIT_TOO_LONG;
         if (enWait == HLS_WAIT_TOO_LONG) {

@@ -243,14 +243,14 @@ WOLFSSL *MakeObject(WOLFSSL_CTX *pstCtx, const std::string &strHost, WYK_SOCKET_
     return pstSsl;
 }
 
-HLS_TLS_E WhatIsWanted(WOLFSSL *pstSsl, int iResult) {
+HLS_IO_E WhatIsWanted(WOLFSSL *pstSsl, int iResult) {
     switch (wolfSSL_get_error(pstSsl, iResult)) {
         case WOLFSSL_ERROR_WANT_READ:
-            return HLS_TLS_WANT_READ;
+            return HLS_IO_WANT_READ;
         case WOLFSSL_ERROR_WANT_WRITE:
-            return HLS_TLS_WANT_WRITE;
+            return HLS_IO_WANT_WRITE;
         default:
-            return HLS_TLS_FAILED;
+            return HLS_IO_FAILED;
     }
 }
 
@@ -275,12 +275,12 @@ ULONG_32 Handshake(WOLFSSL *pstSsl, const std::string &strHost, bool *pbAgain,
         if (iResult == WOLFSSL_SUCCESS) {
             return PLAYER_ERR_OK;
         }
-        const HLS_TLS_E enWanted = WhatIsWanted(pstSsl, iResult);
-        if (enWanted != HLS_TLS_WANT_READ && enWanted != HLS_TLS_WANT_WRITE) {
+        const HLS_IO_E enWanted = WhatIsWanted(pstSsl, iResult);
+        if (enWanted != HLS_IO_WANT_READ && enWanted != HLS_IO_WANT_WRITE) {
             *pbAgain = DropSession(strHost);
             return HandshakeFailed(pstSsl, strHost, iResult);
         }
-        const short sEvents = enWanted == HLS_TLS_WANT_READ ? POLLIN : POLLOUT;
+        const short sEvents = enWanted == HLS_IO_WANT_READ ? POLLIN : POLLOUT;
         const HLS_WAIT_E enWait = HlsWait_Until(wolfSSL_get_fd(pstSsl), sEvents, dlDeadline, pstInfos);
         if (enWait == HLS_WAIT_ENDED) {
             return PLAYER_ERR_HLS_CANCELLED;
@@ -335,21 +335,21 @@ ULONG_32 HlsTls_Connect(const std::string &strHost, WYK_SOCKET_S stSocket, CYASS
     return ulResult;
 }
 
-HLS_TLS_E HlsTls_Read(CYASSL *pCyassl, void *pBuffer, ULONG_32 ulRoom, LONG *plLen) {
+HLS_IO_E HlsTls_Read(CYASSL *pCyassl, void *pBuffer, ULONG_32 ulRoom, LONG *plLen) {
     const int iLen = wolfSSL_read(pCyassl, pBuffer, static_cast<int>(ulRoom));
     *plLen = iLen;
     if (iLen == 0) {
-        return HLS_TLS_END;  // with a goodbye or without
+        return HLS_IO_END;  // with a goodbye or without
     }
-    return iLen > 0 ? HLS_TLS_DONE : WhatIsWanted(pCyassl, iLen);
+    return iLen > 0 ? HLS_IO_DONE : WhatIsWanted(pCyassl, iLen);
 }
 
-HLS_TLS_E HlsTls_Write(CYASSL *pCyassl, const void *pData, ULONG_32 ulLen) {
+HLS_IO_E HlsTls_Write(CYASSL *pCyassl, const void *pData, ULONG_32 ulLen) {
     const int iLen = wolfSSL_write(pCyassl, pData, static_cast<int>(ulLen));
     if (iLen == static_cast<int>(ulLen)) {
-        return HLS_TLS_DONE;
+        return HLS_IO_DONE;
     }
-    return iLen > 0 ? HLS_TLS_FAILED : WhatIsWanted(pCyassl, iLen);
+    return iLen > 0 ? HLS_IO_FAILED : WhatIsWanted(pCyassl, iLen);
 }
 
 void HlsTls_Close(const std::string &strHost, CYASSL *pCyassl) {

@@ -28,17 +28,17 @@ ULONG_32 HlsTls_Connect(const std::string &strHost, WYK_SOCKET_S stSocket, CYASS
                         const PLAYER_HLS_TYPE_INFO_S *pstInfos);
 
 /** What came of a read or write. */
-typedef enum tagHlsTlsE {
-    HLS_TLS_DONE,       /**< some bytes, or all of a write */
-    HLS_TLS_END,        /**< the peer has closed */
-    HLS_TLS_WANT_READ,  /**< again once the socket can be read */
-    HLS_TLS_WANT_WRITE, /**< again once it can be written to */
-    HLS_TLS_FAILED
-} HLS_TLS_E;
+typedef enum tagHlsIoE {
+    HLS_IO_DONE,       /**< some bytes, or all of a write */
+    HLS_IO_END,        /**< the peer has closed */
+    HLS_IO_WANT_READ,  /**< again once the socket can be read */
+    HLS_IO_WANT_WRITE, /**< again once it can be written to */
+    HLS_IO_FAILED
+} HLS_IO_E;
 
 /** Reads or writes once, without waiting. Decrypted bytes may lie ready that no poll of the socket shows: read first. */
-HLS_TLS_E HlsTls_Read(CYASSL *pCyassl, void *pBuffer, ULONG_32 ulRoom, LONG *plLen);
-HLS_TLS_E HlsTls_Write(CYASSL *pCyassl, const void *pData, ULONG_32 ulLen);
+HLS_IO_E HlsTls_Read(CYASSL *pCyassl, void *pBuffer, ULONG_32 ulRoom, LONG *plLen);
+HLS_IO_E HlsTls_Write(CYASSL *pCyassl, const void *pData, ULONG_32 ulLen);
 
 /** Says goodbye, keeps the session for the next connection to this host, and releases the object. */
 void HlsTls_Close(const std::string &strHost, CYASSL *pCyassl);
