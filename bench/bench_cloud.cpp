@@ -1,6 +1,6 @@
 // Cloud recordings, with nginx on the loopback as the server, in a network of its own: 100 segments of 4 MB into files,
-// one connection a segment, beside curl; 16 cloud ports at once beside 16 file ports on the same segments; a playlist of
-// 10,000 entries.
+// one connection a segment, beside curl; 16 cloud ports at once beside 16 file ports on the same segments; a playlist
+// of 10,000 entries.
 #include <net/if.h>
 #include <signal.h>
 #include <sys/ioctl.h>
@@ -46,7 +46,8 @@ pid_t StartNginx() {
     const std::string setUp =
         "rm -rf " + FOLDER + " && mkdir -p " + FOLDER + "/www " + FOLDER + "/out && cd " + FOLDER +
         " && openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 -subj /CN=localhost "
-        "-keyout key -out cert && head -c 4000000 /dev/urandom > www/big && for i in $(seq 100); do ln www/big www/$i; done";
+        "-keyout key -out cert && head -c 4000000 /dev/urandom > www/big && for i in $(seq 100); do ln www/big www/$i; "
+        "done";
     Require(measure::RunPeer(setUp).ok, "certificate and segments");
     std::ofstream conf(FOLDER + "/conf");
     conf << "user root; daemon off; worker_processes 1; pid " << FOLDER << "/pid; error_log " << FOLDER
@@ -64,7 +65,8 @@ pid_t StartNginx() {
                (FOLDER + "/error").c_str(), static_cast<char *>(nullptr));
         _exit(127);
     }
-    Require(measure::RunPeer("until curl -sko " + FOLDER + "/out/x https://127.0.0.1/big; do sleep 0.1; done").ok, "nginx");
+    Require(measure::RunPeer("until curl -sko " + FOLDER + "/out/x https://127.0.0.1/big; do sleep 0.1; done").ok,
+            "nginx");
     return child;
 }
 
@@ -119,13 +121,15 @@ void Fetching() {
         Time ours, each, kept;
         for (int round = 0; round < 5; ++round) {
             FetchAll(scheme == "https", &ours);
-            Curl("for i in $(seq 100); do curl -sko " + FOLDER + "/out/$i " + scheme + "://127.0.0.1/$i || exit 1; done",
-                 &each);
+            Curl(
+                "for i in $(seq 100); do curl -sko " + FOLDER + "/out/$i " + scheme + "://127.0.0.1/$i || exit 1; done",
+                &each);
             Curl("curl -sk '" + scheme + "://127.0.0.1/[1-100]' -o '" + FOLDER + "/out/#1'", &kept);
         }
-        printf("%-5s 100 segments of 4 MB     Zelvane %.2f s (CPU %.2f)   curl each %.2f (%.2f)   one curl %.2f (%.2f)   "
-               "of one curl %.2f\n",
-               scheme.c_str(), ours.wall, ours.cpu, each.wall, each.cpu, kept.wall, kept.cpu, ours.wall / kept.wall);
+        printf(
+            "%-5s 100 segments of 4 MB     Zelvane %.2f s (CPU %.2f)   curl each %.2f (%.2f)   one curl %.2f (%.2f)   "
+            "of one curl %.2f\n",
+            scheme.c_str(), ours.wall, ours.cpu, each.wall, each.cpu, kept.wall, kept.cpu, ours.wall / kept.wall);
     }
 }
 
@@ -147,8 +151,8 @@ std::string Playlist() {
 /** Two segments of ten seconds, by zvcloud, so that both kinds of ports play the same bytes. */
 void MakeSegments(const char *argv0) {
     const std::string zvcloud = fs::path(argv0).parent_path() / "zvcloud";
-    Require(measure::RunPeer("(" + zvcloud + " --seconds 20 --segment 10 --size 1280x720 " + FOLDER + "/made && cp " + FOLDER +
-                             "/made/www/rec/seg00000.ts " + FOLDER + "/www/play0.ts && cp " + FOLDER +
+    Require(measure::RunPeer("(" + zvcloud + " --seconds 20 --segment 10 --size 1280x720 " + FOLDER + "/made && cp " +
+                             FOLDER + "/made/www/rec/seg00000.ts " + FOLDER + "/www/play0.ts && cp " + FOLDER +
                              "/made/www/rec/seg00001.ts " + FOLDER + "/www/play1.ts && cat " + FOLDER +
                              "/www/play?.ts > " + FOLDER + "/whole.ts)")
                 .ok,
@@ -185,11 +189,14 @@ std::vector<ULONG_32> OpenPorts(bool cloud) {
         Require(Zelvane_AllocPort(&port), "port");
         // A file port paces pictures alone: its picture callback has to end the road. Frames are decoded in both cases.
         Zelvane_SetParseVideoDataCB(port, CountFrame, 1, nullptr);
-        Zelvane_SetDecodeVideoMediaDataCB(port, [](ULONG_32, PLAYER_PICTURE_DATA_S *, void *, LONG_REAL) {}, 0, nullptr);
+        Zelvane_SetDecodeVideoMediaDataCB(
+            port, [](ULONG_32, PLAYER_PICTURE_DATA_S *, void *, LONG_REAL) {}, 0, nullptr);
         if (cloud) {
-            Require(Zelvane_OpenHlsStream(port) && Zelvane_UpdatePlayInfo(port, Playlist().c_str(), START), "cloud port");
+            Require(Zelvane_OpenHlsStream(port) && Zelvane_UpdatePlayInfo(port, Playlist().c_str(), START),
+                    "cloud port");
         } else {
-            Require(Zelvane_OpenMediaFile(port, (FOLDER + "/whole.ts").c_str()) && Zelvane_PausePlay(port, 0), "file port");
+            Require(Zelvane_OpenMediaFile(port, (FOLDER + "/whole.ts").c_str()) && Zelvane_PausePlay(port, 0),
+                    "file port");
         }
     }
     return ports;
@@ -209,10 +216,12 @@ void Playing(const char *argv0) {
     const Played cloud = Play(true);
     const Played file = Play(false);
     Require(cloud.frames > PORTS * 12 * 25 * 0.8, "frames of the cloud ports");
-    printf("16 cloud ports, 720p, decoded   CPU a stream second %.2f ms   file ports %.2f ms   ratio %.2f   frames %u, %u   "
-           "longest gap %.0f ms\n",
-           cloud.cpuPerStreamSecond * 1e3, file.cpuPerStreamSecond * 1e3,
-           cloud.cpuPerStreamSecond / file.cpuPerStreamSecond, cloud.frames, file.frames, cloud.longestGap * 1e3);
+    printf(
+        "16 cloud ports, 720p, decoded   CPU a stream second %.2f ms   file ports %.2f ms   ratio %.2f   frames %u, %u "
+        "  "
+        "longest gap %.0f ms\n",
+        cloud.cpuPerStreamSecond * 1e3, file.cpuPerStreamSecond * 1e3,
+        cloud.cpuPerStreamSecond / file.cpuPerStreamSecond, cloud.frames, file.frames, cloud.longestGap * 1e3);
 }
 
 /* ---- playlists ---- */
@@ -221,9 +230,10 @@ std::string LongPlaylist(int first, int count) {
     std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:10\n";
     char line[200];
     for (int i = first; i < first + count; ++i) {
-        snprintf(line, sizeof(line),
-                 "#EXTINF:10,\n#EXT-X-PROGRAM-DATE-TIME:2020-01-%02dT%02d:%02d:%02d.000+00:00,\nhttp://h/rec/s%d.ts?t=1\n",
-                 1 + i / 8640, i / 360 % 24, i / 6 % 60, i % 6 * 10, i);
+        snprintf(
+            line, sizeof(line),
+            "#EXTINF:10,\n#EXT-X-PROGRAM-DATE-TIME:2020-01-%02dT%02d:%02d:%02d.000+00:00,\nhttp://h/rec/s%d.ts?t=1\n",
+            1 + i / 8640, i / 360 % 24, i / 6 % 60, i % 6 * 10, i);
         text += line;
     }
     return text + "#EXT-X-ENDLIST\n";
@@ -250,8 +260,10 @@ void Playlists() {
         Update(port, part * 10000, 10000);
     }
     const Taken last = Update(port, 90000, 10000);
-    printf("playlist of 10,000 entries      first %.0f ms (CPU %.0f)   renewed %.0f (%.0f)   appended to 90,000 %.0f (%.0f)\n",
-           first.wall, first.cpu, again.wall, again.cpu, last.wall, last.cpu);
+    printf(
+        "playlist of 10,000 entries      first %.0f ms (CPU %.0f)   renewed %.0f (%.0f)   appended to 90,000 %.0f "
+        "(%.0f)\n",
+        first.wall, first.cpu, again.wall, again.cpu, last.wall, last.cpu);
     Zelvane_FreePort(port);
 }
 

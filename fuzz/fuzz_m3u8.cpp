@@ -26,7 +26,8 @@ void RequireOrder(const HLS_NODE_LIST &liNodes) {
     for (const HLS_NODE_INFO_S &stNode : liNodes) {
         Require(stNode.ulStartTime == 0 || stNode.ulStartTime > ulBefore);
         Require(stNode.strDownLink.size() < 1024 && !stNode.strDownURL.empty() && !stNode.strHostName.empty());
-        Require(stNode.strFilePath.compare(0, 9, "/missing/") == 0 && stNode.strFilePath.find('/', 9) == std::string::npos);
+        Require(stNode.strFilePath.compare(0, 9, "/missing/") == 0 &&
+                stNode.strFilePath.find('/', 9) == std::string::npos);
         Require(stNode.ulPort == (stNode.eProtocolType == HLS_STREAM_TYPE_HTTPS ? 443U : 80U));
         ulZeros += stNode.ulStartTime == 0;
         ulBefore = stNode.ulStartTime != 0 ? stNode.ulStartTime : ulBefore;

@@ -122,8 +122,7 @@ HLS_IO_E WriteOnce(WYK_SOCKET_S stSocket, CYASSL *pCyassl, const CHAR *pcData, s
 }
 
 /** Waits for what a read or write wants. */
-HLS_WAIT_E WaitFor(WYK_SOCKET_S stSocket, HLS_IO_E enWanted, DLONG dlDeadline,
-                   const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
+HLS_WAIT_E WaitFor(WYK_SOCKET_S stSocket, HLS_IO_E enWanted, DLONG dlDeadline, const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
     return HlsWait_Until(stSocket, enWanted == HLS_IO_WANT_READ ? POLLIN : POLLOUT, dlDeadline, pstInfos);
 }
 
@@ -163,9 +162,9 @@ struct RECEIVE_S {
     NET_STATEINFO_S *pstStateInfo;
     const PLAYER_HLS_TYPE_INFO_S *pstInfos;
     FILE *fp;
-    DLONG dlLimit;           /**< bytes of a body that would fill the cache alone */
-    DLONG dlBody = 0;        /**< bytes of it so far */
-    ULONG_32 ulHead = 0;     /**< bytes of the head so far; 0 again once it is whole */
+    DLONG dlLimit;       /**< bytes of a body that would fill the cache alone */
+    DLONG dlBody = 0;    /**< bytes of it so far */
+    ULONG_32 ulHead = 0; /**< bytes of the head so far; 0 again once it is whole */
     bool bHeadDone = false;
     HLS_RESPONSE_S stResponse = {};
     std::array<CHAR, BODY_READ_SIZE> acBuffer;

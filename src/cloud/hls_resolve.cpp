@@ -85,8 +85,8 @@ ULONG_32 HlsResolve_Host(const std::string &strHost, HLS_ADDRESS_S *pstAddress,
     if (!Ask(pQuestion)) {
         return PLAYER_ERR_HLS_CONNECT;
     }
-    const HLS_WAIT_E enWait = HlsWait_Until(WakeFd_Descriptor(&pQuestion->stDone), POLLIN,
-                                            Hls_ClockMs() + HLS_PATIENCE_MS, pstInfos);
+    const HLS_WAIT_E enWait =
+        HlsWait_Until(WakeFd_Descriptor(&pQuestion->stDone), POLLIN, Hls_ClockMs() + HLS_PATIENCE_MS, pstInfos);
     if (enWait == HLS_WAIT_ENDED) {
         return PLAYER_ERR_HLS_CANCELLED;
     }

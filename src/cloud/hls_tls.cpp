@@ -31,8 +31,8 @@ struct SESSION_S {
 struct TLS_STATE_S {
     QLOM_SDK_MUTEX_S stMutex = PTHREAD_MUTEX_INITIALIZER;
     bool bHeld = false; /**< the library's own reference: connections alone would take it down and up all the time */
-    std::vector<UCHAR> aucCa;   /**< CA certificates, PEM; empty when nobody is verified */
-    ULONG_32 ulCaChange = 0;    /**< sessions made under an older choice are not kept */
+    std::vector<UCHAR> aucCa; /**< CA certificates, PEM; empty when nobody is verified */
+    ULONG_32 ulCaChange = 0;  /**< sessions made under an older choice are not kept */
     std::array<SESSION_S, SESSION_NUM> astSession;
     size_t ulNextSession = 0; /**< the one to give way */
 };
@@ -266,8 +266,7 @@ ULONG_32 HandshakeFailed(WOLFSSL *pstSsl, const std::string &strHost, int iResul
     return PLAYER_ERR_HLS_CONNECT;
 }
 
-ULONG_32 Handshake(WOLFSSL *pstSsl, const std::string &strHost, bool *pbAgain,
-                   const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
+ULONG_32 Handshake(WOLFSSL *pstSsl, const std::string &strHost, bool *pbAgain, const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
     const DLONG dlDeadline = Hls_ClockMs() + HLS_PATIENCE_MS;
     gtlVerifyError = 0;
     for (;;) {

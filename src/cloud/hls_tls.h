@@ -21,7 +21,7 @@ ULONG_32 HlsTls_SetCa(const CHAR *pcCaFile);
 /**
  * Makes a TLS connection of a connected socket that does not block.
  * @param ppCyassl for HlsTls_Close(); untouched after a failure
- * @param pbAgain  set after a failure that a kept session may be to blame for: it is forgotten, a new socket may do better
+ * @param pbAgain  set after a failure that a kept session may have caused: it is forgotten, so try again with a new socket
  * @return 0; 1; PLAYER_ERR_HLS_CONNECT for a server that fails the verification; PLAYER_ERR_HLS_CANCELLED
  */
 ULONG_32 HlsTls_Connect(const std::string &strHost, WYK_SOCKET_S stSocket, CYASSL **ppCyassl, bool *pbAgain,
@@ -36,7 +36,7 @@ typedef enum tagHlsIoE {
     HLS_IO_FAILED
 } HLS_IO_E;
 
-/** Reads or writes once, without waiting. Decrypted bytes may lie ready that no poll of the socket shows: read first. */
+/** Reads or writes once, without waiting. A poll of the socket doesn't show decrypted bytes that lie ready: read first. */
 HLS_IO_E HlsTls_Read(CYASSL *pCyassl, void *pBuffer, ULONG_32 ulRoom, LONG *plLen);
 HLS_IO_E HlsTls_Write(CYASSL *pCyassl, const void *pData, ULONG_32 ulLen);
 

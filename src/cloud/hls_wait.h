@@ -14,9 +14,9 @@
 inline constexpr DLONG HLS_PATIENCE_MS = 30000;
 
 typedef enum tagHlsWaitE {
-    HLS_WAIT_READY,  /**< the descriptor can be used */
+    HLS_WAIT_READY, /**< the descriptor can be used */
     HLS_WAIT_TOO_LONG,
-    HLS_WAIT_ENDED   /**< the stream closes */
+    HLS_WAIT_ENDED /**< the stream closes */
 } HLS_WAIT_E;
 
 /** Milliseconds of a clock that nobody sets. */

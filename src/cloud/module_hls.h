@@ -2,8 +2,8 @@
  * @file module_hls.h
  * @brief Cloud recordings: the playlist, the fetch of one segment, the cache folder. No port is known here.
  *
- * The playlist is one server's dialect of M3U8 with a date and time for each segment, as Zelvane_UpdatePlayInfo() tells.
- * The fetch is one GET on a connection of its own; TLS and the choice to verify servers stand in hls_tls.h.
+ * The playlist is one server's dialect of M3U8 with a date and time for each segment, as Zelvane_UpdatePlayInfo()
+ * tells. The fetch is one GET on a connection of its own; TLS and the choice to verify servers stand in hls_tls.h.
  *
  * Threads. A list has one writer at a time, the client's call on its port; the two cloud threads of the port step along
  * it and copy nodes under CHlsListGuard, which is never held across I/O. The fetch functions may run in any number of
@@ -56,8 +56,8 @@ MODULE_API ULONG_32 HLS_m3u8_update(const CHAR *pcM3u8Buffer, HLS_NODE_LIST &liH
  * Connects to the server of a segment.
  * @param pstSocket socket, for Hls_Socket_Close()
  * @param pcCyassl  TLS object; null for HTTP
- * @return 0; PLAYER_ERR_HLS_ADDRESS_FAMILY; PLAYER_ERR_HLS_CONNECT, also for a server that doesn't pass the verification
- *         asked for; 1 when TLS fails. After a failure nothing is left to close
+ * @return 0; PLAYER_ERR_HLS_ADDRESS_FAMILY; PLAYER_ERR_HLS_CONNECT, also for a server that doesn't pass the
+ * verification asked for; 1 when TLS fails. After a failure nothing is left to close
  */
 MODULE_API ULONG_32 Hls_Socket_Init(HLS_NODE_ITER iterHlsNode, WYK_SOCKET_S *pstSocket, CYASSL **pcCyassl);
 
@@ -88,7 +88,8 @@ MODULE_API ULONG_32 Hls_Disk_Policy(const CHAR *pcFolderPath, ULONG_32 ulMaxCach
 /** Forgets the nodes of a list on which no thread is. */
 void HlsList_Clear(HLS_NODE_LIST &liHlsNode);
 
-/** Hls_Socket_Init() and Hls_Socket_Send() that give PLAYER_ERR_HLS_CANCELLED once bStartDownload of the record is 0. */
+/** Hls_Socket_Init() and Hls_Socket_Send() that give PLAYER_ERR_HLS_CANCELLED once bStartDownload of the record is 0.
+ */
 ULONG_32 Hls_Socket_InitWhile(HLS_NODE_ITER iterHlsNode, WYK_SOCKET_S *pstSocket, CYASSL **pcCyassl,
                               const PLAYER_HLS_TYPE_INFO_S *pstHlsTypeInfos);
 ULONG_32 Hls_Socket_SendWhile(HLS_NODE_ITER iterHlsNode, WYK_SOCKET_S stSocket, CYASSL *pCyassl,

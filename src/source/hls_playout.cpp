@@ -30,15 +30,15 @@ struct PLAYOUT_S {
     HLS_NODE_LIST *pliNodes;
     HLS_NODE_ITER itNode;
     FILE_INFO_S stFile = {};
-    ULONG_32 ulSetPlayTime = NO_SEEK;  /**< a jump in the segment that is still to be made, seconds */
-    ULONG_32 ulWaitDownloadTime = 0;   /**< seconds waited for a download */
-    DLONG dlWaitSince = 0;             /**< when the present one of them began; 0: none */
+    ULONG_32 ulSetPlayTime = NO_SEEK; /**< a jump in the segment that is still to be made, seconds */
+    ULONG_32 ulWaitDownloadTime = 0;  /**< seconds waited for a download */
+    DLONG dlWaitSince = 0;            /**< when the present one of them began; 0: none */
     ULONG_32 ulReadFailures = 0;
-    ULONG_32 ulTicket = 0;             /**< of stPlayWake, from before the pass looked at anything */
+    ULONG_32 ulTicket = 0; /**< of stPlayWake, from before the pass looked at anything */
     bool bReportComplete = true;
     bool bReportNormalPlay = false;
-    struct timeval tiStart = {};       /**< when the pass began to read */
-    DLONG dlOverslept = 0;             /**< by how much the last frame stood too long, milliseconds */
+    struct timeval tiStart = {}; /**< when the pass began to read */
+    DLONG dlOverslept = 0;       /**< by how much the last frame stood too long, milliseconds */
 };
 
 bool IsRunning(const PLAYOUT_S *pstLoop) { return word::Load(pstLoop->pstInfos->bStartPlay); }
@@ -206,8 +206,8 @@ bool ReadFrame(PLAYOUT_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     const ULONG_32 ulFrameCtrl = word::Load(pstPort->ulFrameCtrl);
     FILE_INFO_S &stFile = pstLoop->stFile;
-    ULONG_32 ulResult = TS_GetOneFrameDataWhile(stFile.pFile, ulFrameCtrl, stFile.pucTsDataAddr, &stFile.ulReadLen,
-                                                stFile.pbRun);
+    ULONG_32 ulResult =
+        TS_GetOneFrameDataWhile(stFile.pFile, ulFrameCtrl, stFile.pucTsDataAddr, &stFile.ulReadLen, stFile.pbRun);
     if (ulFrameCtrl == FRAME_CTRL_PAUSE && word::Load(pstPort->bCtrlSucc) == 0) {
         word::StoreRelease(pstPort->bCtrlSucc, 1);
     }
@@ -231,7 +231,8 @@ bool PushFrame(PLAYOUT_S *pstLoop) {
         Player_HlsStateReport(pstPort, PLAYER_HLS_PLAY_NORMAL, RequestedTime(pstLoop));
         pstLoop->bReportNormalPlay = true;
     }
-    ULONG_32 ulResult = Player_InputMediaData(pstPort->ulPort, pstLoop->stFile.pucTsDataAddr, pstLoop->stFile.ulReadLen);
+    ULONG_32 ulResult =
+        Player_InputMediaData(pstPort->ulPort, pstLoop->stFile.pucTsDataAddr, pstLoop->stFile.ulReadLen);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_WARN("Port[%03d] TS Manager Thread Warning: Player_InputMediaData Failed, Error:[0x%x].", pstPort->ulPort,
                  ulResult);

@@ -38,14 +38,15 @@ inline std::string SegmentBytes(unsigned index) {
 inline std::string SegmentName(unsigned index) { return "seg" + std::to_string(index) + ".ts"; }
 
 /** Entries of segments from `first` on; `base` is what stands before their names. */
-inline std::string CloudPlaylist(unsigned first, unsigned count, const std::string &base, const std::string &query = "") {
+inline std::string CloudPlaylist(unsigned first, unsigned count, const std::string &base,
+                                 const std::string &query = "") {
     std::string text = "#EXTM3U\n#EXT-X-TARGETDURATION:3\n";
     for (unsigned i = first; i < first + count; ++i) {
         char time[64];
         snprintf(time, sizeof(time), "2020-01-01T00:%02u:%02u.000+00:00", i * SEGMENT_SECONDS / 60,
                  i * SEGMENT_SECONDS % 60);
-        text += "#EXTINF:3.000,\n#EXT-X-PROGRAM-DATE-TIME:" + std::string(time) + ",\n" + base + SegmentName(i) + query +
-                "\n";
+        text += "#EXTINF:3.000,\n#EXT-X-PROGRAM-DATE-TIME:" + std::string(time) + ",\n" + base + SegmentName(i) +
+                query + "\n";
     }
     return text + "#EXT-X-ENDLIST\n";
 }

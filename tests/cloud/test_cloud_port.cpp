@@ -76,8 +76,8 @@ TEST(CloudPlay, SeeksLandWhereTheyShould) {
         ULONG_32 second;
         unsigned frame;
     } rows[] = {
-        {0, 0},   {3, 0},  // the seam belongs to the segment before; past its last clock nothing moves
-        {6, 75},  {7, 150}, {12, 225}, {1, 25},
+        {0, 0},  {3, 0},  // the seam belongs to the segment before; past its last clock nothing moves
+        {6, 75}, {7, 150}, {12, 225}, {1, 25},
     };
     for (const auto &row : rows) {
         const size_t normals = port.Count(PLAYER_HLS_PLAY_NORMAL);
@@ -160,6 +160,19 @@ TEST(CloudPlay, TwoPortsFetchEachSegmentOnce) {
         EXPECT_EQ(port->FrameCount(), 225U);
     }
     EXPECT_EQ(nginx.Requests("/seg"), 3U);
+}
+
+TEST(CloudPlay, ARecordingOfTheStreamHoldsItsFrames) {
+    const Nginx nginx;
+    PutSegments(nginx, 1);
+    const Cloud cloud;
+    CloudPort port;
+    port.KeepFromDecoding();
+    ASSERT_TRUE(Zelvane_StartRecord(port.Number(), (cloud.Folder() + "/saved").c_str(), PLAYER_FILE_FORMATE_TS, nullptr));
+    ASSERT_TRUE(port.Update(CloudPlaylist(0, 1, HTTP), CLOUD_START));
+    ASSERT_TRUE(port.Wait(PLAYER_HLS_PLAY_FINISHED));
+    ASSERT_TRUE(Zelvane_StopRecord(port.Number()));
+    EXPECT_EQ(support::PicturesOfFile(cloud.Folder() + "/saved.ts"), ReferenceMd5s(SegmentVideo(), AV_CODEC_ID_H264));
 }
 
 /* ---- failures ---- */
@@ -263,7 +276,8 @@ TEST(CloudFaults, AServerThatClosesInEachPhaseIsAskedAgain) {
         } else if (visit == 1) {
             Say(connection, "HTTP/1.1 500 No\r\n\r\n");
         } else {
-            Say(connection, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(segment.size()) + "\r\n\r\n" + segment);
+            Say(connection,
+                "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(segment.size()) + "\r\n\r\n" + segment);
         }
     });
     CloudPort port;

@@ -20,8 +20,8 @@ class ZvCloud {
         m_pid = fork();
         if (m_pid == 0) {
             prctl(PR_SET_PDEATHSIG, SIGTERM);  // nothing is left behind
-            execlp("nginx", "nginx", "-p", Folder().c_str(), "-c", "nginx.conf", "-e", (Folder() + "/error.log").c_str(),
-                   static_cast<char *>(nullptr));
+            execlp("nginx", "nginx", "-p", Folder().c_str(), "-c", "nginx.conf", "-e",
+                   (Folder() + "/error.log").c_str(), static_cast<char *>(nullptr));
             _exit(127);
         }
         EXPECT_TRUE(support::WaitUntil([&] { return std::filesystem::exists(Folder() + "/nginx.pid"); }));
@@ -43,10 +43,10 @@ class ZvCloud {
 
 TEST(CloudTools, ZvplayPlaysWhatZvcloudMakes) {
     setenv("TZ", "UTC", 1);
-    const ZvCloud cloud({"--seconds", "6", "--segment", "2", "--size", "320x180", "--https", "--query", "k=1", "--start",
-                         "2020-01-01T12:00:00Z"});
-    Program all("zvplay", {"--headless", "--cache", cloud.Cache(), "--cache-limit", "100", "--stats", "json",
-                           cloud.Playlist()});
+    const ZvCloud cloud({"--seconds", "6", "--segment", "2", "--size", "320x180", "--https", "--query", "k=1",
+                         "--start", "2020-01-01T12:00:00Z"});
+    Program all("zvplay",
+                {"--headless", "--cache", cloud.Cache(), "--cache-limit", "100", "--stats", "json", cloud.Playlist()});
     EXPECT_EQ(all.Wait(), 0) << all.Err();
     EXPECT_EQ(Last(all.Out(), "pictures"), "150");
     EXPECT_EQ(Last(all.Out(), "fetched"), "3");
@@ -106,9 +106,10 @@ TEST(CloudTools, ZvplayKnowsSegmentsAndCacheByItself) {
     WriteFile(cache.At("b.ts.ts"), "12345");
     WriteFile(cache.At("other"), "1");
     zvplay::CloudList list(cache.Path());
-    list.Add("#EXTINF:7,\n#EXT-X-PROGRAM-DATE-TIME:1970-01-01T02:00:10.5+02:00,\nhttp://h/x/a.ts?q/r\n"
-             "#EXTINF:3\n#EXT-X-PROGRAM-DATE-TIME:1970-01-01T00:00:20.0-00,\nhttps://h/b.ts\n"
-             "#EXT-X-PROGRAM-DATE-TIME:nonsense\nhttp://h/c\n");
+    list.Add(
+        "#EXTINF:7,\n#EXT-X-PROGRAM-DATE-TIME:1970-01-01T02:00:10.5+02:00,\nhttp://h/x/a.ts?q/r\n"
+        "#EXTINF:3\n#EXT-X-PROGRAM-DATE-TIME:1970-01-01T00:00:20.0-00,\nhttps://h/b.ts\n"
+        "#EXT-X-PROGRAM-DATE-TIME:nonsense\nhttp://h/c\n");
     EXPECT_EQ(list.Start(), 10U);
     EXPECT_EQ(list.End(), 23U);
     const zvplay::CacheState state = list.Look();

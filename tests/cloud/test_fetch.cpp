@@ -106,7 +106,8 @@ TEST_F(Fetching, NginxServesWholeSegmentsOverHttpAndEveryTls) {
 TEST_F(Fetching, NginxAnswersOfEveryKind) {
     const std::string body = MadeBody(100000);
     const Nginx nginx(
-        "location /slow { limit_rate 400k; } location /moved { return 302 /seg.ts; } location /expired { return 403; }\n"
+        "location /slow { limit_rate 400k; } location /moved { return 302 /seg.ts; } location /expired { return 403; "
+        "}\n"
         "location /login { return 401; } location /cut { proxy_pass http://127.0.0.3:80; }\n"
         "location /nothing { return 200 \"\"; } location /chunked { ssi on; ssi_types *; }");
     std::filesystem::create_directory(nginx.Folder() + "/slow");
@@ -128,8 +129,8 @@ TEST_F(Fetching, NginxAnswersOfEveryKind) {
         {"/expired", {PLAYER_ERR_HLS_HTTP_DENIED, ""}},
         {"/login", {PLAYER_ERR_HLS_HTTP_DENIED, ""}},
         {"/absent", {PLAYER_ERR_HLS_HTTP_STATUS, ""}},
-        {"/cut", {0, std::string(1000, 'x')}},      // the peer's end is a good end
-        {"/chunked/big.ts", {0, ""}},               // a head that never ends fills its room
+        {"/cut", {0, std::string(1000, 'x')}},  // the peer's end is a good end
+        {"/chunked/big.ts", {0, ""}},           // a head that never ends fills its room
     };
     for (const auto &row : rows) {
         EXPECT_EQ(Fetch(NodeOf("127.0.0.1", row.path)), row.wanted) << row.path;

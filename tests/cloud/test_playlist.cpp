@@ -36,7 +36,8 @@ std::vector<ULONG> Starts(const List &list) {
     return starts;
 }
 
-ULONG_32 Update(const std::string &text, List &list, const std::string &folder = "/nowhere", ULONG_32 *first = nullptr) {
+ULONG_32 Update(const std::string &text, List &list, const std::string &folder = "/nowhere",
+                ULONG_32 *first = nullptr) {
     ULONG_32 unwanted = 0;
     return HLS_m3u8_update(text.c_str(), list, folder.c_str(), first != nullptr ? first : &unwanted);
 }
@@ -134,7 +135,8 @@ bool Same(const List &list, const ModelList &model) {
 /** Spoils a text in one to four places. */
 std::string Spoil(std::string text, std::mt19937 &random) {
     static const std::string characters = " \n\t\r+-:.,T/?#0123456789htp";
-    static const char *const pieces[] = {"99999999999999999999", "-9223372036854775808", " \n ", "4294967306", "+", "://"};
+    static const char *const pieces[] = {
+        "99999999999999999999", "-9223372036854775808", " \n ", "4294967306", "+", "://"};
     for (unsigned i = 0, times = 1 + random() % 4; i < times && !text.empty(); ++i) {
         const size_t at = random() % text.size();
         switch (random() % 4) {
@@ -209,8 +211,10 @@ TEST(Playlist, RefusesByTheRules) {
         {"too long an entry", Playlist(At(10) + Entry("1970-01-01T00:00:40.0+0", "http://h/s", "11"), "10"), 2, 1},
         {"no date", Playlist(At(10) + "#EXTINF:5\nhttp://h/s\n"), 0, 1},
         {"no fraction", Playlist(Entry("1970-01-01T00:00:40+00:00", "http://h/s")), 2, 0},
-        {"line ends of two characters", "#EXT-X-ENDLIST#EXT-X-TARGETDURATION:9\r\n#EXTINF:1\r\n#EXT-X-PROGRAM-DATE-TIME:"
-                                        "1970-01-01T00:00:40.0+00:00,\r\nhttp://h/s\r\n", 2, 0},
+        {"line ends of two characters",
+         "#EXT-X-ENDLIST#EXT-X-TARGETDURATION:9\r\n#EXTINF:1\r\n#EXT-X-PROGRAM-DATE-TIME:"
+         "1970-01-01T00:00:40.0+00:00,\r\nhttp://h/s\r\n",
+         2, 0},
         {"URL of 1023", Playlist(Entry("1970-01-01T00:00:40.0+0", "http://h/" + std::string(1014, 'x'))), 0, 1},
         {"URL of 1024", Playlist(Entry("1970-01-01T00:00:40.0+0", "http://h/" + std::string(1015, 'x'))), 2, 0},
         {"zone of 12", Playlist(Entry("1970-01-01T00:00:40.0+00000000000", "http://h/s")), 2, 0},

@@ -50,8 +50,9 @@ bool CanConnect(uint16_t port) {
 std::string Configuration(const std::string &folder, const Certificate &cert, const std::string &rules,
                           const std::string &protocols) {
     std::ostringstream text;
-    text << "user root; daemon off; master_process off; worker_processes 1; error_log " << folder << "/error.log; pid " << folder
-         << "/pid;\nevents { worker_connections 512; }\nhttp {\n  access_log " << folder << "/access.log combined;\n";
+    text << "user root; daemon off; master_process off; worker_processes 1; error_log " << folder << "/error.log; pid "
+         << folder << "/pid;\nevents { worker_connections 512; }\nhttp {\n  access_log " << folder
+         << "/access.log combined;\n";
     for (const char *kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
         text << "  " << kind << "_temp_path " << folder << "/tmp;\n";
     }
@@ -85,11 +86,11 @@ Certificate::Certificate(const std::string &folder, const std::string &name, con
     const std::string extensions = folder + "/" + name + ".ext";
     WriteFile(extensions, "subjectAltName=" + subject + "\n");
     const std::string ecKey = "-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes";
-    const std::string script =
-        "openssl req -x509 " + ecKey + " -days 2 -subj /CN=TestCA -keyout " + m_stem + "-ca.key -out " + Ca() +
-        " && openssl req " + ecKey + " -subj /CN=test -keyout " + Key() + " -out " + m_stem +
-        ".csr && openssl x509 -req -days 2 -in " + m_stem + ".csr -CA " + Ca() + " -CAkey " + m_stem +
-        "-ca.key -CAcreateserial -extfile " + extensions + " -out " + Path();
+    const std::string script = "openssl req -x509 " + ecKey + " -days 2 -subj /CN=TestCA -keyout " + m_stem +
+                               "-ca.key -out " + Ca() + " && openssl req " + ecKey + " -subj /CN=test -keyout " +
+                               Key() + " -out " + m_stem + ".csr && openssl x509 -req -days 2 -in " + m_stem +
+                               ".csr -CA " + Ca() + " -CAkey " + m_stem + "-ca.key -CAcreateserial -extfile " +
+                               extensions + " -out " + Path();
     EXPECT_EQ(Run({"sh", "-c", script}), 0);
 }
 
@@ -101,8 +102,8 @@ Nginx::Nginx(const std::string &rules, const std::string &protocols, const std::
     m_pid = fork();
     if (m_pid == 0) {
         prctl(PR_SET_PDEATHSIG, SIGTERM);  // nothing is left behind
-        execlp("nginx", "nginx", "-p", m_scratch.Path().c_str(), "-c", conf.c_str(), "-e", m_scratch.At("error.log").c_str(),
-               static_cast<char *>(nullptr));
+        execlp("nginx", "nginx", "-p", m_scratch.Path().c_str(), "-c", conf.c_str(), "-e",
+               m_scratch.At("error.log").c_str(), static_cast<char *>(nullptr));
         _exit(127);
     }
     EXPECT_TRUE(WaitUntil([] { return CanConnect(80) && CanConnect(443); })) << ReadText(m_scratch.At("error.log"));

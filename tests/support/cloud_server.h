@@ -41,8 +41,8 @@ class Certificate {
 /** Debian's nginx on 127.0.0.1, ports 80 and 443; gone with the object. */
 class Nginx {
  public:
-    /** `rules` are lines for the one server of the configuration, `protocols` what ssl_protocols says, `subject` whom its
-     * certificate is for. */
+    /** `rules` are lines for the one server of the configuration, `protocols` what ssl_protocols says, `subject` whom
+     * its certificate is for. */
     explicit Nginx(const std::string &rules = "", const std::string &protocols = "TLSv1.2 TLSv1.3",
                    const std::string &subject = "DNS:localhost,IP:127.0.0.1");
     ~Nginx();

@@ -124,13 +124,14 @@ bool WriteRecording(const Options &options, size_t *segments, Failure *failure) 
 
 bool WriteCertificate(const Options &options, Failure *failure) {
     const std::string key = "-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes";
-    const std::string names = "subjectAltName=DNS:localhost,IP:127.0.0.1" + std::string(
-                              IsAddress(options.host) ? ",IP:" : ",DNS:") + options.host;
+    const std::string names = "subjectAltName=DNS:localhost,IP:127.0.0.1" +
+                              std::string(IsAddress(options.host) ? ",IP:" : ",DNS:") + options.host;
     return WriteText(options.folder + "/server.ext", names + "\n", failure) &&
            ((Openssl(options, "req -x509 " + key + " -days 30 -subj /CN=zvcloud -keyout ca.key -out ca.pem") &&
              Openssl(options, "req " + key + " -subj /CN=zvcloud-server -keyout server.key -out server.csr") &&
-             Openssl(options, "x509 -req -days 30 -in server.csr -CA ca.pem -CAkey ca.key -CAcreateserial "
-                              "-extfile server.ext -out server.pem")) ||
+             Openssl(options,
+                     "x509 -req -days 30 -in server.csr -CA ca.pem -CAkey ca.key -CAcreateserial "
+                     "-extfile server.ext -out server.pem")) ||
             Fail(failure, "openssl makes no certificate"));
 }
 

@@ -17,9 +17,9 @@ using tools::kExitUsage;
 
 /** What the user asked for. */
 struct Options {
-    std::string folder;   ///< where all of it goes
-    std::string file;     ///< .264, .265, or a TS recording; empty for a test picture
-    double seconds = 60;  ///< of the test picture, or the most of a file
+    std::string folder;    ///< where all of it goes
+    std::string file;      ///< .264, .265, or a TS recording; empty for a test picture
+    double seconds = 60;   ///< of the test picture, or the most of a file
     uint32_t segment = 5;  ///< seconds of a segment at least; it ends in front of a key frame
     uint32_t start = 0;    ///< Unix time of the first picture
     uint32_t bit_rate = 2000;

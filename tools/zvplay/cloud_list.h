@@ -1,4 +1,5 @@
-/** What a client knows of a cloud recording by itself: the segments of its playlists, and which of them lie in the cache. */
+/** What a client knows of a cloud recording by itself: the segments of its playlists, and which of them lie in the
+ * cache. */
 #ifndef ZVPLAY_CLOUD_LIST_H
 #define ZVPLAY_CLOUD_LIST_H
 

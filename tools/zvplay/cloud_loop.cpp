@@ -11,8 +11,8 @@
 namespace zvplay {
 namespace {
 
-constexpr int kLookSeconds = 1;   // between two looks at playlists and cache
-constexpr int kFastest = 4;       // index of 4x, the fastest of a cloud recording
+constexpr int kLookSeconds = 1;  // between two looks at playlists and cache
+constexpr int kFastest = 4;      // index of 4x, the fastest of a cloud recording
 
 struct Jump {
     Action action;

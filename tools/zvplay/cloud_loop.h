@@ -48,10 +48,10 @@ class CloudLoop : public PlayLoop {
     Clock::time_point next_look_ = Clock::now();
     uint32_t position_ = 0;  ///< Unix time; of the seek until its first picture comes
     int speed_ = kNormalSpeed;
-    uint32_t normals_ = 0;   ///< positions that the library has begun to play, up to the last seek
-    uint32_t message_ = 0;   ///< the newest one, as it was told
-    double played_ = 0;      ///< seconds
-    uint32_t counted_ = 0;   ///< position up to which they are counted
+    uint32_t normals_ = 0;  ///< positions that the library has begun to play, up to the last seek
+    uint32_t message_ = 0;  ///< the newest one, as it was told
+    double played_ = 0;     ///< seconds
+    uint32_t counted_ = 0;  ///< position up to which they are counted
 };
 
 }  // namespace zvplay
