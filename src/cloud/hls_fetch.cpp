@@ -2,6 +2,7 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -53,6 +54,12 @@ ULONG_32 FinishConnect(WYK_SOCKET_S stSocket, const PLAYER_HLS_TYPE_INFO_S *pstI
     return iError == 0 ? static_cast<ULONG_32>(PLAYER_ERR_OK) : static_cast<ULONG_32>(PLAYER_ERR_HLS_CONNECT);
 }
 
+/** Small writes follow each other in a handshake: none is to wait for the peer's word on the one before. */
+void SendAtOnce(WYK_SOCKET_S stSocket) {
+    const int iOn = 1;
+    setsockopt(stSocket, IPPROTO_TCP, TCP_NODELAY, &iOn, sizeof(iOn));
+}
+
 ULONG_32 ConnectSocket(WYK_SOCKET_S stSocket, const HLS_ADDRESS_S &stAddress, const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
     ULONG_32 ulResult = PLAYER_ERR_OK;
     if (connect(stSocket, reinterpret_cast<const struct sockaddr *>(&stAddress.stAddress), stAddress.ulLen) != 0) {
@@ -73,6 +80,7 @@ ULONG_32 OpenSocket(HLS_ADDRESS_S *pstAddress, ULONG_32 ulPort, WYK_SOCKET_S *ps
         LOG_ERROR("Hls_Socket_Init Failed, Create Socket Error[0x%x].", static_cast<ULONG_32>(errno));
         return PLAYER_ERR_HLS_CONNECT;
     }
+    SendAtOnce(stSocket);
     ULONG_32 ulResult = PLAYER_ERR_HLS_ADDRESS_FAMILY;
     if (SetPort(pstAddress, ulPort)) {
         ulResult = ConnectSocket(stSocket, *pstAddress, pstInfos);
@@ -170,9 +178,23 @@ struct RECEIVE_S {
     std::array<CHAR, BODY_READ_SIZE> acBuffer;
 };
 
+/** TLS gives a record at a time: of a body it takes as many as have come, so that the file gets them in one write. */
+HLS_IO_E ReadRecords(RECEIVE_S *pstReceive, CHAR *pcTo, ULONG_32 ulRoom, LONG *plLen) {
+    const HLS_IO_E enResult = HlsTls_Read(pstReceive->pCyassl, pcTo, ulRoom, plLen);
+    while (enResult == HLS_IO_DONE && pstReceive->bHeadDone && static_cast<ULONG_32>(*plLen) < ulRoom) {
+        LONG lMore = 0;
+        if (HlsTls_Read(pstReceive->pCyassl, pcTo + *plLen, ulRoom - static_cast<ULONG_32>(*plLen), &lMore) !=
+            HLS_IO_DONE) {
+            break;  // whatever it was, the next read says it again
+        }
+        *plLen += lMore;
+    }
+    return enResult;
+}
+
 HLS_IO_E ReadOnce(RECEIVE_S *pstReceive, CHAR *pcTo, ULONG_32 ulRoom, LONG *plLen) {
     if (pstReceive->pCyassl != nullptr) {
-        return HlsTls_Read(pstReceive->pCyassl, pcTo, ulRoom, plLen);
+        return ReadRecords(pstReceive, pcTo, ulRoom, plLen);
     }
     *plLen = recv(pstReceive->stSocket, pcTo, ulRoom, MSG_DONTWAIT);
     if (*plLen == 0) {

@@ -2,6 +2,7 @@
 #include "cloud/module_hls.h"
 
 #include <dirent.h>
+#include <errno.h>
 #include <unistd.h>
 
 #include <functional>
@@ -131,8 +132,8 @@ class CFolderNames {
  public:
     explicit CFolderNames(const CHAR *pcPath) {
         const std::unique_ptr<DIR, int (*)(DIR *)> pDir(opendir(pcPath), closedir);
-        m_bRead = pDir != nullptr;
-        while (const struct dirent *pstEntry = m_bRead ? readdir(pDir.get()) : nullptr) {
+        m_bRead = pDir != nullptr || errno == ENOENT;  // a folder that isn't there holds nothing
+        while (const struct dirent *pstEntry = pDir != nullptr ? readdir(pDir.get()) : nullptr) {
             m_oNames.emplace(pstEntry->d_name);
         }
     }

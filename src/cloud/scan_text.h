@@ -16,8 +16,8 @@
 
 class CTextScan {
  public:
-    /** The text ends at a NUL, if it holds one. */
-    explicit CTextScan(std::string_view strText) : m_strRest(strText.substr(0, strText.find('\0'))) {}
+    /** Of a text without a NUL in it. */
+    explicit CTextScan(std::string_view strText) : m_strRest(strText) {}
 
     std::string_view Rest() const { return m_strRest; }
 
