@@ -5,8 +5,9 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Zelvane)
 
 install(TARGETS zelvane zvcodec h265dec zvmjpeg g711 mp2 faac zvmp4 zvrsa EXPORT ZelvaneTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(TARGETS zvplay zvcam zvprobe RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(FILES include/player_public.h include/player_sdk_func.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zelvane)
+install(TARGETS zvplay zvcam zvprobe zvcloud RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(FILES include/player_public.h include/player_sdk_func.h include/player_ext.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zelvane)
 
 install(EXPORT ZelvaneTargets NAMESPACE Zelvane:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/ZelvaneConfig.cmake.in ${CMAKE_BINARY_DIR}/ZelvaneConfig.cmake

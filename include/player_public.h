@@ -105,7 +105,21 @@ typedef enum tagPlayerErrorE {
     PLAYER_ERR_AUDIO_RESET = 540,      /**< audio decoder broke and is to be rebuilt */
     PLAYER_ERR_FILE_SCRAMBLE = 543,    /**< file descrambling failed */
     PLAYER_ERR_SCRAMBLE = 544,         /**< stream descrambling failed */
-    PLAYER_ERR_IVA_PARAM = 1025        /**< analytics record parser got no data */
+    PLAYER_ERR_IVA_PARAM = 1025,       /**< analytics record parser got no data */
+
+    /* Cloud recordings: results of calls, and codes of run messages (Zelvane_OpenHlsStream()). */
+    PLAYER_HLS_DOWNLOAD_FINISHED = 1793,     /**< message: every segment of the playlist is in the cache */
+    PLAYER_ERR_HLS_ADDRESS_FAMILY = 1794,    /**< the server's address is neither IPv4 nor IPv6 */
+    PLAYER_ERR_HLS_CONNECT = 1795,           /**< server not found, not reached, or not the one it claims to be */
+    PLAYER_ERR_HLS_HTTP_STATUS = 1798,       /**< the server answered other than 200, 401, 403 */
+    PLAYER_HLS_DOWNLOAD_WAIT_TIMEOUT = 1799, /**< message: play has waited for a segment longer than it lasts */
+    PLAYER_HLS_PLAY_FINISHED = 1800,         /**< message: play has come to the end of the playlist */
+    PLAYER_ERR_HLS_HTTP_DENIED = 1802,       /**< the server answered 401 or 403: the URLs have expired */
+    PLAYER_ERR_HLS_TIME_NOT_FOUND = 1805,    /**< no segment holds that time */
+    PLAYER_ERR_HLS_NO_CACHE_PATH = 1806,     /**< Zelvane_SetCachePath() has not been called */
+    PLAYER_ERR_HLS_SEND = 1807,              /**< the request could not be sent */
+    PLAYER_ERR_HLS_CANCELLED = 1808,         /**< the stream closes, the fetch was given up */
+    PLAYER_HLS_PLAY_NORMAL = 1809            /**< message: play at a new position has begun */
 } PLAYER_ERROR_E;
 
 /* ---- log ------------------------------------------------------------------------------------------------------- */

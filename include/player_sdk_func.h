@@ -5,7 +5,7 @@
  * Compiles alone as C11 and as C++20; all functions have C linkage.
  *
  * A first player: Zelvane_Init(), Zelvane_AllocPort(), one open call (Zelvane_OpenInputStream(),
- * Zelvane_OpenMediaFile()), Zelvane_StartPlay() with a window, and for a pushed stream Zelvane_InputMediaData() for
+ * Zelvane_OpenMediaFile(), Zelvane_OpenHlsStream()), Zelvane_StartPlay() with a window, and for a pushed stream Zelvane_InputMediaData() for
  * each packet; then the close call, Zelvane_FreePort(), Zelvane_Cleanup().
  *
  * Results. A function that returns BOOL_T gives 1 for success and 0 for failure; after a 0, Zelvane_GetLastError() on
@@ -368,6 +368,86 @@ ZELVANE_API BOOL_T Zelvane_GetPlayTimeEx(ULONG_32 ulPortNum, PLAYBACK_PLAY_TIME 
  * @return 1; or 0
  */
 ZELVANE_API BOOL_T Zelvane_MP4GetRealTime(const CHAR *pcFileName, ULONG_32 *pulRealTime);
+
+
+/* ---- cloud recordings ------------------------------------------------------------------------------------------- */
+
+/**
+ * Names the folder into which the segments of cloud recordings are fetched, one for all ports; it is made when it is
+ * needed. The folder belongs to the cache: when it outgrows its limit its oldest files are removed, whatever they are.
+ * May be called at any time and from any thread; playlists handed in later go by it.
+ * @param pcCachePath path of at most 256 characters that holds a "/", copied
+ * @return 1; or 0 with PLAYER_ERR_PARAM for null and for a longer path
+ */
+ZELVANE_API BOOL_T Zelvane_SetCachePath(const CHAR *pcCachePath);
+
+/**
+ * Sets the limit of the cache folder. It is looked at after each segment that was fetched. A segment larger than the
+ * whole limit is not fetched.
+ * @param ulValue MiB; below 100 counts as 100. 500 without this call
+ * @return 1
+ */
+ZELVANE_API BOOL_T Zelvane_SetMaxCache(ULONG_32 ulValue);
+
+/**
+ * Removes everything in the cache folder, but not the folder. Links are removed, never followed. Ports may play
+ * meanwhile: a segment that is being played stays readable, one that they come to later is fetched again, its picture
+ * being left out this time.
+ * @return 1; or 0 with PLAYER_ERR_FAILED when no folder is set or something in it can't be removed
+ */
+ZELVANE_API BOOL_T Zelvane_CleanCache(void);
+
+/**
+ * Opens a cloud recording on a port without an open source, still without a playlist. Zelvane_UpdatePlayInfo() hands
+ * that in; Zelvane_StartPlay() shows the pictures in a window. Sound, callbacks and recording are those of a pushed
+ * stream. The segments, MPEG-TS of the platform's devices, are fetched in order, one at a time and as fast as the server
+ * gives, by HTTP from port 80 or HTTPS from port 443; servers are not verified unless ZelvaneExt_SetCloudCa() asks for
+ * it.
+ *
+ * What happens is told by run messages of kind PLAYER_RUN_INFO_MEDIA_PROCESS, with the code in ulErrCode and a time in
+ * ulReserved:
+ *  - PLAYER_HLS_DOWNLOAD_FINISHED: every segment from the download's position on is in the cache;
+ *  - PLAYER_ERR_HLS_CONNECT, PLAYER_ERR_HLS_ADDRESS_FAMILY, PLAYER_ERR_HLS_SEND, PLAYER_ERR_MALLOC: a server could not
+ *    be asked; PLAYER_ERR_FAILED: that, or the connection broke, or the disk is full, or the answer makes no sense.
+ *    ulReserved is the start of the segment. After a failure to connect or ask, the segment waits for the next playlist;
+ *    after the others it is tried again twice a second;
+ *  - PLAYER_ERR_HLS_HTTP_DENIED: the server refused (401, 403): the URLs have expired, hand in a new playlist;
+ *    PLAYER_ERR_HLS_HTTP_STATUS: it answered anything else but 200, a redirection among them;
+ *  - PLAYER_ERR_HLS_CANCELLED: a fetch was given up because the port closes;
+ *  - all ones (0xFFFFFFFF): the cache folder could not be measured;
+ *  - PLAYER_HLS_DOWNLOAD_WAIT_TIMEOUT: play waits for a segment, and has for longer than it lasts;
+ *  - PLAYER_HLS_PLAY_NORMAL: the first picture of a new position comes; ulReserved is that position;
+ *  - PLAYER_HLS_PLAY_FINISHED: play has come to the end of the playlist.
+ * @param ulPort port
+ * @return 1; or 0 with PLAYER_ERR_PARAM (port in use, or a callback of the port), PLAYER_ERR_HLS_NO_CACHE_PATH,
+ *         PLAYER_ERR_MALLOC, PLAYER_ERR_RESOURCE
+ */
+ZELVANE_API BOOL_T Zelvane_OpenHlsStream(ULONG_32 ulPort);
+
+/**
+ * Closes a cloud recording with all that runs on its port. A fetch is given up at once; what is in the cache stays for
+ * the next time. Success for a port without a cloud recording.
+ * @param ulPort port
+ * @return 1; or 0 with PLAYER_ERR_FAILED from a callback of the port
+ */
+ZELVANE_API BOOL_T Zelvane_CloseHlsStream(ULONG_32 ulPort);
+
+/**
+ * Hands in a playlist, or moves to a time, or both. The call never waits for a server. Entries are merged by their start
+ * times with those handed in before: new ones find their place, known ones get the new URLs. Segments that are in the
+ * cache already are not fetched again.
+ * @param ulPort     port
+ * @param pcM3u8Info playlist text; null keeps the ones handed in before. Each entry is three lines:
+ *                   "#EXTINF:10,", "#EXT-X-PROGRAM-DATE-TIME:2020-01-02T03:04:05.000+08:00," and the URL; ahead of them
+ *                   "#EXT-X-TARGETDURATION:10", and somewhere "#EXT-X-ENDLIST". Line ends are single line feeds, a URL
+ *                   has at most 1023 characters and no port in it
+ * @param ulPlayTime position to play from, Unix time in seconds; the last second of a segment counts with it. 0 lets play
+ *                   go on where it is, and moves the download to the start of this playlist
+ * @return 1; or 0 with PLAYER_ERR_PARAM (a text that is refused; the entries before the fault are kept),
+ *         PLAYER_ERR_HLS_TIME_NOT_FOUND (no segment holds the time; the playlist is kept),
+ *         PLAYER_ERR_HLS_NO_CACHE_PATH
+ */
+ZELVANE_API BOOL_T Zelvane_UpdatePlayInfo(ULONG_32 ulPort, const CHAR *pcM3u8Info, ULONG_32 ulPlayTime);
 
 /* ---- network streams -------------------------------------------------------------------------------------------- */
 

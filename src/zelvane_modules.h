@@ -17,6 +17,7 @@
 #include "bits/sp_mark.h"
 #include "bits/start_code.h"
 #include "cloud/hls_types.h"
+#include "cloud/module_hls.h"
 #include "codec/decoder_memory.h"
 #include "codec/module_code.h"
 #include "codec/port_codec.h"

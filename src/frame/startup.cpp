@@ -1,4 +1,7 @@
 // The modules of the library, brought up and taken down in the order of dependence.
+#include <string.h>
+
+#include "cloud/module_hls.h"
 #include "codec/module_code.h"
 #include "foundations/PlayerLog.h"
 #include "foundations/com_log.h"
@@ -15,8 +18,6 @@
 #include "source/voice.h"
 
 namespace {
-
-const ULONG_32 CACHE_LIMIT_MIB = 500;
 
 /**
  * Tells all ports at once that they end, so that their threads end side by side. A recording goes on until its own
@@ -79,8 +80,7 @@ ULONG_32 Player_Startup(void) {
     CODE_SetFrameCountFinder(FindFrameCount);
     Video_Init();
     Audio_Init();
-    gstHlsStreamInfo.ulMaxCacheValue = CACHE_LIMIT_MIB;
-    QLOM_SDK_mutex_init(0, nullptr, &gstHlsStreamInfo.stHlsMulticMutex);
+    HlsCache_Startup();
     return PLAYER_ERR_OK;
 }
 
@@ -92,7 +92,7 @@ ULONG_32 Player_Cleanup(void) {
     FreePorts(false);
     LowerAll();
     Report_Cleanup();
-    QLOM_SDK_mutex_destroy(&gstHlsStreamInfo.stHlsMulticMutex);
+    HlsCache_Cleanup();
     Video_Cleanup();
     Audio_Cleanup();
     CODE_SetFrameCountFinder(nullptr);

@@ -52,7 +52,6 @@ extern QLOM_SDK_MUTEX_S gstPortMutexLock;
 extern BOOL_T gbGpuAble;
 extern BOOL_T gbGpuAbleH265;
 extern LONG_32 glMaxDecChlNum;
-extern PLAYER_HLS_STREAM_INFO_S gstHlsStreamInfo;
 
 /** Logs and leaves with PLAYER_ERR_PORT when there is no such port; declares pstPort otherwise. */
 #define PLAYER_GET_PORT(pstPort, ulPort)                                   \

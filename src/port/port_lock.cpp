@@ -207,6 +207,8 @@ void Port_WakeAll(PLAEYR_PORT_S *pstPort) {
     QUEUE_WakeAll(&pstPort->stRecordBufferQueue);
     QUEUE_WakeDecodeReader(&pstPort->stDecodeBufferQueue);
     Wake_Signal(&pstPort->stControlWake);
+    Wake_Signal(&pstPort->stHlsTypeInfos.stPlayWake);
+    Wake_Signal(&pstPort->stHlsTypeInfos.stDownloadWake);
     WakeFd_Signal(&pstPort->stSourceWake);
 }
 

@@ -14,7 +14,6 @@ QLOM_SDK_MUTEX_S gstPortMutexLock = PTHREAD_MUTEX_INITIALIZER;
 BOOL_T gbGpuAble = 0;
 BOOL_T gbGpuAbleH265 = 0;
 LONG_32 glMaxDecChlNum = PLAYER_MAX_PORT_NUM;
-PLAYER_HLS_STREAM_INFO_S gstHlsStreamInfo;
 
 namespace {
 

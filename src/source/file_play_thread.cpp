@@ -15,6 +15,7 @@
 #include "port/run_messages.h"
 #include "source/file_play.h"
 #include "source/file_record.h"
+#include "source/frame_ctrl.h"
 #include "source/trick_play.h"
 
 namespace {
@@ -57,11 +58,6 @@ bool IsKeyFramePlay(const PLAEYR_PORT_S *pstPort) {
 }
 
 /* ---- what the client asks for ---- */
-
-/** Sets the frame control unless the client has set another one meanwhile. */
-void ReplaceFrameCtrl(PLAEYR_PORT_S *pstPort, ULONG_32 ulFrom, ULONG_32 ulTo) {
-    __atomic_compare_exchange_n(&pstPort->ulFrameCtrl, &ulFrom, ulTo, false, __ATOMIC_RELAXED, __ATOMIC_RELAXED);
-}
 
 void EndStep(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bCtrlSucc) == 0) {
@@ -118,35 +114,28 @@ void WaitPaused(PLAEYR_PORT_S *pstPort) {
 /** Does what the frame control says; false when nothing is to be read now. */
 bool ServeFrameCtrl(FILE_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
-    const ULONG_32 ulFrameCtrl = word::LoadAcquire(pstPort->ulFrameCtrl);
-    switch (ulFrameCtrl) {
-        case FRAME_CTRL_PAUSE:
+    switch (FrameCtrl_Serve(pstPort)) {
+        case FRAME_CTRL_STEP_WAIT:
             WaitPaused(pstPort);
             return false;
-        case FRAME_CTRL_PLAY:
-        case FRAME_CTRL_ONLY_I_SP_FRAME:
-            return true;
-        case FRAME_CTRL_AFRAME_GO:
-        case FRAME_CTRL_AFRAME_BACK:
-            ReplaceFrameCtrl(pstPort, ulFrameCtrl, FRAME_CTRL_PAUSE);
+        case FRAME_CTRL_STEP_ONE:
             pstLoop->bStep = true;
             return true;
-        case FRAME_CTRL_ONLY_I_FRAME:
-            if (pstPort->stFileInfo.bUcodeFile) {
-                ReplaceFrameCtrl(pstPort, ulFrameCtrl, FRAME_CTRL_ONLY_I_SP_FRAME);
-            }
+        case FRAME_CTRL_STEP_READ:
             return true;
-        default:
-            LOG_WARN("Port[%03d] Start FilePlay Thread Warning: FrameCtrl Unknown[%d].", pstPort->ulPort, ulFrameCtrl);
-            return true;
+        case FRAME_CTRL_STEP_UNKNOWN:
+            break;
     }
+    LOG_WARN("Port[%03d] Start FilePlay Thread Warning: FrameCtrl Unknown[%d].", pstPort->ulPort,
+             word::Load(pstPort->ulFrameCtrl));
+    return true;
 }
 
 /* ---- reading ---- */
 
 void ReportFileEnd(PLAEYR_PORT_S *pstPort, ULONG_32 ulFrameCtrl) {
     LOG_INFO("Port[%03d] FilePlay Thread: File Read End.", pstPort->ulPort);
-    ReplaceFrameCtrl(pstPort, ulFrameCtrl, FRAME_CTRL_PAUSE);
+    FrameCtrl_Replace(pstPort, ulFrameCtrl, FRAME_CTRL_PAUSE);
     EndStep(pstPort);
     ULONG_32 ulResult =
         Port_SendRunMsg(pstPort->ulPort, {PLAYER_RUN_INFO_MEDIA_PROCESS, PLAYER_ERR_FILE_END, 0, nullptr});

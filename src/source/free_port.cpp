@@ -1,5 +1,6 @@
 #include "source/free_port.h"
 
+#include "cloud/module_hls.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
@@ -14,7 +15,7 @@
 
 namespace {
 
-/** What a port without an open source may still run: a recording or a window without a stream. */
+/** What a port without an open source may still have: a recording or a window without a stream, a playlist. */
 void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bStartRecord)) {
         Player_StopRecord(pstPort->ulPort);
@@ -24,6 +25,7 @@ void StopLeftOvers(PLAEYR_PORT_S *pstPort) {
     if (word::Load(pstPort->bStartVideo)) {
         Player_StopPlay(pstPort->ulPort);
     }
+    HlsList_Clear(gliHlsNodeInfo[pstPort->ulPort]);
     QUEUE_CleanupOffScreenBufferQueue(&pstPort->stOffScreenQueue);
 }
 

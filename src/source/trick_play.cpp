@@ -82,6 +82,12 @@ static_assert(SPEED_NUM == PLAYER_SPEED_32_BACKWARD + 1);
 
 bool IsFilePort(const PLAEYR_PORT_S *pstPort) { return word::Load(pstPort->ulPortUsed) == PORT_USED_TYPE_FILE; }
 
+/** Wakes whichever thread paces the port's frames. */
+void WakePlay(PLAEYR_PORT_S *pstPort) {
+    Wake_Signal(&pstPort->stControlWake);
+    Wake_Signal(&pstPort->stHlsTypeInfos.stPlayWake);
+}
+
 /* ---- speed ---- */
 
 void SetPaceOf(PLAEYR_PORT_S *pstPort, const SPEED_ROW_S &stRow) {
@@ -165,7 +171,7 @@ ULONG_32 Player_SpeedPlay(ULONG_32 ulPort, ULONG_32 ulSpeed) {
     }
     SetPaceOf(pstPort, gastSpeed[ulSpeed]);
     SetFramesOf(pstPort, gastSpeed[ulSpeed]);
-    Wake_Signal(&pstPort->stControlWake);
+    WakePlay(pstPort);
     return PLAYER_ERR_OK;
 }
 
@@ -175,7 +181,7 @@ ULONG_32 Player_PausePlay(ULONG_32 ulPort, BOOL_T bPause) {
         return PLAYER_ERR_NOT_SUPPORT;
     }
     word::Store(pstPort->ulFrameCtrl, bPause == 1 ? FRAME_CTRL_PAUSE : FRAME_CTRL_PLAY);
-    Wake_Signal(&pstPort->stControlWake);
+    WakePlay(pstPort);
     return PLAYER_ERR_OK;
 }
 

@@ -2,15 +2,16 @@
  * zvplay: plays cameras, recordings and captured data through the Zelvane library, and shows how a client uses it.
  *
  * The road: OpenLog() takes the library's log, Player holds the library's port, Window the X11 window that the library
- * draws in. There are three kinds of sources: recordings, which the library reads and FileLoop steers; streams that the
- * library receives from the network while NetLoop waits; and captured data, which OpenSource() cuts into pieces and
- * PushLoop gives to the port when their time has come.
+ * draws in. There are four kinds of sources: recordings, which the library reads and FileLoop steers; cloud recordings,
+ * which it fetches by the playlists that CloudLoop hands in; streams that it receives from the network while NetLoop
+ * waits; and captured data, which OpenSource() cuts into pieces and PushLoop gives to the port when their time has come.
  */
 #include <csignal>
 #include <cstdio>
 #include <memory>
 
 #include "address.h"
+#include "cloud_loop.h"
 #include "common/mapped_file.h"
 #include "failure.h"
 #include "file_loop.h"
@@ -33,7 +34,7 @@ void OnSignal(int signal) { PlayLoop::Interrupt(signal); }
 
 /** What is to be played. */
 struct Plan {
-    bool network = false, recording = false;
+    bool network = false, recording = false, cloud = false;
     Address address;                 ///< of a stream from the network
     std::unique_ptr<Source> source;  ///< of captured data
     std::unique_ptr<VoiceSource> voice;  ///< what is said to the camera; null for nothing
@@ -68,8 +69,9 @@ bool CheckRecording(const Options &options, Failure *failure) {
 
 /** Finds out what the source is, and opens it as far as that needs no library. */
 bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
-    plan->network = IsAddress(options.source);
-    plan->recording = !plan->network && IsRecording(options.source);
+    plan->cloud = !options.cache.empty();
+    plan->network = !plan->cloud && IsAddress(options.source);
+    plan->recording = !plan->cloud && !plan->network && IsRecording(options.source);
     if (!plan->recording && (options.start > 0 || options.speed != kNormalSpeed || options.loop)) {
         *failure = {kExitUsage, "--start, --speed and --loop are for recordings", "see zvplay --help"};
         return false;
@@ -78,7 +80,7 @@ bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
         return false;
     }
     if (!options.talk.empty()) return MakeTalkPlan(options, plan, failure);
-    if (plan->network) return true;
+    if (plan->network || plan->cloud) return true;
     if (plan->recording) return CheckRecording(options, failure);
     plan->source = OpenSource(options, failure);
     return plan->source != nullptr;
@@ -112,11 +114,17 @@ bool OpenPort(const Options &options, const Plan &plan, Player *player, Failure 
     if (!player->Open(failure) || !player->SetKeys(options.rsa_key, options.password, failure)) return false;
     if (plan.voice != nullptr) return player->OpenTalk(plan.address, TalkService(plan), failure);
     if (plan.network) return player->OpenNetwork(plan.address, failure);
+    if (plan.cloud) return player->OpenCloud(options.cache, options.cache_limit, failure);
     return plan.recording ? OpenRecording(options, player, failure) : player->OpenPushed(failure);
 }
 
+/** @return null with the failure filled */
 std::unique_ptr<PlayLoop> MakeLoop(const Options &options, const Plan &plan, Talk *talk, Player *player,
-                                   Window *window, Status *status) {
+                                   Window *window, Status *status, Failure *failure) {
+    if (plan.cloud) {
+        auto loop = std::make_unique<CloudLoop>(options, player, window, status);
+        return loop->Open(failure) ? std::move(loop) : nullptr;
+    }
     if (talk != nullptr) return std::make_unique<TalkLoop>(options, talk, player, window, status);
     if (plan.network) return std::make_unique<NetLoop>(options, player, window, status);
     if (plan.recording) return std::make_unique<FileLoop>(options, player, window, status);
@@ -136,6 +144,8 @@ bool CheckResult(const Figures &figures, const PlayState &state, const Plan &pla
         failure->advice = "zvprobe tells what is in the file";
     } else if (figures.frames > 0 && CodecsMissing()) {
         failure->advice = "is libZvCodec.so beside libzelvane.so? The log says more: add --log FILE";
+    } else if (plan.cloud) {
+        failure->advice = "what the server said stands above; the log says more: add --log FILE";
     } else if (plan.network && figures.frames == 0) {
         failure->advice = "is the sender running, and does it send to this address?";
     }
@@ -163,7 +173,8 @@ int Play(const Options &options) {
     std::unique_ptr<Talk> talk;
     if (!options.talk.empty() && (talk = OpenTalk(options, &plan, player, &failure)) == nullptr) return Fail(failure);
     Status status(options);
-    const std::unique_ptr<PlayLoop> loop = MakeLoop(options, plan, talk.get(), &player, window.get(), &status);
+    const std::unique_ptr<PlayLoop> loop = MakeLoop(options, plan, talk.get(), &player, window.get(), &status, &failure);
+    if (loop == nullptr) return Fail(failure);
     const bool played = loop->Run(&failure);
     const Figures figures = player.Read();
     const PlayState state = loop->FullState();

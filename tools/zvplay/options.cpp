@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/command_line.h"
+#include "common/wall_time.h"
 #include "record_format.h"
 
 namespace zvplay {
@@ -22,6 +23,8 @@ SOURCE is one of
   FILE.mp4 FILE.ts   a recording; TS of recorders, whose frames end with the transport priority bit
   FILE.avi           a recording of H.264, H.265 or JPEG; one that was not finished plays after zvprobe --repair
   FILE.krdf          a record of this platform's devices; it does not go back to its start, only to its second 1
+  FILE.m3u8 or -     a cloud recording: its playlist, from a file or standard input, with --cache; more playlists may
+                     follow, and a file that changes is read again
   FILE.rtp           RTP capture: a 16-bit big-endian length and a packet, repeated
   FILE.264 FILE.265  H.264 or H.265 as an encoder writes it (Annex B)
   FILE.mjpeg         JPEG pictures one after the other
@@ -36,6 +39,9 @@ options
   --speed NAME   recordings: 0.25 0.5 1 2 4 8 16, from 4 on with key frames only; or 2-key 4-key 8-key 16-key, which
                  show each key frame for a part of the distance of two
   --loop         recordings: begin again at the end
+  --cache DIR    cloud recordings: folder for the segments; the oldest files in it go when it outgrows its limit
+  --cache-limit MB  that limit, 100 or more; default 500
+  --at TIME      cloud recordings: begin at 2020-01-02T03:04:05, local time or with a Z, or at a Unix time
   --fps N        frame rate for .264, .265 and JPEG; default the stream's own, or 25
   --headless     no window and no sound: decode and report
   --fast         as fast as the machine decodes, instead of at the stream's pace; recordings: with --headless only
@@ -65,7 +71,8 @@ and of recordings
   up down     60 seconds on, back    backspace  normal speed
   home        to the beginning       k          key frames only, or all
   .           one picture on         l          begin again at the end, or not
-A seek goes to the next key frame behind the place; pressed again within a second it counts from there.
+A seek goes to the next key frame behind the place; pressed again within a second it counts from there. Cloud recordings
+know the seeks and speeds from 0.25 to 4, all with every picture.
 
 exit codes
   0 played   1 wrong command line   2 source   3 no display   4 library, or the report   5 no picture came out   6 not recorded or saved
@@ -76,6 +83,24 @@ bool Fail(Failure *failure, const std::string &what, const char *advice = "see z
     return false;
 }
 
+bool IsPlaylist(const std::string &name) {
+    const std::string ending = ".m3u8";
+    return name == "-" || (name.size() > ending.size() && name.substr(name.size() - ending.size()) == ending);
+}
+
+/** What belongs to a cloud recording, which --cache makes of the source. */
+bool TakeCloud(const std::string &at, const std::vector<std::string> &names, Options *options, Failure *failure) {
+    if (options->cache.empty()) {
+        if (!at.empty() || options->cache_limit != 0) return Fail(failure, "--at and --cache-limit need --cache");
+        if (!names.empty() && IsPlaylist(names[0])) return Fail(failure, "a playlist needs --cache DIR");
+        return true;
+    }
+    if (!options->talk.empty()) return Fail(failure, "--talk and --cache exclude each other");
+    if (options->cache.find('/') == std::string::npos) options->cache = "./" + options->cache;
+    if (!names.empty()) options->more.assign(names.begin() + 1, names.end());
+    return at.empty() || tools::ParseWallTime(at, &options->at) || Fail(failure, "--at: " + at + " is no time");
+}
+
 }  // namespace
 
 bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *failure) {
@@ -83,6 +108,7 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
     const char *speeds[kSpeedCount];
     std::transform(std::begin(kSpeeds), std::end(kSpeeds), speeds, [](const Speed &speed) { return speed.name; });
     int stats = 0;
+    std::string at;
     const char *formats[kRecordFormatCount];
     std::transform(std::begin(kRecordFormats), std::end(kRecordFormats), formats,
                    [](const RecordFormat &format) { return format.name; });
@@ -98,6 +124,9 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
         {"-h", &options->help},
         {"--version", &options->version},
         {"--seconds", tools::Number{&options->seconds, 0.001, 1e9}},
+        {"--cache", &options->cache},
+        {"--cache-limit", tools::Whole{&options->cache_limit, 100, 1000000}},
+        {"--at", &at},
         {"--fps", tools::Number{&options->fps, 0.001, 1000}},
         {"--stats", tools::Choice{&stats, kStats}},
         {"--record", &options->record},
@@ -117,8 +146,11 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
         return Fail(failure, "--split-size and --split-time exclude each other");
     }
     if (names.size() > 1 && !options->talk.empty()) options->listeners.assign(names.begin() + 1, names.end());
-    if (names.size() > 1 && options->talk.empty()) return Fail(failure, "two sources: " + names[0] + " and " + names[1]);
     if (!names.empty()) options->source = names[0];
+    if (!TakeCloud(at, names, options, failure)) return false;
+    if (names.size() > 1 && options->talk.empty() && options->cache.empty()) {
+        return Fail(failure, "two sources: " + names[0] + " and " + names[1]);
+    }
     if (options->help || options->version || !options->source.empty()) return true;
     return Fail(failure, "no source given", "name one: zvplay recording.mp4; see zvplay --help");
 }

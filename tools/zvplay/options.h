@@ -21,6 +21,10 @@ struct Options {
     double start = 0;          ///< files: seconds to begin at
     int speed = kNormalSpeed;  ///< files: index into kSpeeds
     bool loop = false;         ///< files: begin again at the end
+    std::string cache;         ///< cloud: folder of the cache; empty for no cloud recording
+    uint32_t cache_limit = 0;  ///< cloud: MB; 0 for the library's own
+    uint32_t at = 0;           ///< cloud: Unix time to begin at; 0 for the beginning
+    std::vector<std::string> more;  ///< cloud: playlists behind the first
     std::string record;        ///< file to record into from the beginning; empty for none
     int format = -1;           ///< index into kRecordFormats; -1 takes it from the name
     uint32_t split_size = 0;   ///< MB after which a recording goes on in the next file; 0 for the library's own limit

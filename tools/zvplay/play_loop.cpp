@@ -20,6 +20,7 @@ void PlayLoop::Interrupt(int signal) {
 PlayLoop::PlayLoop(const Options &options, Player *player, Window *window, Status *status)
     : options_(options),
       player_(*player),
+      status_(*status),
       sound_(window != nullptr && !options.mute),
       analytics_(options.analytics),
       window_(window),

@@ -72,6 +72,7 @@ class PlayLoop {
 
     const Options &options_;
     Player &player_;
+    Status &status_;
     bool paused_ = false, sound_, analytics_;
 
  private:
@@ -84,7 +85,6 @@ class PlayLoop {
     bool Play(Failure *failure);
 
     Window *const window_;
-    Status &status_;
     Capture capture_;
     Clock::time_point next_look_ = Clock::now();  ///< at the library's figures
     Clock::time_point next_second_ = next_look_ + std::chrono::seconds(1);

@@ -19,6 +19,20 @@ std::atomic<uint32_t> decode_failures{0};
 std::atomic<uint32_t> file_ends{0};
 std::atomic<bool> peer_closed{false};
 std::atomic<uint32_t> record_error{0};
+std::atomic<uint32_t> cloud_message{0}, cloud_normals{0};
+std::atomic<bool> cloud_ended{false};
+
+/** Takes what a cloud port tells; a plain failure comes from no other kind of port. */
+void NoteCloud(uint32_t code) {
+    if (code == PLAYER_HLS_PLAY_NORMAL) {
+        cloud_normals.fetch_add(1);
+        cloud_ended.store(false);
+    } else if (code == PLAYER_HLS_PLAY_FINISHED) {
+        cloud_ended.store(true);
+    } else if (code == PLAYER_ERR_FAILED || code == PLAYER_ERR_MALLOC || code >= PLAYER_HLS_DOWNLOAD_FINISHED) {
+        cloud_message.store(code);
+    }
+}
 
 /** A number as the library takes it: hexadecimal digits, two a byte. */
 template <size_t kSize>
@@ -85,6 +99,7 @@ void Player::OnMessage(ULONG_32 kind, void *message) {
         record_error.store(info.ulErrCode);
     }
     if (kind == PLAYER_RUN_INFO_STREAM) peer_closed.store(true);
+    if (kind == PLAYER_RUN_INFO_MEDIA_PROCESS) NoteCloud(info.ulErrCode);
 }
 
 bool Player::Open(Failure *failure) {
@@ -171,6 +186,35 @@ bool Player::OpenTalk(const Address &address, ULONG_32 service, Failure *failure
     queued_ = true;
     return true;
 }
+
+bool Player::OpenCloud(const std::string &cache, uint32_t limit, Failure *failure) {
+    if (!Zelvane_SetCachePath(cache.c_str()) || (limit != 0 && !Zelvane_SetMaxCache(limit)) ||
+        !Zelvane_OpenHlsStream(port_)) {
+        *failure = tools::LibraryFailure("the port does not open for a cloud recording");
+        return false;
+    }
+    close_ = Zelvane_CloseHlsStream;
+    queued_ = true;
+    return true;
+}
+
+uint32_t Player::UpdateCloud(const char *playlist, uint32_t time) {
+    if (!Zelvane_UpdatePlayInfo(port_, playlist, time)) return Zelvane_GetLastError();
+    if (time != 0) cloud_ended.store(false);
+    return PLAYER_ERR_OK;
+}
+
+uint32_t Player::CloudTime() const {
+    ULONG_32 time = 0;
+    Zelvane_GetPlayTime(port_, &time);
+    return time;
+}
+
+uint32_t Player::CloudMessage() { return cloud_message.load(); }
+
+uint32_t Player::CloudNormals() { return cloud_normals.load(); }
+
+bool Player::CloudEnded() { return cloud_ended.load(); }
 
 bool Player::Show(unsigned long window, Failure *failure) {
     window_ = reinterpret_cast<HANDLE>(window);

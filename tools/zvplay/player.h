@@ -68,6 +68,21 @@ class Player {
     /** The number of the port. */
     ULONG_32 Port() const { return port_; }
 
+    /** Opens an empty cloud recording. @param limit of the cache folder, MB; 0 leaves it */
+    bool OpenCloud(const std::string &cache, uint32_t limit, Failure *failure);
+
+    /** Cloud recordings: hands in a playlist (or null) and goes to a Unix time (or 0). @return PLAYER_ERROR_E */
+    uint32_t UpdateCloud(const char *playlist, uint32_t time);
+
+    /** Cloud recordings: Unix time of the picture; 0 before the first. */
+    uint32_t CloudTime() const;
+
+    /** Cloud recordings: the newest run message that isn't about play; how many positions have begun to play; whether
+     * play is at the end. */
+    static uint32_t CloudMessage();
+    static uint32_t CloudNormals();
+    static bool CloudEnded();
+
     /** Shows the pictures in an X11 window. The window has to live until Close(). */
     bool Show(unsigned long window, Failure *failure);
 

@@ -80,6 +80,21 @@ std::string Missing() {
     return form.empty() ? "" : "  NOT TAKEN: " + form;
 }
 
+/** "  12 of 40 fetched  cache 120 MB" of a cloud recording. */
+std::string Fetched(const CloudState &cloud) {
+    if (cloud.date.empty()) return "";
+    return Format("  %u of %u fetched  cache %.0f MB", cloud.fetched, cloud.segments, cloud.cache_bytes / 1048576.0);
+}
+
+/** The members of a line of JSON that only a cloud recording has. */
+std::string CloudJson(const CloudState &cloud) {
+    if (cloud.date.empty()) return "";
+    return "\"date\": \"" + cloud.date +
+           Format("\", \"segments\": %u, \"fetched\": %u, \"cache_bytes\": %llu, \"message\": %u, ", cloud.segments,
+                  cloud.fetched, static_cast<unsigned long long>(cloud.cache_bytes), cloud.message) +
+           "\"message_text\": \"" + cloud.message_text + "\", ";
+}
+
 size_t TerminalWidth() {
     winsize size = {};
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
@@ -114,7 +129,8 @@ void Status::Live(const Figures &figures, const PlayState &state) {
         pictures_ = figures.pictures;
         position_ = state.position;
     }
-    std::string line = Alarm(state) + Time(state.position) + Length(state) + Missing() + "  " + Picture(figures) +
+    const std::string position = state.cloud.date.empty() ? Time(state.position) : state.cloud.date;
+    std::string line = Alarm(state) + position + Length(state) + Missing() + Fetched(state.cloud) + "  " + Picture(figures) +
                        Format("  %.0f of %d fps  ", pictures_a_second_, figures.rate) + BitRate(figures.bit_rate) +
                        (state.recording ? "" : Format("  queue %.0f%%  lost %d", figures.fill * 100, figures.lost));
     if (figures.sounds > 0) {
@@ -136,12 +152,12 @@ void Status::Live(const Figures &figures, const PlayState &state) {
 void Status::Json(const Figures &figures, const PlayState &state, bool end) {
     const std::string length = state.recording ? Format("%.0f", state.length) : "null";
     std::printf(
-        "{\"time\": %.2f, \"length\": %s, \"speed\": \"%s\", \"loop\": %s, \"frames\": %u, \"pictures\": %u, \"rate\": "
+        "{\"time\": %.2f, %s\"length\": %s, \"speed\": \"%s\", \"loop\": %s, \"frames\": %u, \"pictures\": %u, \"rate\": "
         "%d, \"bit_rate\": %d, \"packets\": %d, "
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
         "\"audio\": \"%s\", %s%s\"sound\": %s, \"paused\": %s, \"refused\": %s, \"not_descrambled\": %u, \"analytics\": %s, "
         "\"analytics_records\": %u, \"end\": %s}\n",
-        state.position, length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
+        state.position, CloudJson(state.cloud).c_str(), length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
         figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost, figures.fill, figures.sounds,
         figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(), RecordJson(state).c_str(),
         state.sound ? "true" : "false", state.paused ? "true" : "false", state.refusal.empty() ? "false" : "true",
@@ -151,6 +167,11 @@ void Status::Json(const Figures &figures, const PlayState &state, bool end) {
 
 void Status::Second(const Figures &figures, const PlayState &state) {
     if (options_.json) Json(figures, state, false);
+}
+
+void Status::Note(const std::string &text) {
+    std::fprintf(stderr, "%szvplay: %s\n", dirty_ ? "\r\033[K" : "", text.c_str());
+    dirty_ = false;
 }
 
 void Status::Report(const Figures &figures, const PlayState &state, const std::string &saved,

@@ -10,6 +10,15 @@
 
 namespace zvplay {
 
+/** What there is to tell of a cloud recording beyond that. */
+struct CloudState {
+    std::string date;  ///< of the picture, as people write it; empty for other sources
+    uint32_t segments = 0, fetched = 0;
+    uint64_t cache_bytes = 0;
+    uint32_t message = 0;      ///< newest run message; 0 for none
+    std::string message_text;  ///< what it means
+};
+
 /** The state of the player that is not the library's. */
 struct PlayState {
     double position = 0;  ///< seconds from the stream's beginning
@@ -25,6 +34,7 @@ struct PlayState {
     bool analytics = false;    ///< rules and boxes are drawn
     std::string refusal;       ///< what the library refused just now, in words
     std::string record;        ///< "REC" while it records, "REC FAILED: why" when that broke off
+    CloudState cloud;
     std::string capture;       ///< what is being recorded or was saved just now, in words
     std::string recorded;      ///< the first file that was recorded; empty for none
     unsigned recorded_files = 0;
@@ -49,6 +59,9 @@ class Status {
 
     /** The line of one second of JSON. */
     void Second(const Figures &figures, const PlayState &state);
+
+    /** A line for the user, on standard error. */
+    void Note(const std::string &text);
 
     /** The last words: what was played and what was odd. */
     void Report(const Figures &figures, const PlayState &state, const std::string &saved, const std::string &remark);
