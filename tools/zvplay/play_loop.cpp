@@ -24,7 +24,6 @@ PlayLoop::PlayLoop(const Options &options, Player *player, Window *window, Statu
       sound_(window != nullptr && !options.mute),
       analytics_(options.analytics),
       window_(window),
-      status_(*status),
       capture_(options, player) {}
 
 PlayState PlayLoop::FullState() const {
