@@ -205,11 +205,13 @@ void CPortLock::LeaveLocked() {
 void Port_WakeAll(PLAEYR_PORT_S *pstPort) {
     QUEUE_WakeAll(&pstPort->stPacketBufferQueue);
     QUEUE_WakeAll(&pstPort->stRecordBufferQueue);
+    QUEUE_WakeAll(&pstPort->stBroadcastBufferQueue);
     QUEUE_WakeDecodeReader(&pstPort->stDecodeBufferQueue);
     Wake_Signal(&pstPort->stControlWake);
     Wake_Signal(&pstPort->stHlsTypeInfos.stPlayWake);
     Wake_Signal(&pstPort->stHlsTypeInfos.stDownloadWake);
     WakeFd_Signal(&pstPort->stSourceWake);
+    WakeFd_Signal(&pstPort->stVoiceInfo.stSendWake);
 }
 
 void Port_Sleep(PLAEYR_PORT_S *pstPort, const BOOL_T *pbRun, ULONG_32 ulMSeconds) {

@@ -112,6 +112,8 @@ TEST(CloudTools, ZvplayKnowsSegmentsAndCacheByItself) {
         "#EXT-X-PROGRAM-DATE-TIME:nonsense\nhttp://h/c\n");
     EXPECT_EQ(list.Start(), 10U);
     EXPECT_EQ(list.End(), 23U);
+    EXPECT_EQ(list.Past(10), 10U);
+    EXPECT_EQ(list.Past(20), 21U) << "20 belongs to the segment before";
     const zvplay::CacheState state = list.Look();
     EXPECT_EQ(state.segments, 2U);
     EXPECT_EQ(state.fetched, 1U);

@@ -29,6 +29,12 @@ class CloudList {
     uint32_t Start() const { return segments_.begin()->first; }
     uint32_t End() const { return segments_.rbegin()->first + segments_.rbegin()->second.seconds; }
 
+    /**
+     * The time to ask the library for. The last second of a segment counts with it, and at it the library plays that
+     * segment from its beginning: who wants the next one asks for a second more.
+     */
+    uint32_t Past(uint32_t time) const { return time > Start() && segments_.count(time) != 0 ? time + 1 : time; }
+
     /** Looks into the folder. */
     CacheState Look() const;
 

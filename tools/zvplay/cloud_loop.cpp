@@ -77,7 +77,7 @@ bool CloudLoop::Open(Failure *failure) {
         *failure = {kExitSource, options_.source + ": a playlist without an entry", ""};
         return false;
     }
-    position_ = counted_ = options_.at != 0 ? options_.at : list_.Start();
+    position_ = counted_ = options_.at != 0 ? list_.Past(options_.at) : list_.Start();
     for (size_t i = 0; i < texts.size(); ++i) {
         const bool last = i + 1 == texts.size();  // the download would begin elsewhere if the time came any later
         if (!HandIn(playlists_[i], texts[i], last ? position_ : 0, failure)) return false;
@@ -151,7 +151,7 @@ void CloudLoop::Pause() {
 
 void CloudLoop::Seek(int64_t time) {
     const uint32_t last = list_.End() > list_.Start() ? list_.End() - 1 : list_.Start();
-    const auto target = static_cast<uint32_t>(std::clamp<int64_t>(time, list_.Start(), last));
+    const uint32_t target = list_.Past(static_cast<uint32_t>(std::clamp<int64_t>(time, list_.Start(), last)));
     const uint32_t normals = player_.CloudNormals();
     if (player_.UpdateCloud(nullptr, target) != 0) {
         status_.Note("the recording has nothing at " + tools::WallTimeText(target));
