@@ -73,7 +73,7 @@ void Player::OnFrame(ULONG_32, PLAYER_PARSE_VIDEO_DATA_S *frame, void *counters,
     const uint64_t stamp = static_cast<uint64_t>(frame->dlTimeStamp);
     if (to.frames.load(std::memory_order_relaxed) == 0) to.first_stamp.store(stamp, std::memory_order_relaxed);
     // The slices of a picture may come one by one, with the same stamp; pushed byte streams have no stamps.
-    const bool begun = to.frames.load(std::memory_order_relaxed) != 0;
+    const bool begun = to.frames.load(std::memory_order_relaxed) != 0 && !to.whole.load(std::memory_order_relaxed);
     const bool piece = to.stamp.exchange(stamp, std::memory_order_relaxed) == stamp && begun && stamp != 0;
     if (!piece) to.frames.fetch_add(1, std::memory_order_relaxed);
     const bool h265 = frame->ulVideoCodeFormat == PLAYER_VIDEO_ENCODE_H265;
@@ -148,6 +148,7 @@ bool Player::OpenPushed(Failure *failure) {
 bool Player::OpenRecording(const std::string &path, bool paced, Failure *failure) {
     // Without a window the library keeps to the pace only if the pictures end at the callback.
     if (paced) Zelvane_SetDecodeVideoMediaDataCB(port_, OnPicture, 0, &counters_);
+    counters_.whole.store(true);
     if (!Zelvane_OpenMediaFile(port_, path.c_str())) {
         *failure = tools::LibraryFailure(path + ": the library does not open it");
         failure->exit_code = kExitSource;

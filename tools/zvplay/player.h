@@ -163,6 +163,7 @@ class Player {
     /** Raised by the callbacks, on the library's threads. */
     struct Counters {
         std::atomic<uint32_t> frames{0}, pictures{0}, sounds{0}, records{0};
+        std::atomic<bool> whole{false};  ///< frames come whole: those of a file, whose stamps may stand still
         std::atomic<uint64_t> first_stamp{0}, stamp{0};  ///< of video frames, 90 kHz
     };
     static void OnPacket(ULONG_32 port, const UCHAR *data, ULONG_32 length, ULONG_32 format, void *counters,
