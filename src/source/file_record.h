@@ -7,7 +7,10 @@
 
 #include "port/player_manager.h"
 
+extern "C" {
+
 /** Hands the frame in stFrameData to a running recording, as a head and the data; on the port's play thread. */
-void FileRecord_Add(PLAEYR_PORT_S *pstPort);
+MODULE_API void FileRecord_Add(PLAEYR_PORT_S *pstPort);
+}
 
 #endif

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <set>
 #include <thread>
@@ -27,6 +30,26 @@ TEST(LibraryLife, CountsItsUsers) {
     EXPECT_EQ(Zelvane_GetLastError(), static_cast<ULONG_32>(PLAYER_ERR_PARAM));
     ASSERT_TRUE(Zelvane_Init());
 }
+
+#ifndef ZELVANE_SANITIZED  // sanitizers need more address space than any limit leaves
+TEST(LibraryLife, AStartThatFailsCountsNobody) {
+    const pid_t child = fork();
+    if (child == 0) {
+        for (int i = 0; i < 10; ++i) {
+            std::thread([] { pause(); }).detach();  // they hold the stacks that earlier threads left
+        }
+        const rlimit none = {0, RLIM_INFINITY};
+        setrlimit(RLIMIT_AS, &none);  // no stack for another
+        const BOOL_T started = Zelvane_Init();
+        const ULONG_32 users = Zelvane_GetInitCount();
+        const ULONG_32 error = Zelvane_GetLastError();
+        _exit(started ? 1 : users != 0 ? 2 : error != PLAYER_ERR_INIT ? 3 : 0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+#endif
 
 TEST(LibraryLife, EachInitForgetsLastErrors) {
     Library library;

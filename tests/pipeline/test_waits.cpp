@@ -46,9 +46,6 @@ TEST_F(Waits, ARebuiltDecoderLeavesARunningSnapshotItsEncoder) {
     m_port->stFrameData.pucData = frame;
     m_port->stFrameData.lDataLen = sizeof(frame);
     m_port->stFrameData.lPayload = PLAYER_PAYLOAD_JPEG;
-    CODE_DECODED_DATA_S picture = {};
-    picture.lWidth = 64;
-    picture.lHeight = 48;
     m_port->stVideoEncode = {};
     m_port->stVideoEncode.lCodecID = PLAYER_PAYLOAD_JPEG;  // an encoder with nothing to end
     m_port->stVideoDecode.lCodecID = PLAYER_PAYLOAD_H264;
