@@ -152,6 +152,7 @@ TEST(Talk, ZvplayTalksFromFilesPipesAndAMicrophone) {
         }
         ExpectNothingLost(camera);
     }
+#ifndef ZELVANE_SANITIZED  // SDL's capture thread has a stack that a sanitizer does not fit on
     Listener camera;
     setenv("SDL_AUDIODRIVER", "disk", 1);
     setenv("SDL_DISKAUDIOFILEIN", raw.c_str(), 1);
@@ -162,6 +163,7 @@ TEST(Talk, ZvplayTalksFromFilesPipesAndAMicrophone) {
     EXPECT_GE(heard.size(), 8000U);
     EXPECT_TRUE(std::equal(all.begin(), all.begin() + static_cast<long>(std::min(heard.size(), all.size()) / 320 * 320),
                            heard.begin()));
+#endif
 }
 
 TEST(Talk, SeveralCamerasHearTheSame) {
