@@ -19,7 +19,7 @@ ULONG_32 SetShow(ULONG_32 ulPort, SET &&oSet) {
 }
 
 /** A picture that stands is to be drawn anew. */
-void WakeRenderThread(PLAEYR_PORT_S *pstPort) { QUEUE_WakeDecodeReader(&pstPort->stDecodeBufferQueue); }
+void WakeRenderThread(PORT_QUEUE_S *pstQueues) { QUEUE_WakeDecodeReader(&pstQueues->stDecodeBufferQueue); }
 
 }  // namespace
 

@@ -46,9 +46,9 @@ ULONG_32 WaveFormatOfRate(ULONG_32 ulSampleRate) {
     return PLAYER_WAVE_FORMAT_UNKNOWN;
 }
 
-ULONG_32 PlaybackTime(const PLAEYR_PORT_S *pstPort) {
-    ULONG_32 ulTime = word::Load(pstPort->stRtpVideoStreamInfo.ulPlaybackTime);
-    return ulTime != 0 ? ulTime : pstPort->stTsStreamInfo.ulPlayBackTime;
+ULONG_32 PlaybackTime(const PORT_INTAKE_S *pstIntake) {
+    ULONG_32 ulTime = word::Load(pstIntake->stRtpVideoStreamInfo.ulPlaybackTime);
+    return ulTime != 0 ? ulTime : pstIntake->stTsStreamInfo.ulPlayBackTime;
 }
 
 ULONG_32 ExecuteVideoFrameCB(PLAEYR_PORT_S *pstPort) {

@@ -68,9 +68,9 @@ bool IsDecoderFit(LONG_32 lPayload, const PLAEYR_PORT_S *pstPort) {
 }
 
 /** Whether the H.265 decoder was made for any size, and that of its pictures has become known. */
-bool HasOutgrownDefault(const PLAEYR_PORT_S *pstPort) {
-    const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
-    return pstPort->stVideoDecode.bDefaultDecSize == 1 && stPicture.lWidth > 0 && stPicture.lHeight > 0;
+bool HasOutgrownDefault(const PORT_CODEC_S *pstCodecs) {
+    const CODE_DECODED_DATA_S &stPicture = pstCodecs->stDecodeVideoData;
+    return pstCodecs->stVideoDecode.bDefaultDecSize == 1 && stPicture.lWidth > 0 && stPicture.lHeight > 0;
 }
 
 /** The size that the software H.265 decoder has yet to take on, if there is one. */
@@ -296,9 +296,9 @@ bool MayHoldPictures(const PLAEYR_PORT_S *pstPort) {
 }
 
 /** Whether the frame's parameter sets tell of another size than the one that was known. */
-bool IsNewH265Size(const PLAEYR_PORT_S *pstPort) {
-    const PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
-    const NET_STATEINFO_S &stState = pstPort->stStateInfo;
+bool IsNewH265Size(const PORT_INTAKE_S *pstIntake) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstIntake->stFrameData;
+    const NET_STATEINFO_S &stState = pstIntake->stStateInfo;
     DSP_SPS_INFO_S stInfo = {};
     return stFrame.lDataLen > 0 && stState.lWidth != 0 && stState.lHeight != 0 &&
            ParseSequenceParameterSet(stFrame.pucData, static_cast<ULONG_32>(stFrame.lDataLen), &stInfo) == 1 &&

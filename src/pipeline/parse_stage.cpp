@@ -20,21 +20,21 @@ const ULONG_32 MAX_SPS_FRAME_RATE = 120;
 const LONG_32 FORMAT_JPEG_BY_SIGNATURE = -1;
 const CHAR RECORD_HEAD_FLAG[] = "RdHd";
 
-void SetFrame(PLAEYR_PORT_S *pstPort, UCHAR *pucData, ULONG_32 ulLen) {
-    pstPort->stFrameData.pucData = pucData;
-    pstPort->stFrameData.lDataLen = static_cast<LONG_32>(ulLen);
+void SetFrame(PORT_INTAKE_S *pstIntake, UCHAR *pucData, ULONG_32 ulLen) {
+    pstIntake->stFrameData.pucData = pucData;
+    pstIntake->stFrameData.lDataLen = static_cast<LONG_32>(ulLen);
 }
 
-void SetFrameKind(PLAEYR_PORT_S *pstPort, LONG_32 lPayload, LONG_32 lFormatType, DULONG dulTimestamp) {
-    pstPort->stFrameData.lPayload = lPayload;
-    pstPort->stFrameData.lFormatType = lFormatType;
-    pstPort->stFrameData.dulTimestamp = dulTimestamp;
-    pstPort->stFrameData.bPictureEnd = 1;
+void SetFrameKind(PORT_INTAKE_S *pstIntake, LONG_32 lPayload, LONG_32 lFormatType, DULONG dulTimestamp) {
+    pstIntake->stFrameData.lPayload = lPayload;
+    pstIntake->stFrameData.lFormatType = lFormatType;
+    pstIntake->stFrameData.dulTimestamp = dulTimestamp;
+    pstIntake->stFrameData.bPictureEnd = 1;
 }
 
-void SetFrameRate(PLAEYR_PORT_S *pstPort, LONG_32 lFrameRate, LONG_32 lIntervalMs) {
-    word::Store(pstPort->stStateInfo.lFrameRate, lFrameRate);
-    word::Store(pstPort->stStateInfo.lFrameIntervalTime, lIntervalMs);
+void SetFrameRate(PORT_INTAKE_S *pstIntake, LONG_32 lFrameRate, LONG_32 lIntervalMs) {
+    word::Store(pstIntake->stStateInfo.lFrameRate, lFrameRate);
+    word::Store(pstIntake->stStateInfo.lFrameIntervalTime, lIntervalMs);
 }
 
 /** Milliseconds of a frame; rates above 1000 would give none. */
@@ -45,14 +45,14 @@ LONG_32 IntervalOfRate(LONG_32 lFrameRate) {
 
 /* ---- RTP ---- */
 
-void BindRtpBuffers(PLAEYR_PORT_S *pstPort) {
-    pstPort->ulCurStreamType = STREAM_TYPE_RTP;
-    pstPort->stRtpVideoStreamInfo.pucFrameData = reinterpret_cast<UCHAR *>(pstPort->pcFrameDataAddr);
-    pstPort->stRtpAudioStreamInfo.pucFrameData = reinterpret_cast<UCHAR *>(pstPort->pcRtpAudioFrameDataAddr);
-    pstPort->stRtpVideoStreamInfo.ulFrameLen = 0;
-    pstPort->stRtpAudioStreamInfo.ulFrameLen = 0;
-    word::Store(pstPort->stRtpVideoStreamInfo.ulPlaybackTime, 0);
-    pstPort->stTsStreamInfo.pucFrameData = nullptr;
+void BindRtpBuffers(PORT_INTAKE_S *pstIntake) {
+    pstIntake->ulCurStreamType = STREAM_TYPE_RTP;
+    pstIntake->stRtpVideoStreamInfo.pucFrameData = reinterpret_cast<UCHAR *>(pstIntake->pcFrameDataAddr);
+    pstIntake->stRtpAudioStreamInfo.pucFrameData = reinterpret_cast<UCHAR *>(pstIntake->pcRtpAudioFrameDataAddr);
+    pstIntake->stRtpVideoStreamInfo.ulFrameLen = 0;
+    pstIntake->stRtpAudioStreamInfo.ulFrameLen = 0;
+    word::Store(pstIntake->stRtpVideoStreamInfo.ulPlaybackTime, 0);
+    pstIntake->stTsStreamInfo.pucFrameData = nullptr;
 }
 
 /** A recording reads the same packets again, and its helper port has nobody to tell. */
@@ -74,7 +74,8 @@ void ReportPlaybackFinished(PLAEYR_PORT_S *pstPort) {
 void TakeRtpFrame(PLAEYR_PORT_S *pstPort, RTP_STREAM_INFO_S *pstStream) {
     SetFrameKind(pstPort, pstStream->lPayload, pstStream->lFormatType, pstStream->ulTimestamp);
     SetFrame(pstPort, pstStream->pucFrameData, pstStream->ulFrameLen);
-    pstPort->stFrameData.bPictureEnd = pstStream->ucHeadReserve[1];  // the end of a slice in fragments completes a frame, too
+    pstPort->stFrameData.bPictureEnd =
+        pstStream->ucHeadReserve[1];  // the end of a slice in fragments completes a frame, too
     pstStream->ulFrameLen = 0;
 }
 
@@ -104,12 +105,12 @@ ULONG_32 ParseRtp(CHAR *pcData, ULONG_32 ulLen, PLAEYR_PORT_S *pstPort) {
 
 /* ---- MPEG-TS ---- */
 
-void BindTsBuffer(PLAEYR_PORT_S *pstPort) {
-    pstPort->ulCurStreamType = STREAM_TYPE_TS;
-    pstPort->stTsStreamInfo.pucFrameData = reinterpret_cast<UCHAR *>(pstPort->pcFrameDataAddr);
-    pstPort->stTsStreamInfo.ulFrameLen = 0;
-    pstPort->stRtpVideoStreamInfo.pucFrameData = nullptr;
-    pstPort->stRtpAudioStreamInfo.pucFrameData = nullptr;
+void BindTsBuffer(PORT_INTAKE_S *pstIntake) {
+    pstIntake->ulCurStreamType = STREAM_TYPE_TS;
+    pstIntake->stTsStreamInfo.pucFrameData = reinterpret_cast<UCHAR *>(pstIntake->pcFrameDataAddr);
+    pstIntake->stTsStreamInfo.ulFrameLen = 0;
+    pstIntake->stRtpVideoStreamInfo.pucFrameData = nullptr;
+    pstIntake->stRtpAudioStreamInfo.pucFrameData = nullptr;
 }
 
 ULONG_32 ParseTs(CHAR *pcData, ULONG_32 ulLen, PLAEYR_PORT_S *pstPort) {
@@ -299,8 +300,8 @@ ULONG_32 StatisticsOfH264KeyFrame(PLAEYR_PORT_S *pstPort) {
     return PLAYER_ERR_OK;
 }
 
-void TakeSizeOfH265(PLAEYR_PORT_S *pstPort, LONG_32 lWidth, LONG_32 lHeight) {
-    NET_STATEINFO_S *pstState = &pstPort->stStateInfo;
+void TakeSizeOfH265(PORT_INTAKE_S *pstIntake, LONG_32 lWidth, LONG_32 lHeight) {
+    NET_STATEINFO_S *pstState = &pstIntake->stStateInfo;
     if (lWidth == 0 || lHeight == 0 || (lWidth == pstState->lWidth && lHeight == pstState->lHeight)) {
         return;
     }

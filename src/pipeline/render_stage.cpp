@@ -34,13 +34,13 @@ struct RENDER_LOOP_S {
     ULONG_32 ulCurDisplayScale;              /**< what the display was told last */
     ULONG_32 ulCurDigitalZoom;
     PLAYER_RECT_S stCurSrcRect;
-    BOOL_T bCurIvaEnable;       /**< whether the last draw was to show analytics, and what of them */
+    BOOL_T bCurIvaEnable; /**< whether the last draw was to show analytics, and what of them */
     ULONG_32 ulCurShowTicket;
     BOOL_T bDecodeDataEmpty;    /**< the queue ran dry */
     struct timeval tiStartTime; /**< when the round before began or waited */
 };
 
-bool IsRunning(const PLAEYR_PORT_S *pstPort) { return word::Load(pstPort->bStartVideo) == 1; }
+bool IsRunning(const PORT_PLAY_S *pstPlay) { return word::Load(pstPlay->bStartVideo) == 1; }
 
 /* ---- pictures that stay in the hardware decoder ---- */
 
@@ -69,8 +69,8 @@ void PresentFromGpu(RENDER_LOOP_S *pstLoop) {
 
 /* ---- waiting ---- */
 
-bool IsQueueEmpty(const PLAEYR_PORT_S *pstPort) {
-    const DECODED_BUFFER_QUEUE_S &stQueue = pstPort->stDecodeBufferQueue;
+bool IsQueueEmpty(const PORT_QUEUE_S *pstQueues) {
+    const DECODED_BUFFER_QUEUE_S &stQueue = pstQueues->stDecodeBufferQueue;
     return word::Load(stQueue.pstReadIndex) == word::Load(stQueue.pstWriteIndex);
 }
 

@@ -18,9 +18,9 @@ const LONG_32 PASSWORD_MAX = sizeof(SEI_SCRAMBLE_INFO_S::szUserPassWord);
 /** Guards the passwords of all ports, and with each what was opened by it. */
 QLOM_SDK_MUTEX_S gstPasswordMutexLock = PTHREAD_MUTEX_INITIALIZER;
 
-bool IsKeyFrame(const PLAEYR_PORT_S *pstPort) { return pstPort->stFrameData.lFormatType == PLAYER_VIDEO_FRAME_I; }
+bool IsKeyFrame(const PORT_INTAKE_S *pstIntake) { return pstIntake->stFrameData.lFormatType == PLAYER_VIDEO_FRAME_I; }
 
-int CountFailure(PLAEYR_PORT_S *pstPort) { return static_cast<int>(++pstPort->stScrambleInfo.ulErrCount); }
+int CountFailure(PORT_INTAKE_S *pstIntake) { return static_cast<int>(++pstIntake->stScrambleInfo.ulErrCount); }
 
 /** Makes the key anew if anything that it is made of has changed. */
 bool RenewKey(PLAEYR_PORT_S *pstPort, bool bKeyChanged) {
@@ -129,10 +129,10 @@ bool IsFileKeyOpen(const SEI_SCRAMBLE_INFO_S &stUse, const SEI_SCRAMBLE_INFO_S &
  * Opens the file key with the password, unless it is open already; neither text ends by itself.
  * @return 0; PLAYER_ERR_FILE_SCRAMBLE without a password; what the decryption says
  */
-ULONG_32 OpenFileKey(PLAEYR_PORT_S *pstPort, bool *pbOpen) {
+ULONG_32 OpenFileKey(PORT_INTAKE_S *pstIntake, bool *pbOpen) {
     CMutexGuard oGuard(&gstPasswordMutexLock);
-    SEI_SCRAMBLE_INFO_S &stUse = pstPort->stScrambleInfo;
-    const SEI_SCRAMBLE_INFO_S &stNew = pstPort->stSeiInfo.stScramble;
+    SEI_SCRAMBLE_INFO_S &stUse = pstIntake->stScrambleInfo;
+    const SEI_SCRAMBLE_INFO_S &stNew = pstIntake->stSeiInfo.stScramble;
     *pbOpen = IsFileKeyOpen(stUse, stNew);
     if (*pbOpen) {
         return PLAYER_ERR_OK;

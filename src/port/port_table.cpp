@@ -57,11 +57,11 @@ void SetPlayDefaults(PLAEYR_PORT_S *pstPort) {
     pstPort->stFileInfo.fIFrameIntervalTime = 2000.0F;
 }
 
-void SetRecordDefaults(PLAEYR_PORT_S *pstPort) {
-    pstPort->ulFileMaxSize = 0xFA000000;
-    pstPort->ulRecPayload = PLAYER_PAYLOAD_NULL;
-    pstPort->ulRecAudioPayload = PLAYER_PAYLOAD_NULL;
-    pstPort->stSnatchInfo.bSnatchFinish = 1;
+void SetRecordDefaults(PORT_RECORD_S *pstRecording) {
+    pstRecording->ulFileMaxSize = 0xFA000000;
+    pstRecording->ulRecPayload = PLAYER_PAYLOAD_NULL;
+    pstRecording->ulRecAudioPayload = PLAYER_PAYLOAD_NULL;
+    pstRecording->stSnatchInfo.bSnatchFinish = 1;
 }
 
 void SetDefaults(PLAEYR_PORT_S *pstPort, ULONG_32 ulPort) {
@@ -93,18 +93,18 @@ void SetDefaults(PLAEYR_PORT_S *pstPort, ULONG_32 ulPort) {
     QLOM_SDK_mutex_init(0, nullptr, &pstPort->stVoiceInfo.stSendMutex);
 }
 
-void FreeFileNames(PLAEYR_PORT_S *pstPort) {
-    if (pstPort->pstRecordFilesName == nullptr) {
+void FreeFileNames(PORT_RECORD_S *pstRecording) {
+    if (pstRecording->pstRecordFilesName == nullptr) {
         return;
     }
-    PLAYER_RECORD_FILENAME_LIST_S *pstNode = pstPort->pstRecordFilesName->pstFileNameLinkList;
+    PLAYER_RECORD_FILENAME_LIST_S *pstNode = pstRecording->pstRecordFilesName->pstFileNameLinkList;
     while (pstNode != nullptr) {
         PLAYER_RECORD_FILENAME_LIST_S *pstNext = pstNode->pstNext;
         free(pstNode);
         pstNode = pstNext;
     }
-    free(pstPort->pstRecordFilesName);
-    pstPort->pstRecordFilesName = nullptr;
+    free(pstRecording->pstRecordFilesName);
+    pstRecording->pstRecordFilesName = nullptr;
 }
 
 void FreeBuffers(PLAEYR_PORT_S *pstPort) {

@@ -13,10 +13,10 @@ const ULONG_32 G711_RATE = 8000;
 /** PCM of one call of an encoder: the AAC encoder keeps no more than this beside the frame that it makes. */
 const LONG_32 ENCODE_STEP = CODEC_AAC_PCM_SIZE;
 
-void FreePair(PLAEYR_PORT_S *pstPort) {
-    CODE_FreeCode(&pstPort->stRecordAudioDecode);
-    CODE_FreeCode(&pstPort->stRecordAudioEncode);
-    pstPort->bHaveAudio = 0;
+void FreePair(PORT_RECORD_S *pstRecording) {
+    CODE_FreeCode(&pstRecording->stRecordAudioDecode);
+    CODE_FreeCode(&pstRecording->stRecordAudioEncode);
+    pstRecording->bHaveAudio = 0;
 }
 
 ULONG_32 MakeDecoder(PLAEYR_PORT_S *pstPort, const CHAR *pcWho) {

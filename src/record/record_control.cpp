@@ -54,11 +54,11 @@ ULONG_32 CopyPayloadTable(PLAEYR_PORT_S *pstPort, PLAEYR_PORT_S *pstRecord) {
 }
 
 /** Word by word: the decode thread may learn them from the stream at this moment. */
-void CopyAudioInfo(const PLAEYR_PORT_S *pstPort, PLAEYR_PORT_S *pstRecord) {
+void CopyAudioInfo(const PORT_INTAKE_S *pstIntake, PLAEYR_PORT_S *pstRecord) {
     RTP_AUDIO_INFO_S &stTo = pstRecord->stRtpAudioInfo;
-    stTo.ucAudioType = word::Load(pstPort->stRtpAudioInfo.ucAudioType);
-    stTo.ucFrequencyIndex = word::Load(pstPort->stRtpAudioInfo.ucFrequencyIndex);
-    stTo.ucChannelNum = word::Load(pstPort->stRtpAudioInfo.ucChannelNum);
+    stTo.ucAudioType = word::Load(pstIntake->stRtpAudioInfo.ucAudioType);
+    stTo.ucFrequencyIndex = word::Load(pstIntake->stRtpAudioInfo.ucFrequencyIndex);
+    stTo.ucChannelNum = word::Load(pstIntake->stRtpAudioInfo.ucChannelNum);
 }
 
 ULONG_32 FillRecordPort(PLAEYR_PORT_S *pstPort) {
@@ -82,13 +82,13 @@ ULONG_32 MakeRecordPort(PLAEYR_PORT_S *pstPort) {
     return ulResult;
 }
 
-void FreeRecordPort(PLAEYR_PORT_S *pstPort) {
-    PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
+void FreeRecordPort(PORT_RECORD_S *pstRecording) {
+    PLAEYR_PORT_S *pstRecord = pstRecording->pstReordPort;
     if (pstRecord == nullptr) {
         return;
     }
     Port_Release(pstRecord);
-    pstPort->pstReordPort = nullptr;
+    pstRecording->pstReordPort = nullptr;
 }
 
 /* ---- start ---- */
@@ -189,10 +189,10 @@ const STOP_S gstStop = {true, false, true, "Player_StopRecord Warning, Unknown P
 const STOP_S gstStopEx = {false, true, false, "Player_StopRecordEx Warning, Unknown Player File Formate:[%d].",
                           "Port[%03d] Player_StopRecord Warning, Send Report Failed, Error:[0x%x]."};
 
-void FreeTranscoder(PLAEYR_PORT_S *pstPort) {
-    CODE_FreeCode(&pstPort->stRecordAudioDecode);
-    CODE_FreeCode(&pstPort->stRecordAudioEncode);
-    pstPort->bHaveAudio = 0;
+void FreeTranscoder(PORT_RECORD_S *pstRecording) {
+    CODE_FreeCode(&pstRecording->stRecordAudioDecode);
+    CODE_FreeCode(&pstRecording->stRecordAudioEncode);
+    pstRecording->bHaveAudio = 0;
 }
 
 void FinishFile(PLAEYR_PORT_S *pstPort, const STOP_S &stStop, CHAR (&szFinal)[PLAYER_FILE_NAME_LEN]) {

@@ -54,9 +54,9 @@ void KeepParamSet(const PLAYER_FRAMEDATA_S &stFrame, const PARAM_SET_S &stSet) {
     }
 }
 
-void KeepParamSets(PLAEYR_PORT_S *pstPort) {
-    const PLAYER_FRAMEDATA_S &stFrame = pstPort->pstReordPort->stFrameData;
-    MP4_SPS_PPS_INFO *pstInfo = pstPort->pstMp4SpsPpsInfo;
+void KeepParamSets(PORT_RECORD_S *pstRecording) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstRecording->pstReordPort->stFrameData;
+    MP4_SPS_PPS_INFO *pstInfo = pstRecording->pstMp4SpsPpsInfo;
     if (stFrame.lPayload != PLAYER_PAYLOAD_H264 || pstInfo == nullptr) {
         return;
     }
@@ -137,9 +137,9 @@ ULONG_32 Describe(PLAEYR_PORT_S *pstPort, FORMAT_STREAM_INFO_S *pstFormat) {
 /* ---- frames ---- */
 
 /** The muxer failed: its handle is plain memory, and the next key frame makes another one. */
-void DropMuxer(PLAEYR_PORT_S *pstPort) {
-    free(pstPort->hMp4Handle);
-    pstPort->hMp4Handle = nullptr;
+void DropMuxer(PORT_RECORD_S *pstRecording) {
+    free(pstRecording->hMp4Handle);
+    pstRecording->hMp4Handle = nullptr;
 }
 
 /** Hands a frame of whatever kind to the muxer, which is gone after a failure. */
@@ -250,8 +250,8 @@ void AnnounceAudio(PLAEYR_PORT_S *pstPort, const RTP_AUDIO_INFO_S &stAac) {
     }
 }
 
-bool IsAnnounced(const PLAEYR_PORT_S *pstPort, const RTP_AUDIO_INFO_S &stAac) {
-    const FORMAT_STREAM_INFO_S &stFormat = pstPort->stRecFormat;
+bool IsAnnounced(const PORT_RECORD_S *pstRecording, const RTP_AUDIO_INFO_S &stAac) {
+    const FORMAT_STREAM_INFO_S &stFormat = pstRecording->stRecFormat;
     return stFormat.ucAudioType == stAac.ucAudioType && stFormat.ucFrequencyIndex == stAac.ucFrequencyIndex &&
            stFormat.ucChannelNum == stAac.ucChannelNum;
 }

@@ -79,9 +79,9 @@ void CutExtension(NAME &szName) {
     }
 }
 
-void SetTempName(PLAEYR_PORT_S *pstPort) {
-    Copy(pstPort->szFileName, pstPort->szFileNameTemp);
-    Append(pstPort->szFileName, {TEMP_ENDING});
+void SetTempName(PORT_RECORD_S *pstRecording) {
+    Copy(pstRecording->szFileName, pstRecording->szFileNameTemp);
+    Append(pstRecording->szFileName, {TEMP_ENDING});
 }
 
 /**
@@ -99,13 +99,13 @@ CHAR *PlaceFor(NAME &szName, CHAR *pcAt, size_t ulLen, size_t ulEnding) {
 }
 
 /** Plain files are counted; what the client's name has behind a "_part" of its own is lost. */
-void CountPart(PLAEYR_PORT_S *pstPort) {
+void CountPart(PORT_RECORD_S *pstRecording) {
     CHAR szCount[STAMP_ROOM];
-    snprintf(szCount, sizeof(szCount), "_part%d", static_cast<LONG_32>(++pstPort->ulFileCount));
-    CHAR *pcAt = strstr(pstPort->szFileNameTemp, "_part");
-    pcAt = pcAt != nullptr ? pcAt : strchr(pstPort->szFileNameTemp, '\0');
-    Overwrite(pstPort->szFileNameTemp, PlaceFor(pstPort->szFileNameTemp, pcAt, strlen(szCount), strlen(TEMP_ENDING)),
-              {szCount});
+    snprintf(szCount, sizeof(szCount), "_part%d", static_cast<LONG_32>(++pstRecording->ulFileCount));
+    CHAR *pcAt = strstr(pstRecording->szFileNameTemp, "_part");
+    pcAt = pcAt != nullptr ? pcAt : strchr(pstRecording->szFileNameTemp, '\0');
+    Overwrite(pstRecording->szFileNameTemp,
+              PlaceFor(pstRecording->szFileNameTemp, pcAt, strlen(szCount), strlen(TEMP_ENDING)), {szCount});
 }
 
 void RenewStartStamp(PLAEYR_PORT_S *pstPort) {

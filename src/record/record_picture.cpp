@@ -8,11 +8,11 @@ namespace {
 
 const ULONG_32 USUAL_FRAME_RATE = 25;
 
-void SetPicture(PLAEYR_PORT_S *pstPort, RECORD_PICTURE_S *pstPicture, const RECORD_PICTURE_S &stRead) {
+void SetPicture(PORT_INTAKE_S *pstIntake, RECORD_PICTURE_S *pstPicture, const RECORD_PICTURE_S &stRead) {
     pstPicture->ulWidth = Record_PictureSide(stRead.ulWidth);
     pstPicture->ulHeight = Record_PictureSide(stRead.ulHeight);
     pstPicture->ulFrameRate = stRead.ulFrameRate != 0 ? stRead.ulFrameRate : USUAL_FRAME_RATE;
-    word::Store(pstPort->stStateInfo.lFrameRate, static_cast<LONG_32>(pstPicture->ulFrameRate));
+    word::Store(pstIntake->stStateInfo.lFrameRate, static_cast<LONG_32>(pstPicture->ulFrameRate));
 }
 
 bool ReadH264(const PLAYER_FRAMEDATA_S &stFrame, RECORD_PICTURE_S *pstRead) {

@@ -100,8 +100,8 @@ ULONG_32 WriteFrame(RECORD_LOOP_S *pstLoop, bool bComplete) {
 }
 
 /** Sleeps until there is work: for long if the last sleep brought none. @return whether a packet is there */
-bool WaitForPackets(PLAEYR_PORT_S *pstPort, bool bIdle) {
-    return QUEUE_WaitForPacket(&pstPort->stRecordBufferQueue, bIdle ? NOTHING_WAIT_MS : IDLE_WAIT_MS,
+bool WaitForPackets(PORT_RECORD_S *pstRecording, bool bIdle) {
+    return QUEUE_WaitForPacket(&pstRecording->stRecordBufferQueue, bIdle ? NOTHING_WAIT_MS : IDLE_WAIT_MS,
                                bIdle ? QUEUE_WAIT_PACKET : QUEUE_WAIT_BULK);
 }
 

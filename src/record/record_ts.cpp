@@ -54,15 +54,15 @@ ULONG_32 BeginFile(RECORD_LOOP_S *pstLoop, const RECORD_FORMAT_S &stFormat) {
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 Pack(PLAEYR_PORT_S *pstPort, UCHAR **ppucData, ULONG_32 *pulLen) {
-    const PLAYER_FRAMEDATA_S &stFrame = pstPort->pstReordPort->stFrameData;
+ULONG_32 Pack(PORT_RECORD_S *pstRecording, UCHAR **ppucData, ULONG_32 *pulLen) {
+    const PLAYER_FRAMEDATA_S &stFrame = pstRecording->pstReordPort->stFrameData;
     TS_FRAMEDATA_S stPacked = {};
     stPacked.pucData = stFrame.pucData;
     stPacked.lDataLen = stFrame.lDataLen;
     stPacked.lPayload = stFrame.lPayload;
     stPacked.lFormatType = stFrame.lFormatType;
     stPacked.dulTimestamp = stFrame.dulTimestamp;
-    return File_PacketData(pstPort->pstTsRecordInfo, &stPacked, FILE_PACKET_TYPE_TS, ppucData, pulLen);
+    return File_PacketData(pstRecording->pstTsRecordInfo, &stPacked, FILE_PACKET_TYPE_TS, ppucData, pulLen);
 }
 
 /** Readers look for the last clock from the end of a file, in steps of a packet. */
@@ -128,10 +128,10 @@ ULONG_32 Open(PLAEYR_PORT_S *pstPort) {
     return PLAYER_ERR_OK;
 }
 
-void CloseStream(PLAEYR_PORT_S *pstPort) {
-    if (pstPort->pRecordFile != nullptr) {
-        fclose(pstPort->pRecordFile);
-        pstPort->pRecordFile = nullptr;
+void CloseStream(PORT_RECORD_S *pstRecording) {
+    if (pstRecording->pRecordFile != nullptr) {
+        fclose(pstRecording->pRecordFile);
+        pstRecording->pRecordFile = nullptr;
     }
 }
 

@@ -36,19 +36,19 @@ BOOL_T NoteVideo(PLAEYR_PORT_S *pstRecord, ULONG_32 ulWidth, ULONG_32 ulHeight) 
     return bChanged;
 }
 
-BOOL_T LookAtH264(PLAEYR_PORT_S *pstPort) {
-    PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
+BOOL_T LookAtH264(PORT_RECORD_S *pstRecording) {
+    PLAEYR_PORT_S *pstRecord = pstRecording->pstReordPort;
     H264_BitStreamInfo_S stInfo = {};
     DSP_H264_PreParse(pstRecord->stFrameData.pucData, pstRecord->stFrameData.lDataLen, &stInfo);
-    pstPort->ulRecFrameRate = stInfo.usFrameRate;
+    pstRecording->ulRecFrameRate = stInfo.usFrameRate;
     return NoteVideo(pstRecord, stInfo.usWidth, stInfo.usHeight);
 }
 
 /** What a key frame says about the end of the file. */
 enum KEY_VERDICT_E { KEY_GOES_ON, KEY_NEEDS_FILE, KEY_LIMITS };
 
-KEY_VERDICT_E LookAtH265(PLAEYR_PORT_S *pstPort) {
-    PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
+KEY_VERDICT_E LookAtH265(PORT_RECORD_S *pstRecording) {
+    PLAEYR_PORT_S *pstRecord = pstRecording->pstReordPort;
     DSP_SPS_INFO_S stInfo = {};
     if (!ParseSequenceParameterSet(pstRecord->stFrameData.pucData,
                                    static_cast<ULONG_32>(pstRecord->stFrameData.lDataLen), &stInfo)) {
@@ -59,7 +59,7 @@ KEY_VERDICT_E LookAtH265(PLAEYR_PORT_S *pstPort) {
         pstRecord->bNeedIFrame = 1;
         return KEY_GOES_ON;
     }
-    pstPort->ulRecFrameRate = stInfo.ulNumUnits != 0 ? stInfo.ulTimeScale / stInfo.ulNumUnits : ~0U;
+    pstRecording->ulRecFrameRate = stInfo.ulNumUnits != 0 ? stInfo.ulTimeScale / stInfo.ulNumUnits : ~0U;
     return NoteVideo(pstRecord, static_cast<ULONG_32>(stInfo.lWidth), static_cast<ULONG_32>(stInfo.lHeight))
                ? KEY_NEEDS_FILE
                : KEY_LIMITS;
@@ -95,10 +95,10 @@ bool IsTooLarge(const PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat) {
     return stContainer.pfnSize(pstPort) >= dulMax;
 }
 
-bool IsTooLong(const PLAEYR_PORT_S *pstPort) {
-    const ULONG_32 ulMax = word::Load(pstPort->ulFileMaxTime);
+bool IsTooLong(const PORT_RECORD_S *pstRecording) {
+    const ULONG_32 ulMax = word::Load(pstRecording->ulFileMaxTime);
     const auto lLasted =
-        static_cast<LONG_32>(static_cast<ULONG_32>(time(nullptr)) - static_cast<ULONG_32>(pstPort->lStartTime));
+        static_cast<LONG_32>(static_cast<ULONG_32>(time(nullptr)) - static_cast<ULONG_32>(pstRecording->lStartTime));
     return ulMax != 0 && lLasted > static_cast<LONG_32>(ulMax);
 }
 

@@ -24,7 +24,7 @@ const ULONG_32 NO_KEY_FRAME = 0xFFFFFFFF;
 const ULONG_32 ADTS_HEAD_LEN = 7;
 const LONG_32 MAX_FRAME_RATE = 60;
 
-bool IsFilePort(const PLAEYR_PORT_S *pstPort) { return word::Load(pstPort->ulPortUsed) == PORT_USED_TYPE_FILE; }
+bool IsFilePort(const PORT_SOURCE_S *pstSource) { return word::Load(pstSource->ulPortUsed) == PORT_USED_TYPE_FILE; }
 
 /* ---- open and close ---- */
 
@@ -85,8 +85,8 @@ void LearnFrameRate(PLAEYR_PORT_S *pstPort) {
 }
 
 /** Puts an ADTS head (ISO/IEC 13818-7, 6.2) in front of the frame, in the frame's own buffer. */
-ULONG_32 AddAdtsHead(PLAEYR_PORT_S *pstPort, const FILE_FRAME_INFO_S &stInfo) {
-    PLAYER_FRAMEDATA_S &stFrame = pstPort->stFrameData;
+ULONG_32 AddAdtsHead(PORT_INTAKE_S *pstIntake, const FILE_FRAME_INFO_S &stInfo) {
+    PLAYER_FRAMEDATA_S &stFrame = pstIntake->stFrameData;
     if (stInfo.ulBufferLen > VIDEO_FRAME_BUFFER_SIZE - ADTS_HEAD_LEN) {
         return PLAYER_ERR_FILE_READ;
     }

@@ -52,8 +52,8 @@ enum class READ_E {
     PICTURE  /**< a picture was delivered */
 };
 
-bool IsKeyFramePlay(const PLAEYR_PORT_S *pstPort) {
-    const ULONG_32 ulFrameCtrl = word::Load(pstPort->ulFrameCtrl);
+bool IsKeyFramePlay(const PORT_FILE_S *pstPlayed) {
+    const ULONG_32 ulFrameCtrl = word::Load(pstPlayed->ulFrameCtrl);
     return ulFrameCtrl == FRAME_CTRL_ONLY_I_FRAME || ulFrameCtrl == FRAME_CTRL_ONLY_I_SP_FRAME;
 }
 
@@ -67,10 +67,10 @@ void EndStep(PLAEYR_PORT_S *pstPort) {
 }
 
 /** Publishes the position for those who may not touch the parser. */
-void NotePlayTime(PLAEYR_PORT_S *pstPort) {
+void NotePlayTime(PORT_FILE_S *pstPlayed) {
     ULONG_32 ulPlayTime = 0;
-    if (File_GetPlayTime(&pstPort->stFileInfo, &ulPlayTime) == PLAYER_ERR_OK) {
-        word::Store(pstPort->ulFilePlayTime, ulPlayTime);
+    if (File_GetPlayTime(&pstPlayed->stFileInfo, &ulPlayTime) == PLAYER_ERR_OK) {
+        word::Store(pstPlayed->ulFilePlayTime, ulPlayTime);
     }
 }
 

@@ -16,11 +16,11 @@ bool MayWaitForRoom(const PLAEYR_PORT_S *pstPort) {
 }
 
 /** Whether a head and so many bytes find room in the record ring now; only this thread writes there. */
-bool HasRecordRoom(PLAEYR_PORT_S *pstPort, ULONG_32 ulLen) {
+bool HasRecordRoom(PORT_RECORD_S *pstRecording, ULONG_32 ulLen) {
     const ULONG_32 ulNeed = 1 + (ulLen + RECORD_RING_SLOT - 1) / RECORD_RING_SLOT;
     ULONG_32 ulUsed = 0;
-    QUEUE_GetCurPacketLen(&pstPort->stRecordBufferQueue, &ulUsed);
-    return word::LoadAcquire(pstPort->stRecordBufferQueue.ulBufNum) > ulUsed + ulNeed;
+    QUEUE_GetCurPacketLen(&pstRecording->stRecordBufferQueue, &ulUsed);
+    return word::LoadAcquire(pstRecording->stRecordBufferQueue.ulBufNum) > ulUsed + ulNeed;
 }
 
 ULONG_32 AddToRecord(PLAEYR_PORT_S *pstPort, void *pData, ULONG_32 ulLen) {

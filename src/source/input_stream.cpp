@@ -94,9 +94,9 @@ ULONG_32 AddToRing(PLAEYR_PORT_S *pstPort, const UCHAR *pucData, ULONG_32 ulData
     return ulResult;
 }
 
-bool TakesPackets(const PLAEYR_PORT_S *pstPort) {
-    ULONG_32 ulUsed = word::Load(pstPort->ulPortUsed);
-    return word::LoadAcquire(pstPort->bInit) == 1 &&
+bool TakesPackets(const PORT_SOURCE_S *pstSource) {
+    ULONG_32 ulUsed = word::Load(pstSource->ulPortUsed);
+    return word::LoadAcquire(pstSource->bInit) == 1 &&
            (ulUsed == PORT_USED_TYPE_INPUT || ulUsed == PORT_USED_TYPE_VOICE || ulUsed == PORT_USED_TYPE_HLS);
 }
 

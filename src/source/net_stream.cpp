@@ -63,17 +63,17 @@ ULONG_32 AllocBuffers(PLAEYR_PORT_S *pstPort, ULONG_32 ulTransProtl) {
     return PLAYER_ERR_OK;
 }
 
-void FreeReceiveBuffer(PLAEYR_PORT_S *pstPort) {
-    free(pstPort->pcRecvDataAddr);
-    pstPort->pcRecvDataAddr = nullptr;
-    pstPort->ulRecvDataLen = 0;
+void FreeReceiveBuffer(PORT_INTAKE_S *pstIntake) {
+    free(pstIntake->pcRecvDataAddr);
+    pstIntake->pcRecvDataAddr = nullptr;
+    pstIntake->ulRecvDataLen = 0;
 }
 
 /** The second buffer outlives the close, as far as a client of the record can see; the next open begins without it. */
-void FreeSecondBuffer(PLAEYR_PORT_S *pstPort) {
-    free(pstPort->pcRecvDataTmpAddr);
-    pstPort->pcRecvDataTmpAddr = nullptr;
-    pstPort->ulRecvDataTmpLen = 0;
+void FreeSecondBuffer(PORT_INTAKE_S *pstIntake) {
+    free(pstIntake->pcRecvDataTmpAddr);
+    pstIntake->pcRecvDataTmpAddr = nullptr;
+    pstIntake->ulRecvDataTmpLen = 0;
 }
 
 ULONG_32 MakeQueues(PLAEYR_PORT_S *pstPort) {
@@ -132,9 +132,9 @@ void UndoOpen(PLAEYR_PORT_S *pstPort) {
 /* ---- the thread -------------------------------------------------------------------------------------------------- */
 
 /** How the port's thread waits for its socket: for long, if a close can wake it. */
-NET_WAIT_S WaitOf(const PLAEYR_PORT_S *pstPort) {
-    const bool bWake = WakeFd_Descriptor(&pstPort->stSourceWake) >= 0;
-    return {&pstPort->stSourceWake, bWake ? IDLE_WAIT_MS : TOLD_WAIT_MS, 0};
+NET_WAIT_S WaitOf(const PORT_PLAY_S *pstPlay) {
+    const bool bWake = WakeFd_Descriptor(&pstPlay->stSourceWake) >= 0;
+    return {&pstPlay->stSourceWake, bWake ? IDLE_WAIT_MS : TOLD_WAIT_MS, 0};
 }
 
 /**
@@ -258,9 +258,9 @@ void Deliver(PLAEYR_PORT_S *pstPort, const RECEIVED_S &stReceived) {
 }
 
 /** Whether the rest of a frame is on its way. */
-bool IsMoreDue(const PLAEYR_PORT_S *pstPort, const RECEIVED_S &stReceived) {
+bool IsMoreDue(const PORT_INTAKE_S *pstIntake, const RECEIVED_S &stReceived) {
     return stReceived.ulLen != 0 &&
-           !RTP_IsRtpVideoTail(stReceived.pcData, stReceived.ulLen, word::LoadAcquire(pstPort->pstPayloadType));
+           !RTP_IsRtpVideoTail(stReceived.pcData, stReceived.ulLen, word::LoadAcquire(pstIntake->pstPayloadType));
 }
 
 /** One round; false ends the thread. *pbMoreDue goes from round to round. */
@@ -301,10 +301,10 @@ ULONG_32 FindHead(const CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulFrom) {
 }
 
 /** Leaves what stands from ulOffset on to the next step. */
-void PutAside(PLAEYR_PORT_S *pstPort, ULONG_32 ulOffset) {
-    pstPort->ulRecvDataTmpLen = pstPort->ulRecvDataLen - ulOffset;
-    memcpy(pstPort->pcRecvDataTmpAddr, pstPort->pcRecvDataAddr + ulOffset, pstPort->ulRecvDataTmpLen);
-    pstPort->ulRecvDataLen = ulOffset;
+void PutAside(PORT_INTAKE_S *pstIntake, ULONG_32 ulOffset) {
+    pstIntake->ulRecvDataTmpLen = pstIntake->ulRecvDataLen - ulOffset;
+    memcpy(pstIntake->pcRecvDataTmpAddr, pstIntake->pcRecvDataAddr + ulOffset, pstIntake->ulRecvDataTmpLen);
+    pstIntake->ulRecvDataLen = ulOffset;
 }
 
 ULONG_32 ReadMore(NET_INFO_S *pstNetInfo, PLAEYR_PORT_S *pstPort) {
@@ -345,11 +345,11 @@ ULONG_32 Resynchronise(PLAEYR_PORT_S *pstPort) {
 }
 
 /** Goes on with what the step before put aside. */
-void TakeUp(PLAEYR_PORT_S *pstPort) {
-    if (pstPort->ulRecvDataTmpLen != 0) {
-        std::swap(pstPort->pcRecvDataAddr, pstPort->pcRecvDataTmpAddr);
-        pstPort->ulRecvDataLen = pstPort->ulRecvDataTmpLen;
-        pstPort->ulRecvDataTmpLen = 0;
+void TakeUp(PORT_INTAKE_S *pstIntake) {
+    if (pstIntake->ulRecvDataTmpLen != 0) {
+        std::swap(pstIntake->pcRecvDataAddr, pstIntake->pcRecvDataTmpAddr);
+        pstIntake->ulRecvDataLen = pstIntake->ulRecvDataTmpLen;
+        pstIntake->ulRecvDataTmpLen = 0;
     }
 }
 

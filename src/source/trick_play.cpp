@@ -80,7 +80,7 @@ const SPEED_ROW_S gastSpeed[] = {
 const ULONG_32 SPEED_NUM = sizeof(gastSpeed) / sizeof(gastSpeed[0]);
 static_assert(SPEED_NUM == PLAYER_SPEED_32_BACKWARD + 1);
 
-bool IsFilePort(const PLAEYR_PORT_S *pstPort) { return word::Load(pstPort->ulPortUsed) == PORT_USED_TYPE_FILE; }
+bool IsFilePort(const PORT_SOURCE_S *pstSource) { return word::Load(pstSource->ulPortUsed) == PORT_USED_TYPE_FILE; }
 
 /** Wakes whichever thread paces the port's frames. */
 void WakePlay(PLAEYR_PORT_S *pstPort) {
@@ -134,13 +134,13 @@ void WaitForStep(PLAEYR_PORT_S *pstPort) {
 /* ---- pace ---- */
 
 /** How long the picture at hand is to stand, milliseconds from 0 to INT_MAX. */
-DLONG WantedTime(const PLAEYR_PORT_S *pstPort, FLOAT fSpeed) {
-    const ULONG_32 ulFrameCtrl = word::Load(pstPort->ulFrameCtrl);
+DLONG WantedTime(const PORT_FILE_S *pstPlayed, FLOAT fSpeed) {
+    const ULONG_32 ulFrameCtrl = word::Load(pstPlayed->ulFrameCtrl);
     const bool bKeyFrames = ulFrameCtrl == FRAME_CTRL_ONLY_I_FRAME || ulFrameCtrl == FRAME_CTRL_ONLY_I_SP_FRAME;
-    const LONG_32 lFrameRate = word::Load(pstPort->stFileInfo.lFrameRate);
+    const LONG_32 lFrameRate = word::Load(pstPlayed->stFileInfo.lFrameRate);
     double dWanted = 0;
     if (bKeyFrames) {
-        dWanted = static_cast<double>(pstPort->stFileInfo.fIFrameIntervalTime * fSpeed);
+        dWanted = static_cast<double>(pstPlayed->stFileInfo.fIFrameIntervalTime * fSpeed);
     } else if (lFrameRate != 0) {
         dWanted = 1000.0 * static_cast<double>(fSpeed) / lFrameRate;
     }
