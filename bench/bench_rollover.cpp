@@ -46,8 +46,8 @@ PLAEYR_PORT_S *StartedPort(const Format &format, const std::string &base) {
 double Take(RECORD_LOOP_S *loop, measure::Bytes *frame, bool key, DULONG time) {
     PLAYER_RECORDHEAD_S head = {{'R', 'd', 'H', 'd'}, PLAYER_PAYLOAD_H264, key ? 0 : 1, 0, time};
     const double start = measure::Wall();
-    measure::Require(Record_TakePacket(loop, reinterpret_cast<CHAR *>(&head), sizeof(head)) == PLAYER_ERR_OK &&
-                         Record_TakePacket(loop, reinterpret_cast<CHAR *>(frame->data()),
+    measure::Require(Record_AddPacket(loop, reinterpret_cast<CHAR *>(&head), sizeof(head)) == PLAYER_ERR_OK &&
+                         Record_AddPacket(loop, reinterpret_cast<CHAR *>(frame->data()),
                                            static_cast<ULONG_32>(frame->size())) == PLAYER_ERR_OK,
                      "a frame recorded");
     return measure::Wall() - start;

@@ -77,7 +77,7 @@ void TakePackets(PLAEYR_PORT_S *pstPort, const uint8_t *pucData, size_t ulSize) 
         std::unique_ptr<CHAR[]> pcPacket(new CHAR[ulLen]);
         memcpy(pcPacket.get(), pucData + 2, ulLen);
         // Nothing that comes in may end a recording whose disk works.
-        Require(Record_TakePacket(&stLoop, pcPacket.get(), static_cast<ULONG_32>(ulLen)) == PLAYER_ERR_OK);
+        Require(Record_AddPacket(&stLoop, pcPacket.get(), static_cast<ULONG_32>(ulLen)) == PLAYER_ERR_OK);
         pucData += 2 + ulLen;
         ulSize -= 2 + ulLen;
     }

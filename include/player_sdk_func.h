@@ -1249,10 +1249,11 @@ ZELVANE_API BOOL_T Zelvane_FaceCorrectFunc(const CHAR *pcFilePath, const CHAR *p
 /**
  * Sets the RSA key that the key messages of scrambled live and pushed streams are encrypted to, for all ports of the
  * process; any time, also while streams play. From then on such streams are shown clear. A frame that can't be restored,
- * and all that lean on it, are left out, so that the last clean picture stays in the window; each such key frame is
+ * and all that refer to it, are left out, so that the last clean picture stays in the window; each such key frame is
  * logged with PLAYER_ERR_SCRAMBLE. Recordings get every frame as it came; so do parse callbacks, but for the frames that
- * lean on one that was left out, as after a loss. While a key is set, ports also obey the coding heads in a stream, which may say that a frame isn't to be shown, and keep debugging data from the
- * decoder. Until a key is set, scrambled streams are decoded as they come. An absurd key is found out when it is used.
+ * refer to one that was left out, as after a loss. While a key is set, ports also obey the coding heads in a stream,
+ * which may say that a frame isn't to be shown, and keep debugging data from the decoder. Until a key is set, scrambled
+ * streams are decoded as they come. An absurd key is found out when it is used.
  * @param pstRsaInfo key; every field is copied
  * @return 1; or 0 with PLAYER_ERR_PARAM
  */

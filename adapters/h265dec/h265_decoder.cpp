@@ -127,9 +127,9 @@ void H265Decoder::AddUnit(const Unit &unit) {
 void H265Decoder::AddLead(const Unit &unit) {
     Append(&leads_, unit);
     if (TypeOf(unit) == kSps) {
-        heads_.TakeSps(unit);
+        heads_.StoreSps(unit);
     } else if (TypeOf(unit) == kPps) {
-        heads_.TakePps(unit);
+        heads_.StorePps(unit);
     }
 }
 
@@ -206,7 +206,7 @@ void H265Decoder::EndBuffer(bool told) {
 void H265Decoder::DecodePending(Over over) {
     context_->err_recognition |= AV_EF_EXPLODE;
     const bool sent = pending_.Send(context_, number_) >= 0;
-    const bool cut_off = last_.TakeUntouched() && sent;
+    const bool cut_off = last_.PopUntouched() && sent;
     if (cut_off && over == Over::kTold) {
         told_ = false;
         deaf_ = true;

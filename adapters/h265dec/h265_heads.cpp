@@ -48,7 +48,7 @@ uint8_t AddressBits(uint32_t width, uint32_t height, uint32_t block_log2) {
 
 }  // namespace
 
-void H265Heads::TakeSps(const Unit &unit) {
+void H265Heads::StoreSps(const Unit &unit) {
     BitReader reader = Fields(unit);
     reader.Skip(4);  // video parameter set
     const uint32_t layers = reader.Bits(3);
@@ -72,7 +72,7 @@ void H265Heads::TakeSps(const Unit &unit) {
     address_bits_[id] = sane ? AddressBits(width, height, block_log2) : uint8_t{0};
 }
 
-void H265Heads::TakePps(const Unit &unit) {
+void H265Heads::StorePps(const Unit &unit) {
     BitReader reader = Fields(unit);
     const uint32_t id = reader.Ue();
     const uint32_t sps = reader.Ue();

@@ -15,9 +15,9 @@ namespace zv {
 class H265Heads {
  public:
     /** Takes a sequence parameter set; one that makes no sense is forgotten. */
-    void TakeSps(const Unit &unit);
+    void StoreSps(const Unit &unit);
     /** Takes a picture parameter set; the same. */
-    void TakePps(const Unit &unit);
+    void StorePps(const Unit &unit);
     /**
      * Reads the address of a slice: the block at which it begins, 0 for the first of a picture.
      * @return false for a slice that is cut off, or whose parameter sets have not come

@@ -39,7 +39,7 @@ class LastPixels {
     }
 
     /** True if a marked picture still has its mark; the mark is forgotten. */
-    bool TakeUntouched() {
+    bool PopUntouched() {
         const bool untouched = buffer_ != nullptr && std::memcmp(place_, kMark, size_) == 0;
         Forget();
         return untouched;

@@ -53,8 +53,8 @@ int dec_h264_main(void *pHandle, H264Dec_Info *Dec_Info, MpPicture * /*ref_yuv*/
     }
     zv::Planes planes;
     if (!decoder->Take(&planes)) {
-        Dec_Info->piGotPicture = -decoder->TakeLeftOut();
-        return decoder->TakeFailure() ? -1 : 0;
+        Dec_Info->piGotPicture = -decoder->PopLeftOut();
+        return decoder->PopFailure() ? -1 : 0;
     }
     Dec_Info->width = planes.width;
     Dec_Info->height = planes.height;

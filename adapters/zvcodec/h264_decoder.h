@@ -44,11 +44,11 @@ class H264Decoder {
     /** Gives the next picture, valid until the next call of Decode() or Take(). @return false if none waits */
     bool Take(Planes *planes);
 
-    /** Pictures left out since this was asked last: they lean on what was before the place at which decoding began. */
-    int TakeLeftOut() { return std::exchange(left_out_, 0); }
+    /** Pictures left out since this was asked last: they refer to what was before the place at which decoding began. */
+    int PopLeftOut() { return std::exchange(left_out_, 0); }
 
     /** Whether something was refused or broken since this was asked last. */
-    bool TakeFailure() { return std::exchange(failed_, false); }
+    bool PopFailure() { return std::exchange(failed_, false); }
 
  private:
     static void NoteRows(AVCodecContext *context, const AVFrame *frame, int *offset, int y, int type, int height);
@@ -92,7 +92,7 @@ class H264Decoder {
     bool recovery_ = false; /**< the next picture is said to be one at which decoding may start */
     SliceHead start_;       /**< of the picture at which decoding began */
     bool gradual_ = false;  /**< ... which is good in parts only, as are those behind it, up to the recovery point */
-    bool leading_ = false;  /**< ... before which pictures may be shown that lean on what never came */
+    bool leading_ = false;  /**< ... before which pictures may be shown that refer to what never came */
     bool skipping_ = false; /**< `skipped_` is that of a picture that is not decoded */
     SliceHead skipped_;
     int left_out_ = 0;

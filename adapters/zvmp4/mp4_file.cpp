@@ -112,13 +112,13 @@ bool Mp4File::Begin(const FORMAT_STREAM_INFO_S &info) {
 
 /* ---- frames ---------------------------------------------------------------------------------------------------- */
 
-LONG_32 Mp4File::TakeFrame(const FORMAT_FRAME_INFO_S &frame) {
+LONG_32 Mp4File::AddFrame(const FORMAT_FRAME_INFO_S &frame) {
     const bool bytes = frame.pucData != nullptr || frame.ulDataSize == 0;
     if (closed_ || !begun_ || !bytes || frame.ulDataSize > MP4_FRAME_SIZE_MAX) {
         return MP4_ENC_FAILED;
     }
     const bool video = frame.ulStreamIndex == MP4_STREAM_VIDEO;
-    if ((!video && frame.ulStreamIndex != MP4_STREAM_AUDIO) || !(video ? TakeVideo(frame) : TakeAudio(frame))) {
+    if ((!video && frame.ulStreamIndex != MP4_STREAM_AUDIO) || !(video ? AddVideo(frame) : AddAudio(frame))) {
         return MP4_ENC_FAILED;
     }
     const bool tell = tell_too_big_;
@@ -126,7 +126,7 @@ LONG_32 Mp4File::TakeFrame(const FORMAT_FRAME_INFO_S &frame) {
     return tell ? MP4_ENC_INDEX_IN_MEMORY : MP4_ENC_OK;
 }
 
-bool Mp4File::TakeVideo(const FORMAT_FRAME_INFO_S &frame) try {
+bool Mp4File::AddVideo(const FORMAT_FRAME_INFO_S &frame) try {
     const FrameKind kind = sample_.Append(frame.pucData, frame.ulDataSize);
     sample_key_ |= kind.units && frame.bKeyFrame != 0;
     if (!kind.picture && sample_.Size() <= kWaitingMax) {
@@ -214,7 +214,7 @@ bool Mp4File::Join() {
     return true;
 }
 
-bool Mp4File::TakeAudio(const FORMAT_FRAME_INFO_S &frame) {
+bool Mp4File::AddAudio(const FORMAT_FRAME_INFO_S &frame) {
     if (frame.ulDataSize == 0) {
         return true;
     }

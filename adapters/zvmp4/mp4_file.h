@@ -30,7 +30,7 @@ class Mp4File {
     /** A muxer begins. @return false as mp4_enc_init() does */
     bool Begin(const FORMAT_STREAM_INFO_S &info);
     /** Takes a frame. Throws bad_alloc with nothing changed. @return tagMp4EncResult */
-    LONG_32 TakeFrame(const FORMAT_FRAME_INFO_S &frame);
+    LONG_32 AddFrame(const FORMAT_FRAME_INFO_S &frame);
     /** Finishes the file; once that has succeeded, later calls do nothing. @return false if the index could not be
      *  written */
     bool Finish();
@@ -50,12 +50,12 @@ class Mp4File {
     };
 
     bool WriteFtyp(uint64_t *end);
-    bool TakeVideo(const FORMAT_FRAME_INFO_S &frame);
+    bool AddVideo(const FORMAT_FRAME_INFO_S &frame);
     bool PlacePicture(const FORMAT_FRAME_INFO_S &frame, bool begins);
     bool BeginPicture(const FORMAT_FRAME_INFO_S &frame);
     bool CanJoin(const FORMAT_FRAME_INFO_S &frame) const;
     bool Join();
-    bool TakeAudio(const FORMAT_FRAME_INFO_S &frame);
+    bool AddAudio(const FORMAT_FRAME_INFO_S &frame);
     int64_t AudioStart(int64_t stamp) const;
     bool Append(const Sample &sample);
     bool NewChunk(Track track);

@@ -51,7 +51,7 @@ LONG_32 mp4_enc_frame(HANDLE hMuxer, const FORMAT_FRAME_INFO_S *pstFrame) try {
     if (muxer == nullptr || pstFrame == nullptr) {
         return MP4_ENC_FAILED;
     }
-    const LONG_32 result = muxer->file->TakeFrame(*pstFrame);
+    const LONG_32 result = muxer->file->AddFrame(*pstFrame);
     if (result == MP4_ENC_FAILED) {
         errno = muxer->file->LastError();
     }

@@ -62,7 +62,7 @@ MODULE_API int DSP_H264_PreParse(unsigned char *pucBuffer, int iBitsCnt, H264_Bi
 
 /**
  * Reads VPS and SPS of an H.265 frame, in this order and ahead of the first slice; without a VPS the SPS alone does.
- * @param pstSpsInfo  cleared first; of worth only on success
+ * @param pstSpsInfo  cleared first; valid only on success
  * @return 1, or 0: fewer than 20 bytes, a slice first, no SPS, or one that can't be used
  */
 MODULE_API BOOL_T ParseSequenceParameterSet(UCHAR *pucSpsData, ULONG_32 ulDataLen, DSP_SPS_INFO_S *pstSpsInfo);

@@ -1,6 +1,6 @@
 /**
  * @file sp_mark.h
- * @brief Finds the mark of SP frames: frames other than key frames that lean on key frames alone, so that a player may
+ * @brief Finds the mark of SP frames: frames other than key frames that refer to key frames alone, so that a player may
  * show them without what lies in between.
  */
 #ifndef ZELVANE_BITS_SP_MARK_H

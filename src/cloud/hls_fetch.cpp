@@ -244,7 +244,7 @@ ULONG_32 WriteBody(RECEIVE_S *pstReceive, const CHAR *pcData, size_t ulLen) {
 }
 
 /** Looks at the head anew when more of it has come; the body's beginning may have come with it. */
-ULONG_32 TakeHead(RECEIVE_S *pstReceive, ULONG_32 ulLen) {
+ULONG_32 ReceiveHead(RECEIVE_S *pstReceive, ULONG_32 ulLen) {
     CHAR *pcBuffer = pstReceive->acBuffer.data();
     pstReceive->ulHead += ulLen;
     pcBuffer[pstReceive->ulHead] = '\0';
@@ -290,7 +290,7 @@ ULONG_32 Receive(RECEIVE_S *pstReceive) {
         if (pstReceive->pstStateInfo != nullptr) {
             NET_MathBitRate(ulLen, pstReceive->pstStateInfo);
         }
-        ulResult = pstReceive->bHeadDone ? WriteBody(pstReceive, pcTo, ulLen) : TakeHead(pstReceive, ulLen);
+        ulResult = pstReceive->bHeadDone ? WriteBody(pstReceive, pcTo, ulLen) : ReceiveHead(pstReceive, ulLen);
         if (ulResult != PLAYER_ERR_OK) {
             return ulResult;
         }

@@ -25,7 +25,7 @@ OBJECT_LIST &List() {
 }
 
 // Strikes one object without an owner off the list. Null if there is none.
-void *TakeAbandoned(ENTRY &stEntry) {
+void *ReclaimAbandoned(ENTRY &stEntry) {
     OBJECT_LIST &oList = List();
     std::lock_guard oGuard(oList.oMutex);
     for (auto oIt = oList.oEntries.begin(); oIt != oList.oEntries.end(); ++oIt) {
@@ -80,7 +80,7 @@ void Codec_Abandon(const CODEC_INFO_S *pstOwner) {
 
 void Codec_DropAbandoned() {
     ENTRY stEntry;
-    while (void *pObject = TakeAbandoned(stEntry)) {
+    while (void *pObject = ReclaimAbandoned(stEntry)) {
         stEntry.pfnDestroy(pObject);
     }
 }

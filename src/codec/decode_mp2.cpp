@@ -42,7 +42,7 @@ void Release(AUDIO_RESAMPLE_S &stReformat) {
     std::free(stReformat.psTemp[0]);
 }
 
-void TakeSpare(AUDIO_RESAMPLE_S &stReformat) {
+void AcquireSpare(AUDIO_RESAMPLE_S &stReformat) {
     SPARE_LIST &oList = Spares();
     const std::lock_guard oGuard(oList.oMutex);
     if (!oList.oSpares.empty()) {
@@ -65,7 +65,7 @@ void Park(AUDIO_RESAMPLE_S &stReformat) {
 }
 
 ULONG_32 OpenResampler(MPEG2_AUDIO_CONTEXT_S &stContext) {
-    TakeSpare(stContext.stReformat);
+    AcquireSpare(stContext.stReformat);
     const LONG_32 lResult = av_audio_resample_init_1(&stContext.stReformat, 1, 1, OUT_RATE, IN_RATE, 16, 10, 0, 0.8);
     if (lResult != 0) {
         LOG_ERROR("CODE_Decoder: Call av_audio_resample_init Failed, Error:[%d].", lResult);

@@ -19,7 +19,7 @@ typedef struct tagPictureStampsS {
     DULONG adulFed[PICTURE_STAMPS_NUM]; /**< without order */
     ULONG_32 ulNum;
     BOOL_T bFresh;      /**< the decoder holds nothing yet */
-    BOOL_T bLeading;    /**< what comes may lean on what was before the picture at which decoding began */
+    BOOL_T bLeading;    /**< what comes may refer to pictures before the one at which decoding began */
     DULONG dulKeyStamp; /**< of that picture */
 } PICTURE_STAMPS_S;
 
@@ -27,7 +27,7 @@ typedef struct tagPictureStampsS {
 void Stamps_Forget(PICTURE_STAMPS_S *pstStamps);
 
 /**
- * Notes the stamp of a frame on its way into the decoder. H.265 pictures that lean on what was before the place at
+ * Notes the stamp of a frame on its way into the decoder. H.265 pictures that refer to what was before the place at
  * which decoding began are left out: they take the stamps of those that would have been shown first.
  * @param bShown whether its picture will be shown
  * @return false if the frame is to be left out

@@ -56,7 +56,7 @@ void FinishAudio(PACKET_INFO_S *pstInfo, const UCHAR *pucPacket, ULONG_32 ulLeng
 }
 
 /** Each packet goes to the start of the buffer, as sound is expected to fit one; the lengths of several add up. */
-ULONG_32 TakeAudio(PACKET_INFO_S *pstInfo, const R7K_DATAHEAD_S &stHead, const UCHAR *pucPacket, ULONG_32 ulLength) {
+ULONG_32 AddAudio(PACKET_INFO_S *pstInfo, const R7K_DATAHEAD_S &stHead, const UCHAR *pucPacket, ULONG_32 ulLength) {
     const ULONG_32 ulAudioType = stHead.usStreamType & 7;
     if (ulAudioType != pstInfo->ulAudioType) {
         pstInfo->ulAudioType = ulAudioType;
@@ -145,7 +145,7 @@ ULONG_32 FinishVideo(PACKET_INFO_S *pstInfo, const R7K_DATAHEAD_S &stHead) {
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 TakeVideo(PACKET_INFO_S *pstInfo, const R7K_DATAHEAD_S &stHead, const UCHAR *pucPayload, ULONG_32 ulPayload) {
+ULONG_32 AddVideo(PACKET_INFO_S *pstInfo, const R7K_DATAHEAD_S &stHead, const UCHAR *pucPayload, ULONG_32 ulPayload) {
     CountVideo(pstInfo, stHead);
     ULONG_32 ulResult = PLAYER_ERR_OK;
     if (pstInfo->ulCurFrameLen + ulPayload > MAX_FRAME_LEN) {
@@ -189,9 +189,9 @@ ULONG_32 KRDF_SpellPacket_R1R3(PACKET_INFO_S *pstInfo, const UCHAR *pucPacket, U
     pstInfo->bFrameHaveEnd = 0;
     const R7K_DATAHEAD_S stHead = ReadHead(pucPacket);
     if (stHead.ulPackeType == 1) {
-        return TakeAudio(pstInfo, stHead, pucPacket, ulLength);
+        return AddAudio(pstInfo, stHead, pucPacket, ulLength);
     }
-    return TakeVideo(pstInfo, stHead, pucPacket + KRDF_PACKET_OUT_HEAD_SIZE, ulLength - KRDF_PACKET_OUT_HEAD_SIZE);
+    return AddVideo(pstInfo, stHead, pucPacket + KRDF_PACKET_OUT_HEAD_SIZE, ulLength - KRDF_PACKET_OUT_HEAD_SIZE);
 }
 
 ULONG_32 KRDF_TransferPayload(const PACKET_INFO_S *pstInfo, ULONG_32 ulStreamType) {

@@ -33,12 +33,12 @@ class TrackCursor {
     ULONG_32 Chunk() const { return m_ulChunk; }
     /** Where the next chunk starts; -1 when there is none. */
     DLONG NextChunk() const { return m_dlNextChunk; }
-    ULONG_32 TakeSample() {
+    ULONG_32 NextSample() {
         const ULONG_32 ulSize = m_ulSize != 0 ? m_ulSize : m_pulSizes[m_ulSample];
         ++m_ulSample;
         return ulSize;
     }
-    void TakeChunk() {
+    void AdvanceChunk() {
         ++m_ulChunk;
         m_dlNextChunk = m_ulChunk < m_ulChunks ? m_pulChunks[m_ulChunk] : -1;
     }
@@ -166,10 +166,10 @@ class SampleLister {
             stNode.key = IsKey(stCursor.Sample(), bChunk);
             m_pstMoov->dulTimestamp += m_pstMoov->timescale;
         }
-        const ULONG_32 ulSize = stCursor.TakeSample();
+        const ULONG_32 ulSize = stCursor.NextSample();
         stNode.size = NodeSize(ulSize);
         if (bChunk) {
-            stCursor.TakeChunk();
+            stCursor.AdvanceChunk();
             m_pstMoov->iPrevTrak = stNode.type;
         }
         m_pstMoov->list.push_back(stNode);

@@ -27,7 +27,7 @@ thread_local bool gtlTurn = false; /**< this thread starts or stops the library:
 /** A turn at starting or stopping. A callback gets none while the library stops: the stop waits for its thread. */
 class CStartGuard {
  public:
-    CStartGuard() : m_bHeld(!gtlTurn && (PortThread_IsAny() || Report_IsOwnThread() ? TakeUnlessStopping() : Take())) {
+    CStartGuard() : m_bHeld(!gtlTurn && (PortThread_IsAny() || Report_IsOwnThread() ? AcquireUnlessStopping() : Acquire())) {
         gtlTurn = gtlTurn || m_bHeld;
     }
     ~CStartGuard() {
@@ -42,9 +42,9 @@ class CStartGuard {
     bool Held() const { return m_bHeld; }
 
  private:
-    static bool Take() { return QLOM_SDK_mutex_lock(&gstStartMutex) == 0; }
+    static bool Acquire() { return QLOM_SDK_mutex_lock(&gstStartMutex) == 0; }
 
-    static bool TakeUnlessStopping() {
+    static bool AcquireUnlessStopping() {
         while (pthread_mutex_trylock(&gstStartMutex) != 0) {
             if (word::Load(gbStopping)) {
                 return false;

@@ -47,7 +47,7 @@ constexpr ULONG_32 H264_PROOF = Bits({1, 5, 6, 7, 8, 9, rtp::PACK_FU_A});
 bool InSet(ULONG_32 ulSet, UCHAR ucHeader) { return (ulSet >> (ucHeader & 31U) & 1) != 0; }
 
 /** Playback time and end of playback; the camera's extension is read whatever its profile word says. */
-bool TakeExtension(const UCHAR *pucPacket, ULONG_32 ulPacketLen, ULONG_32 ulExtension, RTP_STREAM_INFO_S *pstStream) {
+bool ReadExtension(const UCHAR *pucPacket, ULONG_32 ulPacketLen, ULONG_32 ulExtension, RTP_STREAM_INFO_S *pstStream) {
     if (!rtp::Inside(ulExtension, 8, ulPacketLen)) {
         return false;
     }
@@ -63,7 +63,7 @@ bool TakeExtension(const UCHAR *pucPacket, ULONG_32 ulPacketLen, ULONG_32 ulExte
 }
 
 /** Whether the packet follows the one before; updates the number last seen. */
-bool TakeSequence(const RTP_PACKET_INFO_S *pstPacket, RTP_STREAM_INFO_S *pstStream) {
+bool StoreSequence(const RTP_PACKET_INFO_S *pstPacket, RTP_STREAM_INFO_S *pstStream) {
     PLAYER_PAYLOAD_E enType = pstPacket->enRTPPacketType;
     ULONG_32 ulNumber = pstPacket->usSequenceNumber;
     USHORT &usSeen = pstStream->ausSequenceNumber[enType];
@@ -232,7 +232,7 @@ void DropFrame(RTP_STREAM_INFO_S *pstStream) {
 }
 
 /** A change of timestamp begins a new frame of sound or data, but a new one of video only if the old one overflowed. */
-void TakeTimestamp(RTP_PACKET_INFO_S *pstPacket, RTP_STREAM_INFO_S *pstStream) {
+void StoreTimestamp(RTP_PACKET_INFO_S *pstPacket, RTP_STREAM_INFO_S *pstStream) {
     bool bVideo = Payload_IsVideo(pstPacket->enRTPPacketType);
     bool bChanged = pstPacket->ulTimestamp != pstStream->ulTimestamp;
     if (!bVideo && pstPacket->enRTPPacketType != PLAYER_PAYLOAD_DATA) {
@@ -329,7 +329,7 @@ ULONG_32 RTP_ParsePackHead(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PAC
     if (!rtp::FindParts(pucPacket, ulPacketLen, &stLayout)) {
         return PLAYER_ERR_NEED_MORE_DATA;
     }
-    if (stLayout.ulExtension != 0 && !TakeExtension(pucPacket, ulPacketLen, stLayout.ulExtension, pstStream)) {
+    if (stLayout.ulExtension != 0 && !ReadExtension(pucPacket, ulPacketLen, stLayout.ulExtension, pstStream)) {
         return PLAYER_ERR_NEED_MORE_DATA;
     }
     if (stLayout.ucPayload >= ulPacketLen) {
@@ -343,7 +343,7 @@ ULONG_32 RTP_ParsePackHead(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP_PAC
         return PLAYER_ERR_NEED_MORE_DATA;
     }
     pstPacket->usSequenceNumber = rtp::Be16(pucPacket + 2);
-    bool bFollows = TakeSequence(pstPacket, pstStream);
+    bool bFollows = StoreSequence(pstPacket, pstStream);
     word::Store(pstStream->enRTPPacketTypePre, pstPacket->enRTPPacketType);
     pstStream->usSequenceNumberPre = pstPacket->usSequenceNumber;
     if (!bFollows) {
@@ -387,7 +387,7 @@ ULONG_32 RTP_UnpacketRtpData(CHAR *pcRecvDataAddr, ULONG_32 ulRecvDataLen, RTP_P
     if (pstStream->pucFrameData == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    TakeTimestamp(&stPacket, pstStream);
+    StoreTimestamp(&stPacket, pstStream);
     ulResult = Spell(pucPacket, ulRecvDataLen, &stPacket, pstAudioInfo, pstStream);
     if (ulResult != PLAYER_ERR_OK) {
         return ulResult;

@@ -118,7 +118,7 @@ ULONG_32 ParseByPid(const UCHAR *pucData, ULONG_32 ulLen, TS_PACKET_INFO_S &stPa
     }
 }
 
-/** A jump of the counter. Sound bears a gap, so an audio packet goes on. */
+/** A jump of the counter. Sound survives a gap, so an audio packet goes on. */
 ULONG_32 CountLoss(ULONG_32 ulLost, TS_PACKET_TYPE_E enType, TS_STREAM_INFO_S &stStream) {
     TS_CC_INFO_S &stCC = stStream.astTSCCInfo[enType];
     stCC.usLoseNum = static_cast<USHORT>(stCC.usLoseNum + ulLost);

@@ -159,7 +159,8 @@ void FillRects(const OVERLAY_COLOUR_S &stColour, const OVERLAY_RECT_S *pastRect,
         astRect[i] = {pastRect[i].lX, pastRect[i].lY, pastRect[i].lWidth, pastRect[i].lHeight};
     }
     // What covers needs no look at the pixels below.
-    SDL_SetRenderDrawBlendMode(poRender, stColour.ucAlpha == SDL_ALPHA_OPAQUE ? SDL_BLENDMODE_NONE : SDL_BLENDMODE_BLEND);
+    SDL_SetRenderDrawBlendMode(poRender,
+                               stColour.ucAlpha == SDL_ALPHA_OPAQUE ? SDL_BLENDMODE_NONE : SDL_BLENDMODE_BLEND);
     SDL_SetRenderDrawColor(poRender, stColour.ucRed, stColour.ucGreen, stColour.ucBlue, stColour.ucAlpha);
     SDL_RenderFillRects(poRender, astRect, static_cast<int>(ulNum));
 }

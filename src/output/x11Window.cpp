@@ -176,7 +176,7 @@ void OnEvent(const XEvent &stEvent) {
 
 // Events that a round trip has read are no longer to be seen on the descriptor: whoever made one takes them out at
 // once.
-void TakeEvents(int iMode) {
+void ReadEvents(int iMode) {
     if (!gstXlib.CanWatch()) {
         return;
     }
@@ -191,7 +191,7 @@ void Select(unsigned long windowID, long lMask) {
     if (x11display && gstXlib.CanWatch()) {
         gstXlib.pXSelectInput(x11display, windowID, lMask);
         gstXlib.pXSync(x11display, False);  // what the client does to the window from now on is seen
-        TakeEvents(QueuedAfterFlush);
+        ReadEvents(QueuedAfterFlush);
     }
 }
 
@@ -218,7 +218,7 @@ void *WindowThread(void *) {
         }
         if (IsReadable(astPoll[1])) {
             std::lock_guard<std::mutex> lock(gstConnectionLock);
-            TakeEvents(QueuedAfterFlush);
+            ReadEvents(QueuedAfterFlush);
         }
         bool bPump = !bRest && IsReadable(astPoll[2]);
         if (bPump) {
@@ -376,7 +376,7 @@ X11_SIZE_E X11Window_GetSize(unsigned long windowID, PLAYER_WIND_SIZE_S *pstSize
     if (bKnown && pstWatch) {
         pstWatch->stSize = *pstSize;
     }
-    TakeEvents(QueuedAlready);
+    ReadEvents(QueuedAlready);
     return bKnown ? X11_SIZE_KNOWN : X11_SIZE_GONE;
 }
 

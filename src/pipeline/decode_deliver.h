@@ -23,7 +23,7 @@ typedef struct tagDeliverStateS {
 
 void Deliver_Begin(DELIVER_STATE_S *pstState, DELIVER_THREAD_E enThread);
 
-/** Drops pictures that lean on a lost one, until a key frame. True when the frame in stFrameData may go on. */
+/** Drops pictures that depend on a lost one, until a key frame. True when the frame in stFrameData may go on. */
 bool Deliver_PassKeyFrameGate(PLAEYR_PORT_S *pstPort);
 
 /** Whether the chosen sound track takes the frame in stFrameData; always, if that is no sound. */

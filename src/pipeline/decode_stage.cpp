@@ -74,7 +74,7 @@ bool HasOutgrownDefault(const PORT_CODEC_S *pstCodecs) {
 }
 
 /** The size that the software H.265 decoder has yet to take on, if there is one. */
-bool TakeNewH265Size(PLAEYR_PORT_S *pstPort, LONG_32 *plWidth, LONG_32 *plHeight) {
+bool ReadNewH265Size(PLAEYR_PORT_S *pstPort, LONG_32 *plWidth, LONG_32 *plHeight) {
     const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
     if (HasOutgrownDefault(pstPort)) {
         *plWidth = stPicture.lWidth;
@@ -114,7 +114,7 @@ ULONG_32 KeepVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     }
     LONG_32 lWidth = 0;
     LONG_32 lHeight = 0;
-    if (!TakeNewH265Size(pstPort, &lWidth, &lHeight)) {
+    if (!ReadNewH265Size(pstPort, &lWidth, &lHeight)) {
         return PLAYER_ERR_OK;
     }
     return ResizeH265Decoder(lPayload, lWidth, lHeight, pstPort);
@@ -152,7 +152,7 @@ void KeepFisheyeInSoftware(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     }
 }
 
-void TakeGpuWish(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
+void AdoptGpuWish(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     word::Store(pstPort->bUseGpu, word::Load(gbGpuAble));
     word::Store(pstPort->bUseGpuH265, word::Load(gbGpuAbleH265));
     pstPort->stVideoDecode.bUseGpu = lPayload == PLAYER_PAYLOAD_H264 ? pstPort->bUseGpu : 0;
@@ -175,7 +175,7 @@ ULONG_32 RebuildVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     pstPort->stFrameData.bOneFrameDecordFlag = word::Load(pstPort->bOneFrameDecordFlag);
     FreeForRebuild(pstPort);
     Stamps_Forget(&pstPort->stStamps);
-    TakeGpuWish(lPayload, pstPort);
+    AdoptGpuWish(lPayload, pstPort);
     ULONG_32 ulResult =
         PortCodec_UsesGpu(pstPort, lPayload)
             ? CreateOnGpu(lPayload, pstPort)
@@ -193,7 +193,7 @@ ULONG_32 RebuildVideoDecoder(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
 /* ---- one picture ---- */
 
 /** A coding head that came with the frame tells whether the picture is to be shown. */
-void TakeCodingHead(PLAEYR_PORT_S *pstPort) {
+void ApplyCodingHead(PLAEYR_PORT_S *pstPort) {
     if ((pstPort->stSeiInfo.ulSeiType & SEI_CODING_HEAD) == 0) {
         return;
     }
@@ -223,7 +223,7 @@ bool IsUnusualShape(LONG_32 lWidth, LONG_32 lHeight) {
            static_cast<DLONG>(lWidth) * MAX_ASPECT < static_cast<DLONG>(lHeight);
 }
 
-ULONG_32 TakeNewSize(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
+ULONG_32 AdoptNewSize(LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
     const CODE_DECODED_DATA_S &stPicture = pstPort->stDecodeVideoData;
     if (IsUnusualShape(stPicture.lWidth, stPicture.lHeight)) {
         LOG_WARN("Port[%03d] CODE_Decoder Warning, Pic Width:[%d] Height:[%d] Unusual.", pstPort->ulPort,
@@ -273,7 +273,7 @@ ULONG_32 RunVideoDecoder(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT
     word::Store(pstPort->lPictureHeight, stPicture.lHeight);
     if (static_cast<ULONG_32>(stPicture.lWidth) != pstPort->stVideoDecode.ulPicWidth ||
         static_cast<ULONG_32>(stPicture.lHeight) != pstPort->stVideoDecode.ulPicHeight) {
-        ulResult = TakeNewSize(lPayload, pstPort);
+        ulResult = AdoptNewSize(lPayload, pstPort);
     }
     if (ulResult == PLAYER_ERR_OK) {
         pstPort->ulCurDataType = VIDEO_DATA;
@@ -282,7 +282,7 @@ ULONG_32 RunVideoDecoder(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT
 }
 
 ULONG_32 DecodeVideo(CODEC_FRAME_S *pstPacket, LONG_32 lPayload, PLAEYR_PORT_S *pstPort) {
-    TakeCodingHead(pstPort);
+    ApplyCodingHead(pstPort);
     if (!Stamps_Feed(&pstPort->stStamps, *pstPacket, lPayload, pstPort->stVideoDecode.bNoShow == 0)) {
         return PLAYER_ERR_NO_PICTURE;
     }

@@ -41,7 +41,7 @@ void WaitForPacket(DECODE_LOOP_S *pstLoop) {
 }
 
 /** Takes a packet and parses it; true when stFrameData holds a frame. */
-bool TakeFrame(DECODE_LOOP_S *pstLoop) {
+bool ReceiveFrame(DECODE_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     CHAR *pcPacket = nullptr;
     ULONG_32 ulPacketLen = 0;
@@ -129,7 +129,7 @@ void DecodeRound(DECODE_LOOP_S *pstLoop) {
     if (pstPort->bNeedIFrame == 1 && pstPort->stStamps.bFresh == 0) {
         DeliverHeld(pstLoop);
     }
-    if (!TakeFrame(pstLoop) || !Deliver_PassKeyFrameGate(pstPort)) {
+    if (!ReceiveFrame(pstLoop) || !Deliver_PassKeyFrameGate(pstPort)) {
         return;
     }
     pstPort->stSeiInfo.ulSeiTotalLen = 0;

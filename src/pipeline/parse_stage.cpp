@@ -71,7 +71,7 @@ void ReportPlaybackFinished(PLAEYR_PORT_S *pstPort) {
     pstPort->stRtpVideoStreamInfo.bPlaybckFinish = 0;
 }
 
-void TakeRtpFrame(PLAEYR_PORT_S *pstPort, RTP_STREAM_INFO_S *pstStream) {
+void AdoptRtpFrame(PLAEYR_PORT_S *pstPort, RTP_STREAM_INFO_S *pstStream) {
     SetFrameKind(pstPort, pstStream->lPayload, pstStream->lFormatType, pstStream->ulTimestamp);
     SetFrame(pstPort, pstStream->pucFrameData, pstStream->ulFrameLen);
     pstPort->stFrameData.bPictureEnd =
@@ -80,13 +80,13 @@ void TakeRtpFrame(PLAEYR_PORT_S *pstPort, RTP_STREAM_INFO_S *pstStream) {
 }
 
 /** Sound wins a tie; the picture then waits for the next packet. */
-ULONG_32 TakeFinishedRtpFrame(PLAEYR_PORT_S *pstPort) {
+ULONG_32 AdoptFinishedRtpFrame(PLAEYR_PORT_S *pstPort) {
     if (pstPort->stRtpAudioStreamInfo.ulFrameLen != 0) {
-        TakeRtpFrame(pstPort, &pstPort->stRtpAudioStreamInfo);
+        AdoptRtpFrame(pstPort, &pstPort->stRtpAudioStreamInfo);
         return PLAYER_ERR_OK;
     }
     if (pstPort->stRtpVideoStreamInfo.ulFrameLen != 0) {
-        TakeRtpFrame(pstPort, &pstPort->stRtpVideoStreamInfo);
+        AdoptRtpFrame(pstPort, &pstPort->stRtpVideoStreamInfo);
         return PLAYER_ERR_OK;
     }
     return PLAYER_ERR_NEED_MORE_DATA;
@@ -100,7 +100,7 @@ ULONG_32 ParseRtp(CHAR *pcData, ULONG_32 ulLen, PLAEYR_PORT_S *pstPort) {
         RTP_UnpacketRtpData(pcData, ulLen, word::LoadAcquire(pstPort->pstPayloadType), &pstPort->stRtpAudioInfo,
                             &pstPort->stRtpVideoStreamInfo, &pstPort->stRtpAudioStreamInfo);
     ReportPlaybackFinished(pstPort);
-    return ulResult != PLAYER_ERR_OK ? ulResult : TakeFinishedRtpFrame(pstPort);
+    return ulResult != PLAYER_ERR_OK ? ulResult : AdoptFinishedRtpFrame(pstPort);
 }
 
 /* ---- MPEG-TS ---- */
@@ -300,7 +300,7 @@ ULONG_32 StatisticsOfH264KeyFrame(PLAEYR_PORT_S *pstPort) {
     return PLAYER_ERR_OK;
 }
 
-void TakeSizeOfH265(PORT_INTAKE_S *pstIntake, LONG_32 lWidth, LONG_32 lHeight) {
+void LearnH265Size(PORT_INTAKE_S *pstIntake, LONG_32 lWidth, LONG_32 lHeight) {
     NET_STATEINFO_S *pstState = &pstIntake->stStateInfo;
     if (lWidth == 0 || lHeight == 0 || (lWidth == pstState->lWidth && lHeight == pstState->lHeight)) {
         return;
@@ -321,7 +321,7 @@ void StatisticsOfH265KeyFrame(PLAEYR_PORT_S *pstPort) {
         word::Store(pstPort->stStateInfo.lFrameRate, static_cast<LONG_32>(ulRate));
         pstPort->stStateInfo.bGetSPSFrameRate = 1;
     }
-    TakeSizeOfH265(pstPort, static_cast<LONG_32>(stInfo.lWidth), static_cast<LONG_32>(stInfo.lHeight));
+    LearnH265Size(pstPort, static_cast<LONG_32>(stInfo.lWidth), static_cast<LONG_32>(stInfo.lHeight));
 }
 
 ULONG_32 StatisticsOfKeyFrame(PLAEYR_PORT_S *pstPort) {

@@ -127,7 +127,7 @@ void WaitForTurn(RENDER_LOOP_S *pstLoop) {
 /* ---- showing ---- */
 
 /** Takes the next picture from the queue; false when there is none. */
-bool TakePicture(RENDER_LOOP_S *pstLoop) {
+bool FetchPicture(RENDER_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     ULONG_32 ulResult = QUEUE_GetDecodeData(&pstPort->stDecodeBufferQueue, &pstLoop->pstDecodeVideoData);
     if (ulResult == PLAYER_ERR_OK) {
@@ -239,7 +239,7 @@ void WaitForSomething(PLAEYR_PORT_S *pstPort) {
 void SoftwareRound(RENDER_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     WaitForTurn(pstLoop);
-    const bool bNewPicture = TakePicture(pstLoop);
+    const bool bNewPicture = FetchPicture(pstLoop);
     if (bNewPicture && !Pacing_IsEven(word::Load(pstPort->enPicFluncy))) {
         WYK_gettimeofday(&pstLoop->tiStartTime, nullptr);
     }

@@ -76,7 +76,7 @@ bool IsLiveKeyOpen(const SEI_SCRAMBLE_INFO_S &stUse, const SEI_SCRAMBLE_INFO_S &
            memcmp(stUse.szKeyMRsa, stNew.szKeyMRsa, static_cast<size_t>(stUse.lKeyMRsaLen)) == 0;
 }
 
-ULONG_32 TakeLiveKey(PLAEYR_PORT_S *pstPort) {
+ULONG_32 LearnLiveKey(PLAEYR_PORT_S *pstPort) {
     const bool bOpen = IsLiveKeyOpen(pstPort->stScrambleInfo, pstPort->stSeiInfo.stScramble);
     if (!bOpen) {
         ULONG_32 ulResult = OpenLiveKey(pstPort->stScrambleInfo, pstPort->stSeiInfo.stScramble);
@@ -107,7 +107,7 @@ ULONG_32 RefuseHalfKey(PLAEYR_PORT_S *pstPort, const CHAR *pcMissing) {
 ULONG_32 BeginLiveGroup(PLAEYR_PORT_S *pstPort) {
     switch (pstPort->stSeiInfo.ulSeiType & LIVE_KEY_BITS) {
         case LIVE_KEY_BITS:
-            return TakeLiveKey(pstPort);
+            return LearnLiveKey(pstPort);
         case SEI_TYPE_SCRAMBLE_RAND:
             return RefuseHalfKey(pstPort, "KeyM");
         case SEI_TYPE_SCRAMBLE_KEY:
@@ -157,7 +157,7 @@ ULONG_32 OpenFileKey(PORT_INTAKE_S *pstIntake, bool *pbOpen) {
     return PLAYER_ERR_OK;
 }
 
-ULONG_32 TakeFileKey(PLAEYR_PORT_S *pstPort) {
+ULONG_32 LearnFileKey(PLAEYR_PORT_S *pstPort) {
     bool bOpen = false;
     ULONG_32 ulResult = OpenFileKey(pstPort, &bOpen);
     if (ulResult == PLAYER_ERR_FILE_SCRAMBLE) {
@@ -181,7 +181,7 @@ ULONG_32 TakeFileKey(PLAEYR_PORT_S *pstPort) {
 
 ULONG_32 BeginFileGroup(PLAEYR_PORT_S *pstPort) {
     if ((pstPort->stSeiInfo.ulSeiType & FILE_KEY_BITS) == FILE_KEY_BITS) {
-        return TakeFileKey(pstPort);
+        return LearnFileKey(pstPort);
     }
     pstPort->bScrambleFlag = 0;
     return PLAYER_ERR_OK;

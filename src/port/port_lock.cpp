@@ -20,7 +20,7 @@ PORT_LOCK_S gastSdkMutexLockArray[PLAYER_MAX_PORT_NUM];
 
 bool TryAtOnce(PORT_LOCK_S &stLock) { return word::Load(stLock.ulWaiting) == 0 && PortTurn_Try(&stLock.stApi); }
 
-void TakeInTurn(PORT_LOCK_S &stLock) {
+void AcquireInTurn(PORT_LOCK_S &stLock) {
     if (TryAtOnce(stLock)) {
         return;
     }
@@ -31,11 +31,11 @@ void TakeInTurn(PORT_LOCK_S &stLock) {
     word::Sub(stLock.ulWaiting, 1);
 }
 
-bool TakeInTurnForASlice(PORT_LOCK_S &stLock) {
+bool AcquireInTurnForASlice(PORT_LOCK_S &stLock) {
     word::Add(stLock.ulWaiting, 1);
     bool bTaken = false;
-    if (PortTurn_TakeForASlice(&stLock.stTurn)) {
-        bTaken = PortTurn_TakeForASlice(&stLock.stApi);
+    if (PortTurn_AcquireForASlice(&stLock.stTurn)) {
+        bTaken = PortTurn_AcquireForASlice(&stLock.stApi);
         PortTurn_Leave(&stLock.stTurn);
     }
     word::Sub(stLock.ulWaiting, 1);
@@ -115,7 +115,7 @@ CPortLock::STATE_E CPortLock::EnterNested() {
         !word::Load(stLock.bPushing)) {
         return STATE_NESTED;
     }
-    while (!PortTurn_TakeForASlice(&stLock.stBeside)) {
+    while (!PortTurn_AcquireForASlice(&stLock.stBeside)) {
         CPortWaiter oWaiter(&stLock.stBeside, m_stInside.pstOuter);
         if (PortInside_MustGiveUp(m_stInside.pstOuter) || oWaiter.LeadsBack()) {
             return STATE_REFUSED;
@@ -128,7 +128,7 @@ CPortLock::STATE_E CPortLock::EnterFromClient() {
     if (m_enCall == PORT_CALL_CLOSE) {
         PortLock_RaiseClosing(m_ulPort);
     }
-    TakeInTurn(gastSdkMutexLockArray[m_ulPort]);
+    AcquireInTurn(gastSdkMutexLockArray[m_ulPort]);
     return STATE_LOCKED;
 }
 
@@ -147,7 +147,7 @@ CPortLock::STATE_E CPortLock::EnterFromCallback() {
         if (oWaiter.LeadsBack()) {
             break;
         }
-        if (TakeInTurnForASlice(stLock)) {
+        if (AcquireInTurnForASlice(stLock)) {
             return STATE_LOCKED;
         }
     }
@@ -170,7 +170,7 @@ CPortLock::STATE_E CPortLock::CloseFromCallback() {
 
 bool CPortLock::TryBeside() {
     PORT_LOCK_S &stLock = gastSdkMutexLockArray[m_ulPort];
-    return word::Load(stLock.bPushing) && PortTurn_TakeForASlice(&stLock.stBeside) && JoinBeside();
+    return word::Load(stLock.bPushing) && PortTurn_AcquireForASlice(&stLock.stBeside) && JoinBeside();
 }
 
 /** With stBeside taken: joins the push, unless it is over. */

@@ -152,7 +152,7 @@ ULONG_32 MakePort(ULONG_32 ulPort, BOOL_T bHelper, PLAEYR_PORT_S **ppstPort) {
 }
 
 /** Makes the first free number from where the last search ended a port. */
-ULONG_32 TakeNumber(BOOL_T bHelper, ULONG_32 *pulPort, PLAEYR_PORT_S **ppstPort) {
+ULONG_32 ReserveNumber(BOOL_T bHelper, ULONG_32 *pulPort, PLAEYR_PORT_S **ppstPort) {
     const CMutexGuard oGuard(&gstPortMutexLock);
     if (!gbOpen) {
         return PLAYER_ERR_PARAM;
@@ -170,7 +170,7 @@ ULONG_32 TakeNumber(BOOL_T bHelper, ULONG_32 *pulPort, PLAEYR_PORT_S **ppstPort)
 /** Whoever guesses the number may free a port from now on: its record is not looked at any more. */
 ULONG_32 Alloc(BOOL_T bHelper, ULONG_32 *pulPort, PLAEYR_PORT_S **ppstPort) {
     ULONG_32 ulPort = 0;
-    const ULONG_32 ulResult = TakeNumber(bHelper, &ulPort, ppstPort);
+    const ULONG_32 ulResult = ReserveNumber(bHelper, &ulPort, ppstPort);
     if (ulResult == PLAYER_ERR_MALLOC) {
         LOG_ERROR("Player_AllocPort, Malloc Failed, Size:[%d].", static_cast<LONG_32>(sizeof(PLAEYR_PORT_S)));
     }

@@ -32,7 +32,7 @@ void PortTurn_Take(PORT_TURN_S *pstTurn) {
     }
 }
 
-bool PortTurn_TakeForASlice(PORT_TURN_S *pstTurn) {
+bool PortTurn_AcquireForASlice(PORT_TURN_S *pstTurn) {
     const ULONG_32 ulTicket = Wake_Ticket(&pstTurn->stWake);
     if (PortTurn_Try(pstTurn)) {
         return true;

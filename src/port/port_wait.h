@@ -20,7 +20,7 @@ typedef struct tagPortTurnS {
 bool PortTurn_Try(PORT_TURN_S *pstTurn);
 void PortTurn_Take(PORT_TURN_S *pstTurn);
 /** Waits two milliseconds at most. */
-bool PortTurn_TakeForASlice(PORT_TURN_S *pstTurn);
+bool PortTurn_AcquireForASlice(PORT_TURN_S *pstTurn);
 void PortTurn_Leave(PORT_TURN_S *pstTurn);
 
 /** The calling thread as one that waits, in words of what has to happen before it goes on. */

@@ -205,7 +205,7 @@ void WakeWriters(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulBefore, ULONG_32 ul
     }
 }
 
-bool TakeLatch(ULONG_32 &ulLatch) { return word::Load(ulLatch) != 0 && word::Exchange(ulLatch, 0) != 0; }
+bool AcquireLatch(ULONG_32 &ulLatch) { return word::Load(ulLatch) != 0 && word::Exchange(ulLatch, 0) != 0; }
 
 bool HasRoom(const PACKET_BUFFER_QUEUE_S *pstQueue) {
     ULONG_32 ulBufNum = word::LoadAcquire(pstQueue->ulBufNum);
@@ -377,9 +377,9 @@ bool QUEUE_WaitForPacket(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulMSeconds, U
     StoreOrdered(pstQueue->ulReadLevel, ulLevel);
     // What came before the level stood may have been the end of the frame, and woke nobody.
     ULONG_32 ulEnough = ulWaitFor == QUEUE_WAIT_TAIL ? 1 : ulLevel;
-    if (!TakeLatch(pstQueue->ulReadLatch) && SlotsInUse(pstQueue) < ulEnough) {
+    if (!AcquireLatch(pstQueue->ulReadLatch) && SlotsInUse(pstQueue) < ulEnough) {
         Wake_Wait(&pstQueue->stReadWake, ulTicket, ulMSeconds);
-        TakeLatch(pstQueue->ulReadLatch);  // it has done its work if it was set meanwhile
+        AcquireLatch(pstQueue->ulReadLatch);  // it has done its work if it was set meanwhile
     }
     word::Store(pstQueue->ulReadLevel, 0);
     return SlotsInUse(pstQueue) != 0;
@@ -388,9 +388,9 @@ bool QUEUE_WaitForPacket(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulMSeconds, U
 bool QUEUE_WaitForRoom(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulMSeconds) {
     ULONG_32 ulTicket = Wake_Ticket(&pstQueue->stRoomWake);
     __atomic_add_fetch(&pstQueue->ulRoomWaiting, 1, __ATOMIC_SEQ_CST);
-    if (!TakeLatch(pstQueue->ulRoomLatch) && !HasRoom(pstQueue)) {
+    if (!AcquireLatch(pstQueue->ulRoomLatch) && !HasRoom(pstQueue)) {
         Wake_Wait(&pstQueue->stRoomWake, ulTicket, ulMSeconds);
-        TakeLatch(pstQueue->ulRoomLatch);
+        AcquireLatch(pstQueue->ulRoomLatch);
     }
     __atomic_sub_fetch(&pstQueue->ulRoomWaiting, 1, __ATOMIC_SEQ_CST);
     return HasRoom(pstQueue);

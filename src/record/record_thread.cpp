@@ -13,7 +13,7 @@
 
 namespace {
 
-const ULONG_32 IDLE_WAIT_MS = 40;      /**< packets are taken in heaps: one switch of threads for many */
+const ULONG_32 IDLE_WAIT_MS = 40;      /**< packets are handled in batches: one switch of threads for many */
 const ULONG_32 NOTHING_WAIT_MS = 1000; /**< nothing comes at all; a packet ends it */
 const DULONG JUMP_TICKS = 90100;
 const DULONG STAMP_MODULUS = 0xFFFFFFFF;
@@ -105,14 +105,14 @@ bool WaitForPackets(PORT_RECORD_S *pstRecording, bool bIdle) {
                                bIdle ? QUEUE_WAIT_PACKET : QUEUE_WAIT_BULK);
 }
 
-bool TakePackets(RECORD_LOOP_S *pstLoop) {
+bool DrainPackets(RECORD_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     CHAR *pcPacket = nullptr;
     ULONG_32 ulLen = 0;
     while (word::Load(pstPort->bStartRecord) &&
            QUEUE_GetPacketEx(&pstPort->stRecordBufferQueue, word::LoadAcquire(pstPort->pstPayloadType), &pcPacket,
                              &ulLen) == PLAYER_ERR_OK) {
-        if (Record_TakePacket(pstLoop, pcPacket, ulLen) != PLAYER_ERR_OK) {
+        if (Record_AddPacket(pstLoop, pcPacket, ulLen) != PLAYER_ERR_OK) {
             return false;
         }
     }
@@ -147,7 +147,7 @@ ULONG_32 Record_WaitForKeyFrame(PLAEYR_PORT_S *pstPort, ULONG_32 ulError) {
     return ulError;
 }
 
-ULONG_32 Record_TakePacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPacketLen) {
+ULONG_32 Record_AddPacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPacketLen) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
     ULONG_32 ulResult = Player_ParseStream(pcPacket, ulPacketLen, pstRecord);
@@ -183,7 +183,7 @@ void *__RecordThreadEntry(void *pParam) {
     RECORD_LOOP_S stLoop = {};
     stLoop.pstPort = pstPort;
     bool bIdle = false;
-    while (TakePackets(&stLoop)) {
+    while (DrainPackets(&stLoop)) {
         bIdle = !WaitForPackets(pstPort, bIdle);
     }
     return nullptr;

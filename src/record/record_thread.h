@@ -45,7 +45,7 @@ MODULE_API void *__RecordThreadEntry(void *pParam);
  * @return 0; otherwise the thread has to end: PLAYER_ERR_FAILED (no next file), PLAYER_ERR_DISK_FULL, or the muxer's
  *         code. The client has been told of the first two
  */
-MODULE_API ULONG_32 Record_TakePacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPacketLen);
+MODULE_API ULONG_32 Record_AddPacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPacketLen);
 
 /** Makes the muxer for the key frame in hand. 0, or 1, 2, 7: the recording waits for a key frame again. */
 MODULE_API ULONG_32 Player_Mp4EncInit(PLAEYR_PORT_S *pstPort);

@@ -44,7 +44,7 @@ void ResetPlay(PLAEYR_PORT_S *pstPort) {
     word::Store(pstPort->ulFilePlayTime, ulPlayTime);
 }
 
-void TakePort(PLAEYR_PORT_S *pstPort) {
+void OccupyPort(PLAEYR_PORT_S *pstPort) {
     word::Store(pstPort->bFilePort, 1);
     word::Store(pstPort->enPicFluncy, PLAYER_PICTURE_REAL);
     pstPort->bAudioPlayOnly = 1;
@@ -136,7 +136,7 @@ ULONG_32 Player_OpenMediaFile(ULONG_32 ulPort, const CHAR *pcFilename) {
         return ulResult;
     }
     ResetPlay(pstPort);
-    TakePort(pstPort);
+    OccupyPort(pstPort);
     ulResult = StartPlayThread(pstPort);
     if (ulResult != PLAYER_ERR_OK) {
         ReleaseFile(pstPort);

@@ -56,7 +56,7 @@ void Step(DOWNLOAD_S *pstLoop) {
     ++pstLoop->itNode;
 }
 
-void TakeRequest(DOWNLOAD_S *pstLoop) {
+void FetchRequest(DOWNLOAD_S *pstLoop) {
     CHlsListGuard oGuard(*pstLoop->pliNodes);
     if (pstLoop->pstInfos->bUpdateDownNode) {
         pstLoop->pstInfos->bUpdateDownNode = 0;
@@ -222,7 +222,7 @@ void Download(DOWNLOAD_S *pstLoop, FilePtr pFile) {
 
 void DownloadPass(DOWNLOAD_S *pstLoop) {
     pstLoop->ulTicket = Wake_Ticket(&pstLoop->pstInfos->stDownloadWake);
-    TakeRequest(pstLoop);
+    FetchRequest(pstLoop);
     if (pstLoop->itNode == pstLoop->pliNodes->end()) {
         RestAtEnd(pstLoop);
         return;

@@ -56,7 +56,7 @@ void Step(PLAYOUT_S *pstLoop) {
 
 /* ---- where to play ---- */
 
-void TakeSeek(PLAYOUT_S *pstLoop) {
+void FetchSeek(PLAYOUT_S *pstLoop) {
     {
         CHlsListGuard oGuard(*pstLoop->pliNodes);
         if (pstLoop->pstInfos->ulSetPlayTime == NO_SEEK) {
@@ -300,7 +300,7 @@ void NotePlayTime(PLAYOUT_S *pstLoop) {
 
 void PlayPass(PLAYOUT_S *pstLoop) {
     pstLoop->ulTicket = Wake_Ticket(&pstLoop->pstInfos->stPlayWake);
-    TakeSeek(pstLoop);
+    FetchSeek(pstLoop);
     if (pstLoop->itNode == pstLoop->pliNodes->end()) {
         RestAtEnd(pstLoop);
         return;

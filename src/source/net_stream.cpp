@@ -345,7 +345,7 @@ ULONG_32 Resynchronise(PLAEYR_PORT_S *pstPort) {
 }
 
 /** Goes on with what the step before put aside. */
-void TakeUp(PORT_INTAKE_S *pstIntake) {
+void ResumeKept(PORT_INTAKE_S *pstIntake) {
     if (pstIntake->ulRecvDataTmpLen != 0) {
         std::swap(pstIntake->pcRecvDataAddr, pstIntake->pcRecvDataTmpAddr);
         pstIntake->ulRecvDataLen = pstIntake->ulRecvDataTmpLen;
@@ -361,7 +361,7 @@ ULONG_32 Player_RecvPacketEx(NET_INFO_S *pstNetInfo, PLAEYR_PORT_S *pstPort) {
                   static_cast<void *>(pstPort->pcRecvDataAddr), static_cast<void *>(pstPort->pcRecvDataTmpAddr));
         return PLAYER_ERR_PARAM;
     }
-    TakeUp(pstPort);
+    ResumeKept(pstPort);
     if (pstPort->ulRecvDataLen < NET_STREAM_HEAD_SIZE) {
         return ReadMore(pstNetInfo, pstPort);
     }

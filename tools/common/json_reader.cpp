@@ -125,8 +125,8 @@ class Parser {
 
 const Json *Json::Find(const std::string &name) const {
     const auto found =
-        std::find_if(members.begin(), members.end(), [&](const auto &member) { return member.first == name; });
-    return found != members.end() ? &found->second : nullptr;
+        std::find_if(members.begin(), members.end(), [&](const auto &member) { return member.name == name; });
+    return found != members.end() ? &found->value : nullptr;
 }
 
 bool ParseJson(const std::string &name, const std::string &text, Json *value, Failure *failure) {

@@ -3,12 +3,13 @@
 #define TOOLS_JSON_READER_H
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "common/failure.h"
 
 namespace tools {
+
+struct JsonMember;
 
 /** A value with all that is in it. */
 struct Json {
@@ -18,11 +19,16 @@ struct Json {
     bool truth = false;
     double number = 0;
     std::string text;
-    std::vector<Json> items;                            ///< of a list
-    std::vector<std::pair<std::string, Json>> members;  ///< of an object, in their order
+    std::vector<Json> items;          ///< of a list
+    std::vector<JsonMember> members;  ///< of an object, in their order
 
     /** The member of that name; null if there is none or this is no object. */
     const Json *Find(const std::string &name) const;
+};
+
+struct JsonMember {
+    std::string name;
+    Json value;
 };
 
 /**

@@ -33,7 +33,7 @@ class Problems {
     std::vector<Problem> all_;
 };
 
-/** Kinds of pictures. A key picture is one that the container marks as such; SP pictures lean on key pictures alone. */
+/** Kinds of pictures. A key picture is one that the container marks as such; SP pictures refer to key pictures alone. */
 enum Kind { kKey, kIntra, kSp, kPredicted, kBidirectional, kUnknown, kKinds };
 
 /** The video of a file. */

@@ -108,7 +108,7 @@ ULONG_32 ReadHead(KRDF_PARSER_S *pstKrdfParser, PACKET_DATA_S *pstPacket) {
 }
 
 /** Judges the head and hands out what the caller gets of it. */
-ULONG_32 TakeHead(KRDF_PARSER_S *pstKrdfParser, PACKET_DATA_S *pstPacket) {
+ULONG_32 AdoptHead(KRDF_PARSER_S *pstKrdfParser, PACKET_DATA_S *pstPacket) {
     const BLOCK_DATAHEAD_S &stHead = pstKrdfParser->stBlockDataHead;
     if (stHead.ulType == 0 && stHead.ulEndOfFrame == 1) {
         pstKrdfParser->ulFrameseq++;
@@ -187,7 +187,7 @@ ULONG_32 MoveOn(KRDF_PARSER_S *pstKrdfParser, PACKET_DATA_S *) {
 }
 
 ULONG_32(*const gapfnStep[])
-(KRDF_PARSER_S *, PACKET_DATA_S *) = {CheckArguments, ServeJump, CheckState, LeaveDamagedGroup, ReadHead, TakeHead,
+(KRDF_PARSER_S *, PACKET_DATA_S *) = {CheckArguments, ServeJump, CheckState, LeaveDamagedGroup, ReadHead, AdoptHead,
                                       ReadPayload,    ReadTail,  MoveOn};
 
 }  // namespace

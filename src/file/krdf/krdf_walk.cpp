@@ -128,7 +128,7 @@ ULONG_32 EnterUnit(KRDF_PARSER_S *pstKrdfParser, ULONG_32 ulSeekError) {
 }
 
 /** The first entry of the unit that was entered. */
-void TakeFirstEntry(KRDF_PARSER_S *pstKrdfParser) {
+void ReadFirstEntry(KRDF_PARSER_S *pstKrdfParser) {
     pstKrdfParser->ulCurSubIndexNum = 1;
     pstKrdfParser->ulSubIndexPos = KrdfInner_SubEntryPos(pstKrdfParser, 1);
 }
@@ -347,7 +347,7 @@ ULONG_32 Krdf_goAheadIFrame(KRDF_PARSER_S *pstKrdfParser) {
     if (ulResult != PLAYER_ERR_OK) {
         return ulResult;
     }
-    TakeFirstEntry(pstKrdfParser);
+    ReadFirstEntry(pstKrdfParser);
     return LoadGroup(pstKrdfParser);
 }
 
@@ -371,7 +371,7 @@ ULONG_32 Krdf_goBackIFrame(KRDF_PARSER_S *pstKrdfParser) {
     if (ulResult != PLAYER_ERR_OK) {
         return ulResult;
     }
-    TakeFirstEntry(pstKrdfParser);
+    ReadFirstEntry(pstKrdfParser);
     return LoadGroup(pstKrdfParser);
 }
 
