@@ -5,6 +5,7 @@
 #include "codec/codec_inner.h"
 #include "codec/zvcodec_loader.h"
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 
 namespace {
 
@@ -78,9 +79,11 @@ ULONG_32 CreateH264(const CODEC_CREATE_ARGS &stArgs, CODEC_INFO_S &stCodec) {
     const unsigned int uiThreads = H264Threads(stFrame);
     stCodec.bOneFrameDecordFlag = stFrame.bOneFrameDecordFlag == 1 ? 1 : 0;
     LOG_INFO("Call dec_h264_init, Thread Count:[%d].", static_cast<int>(uiThreads));
-    QLOM_SDK_mutex_lock(&gstDecMultiMutexLock);
-    void *const pDecoder = dlsym_dec_h264_init(uiThreads);
-    QLOM_SDK_mutex_unlock(&gstDecMultiMutexLock);
+    void *pDecoder = nullptr;
+    {
+        const CMutexGuard oGuard(&gstDecMultiMutexLock);
+        pDecoder = dlsym_dec_h264_init(uiThreads);
+    }
     if (pDecoder == nullptr) {
         LOG_ERROR("Call dec_h264_init Failed.");
         return PLAYER_ERR_CODEC_CREATE;

@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "output/audioplay.h"
 #include "output/offscreen_queue.h"
@@ -86,20 +87,21 @@ bool FitAdjustBuffer(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
 }
 
 bool AdjustPicture(PLAEYR_PORT_S *pstPort, const DELIVER_STATE_S *pstState) {
-    QLOM_SDK_mutex_lock(&pstPort->stDecodeVideoData.stLock);
-    bool bFits = FitAdjustBuffer(pstPort, pstState);
     ULONG_32 ulResult = PLAYER_ERR_OK;
-    if (bFits) {
+    {
+        const CMutexGuard oLock(&pstPort->stDecodeVideoData.stLock);
+        if (!FitAdjustBuffer(pstPort, pstState)) {
+            return false;
+        }
         pstPort->stAdjustVideoData.lDuration = pstPort->stDecodeVideoData.lDuration;
         pstPort->stAdjustVideoData.lMediaType = pstPort->stDecodeVideoData.lMediaType;
         ulResult =
             CODE_SetVideoAdjust(&pstPort->stAdjustParam, &pstPort->stDecodeVideoData, &pstPort->stAdjustVideoData);
     }
-    QLOM_SDK_mutex_unlock(&pstPort->stDecodeVideoData.stLock);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] %s Failed, Error:[0x%x].", pstPort->ulPort, Words(pstState).pcAdjust, ulResult);
     }
-    return bFits;
+    return true;
 }
 
 /** Puts copies of the overlays on the picture, which has none. */

@@ -7,6 +7,7 @@
 
 #include "analytics/iva_show.h"
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
 #include "output/videodisplay.h"
@@ -58,13 +59,12 @@ void WaitOnGpu(RENDER_LOOP_S *pstLoop) {
 void PresentFromGpu(RENDER_LOOP_S *pstLoop) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     WaitOnGpu(pstLoop);
-    QLOM_SDK_mutex_lock(&pstPort->stDecodeVideoData.stLock);
+    const CMutexGuard oLock(&pstPort->stDecodeVideoData.stLock);
     if (word::Load(pstPort->bUseGpuRander) == 1) {
         PLAYER_RECT_S *pstRect = word::Load(pstPort->ulDigitalZoom) != 0 ? &pstPort->stSrcRect : nullptr;
         CODE_GpuDisPlayPic(&pstPort->stVideoDecode, word::Load(pstPort->hWnd), word::Load(pstPort->ulDisplayScale),
                            pstRect, Player_DrawDataCB, pstPort);
     }
-    QLOM_SDK_mutex_unlock(&pstPort->stDecodeVideoData.stLock);
 }
 
 /* ---- waiting ---- */

@@ -3,6 +3,7 @@
 #include <string.h>
 
 #include "foundations/com_log.h"
+#include "foundations/guards.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
 
@@ -25,10 +26,12 @@ void Player_RunMsgReportDealWith(ULONG_32 ulRunInfoType, void *pMsg) {
     }
     ULONG_32 ulPort = static_cast<const REPORT_MSG_U *>(pMsg)->stRunInfo.ulPort;
     // The record may go as soon as the table is unlocked, so the function is copied and called outside.
-    QLOM_SDK_mutex_lock(&gstPortMutexLock);
-    const PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
-    HANDLE hFunc = pstPort != nullptr ? word::Load(pstPort->stCallBack.stRunMsgCB.hFunc) : nullptr;
-    QLOM_SDK_mutex_unlock(&gstPortMutexLock);
+    HANDLE hFunc = nullptr;
+    {
+        const CMutexGuard oGuard(&gstPortMutexLock);
+        const PLAEYR_PORT_S *pstPort = Player_GetPort(ulPort);
+        hFunc = pstPort != nullptr ? word::Load(pstPort->stCallBack.stRunMsgCB.hFunc) : nullptr;
+    }
     if (hFunc == nullptr) {
         return;
     }

@@ -204,7 +204,7 @@ ULONG_32 RemakePlanes(DECODED_BUFFER_QUEUE_S *pstQueue, DECODED_BUFFER_NODE_S *p
         FreePlanes(pstNode);
         return AllocatePlanes(pstNode, dulFirst, dulSecond);
     }
-    Queue_Guard oGuard(&pstQueue->stMutex);
+    CMutexGuard oGuard(&pstQueue->stMutex);
     dulFirst = GrownSize(dulFirst, pstNode->dulLumaSize);
     dulSecond = GrownSize(dulSecond, pstNode->dulChromaSize);
     if (pstNode->stData.pucData[0] != nullptr && !RetirePlanes(pstQueue, pstNode)) {
@@ -266,7 +266,7 @@ DECODED_BUFFER_NODE_S *DropOldest(DECODED_BUFFER_QUEUE_S *pstQueue) {
 
 // The node that the writer may fill, null without a queue. The reader cannot get it before it is committed.
 DECODED_BUFFER_NODE_S *ChooseNode(DECODED_BUFFER_QUEUE_S *pstQueue) {
-    Queue_Guard oGuard(&pstQueue->stMutex);
+    CMutexGuard oGuard(&pstQueue->stMutex);
     DECODED_BUFFER_NODE_S *pstNode = pstQueue->pstWriteIndex;
     if (pstNode == nullptr || pstQueue->ulBufNum == 1) {
         return pstNode;
@@ -282,7 +282,7 @@ CODE_DRAWINFO_S SwapDrawInfo(CODE_DRAWINFO_S *pstIn, CODE_DRAWINFO_S stNew) {
 // The reader may be showing the single node's overlays: they stay until the next Get. One that does not come for so
 // long that there is no room for them goes without the new ones.
 void MoveToSingle(DECODED_BUFFER_QUEUE_S *pstQueue, CODE_DRAWINFO_S *pstFrom, CODE_DRAWINFO_S *pstTo) {
-    Queue_Guard oGuard(&pstQueue->stMutex);
+    CMutexGuard oGuard(&pstQueue->stMutex);
     if (pstQueue->ulRetiredInfoNum == QUEUE_MAX_RETIRED_INFO) {
         FreeDrawInfo(pstFrom);
         return;
@@ -305,7 +305,7 @@ void MoveDrawInfo(DECODED_BUFFER_QUEUE_S *pstQueue, CODE_DRAWINFO_S *pstFrom, CO
 
 void CommitNode(DECODED_BUFFER_QUEUE_S *pstQueue) {
     {
-        Queue_Guard oGuard(&pstQueue->stMutex);
+        CMutexGuard oGuard(&pstQueue->stMutex);
         if (pstQueue->ulBufNum > 1) {
             word::Store(pstQueue->pstWriteIndex, pstQueue->pstWriteIndex->pstNext);
         }
@@ -317,7 +317,7 @@ void CommitNode(DECODED_BUFFER_QUEUE_S *pstQueue) {
 
 // Takes all nodes and older planes out of the record; the caller holds stFillMutex.
 void EmptyRecord(DECODED_BUFFER_QUEUE_S *pstQueue) {
-    Queue_Guard oGuard(&pstQueue->stMutex);
+    CMutexGuard oGuard(&pstQueue->stMutex);
     FreeCircle(pstQueue->pstReadIndex);
     FreeRetired(pstQueue);
     word::Store(pstQueue->pstReadIndex, nullptr);
@@ -355,7 +355,7 @@ ULONG_32 CheckSource(const CODE_DECODED_DATA_S *pstSrc, const DECODED_BUFFER_QUE
 template <class Fill>
 ULONG_32 AddPicture(DECODED_BUFFER_QUEUE_S *pstQueue, const PlaneNeed &stNeed, CODE_DECODED_DATA_S *pstSrc,
                     Fill fnFill) {
-    Queue_Guard oGuard(&pstQueue->stFillMutex);
+    CMutexGuard oGuard(&pstQueue->stFillMutex);
     DECODED_BUFFER_NODE_S *pstNode = ChooseNode(pstQueue);
     if (pstNode == nullptr) {
         return PLAYER_ERR_PARAM;
@@ -405,7 +405,7 @@ ULONG_32 QUEUE_InitDecodedBufferQueue(DECODED_BUFFER_QUEUE_S *pstQueue, ULONG_32
     if (!IsMade(pstQueue)) {
         MakeRecord(pstQueue);
     }
-    Queue_Guard oFillGuard(&pstQueue->stFillMutex);
+    CMutexGuard oFillGuard(&pstQueue->stFillMutex);
     EmptyRecord(pstQueue);
     DECODED_BUFFER_NODE_S *pstFirst = ulBufNum <= QUEUE_MAX_NODES ? BuildCircle(ulBufNum) : nullptr;
     if (pstFirst == nullptr || FillGrey(pstFirst) != PLAYER_ERR_OK) {
@@ -413,7 +413,7 @@ ULONG_32 QUEUE_InitDecodedBufferQueue(DECODED_BUFFER_QUEUE_S *pstQueue, ULONG_32
         FreeCircle(pstFirst);
         return PLAYER_ERR_MALLOC;
     }
-    Queue_Guard oGuard(&pstQueue->stMutex);
+    CMutexGuard oGuard(&pstQueue->stMutex);
     word::Store(pstQueue->pstReadIndex, pstFirst);
     word::Store(pstQueue->pstWriteIndex, pstFirst->pstNext);
     word::Store(pstQueue->ulBufNum, ulBufNum);
@@ -428,7 +428,7 @@ void QUEUE_CleanupDecodedBufferQueue(DECODED_BUFFER_QUEUE_S *pstQueue) {
         memset(pstQueue, 0, sizeof(*pstQueue));
         return;
     }
-    Queue_Guard oFillGuard(&pstQueue->stFillMutex);
+    CMutexGuard oFillGuard(&pstQueue->stFillMutex);
     EmptyRecord(pstQueue);
 }
 
@@ -471,7 +471,7 @@ ULONG_32 QUEUE_GetDecodeData(DECODED_BUFFER_QUEUE_S *pstQueue, CODE_DECODED_DATA
     if (!IsMade(pstQueue)) {
         return PLAYER_ERR_QUEUE_EMPTY;
     }
-    Queue_Guard oGuard(&pstQueue->stMutex);
+    CMutexGuard oGuard(&pstQueue->stMutex);
     if (pstQueue->ulBufNum == 1) {
         return GetSingle(pstQueue, ppstSrcData);
     }
@@ -494,7 +494,7 @@ bool QUEUE_WaitForDecodeData(DECODED_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulMSecon
         if (!IsMade(pstQueue)) {
             return false;
         }
-        Queue_Guard oGuard(&pstQueue->stMutex);
+        CMutexGuard oGuard(&pstQueue->stMutex);
         return HasPicture(pstQueue);
     };
     ULONG_32 ulTicket = Wake_Ticket(&pstQueue->stReadWake);

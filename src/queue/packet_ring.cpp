@@ -232,7 +232,7 @@ ULONG_32 QUEUE_InitPacketBuffer(PACKET_BUFFER_QUEUE_S *pstQueue, ULONG_32 ulOneB
         free(pcTmpBuf);
         return PLAYER_ERR_MALLOC;
     }
-    Queue_Guard oGuard(&pstQueue->stMutex);
+    CMutexGuard oGuard(&pstQueue->stMutex);
     pstQueue->pcTmpBuf = pcTmpBuf;
     pstQueue->ulTmpBufSize = QUEUE_TMP_BUF_SIZE;
     pstQueue->pcPacketBuf = pcPacketBuf;
@@ -252,7 +252,7 @@ void QUEUE_CleanupPacketBuffer(PACKET_BUFFER_QUEUE_S *pstQueue) {
     CHAR *pcPacketBuf = nullptr;
     CHAR *pcTmpBuf = nullptr;
     {
-        Queue_Guard oGuard(&pstQueue->stMutex);
+        CMutexGuard oGuard(&pstQueue->stMutex);
         pcPacketBuf = pstQueue->pcPacketBuf;
         pcTmpBuf = pstQueue->pcTmpBuf;
         ClearFields(pstQueue);
@@ -266,7 +266,7 @@ void QUEUE_StopPacketBuffer(PACKET_BUFFER_QUEUE_S *pstQueue) {
         return;
     }
     {
-        Queue_Guard oGuard(&pstQueue->stMutex);
+        CMutexGuard oGuard(&pstQueue->stMutex);
         word::StoreRelease(pstQueue->ulBufNum, 0);
     }
     QUEUE_WakeAll(pstQueue);
@@ -291,7 +291,7 @@ ULONG_32 QUEUE_AddPacket(CHAR *pcPacketBuffer, ULONG_32 ulPacketLen, PACKET_BUFF
     ULONG_32 ulResult = PLAYER_ERR_OK;
     ULONG_32 ulInUse = 0;
     {
-        Queue_Guard oGuard(&pstQueue->stMutex);
+        CMutexGuard oGuard(&pstQueue->stMutex);
         ulResult = CopyIn(pstQueue, pcPacketBuffer, ulPacketLen, &ulInUse);
     }
     if (ulResult == PLAYER_ERR_OK) {

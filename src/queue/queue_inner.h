@@ -32,16 +32,4 @@ inline DLONG Queue_PixelBytes(LONG_32 lWidth, LONG_32 lHeight, int iPlane, DLONG
     return std::min(dlPlane, (dlRows - 1) * dlLine + std::min(dlWidth, dlLine));
 }
 
-/** Holds a mutex for the time of a scope. */
-class Queue_Guard {
- public:
-    explicit Queue_Guard(QLOM_SDK_MUTEX_S *pstMutex) : m_pstMutex(pstMutex) { pthread_mutex_lock(m_pstMutex); }
-    ~Queue_Guard() { pthread_mutex_unlock(m_pstMutex); }
-    Queue_Guard(const Queue_Guard &) = delete;
-    Queue_Guard &operator=(const Queue_Guard &) = delete;
-
- private:
-    QLOM_SDK_MUTEX_S *m_pstMutex;
-};
-
 #endif

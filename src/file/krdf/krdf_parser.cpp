@@ -9,6 +9,7 @@
 #include <climits>
 
 #include "file/krdf/krdf_inner.h"
+#include "foundations/guards.h"
 
 namespace {
 
@@ -212,10 +213,11 @@ ULONG_32 Krdf_closeFile(KRDF_PARSER_S *pstKrdfParser) {
     pstKrdfParser->ulCurSubIndexNum = pstKrdfParser->ulMaxSubIndexNum = 0;
     pstKrdfParser->ulMainIndexPos = pstKrdfParser->ulSubIndexPos = pstKrdfParser->ulSubIndexBegin = 0;
     pstKrdfParser->ulFileReadPos = pstKrdfParser->ulFileInitPos = 0;
-    QLOM_SDK_mutex_lock(&pstKrdfParser->oMutexSourceControl);
-    pstKrdfParser->stBeginTime = pstKrdfParser->stPreTime = {};
-    pstKrdfParser->stCurTime = pstKrdfParser->stEndTime = {};
-    QLOM_SDK_mutex_unlock(&pstKrdfParser->oMutexSourceControl);
+    {
+        const CMutexGuard oGuard(&pstKrdfParser->oMutexSourceControl);
+        pstKrdfParser->stBeginTime = pstKrdfParser->stPreTime = {};
+        pstKrdfParser->stCurTime = pstKrdfParser->stEndTime = {};
+    }
     pstKrdfParser->stTotalTime = {};
     pstKrdfParser->lPlayTime = 0;
     pstKrdfParser->dlOverTime = 0;
@@ -274,9 +276,11 @@ ULONG_32 Krdf_getCurPlayTime(KRDF_PARSER_S *pstKrdfParser, ULONG_32 *pulPlayTime
     if (pstKrdfParser == nullptr || pulPlayTime == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    QLOM_SDK_mutex_lock(&pstKrdfParser->oMutexSourceControl);
-    const ZARDO_DATE_TIME_S stCurTime = pstKrdfParser->stCurTime;
-    QLOM_SDK_mutex_unlock(&pstKrdfParser->oMutexSourceControl);
+    ZARDO_DATE_TIME_S stCurTime;
+    {
+        const CMutexGuard oGuard(&pstKrdfParser->oMutexSourceControl);
+        stCurTime = pstKrdfParser->stCurTime;
+    }
     // A damaged entry may lie before the begin.
     *pulPlayTime = static_cast<ULONG_32>(
         std::clamp<DLONG>(Krdf_compareTime(&stCurTime, &pstKrdfParser->stBeginTime), 0, UINT_MAX));

@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "file/krdf/krdf_inner.h"
+#include "foundations/guards.h"
 
 namespace {
 
@@ -16,9 +17,10 @@ const ULONG_32 RETRIES_A_LOG = 1000;
 void SetCurTime(KRDF_PARSER_S *pstKrdfParser, const TIME_STAMP_S &stStamp) {
     const ZARDO_DATE_TIME_S stTime = KrdfInner_DateOf(stStamp);
     pstKrdfParser->stPreTime = pstKrdfParser->stCurTime;
-    QLOM_SDK_mutex_lock(&pstKrdfParser->oMutexSourceControl);
-    pstKrdfParser->stCurTime = stTime;
-    QLOM_SDK_mutex_unlock(&pstKrdfParser->oMutexSourceControl);
+    {
+        const CMutexGuard oGuard(&pstKrdfParser->oMutexSourceControl);
+        pstKrdfParser->stCurTime = stTime;
+    }
     const DLONG dlPlayTime = Krdf_compareTime(&stTime, &pstKrdfParser->stBeginTime);
     pstKrdfParser->lPlayTime = static_cast<LONG_32>(std::clamp<DLONG>(dlPlayTime, INT_MIN, INT_MAX));
 }
