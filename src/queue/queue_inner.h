@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "foundations/guards.h"
 #include "foundations/player_types.h"
 
 /**

@@ -22,9 +22,7 @@ CHAR *Slot(const ADJUST_PACKET_SEQ_QUEUE_S *pstQueue, ULONG_32 ulIndex) {
     return pstQueue->pcPacketBuf + ulIndex * ulStride;
 }
 
-USHORT SequenceOf(const CHAR *pcPacket) {
-    return bytes::Be16(reinterpret_cast<const UCHAR *>(pcPacket) + 2);
-}
+USHORT SequenceOf(const CHAR *pcPacket) { return bytes::Be16(reinterpret_cast<const UCHAR *>(pcPacket) + 2); }
 
 // Left to the first packet: a window that none comes to keeps its pages untouched.
 void ClearSlots(const ADJUST_PACKET_SEQ_QUEUE_S *pstQueue) {
