@@ -180,7 +180,7 @@ class Library:
         if self._closed:
             raise ValueError("the library was closed")
         port = Port(opener, closer, arguments, paced)
-        self._ports.append(port)
+        self._ports = [one for one in self._ports if not one.closed] + [port]
         return port
 
     def close(self) -> None:
@@ -464,8 +464,10 @@ class Port:
 
     def record(self, path: Path, container: Container = Container.MP4) -> Recording:
         """Records what comes in, without decoding it, until the result is stopped or its `with` ends."""
-        self._call("StartRecord", fsencode(path), container, None)
-        return Recording(self)
+        self._open_or_raise()
+        before = len(_files(self.number))
+        call("StartRecord", self.number, fsencode(path), container, None)
+        return Recording(self, before)
 
     # ---- figures
 
@@ -554,9 +556,8 @@ class Port:
 class Recording:
     """A recording that runs; `files` has the names of what it finished. A context manager."""
 
-    def __init__(self, port: Port) -> None:
-        self._port = port
-        self._before = len(_files(port.number))
+    def __init__(self, port: Port, before: int) -> None:
+        self._port, self._before = port, before  # the files that the port had finished before
         self.files: list[str] = []
         self._running = True
 
