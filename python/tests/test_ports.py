@@ -244,6 +244,25 @@ def test_nothing_is_called_after_the_close(library: Library) -> None:
     assert calls > 0
 
 
+def test_a_close_waits_for_a_message_that_is_being_handled(library: Library) -> None:
+    entered, done = threading.Event(), threading.Event()
+
+    def slow(_: zelvane.RunMessage) -> None:
+        entered.set()
+        time.sleep(0.2)
+        done.set()
+
+    port = library.open_stream()
+    port.on(Kind.MESSAGE, slow)
+    for packet in capture():
+        port.push(packet)
+        if entered.is_set():
+            break
+    assert entered.wait(5)
+    port.close()
+    assert done.is_set()
+
+
 def test_calls_that_fail(library: Library, tmp_path: Path, recording: str) -> None:
     (tmp_path / "text.mp4").write_text("no film")
     table: list[tuple[Callable[[], Any], int]] = [
