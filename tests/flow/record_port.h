@@ -52,6 +52,15 @@ class RecordMessages {
 
 using support::Probe;
 
+/** Waits until the record thread has taken what the port holds for it: a stop throws away what it has not. */
+inline void WaitForRecorder(ULONG_32 port) {
+    ULONG_32 left = 1;
+    EXPECT_TRUE(support::WaitUntil([&] {
+        QUEUE_GetCurPacketLen(&Player_GetPort(port)->stRecordBufferQueue, &left);
+        return left == 0;
+    }));
+}
+
 /** A file's name with each time in it, of 14 digits, as "#", and without a number in parentheses. */
 inline std::string Shape(const std::string &name) {
     std::string shape;
@@ -117,13 +126,7 @@ class RecordPort : public support::InputPort {
         return Zelvane_StartRecord(Number(), path.c_str(), format, nullptr);
     }
     /** Waits until the record thread has taken all that was pushed; a stop lets it finish the last. */
-    void DrainRecord() {
-        ULONG_32 left = 1;
-        EXPECT_TRUE(support::WaitUntil([&] {
-            QUEUE_GetCurPacketLen(&Player_GetPort(Number())->stRecordBufferQueue, &left);
-            return left == 0;
-        }));
-    }
+    void DrainRecord() { WaitForRecorder(Number()); }
     void Stop() {
         DrainRecord();
         EXPECT_TRUE(Zelvane_StopRecord(Number()));

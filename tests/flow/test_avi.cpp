@@ -212,11 +212,7 @@ TEST_F(Avi, JpegIsRecordedWithTheSizeOfItsPicturesAndSnapshotsAreTakenMeanwhile)
         EXPECT_TRUE(i != 12 || Zelvane_SnatchOnce(port.Number(), "now", PLAYER_PIC_FORMATE_JPEG, nullptr));
     }
     EXPECT_TRUE(WaitUntil([] { return std::filesystem::exists("now.jpg"); }));
-    ULONG_32 left = 1;
-    EXPECT_TRUE(WaitUntil([&] {
-        QUEUE_GetCurPacketLen(&Player_GetPort(port.Number())->stRecordBufferQueue, &left);
-        return left == 0;
-    }));
+    WaitForRecorder(port.Number());
     EXPECT_TRUE(Zelvane_StopRecord(port.Number()));
     EXPECT_EQ(Probe("cam.avi", "-select_streams v -show_entries stream=codec_name,width,height"), "mjpeg,640,360");
     EXPECT_EQ(PacketsOf("cam.avi", "v"), wanted);

@@ -225,11 +225,7 @@ TEST_F(RecordControl, APlayedFileIsRecordedFrameForFrame) {
         ASSERT_TRUE(Zelvane_StartRecord(port.Number(), "copy", format, nullptr));
         ASSERT_TRUE(port.Play());
         ASSERT_TRUE(port.WaitForEnd());
-        ULONG_32 left = 1;
-        ASSERT_TRUE(WaitUntil([&] {
-            QUEUE_GetCurPacketLen(&Player_GetPort(port.Number())->stRecordBufferQueue, &left);
-            return left == 0;
-        }));
+        WaitForRecorder(port.Number());
         ASSERT_TRUE(port.Close()) << "a close stops the recording";
         EXPECT_EQ(SlicesOfFile(path, AV_CODEC_ID_H264), wanted);
         EXPECT_EQ(Probe(path, "-select_streams a -show_entries stream=codec_name"), sound);
@@ -253,6 +249,7 @@ TEST_F(RecordControl, SoundOfAPlayedFileKeepsItsRateAndLength) {
     ASSERT_TRUE(Zelvane_StartRecord(port.Number(), "copy", PLAYER_FILE_FORMATE_MP4, nullptr));
     ASSERT_TRUE(port.Play());
     ASSERT_TRUE(port.WaitForEnd());
+    WaitForRecorder(port.Number());
     ASSERT_TRUE(Zelvane_StopRecord(port.Number()));
     EXPECT_EQ(Probe("copy.mp4", "-select_streams a -show_entries stream=codec_name,sample_rate,channels"),
               "aac,48000,2");
@@ -352,11 +349,7 @@ TEST_F(RecordControl, ARawStreamRecordedAsTsHasAClock) {
     for (const Span unit : Video().units) {
         ASSERT_TRUE(port.Push(support::WithLongStartCodes(unit)));
     }
-    ULONG_32 left = 1;
-    ASSERT_TRUE(WaitUntil([&] {
-        QUEUE_GetCurPacketLen(&Player_GetPort(port.Number())->stRecordBufferQueue, &left);
-        return left == 0;
-    }));
+    WaitForRecorder(port.Number());
     ASSERT_TRUE(Zelvane_StopRecord(port.Number()));
     FilePort file;
     ASSERT_TRUE(file.Open("raw.ts"));
