@@ -3,8 +3,9 @@
 include(CMakePackageConfigHelpers)
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Zelvane)
 
-install(TARGETS zelvane zvcodec h265dec zvmjpeg g711 mp2 faac zvmp4 zvrsa EXPORT ZelvaneTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS zelvane EXPORT ZelvaneTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS zvcodec h265dec zvmjpeg g711 mp2 faac zvmp4 zvrsa EXPORT ZelvaneTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/${ZELVANE_CODEC_FOLDER})
 install(TARGETS zvplay zvcam zvprobe zvcloud RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES include/player_public.h include/player_sdk_func.h include/player_ext.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zelvane)
@@ -16,5 +17,6 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/ZelvaneConfigVersion.cmake 
 install(FILES ${CMAKE_BINARY_DIR}/ZelvaneConfig.cmake ${CMAKE_BINARY_DIR}/ZelvaneConfigVersion.cmake
         DESTINATION ${package_dir})
 
+file(RELATIVE_PATH pc_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file(cmake/zelvane.pc.in ${CMAKE_BINARY_DIR}/zelvane.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/zelvane.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
