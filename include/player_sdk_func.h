@@ -524,11 +524,11 @@ ZELVANE_API BOOL_T Zelvane_SetTcpOutTime(LONG_32 lTcpOutTime);
  * is missing between two files. While it is written its name ends in ".temp"; it gets its final name when it is closed.
  *
  * Run messages of kind PLAYER_RUN_INFO_RECORD_VIDEO tell of PLAYER_RUN_RECORD_ROLLED (a file was finished, the next one
- * follows), PLAYER_ERR_FILE_OPEN (the next one could not be opened), PLAYER_ERR_DISK_FULL and
- * PLAYER_RUN_RECORD_FINISHED. After the two failures, and after a full disk under an MP4 file, of which the log alone
- * tells, the recording stands still until it is stopped; a port that waits when its buffers are full then stands still
- * with it, pictures and all: stop the recording, or see Zelvane_SetBufferCtrl(). Under an AVI file a full disk costs the
- * frames that find no room, and the recording goes on when there is room again.
+ * follows), PLAYER_ERR_FILE_OPEN (the next one could not be opened), PLAYER_ERR_DISK_FULL (once a recording) and
+ * PLAYER_RUN_RECORD_FINISHED. After the two failures the recording stands still until it is stopped; a port that waits
+ * when its buffers are full then stands still with it, pictures and all: stop the recording, or see
+ * Zelvane_SetBufferCtrl(). Under an AVI file a full disk costs the frames that find no room, and the recording goes on
+ * when there is room again.
  *
  * A port holds two port numbers while it records.
  * @param ulPort            port
