@@ -172,10 +172,6 @@ BOOL_T IsForeign(FILE *pFile, bool bAsOurs) {
     return bIs ? 1 : 0;
 }
 
-BOOL_T IsForeignTs(FILE *pFile) { return TS_IsTSFile(pFile) == 1 ? IsForeign(pFile, true) : 0; }
-
-BOOL_T IsCutTs(FILE *pFile) { return pFile != nullptr && TS_IsTSFile(pFile) != 1 ? IsForeign(pFile, false) : 0; }
-
 void Release(FILE_INFO_S *pstFileInfo) { delete FileOf(pstFileInfo); }
 
 ULONG_32 Create(const CHAR *, FILE_INFO_S *pstFileInfo) {
@@ -470,9 +466,13 @@ ULONG_32 Seek(FILE_INFO_S *pstFileInfo, ULONG_32 ulSeconds, LONG_32) {
 }  // namespace
 
 const FILE_CONTAINER_S gstForeignTsContainer = {
-    &FILE_INFO_S::hForeignTsParser, IsForeignTs, Create,  GetProperty, Read,
+    &FILE_INFO_S::hForeignTsParser, File_IsForeignTs, Create,  GetProperty, Read,
     Seek,                           PlayTime,    nullptr, Release,     {nullptr, nullptr, nullptr}};
 
 const FILE_CONTAINER_S gstCutTsContainer = {
-    &FILE_INFO_S::hForeignTsParser, IsCutTs, Create, GetProperty, Read, Seek, PlayTime, nullptr, Release,
+    &FILE_INFO_S::hForeignTsParser, File_IsCutTs, Create, GetProperty, Read, Seek, PlayTime, nullptr, Release,
     {nullptr, nullptr, nullptr}};
+
+BOOL_T File_IsForeignTs(FILE *pFile) { return TS_IsTSFile(pFile) == 1 ? IsForeign(pFile, true) : 0; }
+
+BOOL_T File_IsCutTs(FILE *pFile) { return pFile != nullptr && TS_IsTSFile(pFile) != 1 ? IsForeign(pFile, false) : 0; }

@@ -58,6 +58,7 @@ struct FOREIGN_TS_SECTION_S {
 
 /** A programme, as far as this player can play it. A PID of 0: there is no such stream. */
 struct FOREIGN_TS_PROGRAMME_S {
+    USHORT usNumber;
     USHORT usVideoPid;
     USHORT usAudioPid;
     LONG_32 lVideo; /**< PLAYER_PAYLOAD_E */

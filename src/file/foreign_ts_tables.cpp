@@ -87,6 +87,7 @@ void ReadPat(FOREIGN_TS_TABLES_S *pstTables) {
         const USHORT usNumber = stBody.U16Be();
         const USHORT usPid = stBody.U16Be() & 0x1FFF;
         if (usNumber != 0) {  // 0 is the network, no programme
+            pstTables->astProgramme[pstTables->ulProgrammes].usNumber = usNumber;
             pstTables->astPmt[pstTables->ulProgrammes++].usPid = usPid;
         }
     }
@@ -117,12 +118,17 @@ void AdoptStream(UCHAR ucType, USHORT usPid, FOREIGN_TS_PROGRAMME_S *pstProgramm
 /** Reads the streams of a programme (2.4.4.8). */
 void ReadPmt(const FOREIGN_TS_SECTION_S &stSection, FOREIGN_TS_PROGRAMME_S *pstProgramme) {
     bytes::Reader stBody = BodyOf(stSection, TABLE_PMT);
+    const USHORT usNumber = pstProgramme->usNumber;
+    if (!stBody.Ok() || bytes::Be16(stSection.aucData + 3) != usNumber) {
+        return;  // programmes may share a PID
+    }
     stBody.Skip(2);  // clock PID
     stBody.Skip(stBody.U16Be() & 0x0FFFU);
     if (!stBody.Ok()) {
         return;
     }
     *pstProgramme = {};
+    pstProgramme->usNumber = usNumber;
     pstProgramme->bSeen = true;
     while (stBody.Left() >= 5) {
         const UCHAR ucType = stBody.U8();

@@ -182,6 +182,16 @@ MODULE_API ULONG_32 File_GetFileOffset(FILE_INFO_S *pstFileInfo, DULONG dulTarge
  */
 MODULE_API ULONG_32 File_ReadTSPacket(FILE *pFile, UCHAR *pucBuffer, ULONG_32 *pulLen);
 
+/**
+ * Whether a file is MPEG-TS of another maker: it begins with a packet, as our own files do, but no packet of its head
+ * ends a frame by the transport priority bit, or a unit starts where ours never do; and its tables name a stream that
+ * can be played. The read position is put back.
+ */
+MODULE_API BOOL_T File_IsForeignTs(FILE *pFile);
+
+/** Whether a file that does not begin with a packet is MPEG-TS: cut somewhere, or with time stamps between packets. */
+MODULE_API BOOL_T File_IsCutTs(FILE *pFile);
+
 /* ---- muxing, for recordings ------------------------------------------------------------------------------------ */
 
 /** Prepares a recording of type FILE_PACKET_TYPE_TS with these payloads; nothing for another type. */

@@ -82,9 +82,11 @@ struct Container {
 };
 const Container kContainers[] = {
     {MP4_IsMp4File, "MP4", ProbeMp4, RepairMp4, ".repaired.mp4"},
+    {File_IsForeignTs, "MPEG-TS of another maker", ProbeForeignTs, nullptr, ""},
     {TS_IsTSFile, "MPEG-TS", ProbeTs, nullptr, ""},
     {AVI_IsAviFile, "AVI", ProbeAvi, RepairAvi, ".repaired.avi"},
     {KRDF_IsKrdfFile, "KRDF", ProbeKrdf, nullptr, ""},
+    {File_IsCutTs, "MPEG-TS of another maker", ProbeForeignTs, nullptr, ""},
 };
 
 /** @return null for a file of no known kind */
