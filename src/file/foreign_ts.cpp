@@ -125,6 +125,7 @@ FOREIGN_TS_E AddVideo(const FOREIGN_TS_PACKET_S &stPacket, FOREIGN_TS_TRACK_S *p
 
 /** What the head of a frame of sound says. */
 struct SOUND_HEAD_S {
+    LONG_32 lPayload;
     ULONG_32 ulHead; /**< bytes to leave out */
     ULONG_32 ulLen;  /**< bytes with those */
     ULONG_32 ulSamples;
@@ -195,7 +196,13 @@ bool ReadMpegHead(const UCHAR *pucData, SOUND_HEAD_S *pstHead) {
 }
 
 bool ReadSoundHead(LONG_32 lPayload, const UCHAR *pucData, SOUND_HEAD_S *pstHead) {
-    return lPayload == PLAYER_PAYLOAD_AAC ? ReadAdtsHead(pucData, pstHead) : ReadMpegHead(pucData, pstHead);
+    *pstHead = {};
+    if (lPayload != PLAYER_PAYLOAD_MP1L2 && ReadAdtsHead(pucData, pstHead)) {
+        pstHead->lPayload = PLAYER_PAYLOAD_AAC;
+        return true;
+    }
+    pstHead->lPayload = PLAYER_PAYLOAD_MP1L2;
+    return lPayload != PLAYER_PAYLOAD_AAC && ReadMpegHead(pucData, pstHead);
 }
 
 void ForgetSound(FOREIGN_TS_S *pstStream) {
@@ -365,23 +372,25 @@ bool ForeignTs_EndVideo(FOREIGN_TS_S *pstStream) {
 }
 
 bool ForeignTs_NextSound(FOREIGN_TS_S *pstStream, FOREIGN_TS_SOUND_S *pstSound) {
-    const FOREIGN_TS_TRACK_S &stTrack = pstStream->stAudio;
+    FOREIGN_TS_TRACK_S &stTrack = pstStream->stAudio;
     SOUND_HEAD_S stHead = {};
     while (FindSound(pstStream, &stHead)) {
         const UCHAR *pucAt = stTrack.pucData + pstStream->ulSoundAt;
         const ULONG_32 ulLeft = stTrack.ulLen - pstStream->ulSoundAt;
         SOUND_HEAD_S stNext = {};
-        if (ulLeft < stHead.ulLen) {
+        const bool bKnown = stTrack.lPayload != PLAYER_PAYLOAD_NULL;
+        if (ulLeft < stHead.ulLen + (bKnown ? 0 : SOUND_HEAD_LEN)) {
             return false;
         }
         if (ulLeft - stHead.ulLen >= SOUND_HEAD_LEN &&
-            !ReadSoundHead(stTrack.lPayload, pucAt + stHead.ulLen, &stNext)) {
+            !ReadSoundHead(stHead.lPayload, pucAt + stHead.ulLen, &stNext)) {
             pstStream->ulSoundAt++;  // bytes that look like a head
             continue;
         }
         *pstSound = {pucAt + stHead.ulHead,  stHead.ulLen - stHead.ulHead, StampSound(stHead, pstStream),
                      stHead.ucObjectType, stHead.ucRateIndex,           stHead.ucChannels};
         pstStream->ulSoundAt += stHead.ulLen;
+        stTrack.lPayload = stHead.lPayload;
         return true;
     }
     return false;

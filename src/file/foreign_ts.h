@@ -62,7 +62,7 @@ struct FOREIGN_TS_PROGRAMME_S {
     USHORT usVideoPid;
     USHORT usAudioPid;
     LONG_32 lVideo; /**< PLAYER_PAYLOAD_E */
-    LONG_32 lAudio; /**< PLAYER_PAYLOAD_E */
+    LONG_32 lAudio; /**< PLAYER_PAYLOAD_E; PLAYER_PAYLOAD_NULL: its first frame tells */
     bool bSeen;     /**< its table has come */
 };
 

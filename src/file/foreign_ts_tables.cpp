@@ -14,6 +14,7 @@ const ULONG_32 SECTION_HEAD_LEN = 3;
 const ULONG_32 CHECK_SUM_LEN = 4;
 const UCHAR TABLE_PAT = 0;
 const UCHAR TABLE_PMT = 2;
+const UCHAR TYPE_PRIVATE = 6;
 
 /** Whether packets lie at this place and from there on, as far as the bytes go. */
 bool IsLayout(const UCHAR *pucHead, size_t ulLen, ULONG_32 ulFirst, ULONG_32 ulStride) {
@@ -115,6 +116,18 @@ void AdoptStream(UCHAR ucType, USHORT usPid, FOREIGN_TS_PROGRAMME_S *pstProgramm
     }
 }
 
+/** Whether a stream of private data may be sound that its muxer had no type for: nothing but a language is told. */
+bool IsUntold(UCHAR ucType, bytes::Reader stInfo) {
+    const UCHAR LANGUAGE = 0x0A;
+    while (stInfo.Left() >= 2) {
+        if (stInfo.U8() != LANGUAGE) {
+            return false;
+        }
+        stInfo.Skip(stInfo.U8());
+    }
+    return ucType == TYPE_PRIVATE;
+}
+
 /** Reads the streams of a programme (2.4.4.8). */
 void ReadPmt(const FOREIGN_TS_SECTION_S &stSection, FOREIGN_TS_PROGRAMME_S *pstProgramme) {
     bytes::Reader stBody = BodyOf(stSection, TABLE_PMT);
@@ -130,11 +143,17 @@ void ReadPmt(const FOREIGN_TS_SECTION_S &stSection, FOREIGN_TS_PROGRAMME_S *pstP
     *pstProgramme = {};
     pstProgramme->usNumber = usNumber;
     pstProgramme->bSeen = true;
+    USHORT usUntold = 0;
     while (stBody.Left() >= 5) {
         const UCHAR ucType = stBody.U8();
         const USHORT usPid = stBody.U16Be() & 0x1FFF;
-        stBody.Skip(stBody.U16Be() & 0x0FFFU);
+        const bytes::Reader stInfo = stBody.Sub(stBody.U16Be() & 0x0FFFU);
         AdoptStream(ucType, usPid, pstProgramme);
+        usUntold = usUntold == 0 && IsUntold(ucType, stInfo) ? usPid : usUntold;
+    }
+    if (pstProgramme->usAudioPid == 0 && usUntold != 0) {
+        pstProgramme->usAudioPid = usUntold;
+        pstProgramme->lAudio = PLAYER_PAYLOAD_NULL;
     }
 }
 
