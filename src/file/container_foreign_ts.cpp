@@ -60,8 +60,7 @@ DULONG Position(const PACKET_SOURCE_S &stSource) { return stSource.dulBlock + st
 void MoveTo(DULONG dulPos, PACKET_SOURCE_S *pstSource) {
     const FOREIGN_TS_LAYOUT_S &stLayout = pstSource->stLayout;
     const DULONG dulPast = dulPos > stLayout.ulFirst ? dulPos - stLayout.ulFirst : 0;
-    pstSource->dulBlock =
-        stLayout.ulFirst + (dulPast + stLayout.ulStride - 1) / stLayout.ulStride * stLayout.ulStride;
+    pstSource->dulBlock = stLayout.ulFirst + (dulPast + stLayout.ulStride - 1) / stLayout.ulStride * stLayout.ulStride;
     pstSource->ulBytes = 0;
     pstSource->ulAt = 0;
 }
@@ -387,8 +386,8 @@ DULONG FindPlace(DULONG dulTarget, DULONG dulSize, FOREIGN_FILE_S *pstFile) {
         const DULONG dulMiddle = dulLow + (dulHigh - dulLow) / 2;
         DULONG dulTime = 0;
         MoveTo(dulMiddle, &pstFile->stSource);
-        const bool bFound = FindTime(std::min(dulHigh, dulMiddle + PROBE_LIMIT), TimePid(*pstFile), &pstFile->stSource,
-                                     &dulTime);
+        const bool bFound =
+            FindTime(std::min(dulHigh, dulMiddle + PROBE_LIMIT), TimePid(*pstFile), &pstFile->stSource, &dulTime);
         const DLONG dlPast = static_cast<DLONG>(ForeignTs_Unwrap(dulTime, pstFile->dulFirst) - dulTarget);
         (bFound && dlPast < 0 ? dulLow : dulHigh) = dulMiddle;
     }
@@ -466,8 +465,8 @@ ULONG_32 Seek(FILE_INFO_S *pstFileInfo, ULONG_32 ulSeconds, LONG_32) {
 }  // namespace
 
 const FILE_CONTAINER_S gstForeignTsContainer = {
-    &FILE_INFO_S::hForeignTsParser, File_IsForeignTs, Create,  GetProperty, Read,
-    Seek,                           PlayTime,    nullptr, Release,     {nullptr, nullptr, nullptr}};
+    &FILE_INFO_S::hForeignTsParser, File_IsForeignTs, Create, GetProperty, Read, Seek, PlayTime, nullptr, Release,
+    {nullptr, nullptr, nullptr}};
 
 const FILE_CONTAINER_S gstCutTsContainer = {
     &FILE_INFO_S::hForeignTsParser, File_IsCutTs, Create, GetProperty, Read, Seek, PlayTime, nullptr, Release,

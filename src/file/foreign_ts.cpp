@@ -60,8 +60,8 @@ bool IsRepeated(const FOREIGN_TS_PACKET_S &stPacket, const FOREIGN_TS_TRACK_S &s
 }
 
 bool IsGap(const FOREIGN_TS_PACKET_S &stPacket, const FOREIGN_TS_TRACK_S &stTrack) {
-    return stPacket.bDamaged || (stTrack.lCounter >= 0 && !stPacket.bJump &&
-                                 stPacket.ucCounter != ((stTrack.lCounter + 1) & 15));
+    return stPacket.bDamaged ||
+           (stTrack.lCounter >= 0 && !stPacket.bJump && stPacket.ucCounter != ((stTrack.lCounter + 1) & 15));
 }
 
 void DropUnit(FOREIGN_TS_TRACK_S *pstTrack) {
@@ -161,13 +161,12 @@ bool ReadAdtsHead(const UCHAR *pucData, SOUND_HEAD_S *pstHead) {
 }
 
 /** kbit/s by [MPEG-1 or not][layer I, II, III][index] (ISO/IEC 11172-3, 2.4.2.3; 13818-3, 2.4.2.3). */
-const USHORT gausMpegBits[2][3][15] = {
-    {{0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
-     {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
-     {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320}},
-    {{0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
-     {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},
-     {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}}};
+const USHORT gausMpegBits[2][3][15] = {{{0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
+                                        {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
+                                        {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320}},
+                                       {{0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
+                                        {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},
+                                        {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160}}};
 
 /** The head of an MPEG audio frame. */
 bool ReadMpegHead(const UCHAR *pucData, SOUND_HEAD_S *pstHead) {
@@ -331,8 +330,8 @@ DULONG ForeignTs_Unwrap(DULONG dulTime, DULONG dulNear) {
 }
 
 void ForeignTs_Begin(const FOREIGN_TS_PROGRAMME_S &stProgramme, UCHAR *pucVideo, FOREIGN_TS_S *pstStream) {
-    pstStream->stVideo = {stProgramme.usVideoPid, stProgramme.lVideo, pucVideo, VIDEO_FRAME_BUFFER_SIZE, 0, 0, -1, false,
-                          0};
+    pstStream->stVideo = {
+        stProgramme.usVideoPid, stProgramme.lVideo, pucVideo, VIDEO_FRAME_BUFFER_SIZE, 0, 0, -1, false, 0};
     pstStream->stAudio = {
         stProgramme.usAudioPid, stProgramme.lAudio, pstStream->aucSound, FOREIGN_TS_SOUND_ROOM, 0, 0, -1, false, 0};
     pstStream->dulSoundTime = 0;
@@ -382,13 +381,12 @@ bool ForeignTs_NextSound(FOREIGN_TS_S *pstStream, FOREIGN_TS_SOUND_S *pstSound) 
         if (ulLeft < stHead.ulLen + (bKnown ? 0 : SOUND_HEAD_LEN)) {
             return false;
         }
-        if (ulLeft - stHead.ulLen >= SOUND_HEAD_LEN &&
-            !ReadSoundHead(stHead.lPayload, pucAt + stHead.ulLen, &stNext)) {
+        if (ulLeft - stHead.ulLen >= SOUND_HEAD_LEN && !ReadSoundHead(stHead.lPayload, pucAt + stHead.ulLen, &stNext)) {
             pstStream->ulSoundAt++;  // bytes that look like a head
             continue;
         }
-        *pstSound = {pucAt + stHead.ulHead,  stHead.ulLen - stHead.ulHead, StampSound(stHead, pstStream),
-                     stHead.ucObjectType, stHead.ucRateIndex,           stHead.ucChannels};
+        *pstSound = {pucAt + stHead.ulHead, stHead.ulLen - stHead.ulHead, StampSound(stHead, pstStream),
+                     stHead.ucObjectType,   stHead.ucRateIndex,           stHead.ucChannels};
         pstStream->ulSoundAt += stHead.ulLen;
         stTrack.lPayload = stHead.lPayload;
         return true;

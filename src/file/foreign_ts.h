@@ -17,12 +17,12 @@
 #include "intake/module_ts.h"
 
 enum : ULONG_32 {
-    FOREIGN_TS_PROGRAMMES = 32,         /**< of a stream; further ones are not looked at */
-    FOREIGN_TS_SECTION_SIZE = 1024,     /**< of a table, at most */
-    FOREIGN_TS_SOUND_ROOM = 64 * 1024,  /**< sound that waits for the rest of a frame is far below that */
-    FOREIGN_TS_LAYOUT_SIZE = 204 * 9,   /**< bytes that settle how packets lie in a file */
-    FOREIGN_TS_OWN_PACKETS = 512,       /**< in which a stream of others shows itself by a unit that ours can't have */
-    FOREIGN_TS_TAIL_BYTES = 0x200000    /**< a frame of ours is no longer: without a tail bit in here there is none */
+    FOREIGN_TS_PROGRAMMES = 32,        /**< of a stream; further ones are not looked at */
+    FOREIGN_TS_SECTION_SIZE = 1024,    /**< of a table, at most */
+    FOREIGN_TS_SOUND_ROOM = 64 * 1024, /**< sound that waits for the rest of a frame is far below that */
+    FOREIGN_TS_LAYOUT_SIZE = 204 * 9,  /**< bytes that settle how packets lie in a file */
+    FOREIGN_TS_OWN_PACKETS = 512,      /**< in which a stream of others shows itself by a unit that ours can't have */
+    FOREIGN_TS_TAIL_BYTES = 0x200000   /**< a frame of ours is no longer: without a tail bit in here there is none */
 };
 
 /* ---- the file ---- */

@@ -9,9 +9,9 @@
 
 struct FOREIGN_TS_PACKET_S {
     USHORT usPid;
-    bool bStart;    /**< a unit or section starts in the payload */
-    bool bDamaged;  /**< the receiver could not repair it, or it is encrypted */
-    bool bJump;     /**< the continuity counter is free to jump */
+    bool bStart;   /**< a unit or section starts in the payload */
+    bool bDamaged; /**< the receiver could not repair it, or it is encrypted */
+    bool bJump;    /**< the continuity counter is free to jump */
     UCHAR ucCounter;
     const UCHAR *pucPayload; /**< inside the packet */
     ULONG_32 ulLen;          /**< its bytes, at least 1 */

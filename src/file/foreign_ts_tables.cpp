@@ -101,9 +101,11 @@ struct STREAM_TYPE_ROW_S {
     PLAYER_PAYLOAD_E enPayload;
 };
 
-const STREAM_TYPE_ROW_S gastStreamType[] = {
-    {0x1B, true, PLAYER_PAYLOAD_H264},   {0x24, true, PLAYER_PAYLOAD_H265}, {0x0F, false, PLAYER_PAYLOAD_AAC},
-    {0x03, false, PLAYER_PAYLOAD_MP1L2}, {0x04, false, PLAYER_PAYLOAD_MP1L2}};
+const STREAM_TYPE_ROW_S gastStreamType[] = {{0x1B, true, PLAYER_PAYLOAD_H264},
+                                            {0x24, true, PLAYER_PAYLOAD_H265},
+                                            {0x0F, false, PLAYER_PAYLOAD_AAC},
+                                            {0x03, false, PLAYER_PAYLOAD_MP1L2},
+                                            {0x04, false, PLAYER_PAYLOAD_MP1L2}};
 
 /** The first stream of each kind is played. */
 void AdoptStream(UCHAR ucType, USHORT usPid, FOREIGN_TS_PROGRAMME_S *pstProgramme) {

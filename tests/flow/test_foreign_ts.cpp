@@ -37,8 +37,7 @@ const Made MADE[] = {
     {"open_gop", PICTURES + X264 + "bframes=3:open-gop=1 -t 4 -f mpegts", "", PLAYER_PAYLOAD_NULL},
     {"wraps", PICTURES + X264 + "bframes=2 -t 4 -output_ts_offset 95440 -f mpegts", "", PLAYER_PAYLOAD_NULL},
     {"h265", PICTURES + SOUND + X265 + "bframes=3:open-gop=0 -c:a aac -t 4 -f mpegts", "", PLAYER_PAYLOAD_AAC},
-    {"m2ts", PICTURES + SOUND + X264 + "bframes=2 -c:a aac -t 4 -mpegts_m2ts_mode 1 -f mpegts", "",
-     PLAYER_PAYLOAD_AAC},
+    {"m2ts", PICTURES + SOUND + X264 + "bframes=2 -c:a aac -t 4 -mpegts_m2ts_mode 1 -f mpegts", "", PLAYER_PAYLOAD_AAC},
     {"programmes",
      PICTURES + SOUND + "-f lavfi -i testsrc=size=160x90:rate=25 -map 0 -map 1 -map 2 " + X264 +
          "bframes=2 -c:a mp2 -t 4 -program program_num=1:st=0:st=1 -program program_num=2:st=2 -f mpegts",

@@ -146,7 +146,8 @@ int Probe(Report *report, Failure *failure) {
     input.container->probe(input.mapped.All(), input.stream.get(), report);
     CheckOpens(report);
     if (input.mapped.WasCut()) {
-        report->problems.Add("cut_meanwhile", "the file was cut while it was read; what stands here is of no whole file");
+        report->problems.Add("cut_meanwhile",
+                             "the file was cut while it was read; what stands here is of no whole file");
     }
     if (report->IsSound() && report->video.frames == 0 && report->audio.frames == 0) {
         report->problems.Add("no_frames", "neither a picture nor sound in it");
