@@ -18,7 +18,7 @@ struct FILE_CONTAINER_NAMES_S {
 /** One container. All functions but pfnIs get an open file of their kind and return 0 or an error code. */
 struct FILE_CONTAINER_S {
     HANDLE FILE_INFO_S::*
-        phParser; /**< the handle that tells an open file's container; null for MPEG-TS, which has none */
+        phParser; /**< the handle that tells an open file's container; null for our MPEG-TS, which has none */
     BOOL_T (*pfnIs)(FILE *pFile); /**< whether a file is one */
     ULONG_32 (*pfnCreate)(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo);
     ULONG_32 (*pfnProperty)(FILE_INFO_S *pstFileInfo);
@@ -32,6 +32,8 @@ struct FILE_CONTAINER_S {
 
 extern const FILE_CONTAINER_S gstMp4Container;
 extern const FILE_CONTAINER_S gstTsContainer;
+extern const FILE_CONTAINER_S gstForeignTsContainer; /**< begins as our own files do */
+extern const FILE_CONTAINER_S gstCutTsContainer;     /**< the same, but it begins inside a packet or with a time stamp */
 extern const FILE_CONTAINER_S gstAviContainer;
 extern const FILE_CONTAINER_S gstKrdfContainer;
 

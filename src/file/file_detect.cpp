@@ -44,7 +44,8 @@ void CloseStream(FILE_INFO_S *pstFileInfo) {
 
 /* ---- the containers, in the order in which they are tried ---- */
 
-const FILE_CONTAINER_S *const gapContainer[] = {&gstMp4Container, &gstTsContainer, &gstAviContainer, &gstKrdfContainer};
+const FILE_CONTAINER_S *const gapContainer[] = {&gstMp4Container, &gstForeignTsContainer, &gstTsContainer,
+                                                &gstAviContainer, &gstKrdfContainer,      &gstCutTsContainer};
 
 ULONG_32 CreateParser(const CHAR *pcFileName, FILE_INFO_S *pstFileInfo) {
     pstFileInfo->pucFrameDataAddr = File_AllocFrameBuffer();

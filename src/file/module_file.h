@@ -2,8 +2,9 @@
  * @file module_file.h
  * @brief One view of a local media file, whatever its container: open, read a frame, move to a time.
  *
- * Behind it stand MP4 (mp4_parse.h), MPEG-TS in the dialect of module_ts.h, AVI (module_avi.h) and KRDF
- * (module_krdf.h). The one parser handle that is set tells the format; with none the file is MPEG-TS.
+ * Behind it stand MP4 (mp4_parse.h), MPEG-TS in the dialect of module_ts.h, that of other makers (foreign_ts.h), AVI
+ * (module_avi.h) and KRDF (module_krdf.h). The one parser handle that is set tells the format; with none the file is
+ * MPEG-TS in our dialect.
  *
  * A record belongs to one thread at a time. File_GetPlayTime() and File_GetFileTime() may be called from another one
  * while that thread reads. Functions return 0 or an error code of player_public.h, and PLAYER_ERR_PARAM (2) for null.
@@ -52,6 +53,8 @@ typedef struct tagFileInfoS {
     DULONG dulFileEndPos;
     struct timeval tiProTime; /**< when the last paced frame went; the second field holds milliseconds */
 
+    HANDLE hForeignTsParser; /**< MPEG-TS of other makers, or null */
+
     CHAR *pcStreamBuffer; /**< buffer of pFile, released after it */
     const BOOL_T *pbRun;  /**< searches through the file end when this becomes 0; null: they run on */
 } FILE_INFO_S;
@@ -87,7 +90,7 @@ extern "C" {
 FILE *File_OpenForReading(const CHAR *pcFileName, ULONG_32 *pulError);
 
 /**
- * Opens a file, finds out what it is (MP4, then TS, AVI, KRDF), makes its parser and fills in the properties.
+ * Opens a file, finds out what it is (MP4, then TS, AVI, KRDF, and at last TS that does not begin with a packet), makes its parser and fills in the properties.
  * @param pcFileName  path
  * @param pstFileInfo zeroed record, but for dulFileStartPos and dulFileEndPos, and for ulPreIFrameTime and
  *                    fIFrameIntervalTime, which stay
@@ -178,6 +181,16 @@ MODULE_API ULONG_32 File_GetFileOffset(FILE_INFO_S *pstFileInfo, DULONG dulTarge
  * @return 0; PLAYER_ERR_FILE_READ
  */
 MODULE_API ULONG_32 File_ReadTSPacket(FILE *pFile, UCHAR *pucBuffer, ULONG_32 *pulLen);
+
+/**
+ * Whether a file is MPEG-TS of another maker: it begins with a packet, as our own files do, but no packet of its head
+ * ends a frame by the transport priority bit, or a unit starts where ours never do; and its tables name a stream that
+ * can be played. The read position is put back.
+ */
+MODULE_API BOOL_T File_IsForeignTs(FILE *pFile);
+
+/** Whether a file that does not begin with a packet is MPEG-TS: cut somewhere, or with time stamps between packets. */
+MODULE_API BOOL_T File_IsCutTs(FILE *pFile);
 
 /* ---- muxing, for recordings ------------------------------------------------------------------------------------ */
 

@@ -20,7 +20,7 @@ usage: zvplay [option...] SOURCE
 SOURCE is one of
   udp://:PORT        RTP or MPEG-TS in datagrams that arrive at the port; udp://LOCAL:PORT takes one local address
   tcp://HOST:PORT    a server of RTP packets behind "$" heads, or of MPEG-TS so framed: tcp://HOST:PORT?ts
-  FILE.mp4 FILE.ts   a recording; TS of recorders, whose frames end with the transport priority bit
+  FILE.mp4 FILE.ts   a recording; TS of recorders and of any other muxer, .m2ts too
   FILE.avi           a recording of H.264, H.265 or JPEG; one that was not finished plays after zvprobe --repair
   FILE.krdf          a record of this platform's devices; it does not go back to its start, only to its second 1
   FILE.m3u8 or -     a cloud recording: its playlist, from a file or standard input, with --cache; more playlists may

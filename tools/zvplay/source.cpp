@@ -28,10 +28,11 @@ struct Ending {
     Kind kind;
 };
 const Ending kEndings[] = {
-    {".rtp", Kind::kRtp},       {".264", Kind::kH264},      {".h264", Kind::kH264},     {".avc", Kind::kH264},
-    {".265", Kind::kH265},      {".h265", Kind::kH265},     {".hevc", Kind::kH265},     {".ts", Kind::kRecording},
-    {".mp4", Kind::kRecording}, {".m4v", Kind::kRecording}, {".avi", Kind::kRecording}, {".krdf", Kind::kRecording},
-    {".mjpeg", Kind::kJpeg},    {".mjpg", Kind::kJpeg},     {".jpg", Kind::kJpeg},      {".jpeg", Kind::kJpeg},
+    {".rtp", Kind::kRtp},        {".264", Kind::kH264},       {".h264", Kind::kH264},     {".avc", Kind::kH264},
+    {".265", Kind::kH265},       {".h265", Kind::kH265},      {".hevc", Kind::kH265},     {".ts", Kind::kRecording},
+    {".m2ts", Kind::kRecording}, {".mts", Kind::kRecording},  {".mp4", Kind::kRecording}, {".m4v", Kind::kRecording},
+    {".avi", Kind::kRecording},  {".krdf", Kind::kRecording}, {".mjpeg", Kind::kJpeg},    {".mjpg", Kind::kJpeg},
+    {".jpg", Kind::kJpeg},       {".jpeg", Kind::kJpeg},
 };
 
 Kind KindByEnding(const std::string &name) {
@@ -54,8 +55,13 @@ bool BeginsAsRecording(Bytes data) {
     const auto has = [data](size_t at, const char *word) {
         return data.size() >= at + 4 && std::memcmp(data.data() + at, word, 4) == 0;
     };
-    return (data.size() > kPacket && data[0] == 0x47 && data[kPacket] == 0x47) || has(4, "ftyp") ||
-           (has(0, "RIFF") && has(8, "AVI ")) || BeginsAsKrdf(data);
+    constexpr size_t kStampedPacket = 192;
+    const auto repeats = [data](size_t at, size_t distance) {
+        return data.size() > at + 2 * distance && data[at] == 0x47 && data[at + distance] == 0x47 &&
+               data[at + 2 * distance] == 0x47;
+    };
+    return (data.size() > kPacket && data[0] == 0x47 && data[kPacket] == 0x47) || repeats(4, kStampedPacket) ||
+           has(4, "ftyp") || (has(0, "RIFF") && has(8, "AVI ")) || BeginsAsKrdf(data);
 }
 
 Kind KindByContent(Bytes data) {

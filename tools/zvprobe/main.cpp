@@ -82,9 +82,11 @@ struct Container {
 };
 const Container kContainers[] = {
     {MP4_IsMp4File, "MP4", ProbeMp4, RepairMp4, ".repaired.mp4"},
+    {File_IsForeignTs, "MPEG-TS of another maker", ProbeForeignTs, nullptr, ""},
     {TS_IsTSFile, "MPEG-TS", ProbeTs, nullptr, ""},
     {AVI_IsAviFile, "AVI", ProbeAvi, RepairAvi, ".repaired.avi"},
     {KRDF_IsKrdfFile, "KRDF", ProbeKrdf, nullptr, ""},
+    {File_IsCutTs, "MPEG-TS of another maker", ProbeForeignTs, nullptr, ""},
 };
 
 /** @return null for a file of no known kind */
@@ -144,7 +146,8 @@ int Probe(Report *report, Failure *failure) {
     input.container->probe(input.mapped.All(), input.stream.get(), report);
     CheckOpens(report);
     if (input.mapped.WasCut()) {
-        report->problems.Add("cut_meanwhile", "the file was cut while it was read; what stands here is of no whole file");
+        report->problems.Add("cut_meanwhile",
+                             "the file was cut while it was read; what stands here is of no whole file");
     }
     if (report->IsSound() && report->video.frames == 0 && report->audio.frames == 0) {
         report->problems.Add("no_frames", "neither a picture nor sound in it");

@@ -29,6 +29,9 @@ void ProbeKrdf(tools::Bytes data, std::FILE *file, Report *report);
 /** MPEG-TS (ISO/IEC 13818-1) in the dialect of cameras and recorders. */
 void ProbeTs(tools::Bytes data, std::FILE *file, Report *report);
 
+/** MPEG-TS of other makers: what the library plays of it. */
+void ProbeForeignTs(tools::Bytes data, std::FILE *file, Report *report);
+
 }  // namespace zvprobe
 
 #endif
