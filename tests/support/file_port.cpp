@@ -125,7 +125,7 @@ std::vector<FileFrame> SamplesOfMp4(const std::string &path) {
 std::vector<std::string> PicturesOfFile(const std::string &path) {
     std::vector<std::string> md5s;
     for (const std::string &line :
-         LinesOf("ffmpeg -nostdin -v error -i '" + path + "' -map 0:v -fps_mode passthrough -f framemd5 -")) {
+         LinesOf("ffmpeg -nostdin -v error -i '" + path + "' -map 0:v:0 -fps_mode passthrough -f framemd5 -")) {
         if (!line.empty() && line[0] != '#') {
             md5s.push_back(line.substr(line.rfind(' ') + 1));
         }
