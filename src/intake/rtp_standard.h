@@ -91,6 +91,7 @@ typedef struct tagRtpPictureS {
     BOOL_T bOpen;
     ULONG_32 ulTimestamp;
     LONG_32 lPayload;
+    ULONG_32 ulLen;       /**< bytes in the buffer */
     BOOL_T bFragment;     /**< a unit in fragments is not complete */
     BOOL_T bDamaged;      /**< something is missing or too large */
     BOOL_T bSets;         /**< it has a sequence parameter set */
@@ -175,6 +176,9 @@ MODULE_API bool RtpStandard_Push(RTP_STANDARD_S *pstStandard, const UCHAR *pucPa
  * shown. 526: nothing more for now. A frame's data stay until the next call.
  */
 MODULE_API ULONG_32 RtpStandard_Next(RTP_STANDARD_S *pstStandard, const RTP_READ_S &stRead);
+
+/** Forgets what lies half done in the frame buffers: others have written into them. */
+MODULE_API void RtpStandard_ForgetFrames(RTP_STANDARD_S *pstStandard);
 
 /** Milliseconds until something is due by time; RTP_WAIT_NONE if nothing is. */
 MODULE_API ULONG_32 RtpStandard_WaitMs(const RTP_STANDARD_S *pstStandard, DULONG dulNow);
