@@ -41,7 +41,7 @@ struct STREAM_BUFFER_S {
 };
 
 /** Bytes of a packet at most. */
-ULONG_32 PacketLimit(const PORT_INTAKE_S *pstIntake) { return pstIntake->bStandard ? RTP_MAX_PACKET : NET_READ_SIZE; }
+ULONG_32 PacketLimit(const PORT_INTAKE_S *pstIntake) { return pstIntake->bStandard ? ULONG_32{RTP_MAX_PACKET} : ULONG_32{NET_READ_SIZE}; }
 
 /** Bytes that are read at one go: of a larger datagram the byte beyond the limit tells. */
 ULONG_32 ReadSize(const PORT_INTAKE_S *pstIntake) {
