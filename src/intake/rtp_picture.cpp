@@ -365,3 +365,9 @@ RTP_STEP_E RtpPicture_EndByTime(RTP_STANDARD_S *pstStandard, const RTP_READ_S &s
     const DULONG dulEnd = RtpPicture_Deadline(&pstStandard->stVideo);
     return dulEnd != 0 && stRead.dulNow >= dulEnd ? Finish(pstStandard, stRead) : RTP_STEP_NONE;
 }
+
+RTP_STEP_E RtpPicture_EndMarked(RTP_STANDARD_S *pstStandard, const RTP_READ_S &stRead) {
+    const RTP_VIDEO_S &stVideo = pstStandard->stVideo;
+    const bool bEnds = RtpPicture_Deadline(&stVideo) != 0 && stVideo.stPicture.ulMarkers == 1;
+    return bEnds ? Finish(pstStandard, stRead) : RTP_STEP_MORE;
+}

@@ -31,8 +31,11 @@ RTP_STEP_E StepWindow(RTP_STANDARD_S *pstStandard, RTP_WINDOW_S *pstWindow, cons
     const RTP_MEDIA_S &stMedia = MediaOf(pstPacket->enMedia);
     RTP_STEP_E enStep = RTP_STEP_MORE;
     if (pstWindow->bGap != 0) {
-        pstWindow->bGap = 0;
-        enStep = stMedia.pfnLose(pstStandard);
+        enStep = pstWindow == &pstStandard->stVideoWindow ? RtpPicture_EndMarked(pstStandard, stRead) : RTP_STEP_MORE;
+        if (enStep == RTP_STEP_MORE) {
+            pstWindow->bGap = 0;
+            enStep = stMedia.pfnLose(pstStandard);
+        }
     }
     if (enStep == RTP_STEP_MORE) {
         enStep = stMedia.pfnEndBefore(pstStandard, *pstPacket, stRead);

@@ -61,7 +61,10 @@ RTP_STEP_E RtpPicture_GiveOut(RTP_STANDARD_S *pstStandard, const RTP_READ_S &stR
 /** Ends a picture whose marker came and behind which it is quiet. */
 RTP_STEP_E RtpPicture_EndByTime(RTP_STANDARD_S *pstStandard, const RTP_READ_S &stRead);
 
-/** When that is; 0 for never. */
+/** Ends one in front of a gap, if its only marker came last: it's whole as far as anyone can tell. */
+RTP_STEP_E RtpPicture_EndMarked(RTP_STANDARD_S *pstStandard, const RTP_READ_S &stRead);
+
+/** When a picture ends by time; 0 for never. */
 DULONG RtpPicture_Deadline(const RTP_VIDEO_S *pstVideo);
 
 /** The next AAC unit of the packet read last. */
