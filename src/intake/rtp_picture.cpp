@@ -15,6 +15,7 @@ enum : UCHAR {
     H264_IDR = 5,
     H264_SEI = 6,
     H264_SPS = 7,
+    H264_AUD = 9,
     H264_LAST_UNIT = 23,
     H264_STAP_A = rtp::PACK_STAP_A,
     H264_FU_A = rtp::PACK_FU_A,
@@ -23,7 +24,9 @@ enum : UCHAR {
     H265_BLA_FIRST = 16,
     H265_BLA_LAST = 18,
     H265_CRA = 21,
+    H265_VPS = 32,
     H265_SPS = 33,
+    H265_PREFIX_SEI = 39,
     H265_LAST_UNIT = 47,
     H265_AGGREGATE = 48,
     H265_FU = rtp::PACK_FU_H265,
@@ -159,6 +162,37 @@ void ReadH265(RTP_VIDEO_S *pstVideo, const RTP_READ_S &stRead, const RTP_PACKET_
     }
 }
 
+/** Whether a unit, of which at least the head is there, can only be the begin of a picture. */
+bool UnitBegins(LONG_32 lPayload, const UCHAR *pucUnit, ULONG_32 ulLen, UCHAR ucType) {
+    const ULONG_32 ulHead = HeadSize(lPayload);
+    const bool bFirst = ulLen > ulHead && (pucUnit[ulHead] & 0x80) != 0;
+    if (IsH265(lPayload)) {
+        return ucType <= H265_CRA ? bFirst : ucType >= H265_VPS && ucType <= H265_PREFIX_SEI;
+    }
+    return ucType <= H264_IDR ? bFirst : ucType <= H264_AUD;
+}
+
+/** Whether the first thing in a packet is the begin of a picture. */
+bool PacketBegins(const RTP_PACKET_VIEW_S &stPacket) {
+    const LONG_32 lPayload = stPacket.enMedia;
+    const bool bH265 = IsH265(lPayload);
+    const ULONG_32 ulHead = HeadSize(lPayload);
+    const UCHAR *p = stPacket.pucPayload;
+    if (stPacket.ulLen < 2 * ulHead + 2) {
+        return stPacket.ulLen > ulHead && UnitBegins(lPayload, p, stPacket.ulLen, UnitType(lPayload, p[0]));
+    }
+    const UCHAR ucType = UnitType(lPayload, p[0]);
+    if (ucType == (bH265 ? H265_AGGREGATE : H264_STAP_A)) {
+        const UCHAR *pucUnit = p + ulHead + 2;
+        return UnitBegins(lPayload, pucUnit, stPacket.ulLen - ulHead - 2, UnitType(lPayload, pucUnit[0]));
+    }
+    if (ucType == (bH265 ? H265_FU : H264_FU_A)) {
+        const UCHAR ucFu = p[ulHead];  // the data behind it stand where they would behind a unit's head
+        return (ucFu & 0x80) != 0 && UnitBegins(lPayload, p + 1, stPacket.ulLen - 1, ucFu & (bH265 ? 63 : 31));
+    }
+    return UnitBegins(lPayload, p, stPacket.ulLen, ucType);
+}
+
 /* ---- the end of a picture ---- */
 
 /** Whether the picture begins with its first slice and has no open end. */
@@ -273,7 +307,9 @@ RTP_STEP_E EndPictureBefore(RTP_STANDARD_S *pstStandard, const RTP_PACKET_VIEW_S
     if (pstPicture->lPayload != static_cast<LONG_32>(stPacket.enMedia)) {
         return LosePicture(pstStandard);
     }
-    if (pstPicture->ulTimestamp == stPacket.ulTimestamp) {
+    // Senders that know no time give every picture the same.
+    const bool bNext = pstPicture->bMarkedLast != 0 && PacketBegins(stPacket);
+    if (pstPicture->ulTimestamp == stPacket.ulTimestamp && !bNext) {
         return RTP_STEP_MORE;
     }
     if (pstPicture->ulSliceAt == 0 && pstPicture->bFragment == 0) {
@@ -287,9 +323,10 @@ RTP_STEP_E EndPictureBefore(RTP_STANDARD_S *pstStandard, const RTP_PACKET_VIEW_S
 RTP_STEP_E ReadPicture(RTP_STANDARD_S *pstStandard, const RTP_PACKET_VIEW_S &stPacket, const RTP_READ_S &stRead) {
     RTP_VIDEO_S *pstVideo = &pstStandard->stVideo;
     RTP_PICTURE_S *pstPicture = &pstVideo->stPicture;
-    if (stPacket.ulLen == 0 || RtpPicture_IsSkipped(pstVideo, stPacket)) {
+    if (stPacket.ulLen == 0 || (RtpPicture_IsSkipped(pstVideo, stPacket) && !PacketBegins(stPacket))) {
         return RTP_STEP_MORE;
     }
+    pstVideo->bSkip = 0;
     RtpPicture_Open(pstPicture, stPacket);
     IsH265(pstPicture->lPayload) ? ReadH265(pstVideo, stRead, stPacket) : ReadH264(pstVideo, stRead, stPacket);
     if (pstPicture->bDamaged != 0) {

@@ -170,9 +170,12 @@ class Standard : public testing::Test {
 };
 
 /** Whether these are all pictures, up to those that the decoder still holds back when the stream just stops. */
-bool IsAll(const std::vector<std::string> &some, const std::vector<std::string> &all) {
-    return some.size() <= all.size() && some.size() + HELD_BACK >= all.size() &&
-           std::equal(some.begin(), some.end(), all.begin());
+testing::AssertionResult IsAll(const std::vector<std::string> &some, const std::vector<std::string> &all) {
+    const auto differ = std::mismatch(some.begin(), some.end(), all.begin(), all.end());
+    const bool same = some.size() <= all.size() && some.size() + HELD_BACK >= all.size() &&
+                      differ.first == some.end();
+    return (same ? testing::AssertionSuccess() : testing::AssertionFailure())
+           << some.size() << " of " << all.size() << " pictures, the first " << differ.first - some.begin() << " right";
 }
 
 /** Whether `some` are pictures of `all`, in their order. */
