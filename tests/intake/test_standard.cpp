@@ -24,7 +24,7 @@ namespace {
 
 using Command = std::vector<std::string>;
 using Packets = std::vector<Bytes>;
-const size_t GOP = 15, PICTURES = 60, HELD_BACK = 4;
+const size_t GOP = 15, PICTURES = 45, HELD_BACK = 4;
 
 /** What there is to send; made once by the real encoders. */
 struct Media {
