@@ -89,6 +89,13 @@ MODULE_API ULONG_32 WYK_FileWrite(FILE *pFile, const void *pBuffer, ULONG_32 ulL
 MODULE_API ULONG_32 WYK_CreateDir(const CHAR *pcPath);
 }
 
+/** Milliseconds of a clock that nobody sets. */
+inline DULONG Time_SteadyMs() {
+    struct timespec stNow;
+    clock_gettime(CLOCK_MONOTONIC, &stNow);
+    return static_cast<DULONG>(stNow.tv_sec) * 1000 + static_cast<DULONG>(stNow.tv_nsec) / 1000000;
+}
+
 /** Milliseconds between two times of WYK_gettimeofday(), in arithmetic that wraps at 32 bits. */
 inline LONG_32 Time_ElapsedMs(const struct timeval *pstFrom, const struct timeval *pstTo) {
     ULONG_32 ulSec = static_cast<ULONG_32>(pstTo->tv_sec) - static_cast<ULONG_32>(pstFrom->tv_sec);

@@ -256,10 +256,11 @@ bool Receive(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ssize_t *plRe
            (WaitForSocket(stSocket, POLLIN, stWait) && ReadNow(stSocket, pcData, ulSize, plResult));
 }
 
-ULONG_32 ReceiveDatagram(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 *pulDataLen, const NET_WAIT_S &stWait) {
+ULONG_32 ReceiveDatagram(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ULONG_32 *pulDataLen,
+                         const NET_WAIT_S &stWait) {
     *pulDataLen = 0;
     ssize_t lResult = 0;
-    if (!Receive(stSocket, pcData, NET_READ_SIZE, &lResult, stWait)) {
+    if (!Receive(stSocket, pcData, ulSize, &lResult, stWait)) {
         return PLAYER_ERR_OK;
     }
     if (lResult < 0) {
@@ -343,14 +344,15 @@ ULONG_32 NET_RecvPacket(NET_INFO_S *pstSocketInfo, CHAR *pcRecvDataAddr, ULONG_3
     if (pstSocketInfo == nullptr || pcRecvDataAddr == nullptr || pulRecvDataLen == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    return NET_RecvPacketWait(pstSocketInfo, pcRecvDataAddr, pulRecvDataLen, gstHalfSecond);
+    return NET_RecvPacketWait(pstSocketInfo, pcRecvDataAddr, NET_READ_SIZE, pulRecvDataLen, gstHalfSecond);
 }
 
-ULONG_32 NET_RecvPacketWait(NET_INFO_S *pstSocketInfo, CHAR *pcData, ULONG_32 *pulDataLen, const NET_WAIT_S &stWait) {
+ULONG_32 NET_RecvPacketWait(NET_INFO_S *pstSocketInfo, CHAR *pcData, ULONG_32 ulSize, ULONG_32 *pulDataLen,
+                            const NET_WAIT_S &stWait) {
     if (pstSocketInfo->ulTransProtl != PLAYER_PROTOCOL_UDP || !NET_HasSocket(pstSocketInfo)) {
         return PLAYER_ERR_OK;
     }
-    ULONG_32 ulResult = ReceiveDatagram(pstSocketInfo->stSocket, pcData, pulDataLen, stWait);
+    ULONG_32 ulResult = ReceiveDatagram(pstSocketInfo->stSocket, pcData, ulSize, pulDataLen, stWait);
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("NET_UdpRecvMsg Failed.");
     }
@@ -361,7 +363,7 @@ ULONG_32 NET_UdpRecvMsg(WYK_SOCKET_S stRecvSocket, CHAR *pcRecvDataAddr, ULONG_3
     if (pcRecvDataAddr == nullptr || pulRecvDataLen == nullptr) {
         return PLAYER_ERR_PARAM;
     }
-    return ReceiveDatagram(stRecvSocket, pcRecvDataAddr, pulRecvDataLen, gstHalfSecond);
+    return ReceiveDatagram(stRecvSocket, pcRecvDataAddr, NET_READ_SIZE, pulRecvDataLen, gstHalfSecond);
 }
 
 ULONG_32 NET_TcpRecvWait(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ULONG_32 *pulDataLen,

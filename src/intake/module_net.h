@@ -89,8 +89,9 @@ typedef struct tagNetWaitS {
     ULONG_32 ulGatherUs;      /**< microseconds that come first, so that a burst gathers; 0 for none */
 } NET_WAIT_S;
 
-/** NET_RecvPacket() with a wait of the caller's own. */
-ULONG_32 NET_RecvPacketWait(NET_INFO_S *pstSocketInfo, CHAR *pcData, ULONG_32 *pulDataLen, const NET_WAIT_S &stWait);
+/** NET_RecvPacket() with a wait of the caller's own, and at most ulSize bytes. */
+ULONG_32 NET_RecvPacketWait(NET_INFO_S *pstSocketInfo, CHAR *pcData, ULONG_32 ulSize, ULONG_32 *pulDataLen,
+                            const NET_WAIT_S &stWait);
 
 /** NET_TcpRecvMsg() with a wait of the caller's own, and at most ulSize bytes. */
 ULONG_32 NET_TcpRecvWait(WYK_SOCKET_S stSocket, CHAR *pcData, ULONG_32 ulSize, ULONG_32 *pulDataLen,

@@ -10,6 +10,7 @@
 #include "intake/module_rtp.h"
 #include "intake/module_sei.h"
 #include "intake/module_ts.h"
+#include "intake/rtp_standard.h"
 
 /** Container of the last packet. */
 enum : ULONG_32 { STREAM_TYPE_NONE = 0, STREAM_TYPE_TS = 1, STREAM_TYPE_RTP = 2 };
@@ -42,6 +43,7 @@ typedef struct tagPortIntakeS {
     TS_STREAM_INFO_S stTsStreamInfo;        /**< TS depacketiser */
     RTP_STREAM_INFO_S stRtpVideoStreamInfo; /**< RTP depacketiser, video; ulPlaybackTime is a word that getters load */
     RTP_STREAM_INFO_S stRtpAudioStreamInfo; /**< RTP depacketiser, sound and data */
+    BOOL_T bStandard;                       /**< the stream is read by pstStandard; settled when it is opened */
     FLV_STREAM_INFO_S stFlvStreamInfo;      /**< unused */
     BOOL_T bFindRecordHead;                 /**< the next packet is the frame of a record head just read */
     PLAYER_FRAMEDATA_S stFrameData;         /**< the complete frame in hand */
@@ -52,6 +54,7 @@ typedef struct tagPortIntakeS {
     /* ---- set by the client under the API lock, read by the threads as words */
     NET_NAT_TIMER_PARAM_S stNatTimeParam; /**< NAT keep-open; its mode releases the text, the net thread acquires */
     RTP_PAYLOAD_TYPE_S *pstPayloadType;   /**< override table of two entries, or null; published once, then words */
+    RTP_STANDARD_S *pstStandard;          /**< intake for any sender, or null; published once */
     RTP_AUDIO_INFO_S stRtpAudioInfo;      /**< AAC as the client, or a packet's head, describes it; relaxed words */
 
     /* ---- written by the threads, read by getters, all relaxed */

@@ -14,7 +14,6 @@
 namespace {
 
 constexpr ULONG_32 QUANT_TABLE_SIZE = 64;
-constexpr ULONG_32 ADTS_HEAD_SIZE = 7;
 constexpr ULONG_32 AU_HEADER_SIZE = 4;
 
 /** Appends within the limit of a video frame; on a full frame notes that and leaves the frame as it is. */
@@ -175,8 +174,9 @@ void NoteFormAac(const UCHAR *pucPacket, ULONG_32 ulAt, RTP_STREAM_INFO_S *pstSt
     }
 }
 
-/** ADTS header (ISO/IEC 13818-7, 6.2) of a frame of ulLen bytes, header included. */
-void WriteAdtsHead(const RTP_AUDIO_INFO_S &stInfo, ULONG_32 ulLen, UCHAR *pucTo) {
+}  // namespace
+
+void rtp::WriteAdtsHead(const RTP_AUDIO_INFO_S &stInfo, ULONG_32 ulLen, UCHAR *pucTo) {
     ULONG_32 ulChannels = stInfo.ucChannelNum;
     pucTo[0] = 0xFF;
     pucTo[1] = 0xF9;
@@ -187,6 +187,8 @@ void WriteAdtsHead(const RTP_AUDIO_INFO_S &stInfo, ULONG_32 ulLen, UCHAR *pucTo)
     pucTo[5] = static_cast<UCHAR>(ulLen << 5 | 31);
     pucTo[6] = 0xFC;
 }
+
+namespace {
 
 /** In-band tables lie right in front of the scan data; without whole ones they are derived from Q. */
 bool BeginJpegFrame(const UCHAR *pucData, const RTP_PACKET_INFO_S *pstPacket, RTP_STREAM_INFO_S *pstStream) {
@@ -241,7 +243,7 @@ ULONG_32 RTP_SpellFrameNotH264(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP
                                RTP_STREAM_INFO_S *pstStream) {
     bool bRawAac = pstPacket->ucPayloadType == rtp::PT_AAC_RAW;
     ULONG_32 ulSkip = bRawAac ? AU_HEADER_SIZE : 0;
-    ULONG_32 ulHead = bRawAac ? ADTS_HEAD_SIZE : 0;
+    ULONG_32 ulHead = bRawAac ? rtp::ADTS_HEAD_SIZE : 0;
     bool bWhole = rtp::Inside(pstPacket->ucESOffset, ulSkip, ulPacketLen);
     ULONG_32 ulLen = ulPacketLen - pstPacket->ucESOffset - ulSkip;
     pstPacket->ucESOffset = static_cast<UCHAR>(pstPacket->ucESOffset + ulSkip);
@@ -261,7 +263,7 @@ ULONG_32 RTP_SpellFrameNotH264(const UCHAR *pucPacket, ULONG_32 ulPacketLen, RTP
     if (bRawAac) {
         NoteFormAac(pucPacket, pstPacket->ucESOffset - AU_HEADER_SIZE, pstStream);
         // at the start of the buffer, also when a frame is in it already
-        WriteAdtsHead(pstPacket->stAudioInfo, ulLen + ADTS_HEAD_SIZE, pstStream->pucFrameData);
+        rtp::WriteAdtsHead(pstPacket->stAudioInfo, ulLen + rtp::ADTS_HEAD_SIZE, pstStream->pucFrameData);
     }
     memcpy(pstStream->pucFrameData + dulFilled, pucPacket + pstPacket->ucESOffset, ulLen);
     pstStream->ulFrameLen = static_cast<ULONG_32>(dulFilled + ulLen);

@@ -35,6 +35,12 @@ struct Layout {
     ULONG_32 ulExtension; /**< offset of the header extension, 0 without one */
 };
 
+/** Bytes of an ADTS header. */
+inline constexpr ULONG_32 ADTS_HEAD_SIZE = 7;
+
+/** ADTS header (ISO/IEC 13818-7, 6.2) of a frame of ulLen bytes, header included. */
+void WriteAdtsHead(const RTP_AUDIO_INFO_S &stInfo, ULONG_32 ulLen, UCHAR *pucTo);
+
 using bytes::Be16;
 using bytes::Be32;
 

@@ -1,4 +1,6 @@
 // The decode thread of input, net and cloud ports: packets from the ring become frames, pictures and sound.
+#include <algorithm>
+
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
@@ -36,25 +38,39 @@ void WaitForPacket(DECODE_LOOP_S *pstLoop) {
     pstLoop->ulPacketsInARow = 0;
     // The packets of a frame come in a burst: the one that ends it is the one worth waking up for.
     const ULONG_32 ulShortly = bBulk ? QUEUE_WAIT_BULK : QUEUE_WAIT_TAIL;
-    QUEUE_WaitForPacket(&pstLoop->pstPort->stPacketBufferQueue, bShort ? BUSY_WAIT_MS : IDLE_WAIT_MS,
+    const ULONG_32 ulWait = std::min(bShort ? BUSY_WAIT_MS : IDLE_WAIT_MS, Player_PendingWaitMs(pstLoop->pstPort));
+    QUEUE_WaitForPacket(&pstLoop->pstPort->stPacketBufferQueue, ulWait,
                         bShort ? ulShortly : ULONG_32{QUEUE_WAIT_PACKET});
 }
 
-/** Takes a packet and parses it; true when stFrameData holds a frame. */
-bool ReceiveFrame(DECODE_LOOP_S *pstLoop) {
+/** Parses a packet of the ring; false without one. */
+bool ParsePacket(DECODE_LOOP_S *pstLoop, ULONG_32 *pulResult) {
     PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
     CHAR *pcPacket = nullptr;
     ULONG_32 ulPacketLen = 0;
     if (QUEUE_GetPacketEx(&pstPort->stPacketBufferQueue, word::LoadAcquire(pstPort->pstPayloadType), &pcPacket,
                           &ulPacketLen) != PLAYER_ERR_OK) {
-        WaitForPacket(pstLoop);
         return false;
     }
     pstLoop->ulPacketsInARow++;
     pstLoop->ulBusyWaits = 0;
     NET_MathPacket(&pstPort->stStateInfo);
-    ULONG_32 ulResult = Player_ParseStream(pcPacket, ulPacketLen, pstPort);
-    pstLoop->bFrameOpen = ulResult == PLAYER_ERR_NEED_MORE_DATA;
+    *pulResult = Player_ParseStream(pcPacket, ulPacketLen, pstPort);
+    pstLoop->bFrameOpen = *pulResult == PLAYER_ERR_NEED_MORE_DATA;
+    return true;
+}
+
+/** Takes what packets taken before still hold, else a packet, and parses; true when stFrameData holds a frame. */
+bool ReceiveFrame(DECODE_LOOP_S *pstLoop) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    ULONG_32 ulResult = Player_ParsePending(pstPort, 0);
+    if (ulResult == PLAYER_ERR_NEED_MORE_DATA && !ParsePacket(pstLoop, &ulResult)) {
+        ulResult = Player_ParsePending(pstPort, 1);
+        if (ulResult == PLAYER_ERR_NEED_MORE_DATA) {
+            WaitForPacket(pstLoop);
+            return false;
+        }
+    }
     if (ulResult == PLAYER_ERR_OK) {
         return true;
     }

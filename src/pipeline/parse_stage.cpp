@@ -5,6 +5,7 @@
 
 #include "bits/dsp_mcfw_preparse.h"
 #include "foundations/com_log.h"
+#include "foundations/com_public_fun.h"
 #include "foundations/shared_word.h"
 #include "port/player_manager.h"
 #include "port/run_messages.h"
@@ -53,6 +54,9 @@ void BindRtpBuffers(PORT_INTAKE_S *pstIntake) {
     pstIntake->stRtpAudioStreamInfo.ulFrameLen = 0;
     word::Store(pstIntake->stRtpVideoStreamInfo.ulPlaybackTime, 0);
     pstIntake->stTsStreamInfo.pucFrameData = nullptr;
+    if (pstIntake->bStandard) {
+        RtpStandard_ForgetFrames(pstIntake->pstStandard);
+    }
 }
 
 /** A recording reads the same packets again, and its helper port has nobody to tell. */
@@ -92,9 +96,27 @@ ULONG_32 AdoptFinishedRtpFrame(PLAEYR_PORT_S *pstPort) {
     return PLAYER_ERR_NEED_MORE_DATA;
 }
 
+/** The next frame of what the standard intake holds. */
+ULONG_32 NextStandardFrame(PLAEYR_PORT_S *pstPort, bool bQuiet) {
+    RTP_STANDARD_S *pstStandard = pstPort->pstStandard;
+    const RTP_READ_S stRead = {
+        &pstPort->stRtpVideoStreamInfo, &pstPort->stRtpAudioStreamInfo, &pstPort->stRtpAudioInfo,
+        pstPort->bNeedIFrame,           bQuiet,                         Time_SteadyMs()};
+    const ULONG_32 ulResult = RtpStandard_Next(pstStandard, stRead);
+    if (pstStandard->bQuietLoss) {  // counts, but no picture waits for a key picture because of it
+        NET_AddLostPacket(&pstPort->stStateInfo);
+        pstStandard->bQuietLoss = 0;
+    }
+    return ulResult != PLAYER_ERR_OK ? ulResult : AdoptFinishedRtpFrame(pstPort);
+}
+
 ULONG_32 ParseRtp(CHAR *pcData, ULONG_32 ulLen, PLAEYR_PORT_S *pstPort) {
     if (pstPort->ulCurStreamType != STREAM_TYPE_RTP) {
         BindRtpBuffers(pstPort);
+    }
+    if (pstPort->bStandard && RtpStandard_Push(pstPort->pstStandard, reinterpret_cast<const UCHAR *>(pcData), ulLen,
+                                               word::LoadAcquire(pstPort->pstPayloadType), Time_SteadyMs())) {
+        return NextStandardFrame(pstPort, false);
     }
     ULONG_32 ulResult =
         RTP_UnpacketRtpData(pcData, ulLen, word::LoadAcquire(pstPort->pstPayloadType), &pstPort->stRtpAudioInfo,
@@ -387,6 +409,17 @@ ULONG_32 Player_ParseStream(CHAR *pcRecvDataAddr, ULONG_32 ulRecvDataLen, PLAEYR
         return ParseTs(pcRecvDataAddr, ulRecvDataLen, pstPort);
     }
     return ParseBySignature(pcRecvDataAddr, ulRecvDataLen, pstPort);
+}
+
+ULONG_32 Player_ParsePending(PLAEYR_PORT_S *pstPort, BOOL_T bQuiet) {
+    if (!pstPort->bStandard || pstPort->ulCurStreamType != STREAM_TYPE_RTP || pstPort->bFindRecordHead == 1) {
+        return PLAYER_ERR_NEED_MORE_DATA;
+    }
+    return NextStandardFrame(pstPort, bQuiet != 0);
+}
+
+ULONG_32 Player_PendingWaitMs(const PLAEYR_PORT_S *pstPort) {
+    return pstPort->bStandard ? RtpStandard_WaitMs(pstPort->pstStandard, Time_SteadyMs()) : ULONG_32{RTP_WAIT_NONE};
 }
 
 ULONG_32 Player_StatisticsTimestamp(PLAEYR_PORT_S *pstPort) {

@@ -22,6 +22,7 @@ void PortState_ResetIntake(PORT_INTAKE_S *pstIntake) {
     pstIntake->bCutTold = 0;
     pstIntake->bFindRecordHead = 0;
     pstIntake->bNeedIFrame = 1;
+    pstIntake->bStandard = RtpStandard_Begin(pstIntake->pstStandard);
 }
 
 void PortState_FreePipeline(PLAEYR_PORT_S *pstPort) {

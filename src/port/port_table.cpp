@@ -114,6 +114,7 @@ void FreeBuffers(PLAEYR_PORT_S *pstPort) {
     free(pstPort->pcFrameDataAddr);
     free(pstPort->pcRtpAudioFrameDataAddr);
     free(pstPort->pstPayloadType);
+    RtpStandard_Free(pstPort->pstStandard);
     FreeFileNames(pstPort);
     free(pstPort->stHlsTypeInfos.pucFrameDataAddr);
     IVA_FreeBuffers(&pstPort->stIvaInfo);

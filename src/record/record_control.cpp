@@ -10,6 +10,7 @@
 #include "foundations/shared_word.h"
 #include "output/offscreen_queue.h"
 #include "port/player_manager.h"
+#include "port/standard_intake.h"
 #include "queue/record_head.h"
 #include "record/record_claim.h"
 #include "record/record_container.h"
@@ -71,7 +72,8 @@ ULONG_32 FillRecordPort(PLAEYR_PORT_S *pstPort) {
         return PLAYER_ERR_MALLOC;
     }
     CopyAudioInfo(pstPort, pstRecord);
-    return CopyPayloadTable(pstPort, pstRecord);
+    const ULONG_32 ulResult = CopyPayloadTable(pstPort, pstRecord);
+    return ulResult == PLAYER_ERR_OK ? StandardIntake_Copy(pstPort, pstRecord) : ulResult;
 }
 
 ULONG_32 MakeRecordPort(PLAEYR_PORT_S *pstPort) {

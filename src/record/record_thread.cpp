@@ -99,6 +99,43 @@ ULONG_32 WriteFrame(RECORD_LOOP_S *pstLoop, bool bComplete) {
     return ulResult;
 }
 
+/** Records what parsing came to: the frame in hand, if there is one. */
+ULONG_32 AddParsed(RECORD_LOOP_S *pstLoop, ULONG_32 ulResult) {
+    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
+    PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
+    if (ulResult != PLAYER_ERR_OK) {
+        if (ulResult != PLAYER_ERR_UNKNOWN_STREAM && ulResult != PLAYER_ERR_NEED_MORE_DATA) {
+            pstRecord->bNeedIFrame = 1;
+        }
+        return PLAYER_ERR_OK;
+    }
+    if (!PassGate(pstRecord) || !PassSize(pstPort)) {
+        return PLAYER_ERR_OK;
+    }
+    const bool bComplete = RecordParams_Keep(pstLoop);
+    FollowPlaybackTime(pstPort);
+    ulResult = RollOver(pstLoop);
+    if (ulResult != PLAYER_ERR_OK) {
+        return ulResult;
+    }
+    if (IsOtherCodec(pstRecord)) {
+        return PLAYER_ERR_OK;  // ahead of its key frame nobody can show it, in this file least of all
+    }
+    return WriteFrame(pstLoop, bComplete);
+}
+
+/** Records what packets added before still hold. */
+ULONG_32 AddPending(RECORD_LOOP_S *pstLoop, BOOL_T bQuiet) {
+    ULONG_32 ulResult = PLAYER_ERR_OK;
+    ULONG_32 ulParsed = Player_ParsePending(pstLoop->pstPort->pstReordPort, bQuiet);
+    while (ulParsed != PLAYER_ERR_NEED_MORE_DATA && ulResult == PLAYER_ERR_OK) {
+        ulResult = AddParsed(pstLoop, ulParsed);
+        ulParsed = ulResult == PLAYER_ERR_OK ? Player_ParsePending(pstLoop->pstPort->pstReordPort, bQuiet)
+                                             : ULONG_32{PLAYER_ERR_NEED_MORE_DATA};
+    }
+    return ulResult;
+}
+
 /** Sleeps until there is work: for long if the last sleep brought none. @return whether a packet is there */
 bool WaitForPackets(PORT_RECORD_S *pstRecording, bool bIdle) {
     return QUEUE_WaitForPacket(&pstRecording->stRecordBufferQueue, bIdle ? NOTHING_WAIT_MS : IDLE_WAIT_MS,
@@ -116,7 +153,7 @@ bool DrainPackets(RECORD_LOOP_S *pstLoop) {
             return false;
         }
     }
-    return word::Load(pstPort->bStartRecord) != 0;
+    return word::Load(pstPort->bStartRecord) != 0 && AddPending(pstLoop, 1) == PLAYER_ERR_OK;
 }
 
 }  // namespace
@@ -148,28 +185,9 @@ ULONG_32 Record_WaitForKeyFrame(PLAEYR_PORT_S *pstPort, ULONG_32 ulError) {
 }
 
 ULONG_32 Record_AddPacket(RECORD_LOOP_S *pstLoop, CHAR *pcPacket, ULONG_32 ulPacketLen) {
-    PLAEYR_PORT_S *pstPort = pstLoop->pstPort;
-    PLAEYR_PORT_S *pstRecord = pstPort->pstReordPort;
-    ULONG_32 ulResult = Player_ParseStream(pcPacket, ulPacketLen, pstRecord);
-    if (ulResult != PLAYER_ERR_OK) {
-        if (ulResult != PLAYER_ERR_UNKNOWN_STREAM && ulResult != PLAYER_ERR_NEED_MORE_DATA) {
-            pstRecord->bNeedIFrame = 1;
-        }
-        return PLAYER_ERR_OK;
-    }
-    if (!PassGate(pstRecord) || !PassSize(pstPort)) {
-        return PLAYER_ERR_OK;
-    }
-    const bool bComplete = RecordParams_Keep(pstLoop);
-    FollowPlaybackTime(pstPort);
-    ulResult = RollOver(pstLoop);
-    if (ulResult != PLAYER_ERR_OK) {
-        return ulResult;
-    }
-    if (IsOtherCodec(pstRecord)) {
-        return PLAYER_ERR_OK;  // ahead of its key frame nobody can show it, in this file least of all
-    }
-    return WriteFrame(pstLoop, bComplete);
+    const ULONG_32 ulResult =
+        AddParsed(pstLoop, Player_ParseStream(pcPacket, ulPacketLen, pstLoop->pstPort->pstReordPort));
+    return ulResult == PLAYER_ERR_OK ? AddPending(pstLoop, 0) : ulResult;
 }
 
 void *__RecordThreadEntry(void *pParam) {

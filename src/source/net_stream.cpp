@@ -40,11 +40,19 @@ struct STREAM_BUFFER_S {
     ULONG_32 ulSize;
 };
 
+/** Bytes of a packet at most. */
+ULONG_32 PacketLimit(const PORT_INTAKE_S *pstIntake) { return pstIntake->bStandard ? ULONG_32{RTP_MAX_PACKET} : ULONG_32{NET_READ_SIZE}; }
+
+/** Bytes that are read at one go: of a larger datagram the byte beyond the limit tells. */
+ULONG_32 ReadSize(const PORT_INTAKE_S *pstIntake) {
+    return pstIntake->bStandard ? ULONG_32{RTP_MAX_PACKET} + NET_STREAM_HEAD_SIZE : ULONG_32{NET_READ_SIZE};
+}
+
 ULONG_32 AllocBuffers(PLAEYR_PORT_S *pstPort, ULONG_32 ulTransProtl) {
     const bool bTcp = ulTransProtl == PLAYER_PROTOCOL_TCP;
-    const ULONG_32 ulSecond = bTcp ? NET_TCP_BUFFER_SIZE : 0U;
+    const ULONG_32 ulSecond = bTcp ? 2 * ReadSize(pstPort) : 0U;
     const STREAM_BUFFER_S astBuffer[] = {
-        {&PLAEYR_PORT_S::pcRecvDataAddr, "pcRecvDataAddr", bTcp ? ulSecond : NET_READ_SIZE},
+        {&PLAEYR_PORT_S::pcRecvDataAddr, "pcRecvDataAddr", bTcp ? ulSecond : ReadSize(pstPort)},
         {&PLAEYR_PORT_S::pcRecvDataTmpAddr, "pcRecvDataTmpAddr", ulSecond},
         {&PLAEYR_PORT_S::pcFrameDataAddr, "pcFrameDataAddr", VIDEO_FRAME_BUFFER_SIZE},
         {&PLAEYR_PORT_S::pcRtpAudioFrameDataAddr, "pcRtpAudioFrameDataAddr", AUDIO_FRAME_BUFFER_SIZE},
@@ -188,9 +196,10 @@ void ReportPeerClosed(PLAEYR_PORT_S *pstPort) {
 
 /** A datagram that fills the buffer has lost what lay behind. */
 void NoteCut(PLAEYR_PORT_S *pstPort) {
-    if (pstPort->ulRecvDataLen >= NET_READ_SIZE && !pstPort->bCutTold) {
+    if (pstPort->ulRecvDataLen >= ReadSize(pstPort) && !pstPort->bCutTold) {
         pstPort->bCutTold = 1;
-        LOG_WARN("Port[%03d] Not Taken: Datagrams Above %d Bytes, Which Are Cut.", pstPort->ulPort, NET_READ_SIZE);
+        LOG_WARN("Port[%03d] Not Taken: Datagrams Above %d Bytes, Which Are Cut.", pstPort->ulPort,
+                 PacketLimit(pstPort));
     }
 }
 
@@ -198,8 +207,8 @@ void NoteCut(PLAEYR_PORT_S *pstPort) {
 bool ReceiveDatagram(PLAEYR_PORT_S *pstPort, bool bMoreDue, RECEIVED_S *pstReceived) {
     NET_WAIT_S stWait = WaitOf(pstPort);
     stWait.ulGatherUs = bMoreDue ? GATHER_US : 0;
-    ULONG_32 ulResult =
-        NET_RecvPacketWait(&pstPort->stNetInfo, pstPort->pcRecvDataAddr, &pstPort->ulRecvDataLen, stWait);
+    ULONG_32 ulResult = NET_RecvPacketWait(&pstPort->stNetInfo, pstPort->pcRecvDataAddr, ReadSize(pstPort),
+                                           &pstPort->ulRecvDataLen, stWait);
     if (ulResult == PLAYER_ERR_OK) {
         NoteCut(pstPort);
         *pstReceived = {pstPort->pcRecvDataAddr, pstPort->ulRecvDataLen};
@@ -279,12 +288,17 @@ bool ReceiveRound(PLAEYR_PORT_S *pstPort, bool *pbMoreDue) {
 
 /* ---- framing ----------------------------------------------------------------------------------------------------- */
 
-bool IsHead(const CHAR *pcData) { return pcData[0] == MAGIC && (pcData[1] == 0 || pcData[1] == 2); }
+/** Channels of a head: of any sender also those of RTCP, which are read and passed over. */
+bool IsChannel(CHAR cChannel, bool bStandard) {
+    return cChannel == 0 || cChannel == 2 || (bStandard && (cChannel == 1 || cChannel == 3));
+}
+
+bool IsHead(const CHAR *pcData, bool bStandard) { return pcData[0] == MAGIC && IsChannel(pcData[1], bStandard); }
 
 ULONG_32 PacketLength(const CHAR *pcHead) { return bytes::Be16(reinterpret_cast<const UCHAR *>(pcHead) + 2); }
 
 /** Offset of the first head at or behind ulFrom; ulLen when there is none. */
-ULONG_32 FindHead(const CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulFrom) {
+ULONG_32 FindHead(const CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulFrom, bool bStandard) {
     const CHAR *pcEnd = pcData + ulLen;
     const CHAR *pcNext = pcData + std::min(ulFrom, ulLen);
     while (pcEnd - pcNext >= 2) {
@@ -292,7 +306,7 @@ ULONG_32 FindHead(const CHAR *pcData, ULONG_32 ulLen, ULONG_32 ulFrom) {
         if (pcNext == nullptr) {
             return ulLen;
         }
-        if (IsHead(pcNext)) {
+        if (IsHead(pcNext, bStandard)) {
             return static_cast<ULONG_32>(pcNext - pcData);
         }
         pcNext++;
@@ -309,9 +323,9 @@ void PutAside(PORT_INTAKE_S *pstIntake, ULONG_32 ulOffset) {
 
 ULONG_32 ReadMore(NET_INFO_S *pstNetInfo, PLAEYR_PORT_S *pstPort) {
     ULONG_32 ulRead = 0;
-    const ULONG_32 ulRoom = NET_TCP_BUFFER_SIZE - pstPort->ulRecvDataLen;
+    const ULONG_32 ulRoom = 2 * ReadSize(pstPort) - pstPort->ulRecvDataLen;
     ULONG_32 ulResult = NET_TcpRecvWait(pstNetInfo->stSocket, pstPort->pcRecvDataAddr + pstPort->ulRecvDataLen,
-                                        std::min<ULONG_32>(ulRoom, NET_READ_SIZE), &ulRead, WaitOf(pstPort));
+                                        std::min(ulRoom, ReadSize(pstPort)), &ulRead, WaitOf(pstPort));
     if (ulResult != PLAYER_ERR_OK) {
         LOG_ERROR("Port[%03d] NET_TcpRecvMsg Failed.", pstPort->ulPort);
         return ulResult;
@@ -323,7 +337,7 @@ ULONG_32 ReadMore(NET_INFO_S *pstNetInfo, PLAEYR_PORT_S *pstPort) {
 /** A head whose length no packet has: goes on behind it. */
 ULONG_32 SkipFalseHead(PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulLen = pstPort->ulRecvDataLen;
-    const ULONG_32 ulOffset = FindHead(pstPort->pcRecvDataAddr, ulLen, NET_STREAM_HEAD_SIZE);
+    const ULONG_32 ulOffset = FindHead(pstPort->pcRecvDataAddr, ulLen, NET_STREAM_HEAD_SIZE, pstPort->bStandard != 0);
     if (ulOffset < ulLen) {
         LOG_ERROR("Port[%03d] Player_RecvPacketEx Failed, Find New Magic, offset:[%d].", pstPort->ulPort, ulOffset);
         PutAside(pstPort, ulOffset);
@@ -337,7 +351,8 @@ ULONG_32 SkipFalseHead(PLAEYR_PORT_S *pstPort) {
 /** No head where one should be: goes on at the next, or with the last byte, which may be the first of one. */
 ULONG_32 Resynchronise(PLAEYR_PORT_S *pstPort) {
     const ULONG_32 ulLen = pstPort->ulRecvDataLen;
-    const ULONG_32 ulOffset = std::min(FindHead(pstPort->pcRecvDataAddr, ulLen, 0), ulLen - 1);
+    const ULONG_32 ulOffset =
+        std::min(FindHead(pstPort->pcRecvDataAddr, ulLen, 0, pstPort->bStandard != 0), ulLen - 1);
     LOG_ERROR("Port[%03d] Player_RecvPacketEx Failed, Not Find Magic, offset:[%d].", pstPort->ulPort, ulOffset);
     PutAside(pstPort, ulOffset);
     pstPort->ulRecvDataLen = 0;
@@ -365,11 +380,11 @@ ULONG_32 Player_RecvPacketEx(NET_INFO_S *pstNetInfo, PLAEYR_PORT_S *pstPort) {
     if (pstPort->ulRecvDataLen < NET_STREAM_HEAD_SIZE) {
         return ReadMore(pstNetInfo, pstPort);
     }
-    if (!IsHead(pstPort->pcRecvDataAddr)) {
+    if (!IsHead(pstPort->pcRecvDataAddr, pstPort->bStandard != 0)) {
         return Resynchronise(pstPort);
     }
     const ULONG_32 ulPackLen = PacketLength(pstPort->pcRecvDataAddr);
-    if (ulPackLen > NET_READ_SIZE) {
+    if (ulPackLen > PacketLimit(pstPort)) {
         return SkipFalseHead(pstPort);
     }
     const ULONG_32 ulFrameLen = ulPackLen + NET_STREAM_HEAD_SIZE;

@@ -18,18 +18,12 @@ const ULONG_32 LARGEST_PACKET = ULONG_32{RTP_HEAD_SIZE} + RTP_MAX_SEND_PAYLOAD;
 static_assert(PACKET_ROOM >= LARGEST_PACKET);
 static_assert(VOICE_SEND_BUFFER_SIZE >= sizeof(NET_NAT_MSG_HDR_S));
 
-DULONG NowMs() {
-    struct timespec stNow;
-    clock_gettime(CLOCK_MONOTONIC, &stNow);
-    return static_cast<DULONG>(stNow.tv_sec) * 1000 + static_cast<DULONG>(stNow.tv_nsec) / 1000000;
-}
-
 /** Sleeps until the socket takes more, or until something that may be a close. False when the patience is at its end. */
 bool WaitForRoom(PLAEYR_PORT_S *pstPort, VOICE_PATIENCE_S *pstPatience) {
     if (pstPatience == nullptr || (pstPatience->bCloseEnds && PortLock_IsClosing(pstPort->ulPort))) {
         return false;
     }
-    const DULONG dulNow = NowMs();
+    const DULONG dulNow = Time_SteadyMs();
     if (pstPatience->dulEnd == 0) {
         pstPatience->dulEnd = dulNow + static_cast<DULONG>(pstPatience->lMSeconds);
     }
