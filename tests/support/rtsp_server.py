@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """GStreamer's RTSP server with a few test streams, for the flow tests of RTSP clients.
 
 usage: rtsp_server.py PORT [none|basic|digest]
