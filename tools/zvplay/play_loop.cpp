@@ -58,6 +58,7 @@ bool PlayLoop::Run(Failure *failure) {
     Failure late;
     const bool played = Play(failure);
     const bool saved = !begun_ || capture_.End(played ? failure : &late);
+    Finish();
     return played && saved;
 }
 

@@ -52,6 +52,9 @@ class PlayLoop {
     /** Lets flow what waits for it. */
     virtual void Start() {}
 
+    /** Lets nothing flow any more: the player is about to close. */
+    virtual void Finish() {}
+
     /** Does what is due. @return false with the failure filled */
     virtual bool Advance(Failure *failure) = 0;
 

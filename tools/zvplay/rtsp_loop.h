@@ -22,6 +22,7 @@ class RtspLoop : public PlayLoop {
     bool IsOver() override;
     int WaitMilliseconds() const override { return 50; }
     void Pause() override { player_.SetPaused(paused_); }
+    void Finish() override { session_.Stop(); }
     bool TakeOffer(Failure *failure);
 
     Clock::time_point start_ = Clock::now();
