@@ -7,7 +7,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr double kStaleSeconds = 2;    // from here on the user is told
 constexpr double kGiveUpSeconds = 10;  // from here on the session counts as dead
 constexpr double kSoundSeconds = 5;    // a session that held so long is no hopeless one
 
@@ -16,16 +15,6 @@ double Since(RtspClient::Clock::time_point time) {
 }
 
 }  // namespace
-
-const char *LiveWord(LiveState state) {
-    static const char *const kWords[] = {"connecting", "playing", "stale", "reconnecting", "ended", "failed"};
-    return kWords[static_cast<size_t>(state)];
-}
-
-std::string LiveText(LiveState state, double seconds) {
-    const std::string word = LiveWord(state);
-    return state == LiveState::kStale ? word + " since " + std::to_string(static_cast<int>(seconds)) + " s" : word;
-}
 
 RtspSession::RtspSession(RtspSettings settings, RtspClient::TakePacket take)
     : settings_(std::move(settings)), take_(std::move(take)), multi_(curl_multi_init()) {}

@@ -5,32 +5,10 @@
 #include <mutex>
 #include <thread>
 
+#include "common/live_state.h"
 #include "common/rtsp_client.h"
 
 namespace tools {
-
-/** What a live stream is doing. */
-enum class LiveState { kConnecting, kPlaying, kStale, kReconnecting, kEnded, kFailed };
-
-/** "playing", and what users see of the others. @param seconds for how long */
-std::string LiveText(LiveState state, double seconds);
-
-/** The word for programs: "stale". */
-const char *LiveWord(LiveState state);
-
-/** Waits between attempts: half a second, doubled up to 16. */
-class BackOff {
- public:
-    std::chrono::milliseconds Next() {
-        const auto wait = wait_;
-        wait_ = std::min(wait_ * 2, std::chrono::milliseconds(16000));
-        return wait;
-    }
-    void Reset() { wait_ = std::chrono::milliseconds(500); }
-
- private:
-    std::chrono::milliseconds wait_{500};
-};
 
 struct RtspSettings {
     RtspUrl url;

@@ -38,7 +38,7 @@ A file with another ending is recognised by its first bytes.
 options
   --rtsp udp     rtsp://: packets by UDP; default tcp, on the connection itself
   --password-file FILE  rtsp://: the password is the file's first line; or it stands in ZVPLAY_RTSP_PASSWORD
-  --reconnect no  rtsp:// and tcp://: end when the stream does; default yes: connect again, at ever longer intervals
+  --reconnect no  rtsp://: end when the stream does; default yes: connect again, at ever longer intervals
   --seconds N    stop after N seconds of the stream
   --start T      recordings: begin at T, seconds or 1:30, at the key frame behind it
   --speed NAME   recordings: 0.25 0.5 1 2 4 8 16, from 4 on with key frames only; or 2-key 4-key 8-key 16-key, which
@@ -79,7 +79,7 @@ and of recordings
 A seek goes to the next key frame behind the place; pressed again within a second it counts from there. Cloud recordings
 know the seeks and speeds from 0.25 to 4, all with every picture.
 
-A live source that stops plays on when it comes back; the status line tells: connecting, playing, stale since N s,
+An RTSP stream that stops plays on when it comes back; the status line tells: connecting, playing, stale since N s,
 reconnecting. A server that refuses from the beginning ends it at once, with exit code 2.
 
 exit codes

@@ -17,7 +17,7 @@ struct Options {
     std::string source;        ///< file, folder, printf pattern or address
     tools::RtspUrl rtsp;       ///< the source taken apart, if it is an RTSP address; `source` has no login then
     bool rtsp_udp = false;     ///< take its packets by UDP instead of on its connection
-    bool reconnect = true;     ///< live sources: connect again when the stream stops
+    bool reconnect = true;     ///< RTSP: connect again when the stream stops
     std::string talk;          ///< what is said to the camera: a file, "-" or "mic"; empty for nothing
     std::vector<std::string> listeners;  ///< addresses of further cameras that hear it
     double seconds = 0;        ///< stop after so much of the stream; 0 plays it all
