@@ -1,6 +1,11 @@
 #include "rtsp_loop.h"
 
 namespace zvplay {
+namespace {
+
+constexpr double kFirstFrameSeconds = 10;
+
+}  // namespace
 
 RtspLoop::RtspLoop(const Options &options, Player *player, Window *window, Status *status)
     : PlayLoop(options, player, window, status),
@@ -55,9 +60,10 @@ bool RtspLoop::Advance(Failure *failure) {
     return false;
 }
 
-/** The time asked for counts from the first frame, or from the beginning as long as there is none. */
+/** The time asked for counts from the first frame; a server gets some more to come up with one. */
 bool RtspLoop::IsOver() {
-    if (options_.seconds > 0 && Seconds(Clock::now() - start_) >= options_.seconds) return true;
+    const double limit = options_.seconds + (started_ ? 0 : kFirstFrameSeconds);
+    if (options_.seconds > 0 && Seconds(Clock::now() - start_) >= limit) return true;
     double seconds = 0;
     return session_.State(&seconds) == tools::LiveState::kEnded && !paused_ && Drained();
 }
