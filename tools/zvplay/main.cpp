@@ -20,6 +20,7 @@
 #include "options.h"
 #include "player.h"
 #include "push_loop.h"
+#include "rtsp_loop.h"
 #include "source.h"
 #include "status.h"
 #include "talk_loop.h"
@@ -34,7 +35,7 @@ void OnSignal(int signal) { PlayLoop::Interrupt(signal); }
 
 /** What is to be played. */
 struct Plan {
-    bool network = false, recording = false, cloud = false;
+    bool network = false, rtsp = false, recording = false, cloud = false;
     Address address;                 ///< of a stream from the network
     std::unique_ptr<Source> source;  ///< of captured data
     std::unique_ptr<VoiceSource> voice;  ///< what is said to the camera; null for nothing
@@ -70,8 +71,9 @@ bool CheckRecording(const Options &options, Failure *failure) {
 /** Finds out what the source is, and opens it as far as that needs no library. */
 bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
     plan->cloud = !options.cache.empty();
-    plan->network = !plan->cloud && IsAddress(options.source);
-    plan->recording = !plan->cloud && !plan->network && IsRecording(options.source);
+    plan->rtsp = !options.rtsp.url.empty();
+    plan->network = !plan->cloud && !plan->rtsp && IsAddress(options.source);
+    plan->recording = !plan->cloud && !plan->network && !plan->rtsp && IsRecording(options.source);
     if (!plan->recording && (options.start > 0 || options.speed != kNormalSpeed || options.loop)) {
         *failure = {kExitUsage, "--start, --speed and --loop are for recordings", "see zvplay --help"};
         return false;
@@ -80,7 +82,7 @@ bool MakePlan(const Options &options, Plan *plan, Failure *failure) {
         return false;
     }
     if (!options.talk.empty()) return MakeTalkPlan(options, plan, failure);
-    if (plan->network || plan->cloud) return true;
+    if (plan->network || plan->cloud || plan->rtsp) return true;
     if (plan->recording) return CheckRecording(options, failure);
     plan->source = OpenSource(options, failure);
     return plan->source != nullptr;
@@ -113,6 +115,7 @@ std::unique_ptr<Talk> OpenTalk(const Options &options, Plan *plan, const Player 
 bool OpenPort(const Options &options, const Plan &plan, Player *player, Failure *failure) {
     if (!player->Open(failure) || !player->SetKeys(options.rsa_key, options.password, failure)) return false;
     if (plan.voice != nullptr) return player->OpenTalk(plan.address, TalkService(plan), failure);
+    if (plan.rtsp) return true;  // when the server has said what it sends
     if (plan.network) return player->OpenNetwork(plan.address, failure);
     if (plan.cloud) return player->OpenCloud(options.cache, options.cache_limit, failure);
     return plan.recording ? OpenRecording(options, player, failure) : player->OpenPushed(failure);
@@ -125,6 +128,7 @@ std::unique_ptr<PlayLoop> MakeLoop(const Options &options, const Plan &plan, Tal
         auto loop = std::make_unique<CloudLoop>(options, player, window, status);
         return loop->Open(failure) ? std::move(loop) : nullptr;
     }
+    if (plan.rtsp) return std::make_unique<RtspLoop>(options, player, window, status);
     if (talk != nullptr) return std::make_unique<TalkLoop>(options, talk, player, window, status);
     if (plan.network) return std::make_unique<NetLoop>(options, player, window, status);
     if (plan.recording) return std::make_unique<FileLoop>(options, player, window, status);
@@ -189,7 +193,9 @@ int Play(const Options &options) {
 int Main(int argc, char **argv) {
     Options options;
     Failure failure;
-    if (!ParseOptions(argc, argv, &options, &failure)) return Fail(failure);
+    const bool understood = ParseOptions(argc, argv, &options, &failure);
+    for (int i = 1; i < argc; ++i) tools::EraseLogin(argv[i]);  // ps shows the command line to everybody
+    if (!understood) return Fail(failure);
     if (!options.help && !options.version) return Play(options);
     const ULONG_32 version = Zelvane_GetVersion();
     if (options.help) {

@@ -8,6 +8,7 @@
 #include "common/command_line.h"
 #include "common/wall_time.h"
 #include "record_format.h"
+#include "rtsp_login.h"
 
 namespace zvplay {
 namespace {
@@ -18,6 +19,7 @@ const char kHelp[] =
 usage: zvplay [option...] SOURCE
 
 SOURCE is one of
+  rtsp://[USER[:PASSWORD]@]HOST[:PORT]/PATH   an ordinary camera or server: H.264, H.265, JPEG, G.711, AAC
   udp://:PORT        RTP or MPEG-TS in datagrams that arrive at the port; udp://LOCAL:PORT takes one local address
   tcp://HOST:PORT    a server of RTP packets behind "$" heads, or of MPEG-TS so framed: tcp://HOST:PORT?ts
   FILE.mp4 FILE.ts   a recording; TS of recorders and of any other muxer, .m2ts too
@@ -34,6 +36,9 @@ SOURCE is one of
 A file with another ending is recognised by its first bytes.
 
 options
+  --rtsp udp     rtsp://: packets by UDP; default tcp, on the connection itself
+  --password-file FILE  rtsp://: the password is the file's first line; or it stands in ZVPLAY_RTSP_PASSWORD
+  --reconnect no  rtsp://: end when the stream does; default yes: connect again, at ever longer intervals
   --seconds N    stop after N seconds of the stream
   --start T      recordings: begin at T, seconds or 1:30, at the key frame behind it
   --speed NAME   recordings: 0.25 0.5 1 2 4 8 16, from 4 on with key frames only; or 2-key 4-key 8-key 16-key, which
@@ -74,6 +79,9 @@ and of recordings
 A seek goes to the next key frame behind the place; pressed again within a second it counts from there. Cloud recordings
 know the seeks and speeds from 0.25 to 4, all with every picture.
 
+An RTSP stream that stops plays on when it comes back; the status line tells: connecting, playing, stale since N s,
+reconnecting. A server that refuses from the beginning ends it at once, with exit code 2.
+
 exit codes
   0 played   1 wrong command line   2 source   3 no display   4 library, or the report   5 no picture came out   6 not recorded or saved
 )";
@@ -107,8 +115,10 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
     static const char *const kStats[] = {"none", "json"};
     const char *speeds[kSpeedCount];
     std::transform(std::begin(kSpeeds), std::end(kSpeeds), speeds, [](const Speed &speed) { return speed.name; });
-    int stats = 0;
-    std::string at;
+    static const char *const kTransports[] = {"tcp", "udp"};
+    static const char *const kYesNo[] = {"yes", "no"};
+    int stats = 0, transport = 0, reconnect = 0;
+    std::string at, password_file;
     const char *formats[kRecordFormatCount];
     std::transform(std::begin(kRecordFormats), std::end(kRecordFormats), formats,
                    [](const RecordFormat &format) { return format.name; });
@@ -125,6 +135,9 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
         {"--version", &options->version},
         {"--seconds", tools::Number{&options->seconds, 0.001, 1e9}},
         {"--cache", &options->cache},
+        {"--rtsp", tools::Choice{&transport, kTransports}},
+        {"--password-file", &password_file},
+        {"--reconnect", tools::Choice{&reconnect, kYesNo}},
         {"--cache-limit", tools::Whole{&options->cache_limit, 100, 1000000}},
         {"--at", &at},
         {"--fps", tools::Number{&options->fps, 0.001, 1000}},
@@ -142,14 +155,25 @@ bool ParseOptions(int argc, const char *const *argv, Options *options, Failure *
     std::vector<std::string> names;
     if (!tools::ParseCommandLine(argc, argv, table, &names, failure)) return false;
     options->json = stats == 1;
+    options->rtsp_udp = transport == 1;
+    options->reconnect = reconnect == 0;
     if (options->split_size != 0 && options->split_time != 0) {
         return Fail(failure, "--split-size and --split-time exclude each other");
     }
     if (names.size() > 1 && !options->talk.empty()) options->listeners.assign(names.begin() + 1, names.end());
     if (!names.empty()) options->source = names[0];
+    if (tools::IsRtsp(options->source)) {
+        if (!options->talk.empty() || !options->cache.empty()) {
+            return Fail(failure, "--talk and --cache are not for rtsp://");
+        }
+        if (!TakeLogin(options->source, password_file, &options->rtsp, failure)) return false;
+        options->source = names[0] = options->rtsp.url;
+    } else if (!password_file.empty() || transport == 1) {
+        return Fail(failure, "--rtsp and --password-file are for rtsp:// addresses");
+    }
     if (!TakeCloud(at, names, options, failure)) return false;
     if (names.size() > 1 && options->talk.empty() && options->cache.empty()) {
-        return Fail(failure, "two sources: " + names[0] + " and " + names[1]);
+        return Fail(failure, "two sources: " + tools::WithoutLogin(names[0]) + " and " + tools::WithoutLogin(names[1]));
     }
     if (options->help || options->version || !options->source.empty()) return true;
     return Fail(failure, "no source given", "name one: zvplay recording.mp4; see zvplay --help");

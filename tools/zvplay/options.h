@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "common/rtsp_text.h"
 #include "failure.h"
 #include "speed.h"
 
@@ -14,6 +15,9 @@ namespace zvplay {
 /** What the user asked for. */
 struct Options {
     std::string source;        ///< file, folder, printf pattern or address
+    tools::RtspUrl rtsp;       ///< the source taken apart, if it is an RTSP address; `source` has no login then
+    bool rtsp_udp = false;     ///< take its packets by UDP instead of on its connection
+    bool reconnect = true;     ///< RTSP: connect again when the stream stops
     std::string talk;          ///< what is said to the camera: a file, "-" or "mic"; empty for nothing
     std::vector<std::string> listeners;  ///< addresses of further cameras that hear it
     double seconds = 0;        ///< stop after so much of the stream; 0 plays it all

@@ -55,15 +55,19 @@ bool PlayLoop::Begin(Failure *failure) {
 }
 
 bool PlayLoop::Run(Failure *failure) {
-    if (!Begin(failure)) return false;
     Failure late;
     const bool played = Play(failure);
-    const bool saved = capture_.End(played ? failure : &late);
+    const bool saved = !begun_ || capture_.End(played ? failure : &late);
+    Finish();
     return played && saved;
 }
 
 bool PlayLoop::Play(Failure *failure) {
     while (!quit_ && interrupted == 0) {
+        if (!begun_ && IsReady()) {
+            begun_ = true;
+            if (!Begin(failure)) return false;
+        }
         HandleWindow();
         capture_.Watch();
         if (!Advance(failure)) return false;
@@ -81,6 +85,7 @@ void PlayLoop::HandleWindow() {
 }
 
 void PlayLoop::Act(Action action) {
+    if (!begun_ && action != Action::kQuit) return;
     switch (action) {
         case Action::kQuit:
             quit_ = true;

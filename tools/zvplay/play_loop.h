@@ -42,12 +42,18 @@ class PlayLoop {
  protected:
     using Clock = std::chrono::steady_clock;
 
+    /** Whether there is something to show and record yet. */
+    virtual bool IsReady() const { return true; }
+
     /** Whether a picture has to come before a recording may begin: a seek needs what that one tells. */
     virtual bool StepsFirst() const { return false; }
     virtual void StepIn() {}
 
     /** Lets flow what waits for it. */
     virtual void Start() {}
+
+    /** Lets nothing flow any more: the player is about to close. */
+    virtual void Finish() {}
 
     /** Does what is due. @return false with the failure filled */
     virtual bool Advance(Failure *failure) = 0;
@@ -89,7 +95,7 @@ class PlayLoop {
     Clock::time_point next_look_ = Clock::now();  ///< at the library's figures
     Clock::time_point next_second_ = next_look_ + std::chrono::seconds(1);
     bool proportion_ = true;
-    bool quit_ = false;
+    bool quit_ = false, begun_ = false;
     uint32_t drained_pictures_ = 0;  ///< pictures when drained_since_ was set
     Clock::time_point drained_since_;
     bool draining_ = false;

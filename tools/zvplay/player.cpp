@@ -5,6 +5,7 @@
 #include "analytics_records.h"
 #include "common/library_failure.h"
 #include "common/rsa_pem.h"
+#include "player_ext.h"
 #include "talk.h"
 
 namespace zvplay {
@@ -57,6 +58,43 @@ PLAYER_RSA_INFO_S RsaInfo(const tools::RsaKey &key) {
     PutHex(key.exponent2, info.cDQ);
     PutHex(key.coefficient, info.cQP);
     return info;
+}
+
+/** The row of the library's payload table that a track fills. */
+PLAYER_PAYLOAD_TYPE_S PayloadOf(const tools::SdpTrack &track) {
+    static const struct {
+        tools::Coding coding;
+        int value;
+    } kTypes[] = {
+        {tools::Coding::kH264, PLAYER_VIDEO_ENCODE_H264},  {tools::Coding::kH265, PLAYER_VIDEO_ENCODE_H265},
+        {tools::Coding::kJpeg, PLAYER_VIDEO_ENCODE_MJPEG}, {tools::Coding::kG711U, PLAYER_AUDIO_ENCODE_G711U},
+        {tools::Coding::kG711A, PLAYER_AUDIO_ENCODE_G711A}, {tools::Coding::kAac, PLAYER_AUDIO_ENCODE_AAC},
+    };
+    PLAYER_PAYLOAD_TYPE_S row = {};
+    row.ucPayloadType = track.payload;
+    row.ulType = track.video ? 0 : 1;
+    row.ulSampleRate = track.clock;
+    for (const auto &type : kTypes) {
+        if (type.coding != track.coding) continue;
+        if (track.video) {
+            row.unPayload.enVideoPayloadType = static_cast<PLAYER_VIDEO_ENCODE_TYPE_E>(type.value);
+        } else {
+            row.unPayload.enAudioPayloadType = static_cast<PLAYER_AUDIO_ENCODE_TYPE_E>(type.value);
+        }
+    }
+    return row;
+}
+
+/** Tells the port all that a description says of a track, beyond its payload number. */
+bool DescribeTrack(ULONG_32 port, const tools::SdpTrack &track) {
+    if (track.coding == tools::Coding::kAac && track.aac.object_type != 0) {
+        PLAYER_AUDIO_INFO_S info = {track.aac.object_type, track.aac.frequency_index, track.aac.channels, 0};
+        return Zelvane_SetAudioInfo(port, &info) == 1;
+    }
+    if (track.coding != tools::Coding::kH264 && track.coding != tools::Coding::kH265) return true;
+    const ULONG_32 coding =
+        track.coding == tools::Coding::kH265 ? PLAYER_VIDEO_ENCODE_H265 : PLAYER_VIDEO_ENCODE_H264;
+    return ZelvaneExt_SetParameterSets(port, coding, track.sets.data(), static_cast<ULONG_32>(track.sets.size())) == 1;
 }
 
 size_t Slots(Bytes data) { return (data.size() + kSlotBytes - 1) / kSlotBytes; }
@@ -143,6 +181,29 @@ bool Player::OpenPushed(Failure *failure) {
     close_ = Zelvane_CloseInputStream;
     queued_ = true;
     return true;
+}
+
+bool Player::OpenStandard(const std::vector<tools::SdpTrack> &tracks, Failure *failure) {
+    if (shown_) Zelvane_StopPlay(port_, window_);
+    if (close_ != nullptr) close_(port_);
+    close_ = nullptr;
+    std::vector<PLAYER_PAYLOAD_TYPE_S> rows;
+    bool described = ZelvaneExt_SetStandardIntake(port_, 1);
+    for (const tools::SdpTrack &track : tracks) {
+        rows.push_back(PayloadOf(track));
+        described = described && DescribeTrack(port_, track);
+    }
+    if (!described || Zelvane_SetPayloadType(port_, static_cast<ULONG_32>(rows.size()), rows.data()) != 1) {
+        *failure = tools::LibraryFailure("the library does not take what the server says of its stream");
+        return false;
+    }
+    if (!OpenPushed(failure) || (shown_ && !Show(reinterpret_cast<unsigned long>(window_), failure))) return false;
+    if (sound_) SetSound(true);
+    return true;
+}
+
+void Player::GivePacket(tools::Bytes packet) const {
+    Zelvane_InputMediaData(port_, packet.data(), static_cast<ULONG_32>(packet.size()));
 }
 
 bool Player::OpenRecording(const std::string &path, bool paced, Failure *failure) {
@@ -250,6 +311,7 @@ bool Player::Give(const Push &push, Failure *failure) {
 }
 
 void Player::SetSound(bool on) {
+    sound_ = on;
     if (on) {
         Zelvane_OpenSound(port_);
     } else {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "address.h"
+#include "common/sdp.h"
 #include "failure.h"
 #include "player_sdk_func.h"
 #include "source.h"
@@ -52,6 +53,15 @@ class Player {
 
     /** Opens the port for pushed data. @return false with the failure filled, as for the two below */
     bool OpenPushed(Failure *failure);
+
+    /**
+     * The same for RTP packets of any sender, as its description has them; to be called again when that has changed: a
+     * window and sound go on.
+     */
+    bool OpenStandard(const std::vector<tools::SdpTrack> &tracks, Failure *failure);
+
+    /** Gives one RTP packet; any thread, between OpenStandard() and the next or Close(). */
+    void GivePacket(tools::Bytes packet) const;
 
     /** Opens a recording, which stands until SetSpeed() or Show(). @param paced at its own pace without a window too */
     bool OpenRecording(const std::string &path, bool paced, Failure *failure);
@@ -174,7 +184,7 @@ class Player {
     static void OnSound(ULONG_32 port, PLAYER_PARSE_AUDIO_DATA_S *frame, void *counters, LONG_REAL reserved);
     static void OnMessage(ULONG_32 kind, void *message);
 
-    bool started_ = false, allocated_ = false, shown_ = false;
+    bool started_ = false, allocated_ = false, shown_ = false, sound_ = false;
     BOOL_T (*close_)(ULONG_32 port) = nullptr;  ///< undoes the open call
     bool queued_ = false;                       ///< there is a ring of packets
     ULONG_32 port_ = 0;

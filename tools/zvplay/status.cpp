@@ -95,6 +95,12 @@ std::string CloudJson(const CloudState &cloud) {
            "\"message_text\": \"" + cloud.message_text + "\", ";
 }
 
+/** The members of a line of JSON that only a stream has that is kept up. */
+std::string LiveJson(const PlayState &state) {
+    if (state.live.empty()) return "";
+    return "\"state\": \"" + state.live_word + Format("\", \"reconnects\": %u, ", state.reconnects);
+}
+
 size_t TerminalWidth() {
     winsize size = {};
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
@@ -106,6 +112,7 @@ Status::Status(const Options &options) : options_(options), live_(!options.json 
 
 std::string Status::Mode(const PlayState &state) {
     std::string mode;
+    if (!state.live.empty()) mode += "  " + state.live;
     if (state.waiting) mode += "  waiting for data";
     if (state.recording && state.speed != kNormalSpeed) mode += std::string("  ") + kSpeeds[state.speed].shown;
     if (state.loop) mode += "  loop";
@@ -157,7 +164,7 @@ void Status::Json(const Figures &figures, const PlayState &state, bool end) {
         "\"lost\": %d, \"queue_fill\": %.4f, \"sounds\": %u, \"width\": %d, \"height\": %d, \"video\": \"%s\", "
         "\"audio\": \"%s\", %s%s\"sound\": %s, \"paused\": %s, \"refused\": %s, \"not_descrambled\": %u, \"analytics\": %s, "
         "\"analytics_records\": %u, \"end\": %s}\n",
-        state.position, CloudJson(state.cloud).c_str(), length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
+        state.position, (CloudJson(state.cloud) + LiveJson(state)).c_str(), length.c_str(), kSpeeds[state.speed].name, state.loop ? "true" : "false", figures.frames,
         figures.pictures, figures.rate, figures.bit_rate, figures.packets, figures.lost, figures.fill, figures.sounds,
         figures.width, figures.height, figures.video, figures.audio, TalkJson(state.talk).c_str(), RecordJson(state).c_str(),
         state.sound ? "true" : "false", state.paused ? "true" : "false", state.refusal.empty() ? "false" : "true",

@@ -25,6 +25,9 @@ struct PlayState {
     double played = 0;    ///< seconds of it that were played
     bool paused = false;
     bool sound = false;
+    std::string live;          ///< of a stream that is kept up: "stale since 3 s"; empty for other sources
+    std::string live_word;     ///< the same in one word, for programs
+    unsigned reconnects = 0;   ///< how often it was connected again
     bool waiting = false;      ///< for the first frame from the network
     bool recording = false;    ///< the three below mean something
     double length = 0;         ///< seconds
