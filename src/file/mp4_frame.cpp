@@ -68,8 +68,9 @@ const mp4_sets_t *WholeSets(const mp4_moov_box &stParser, const mp4_sample_node 
         return &pstH265->sets;
     }
     const mp4_avcC_box *pstH264 = stNode.key == 1 ? Configuration(stParser, stNode.type) : nullptr;
+    // No recording has another track in front of its video; the first track's SPS would have no length then.
     const bool bWhole = pstH264 != nullptr &&
-                        (pstH264->numOfSequenceParameterSet > 1 || pstH264->numOfPictureParameterSets > 1 ||
+                        (strcmp(stParser.trak[0].mdia.hdlr.handler_type, "vide") != 0 || pstH264->numOfSequenceParameterSet > 1 || pstH264->numOfPictureParameterSets > 1 ||
                          IsOfType(Description(stParser, stNode.type), "avc3"));
     return bWhole ? &pstH264->sets : nullptr;
 }
