@@ -69,7 +69,7 @@ struct mp4_avcC_box {
     UCHAR numOfSequenceParameterSet = 0;
     SPS sps; /**< the first of them */
     UCHAR numOfPictureParameterSets = 0;
-    PPS pps; /**< the first of them */
+    PPS pps;         /**< the first of them */
     mp4_sets_t sets; /**< all of them */
 };
 
@@ -278,10 +278,10 @@ struct mp4_iods_box {};
 
 /** Where a sample lies and when it is to be decoded. */
 struct mp4_place_t {
-    DLONG dlOffset;   /**< in the file */
-    DULONG dulTime;   /**< ticks of the track */
-    ULONG_32 ulSize;  /**< bytes */
-    ULONG_32 bKey;    /**< 1 for a sync sample */
+    DLONG dlOffset;  /**< in the file */
+    DULONG dulTime;  /**< ticks of the track */
+    ULONG_32 ulSize; /**< bytes */
+    ULONG_32 bKey;   /**< 1 for a sync sample */
 };
 
 /** What a fragment doesn't say of a track's samples ("trex", ISO/IEC 14496-12, 8.8.3). */

@@ -96,7 +96,8 @@ bool ReadParameterSet(FILE *pFile, ULONG_32 *pulLeft, bool bKeep, USHORT *pusLen
 /** Collects parameter sets as a byte stream; none for want of memory. */
 class SetStream {
  public:
-    /** ulBox bytes of configuration become no more than twice as many: a set's length of two bytes makes room for four. */
+    /** ulBox bytes of configuration become no more than twice as many: a set's length of two bytes makes room for four.
+     */
     SetStream(size_t ulBox, mp4_sets_t *pstSets) : m_pstSets(pstSets) {
         pstSets->length = 0;
         pstSets->stream.reset(new (std::nothrow) UCHAR[2 * ulBox]);

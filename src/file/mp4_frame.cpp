@@ -69,9 +69,10 @@ const mp4_sets_t *WholeSets(const mp4_moov_box &stParser, const mp4_sample_node 
     }
     const mp4_avcC_box *pstH264 = stNode.key == 1 ? Configuration(stParser, stNode.type) : nullptr;
     // No recording has another track in front of its video; the first track's SPS would have no length then.
-    const bool bWhole = pstH264 != nullptr &&
-                        (strcmp(stParser.trak[0].mdia.hdlr.handler_type, "vide") != 0 || pstH264->numOfSequenceParameterSet > 1 || pstH264->numOfPictureParameterSets > 1 ||
-                         IsOfType(Description(stParser, stNode.type), "avc3"));
+    const bool bWhole =
+        pstH264 != nullptr &&
+        (strcmp(stParser.trak[0].mdia.hdlr.handler_type, "vide") != 0 || pstH264->numOfSequenceParameterSet > 1 ||
+         pstH264->numOfPictureParameterSets > 1 || IsOfType(Description(stParser, stNode.type), "avc3"));
     return bWhole ? &pstH264->sets : nullptr;
 }
 
@@ -180,8 +181,7 @@ ULONG_32 H264LengthSize(const mp4_avcC_box *pstConfiguration, const UCHAR *pucSa
  * bytes may as well be the length of a unit of some 300 bytes; then the sum decides.
  */
 ULONG_32 H265LengthSize(const mp4_hvcC_box *pstConfiguration, const UCHAR *pucSample, ULONG_32 ulLen) {
-    if (pstConfiguration == nullptr || ulLen < START_CODE_SIZE ||
-        memcmp(pucSample, START_CODE, START_CODE_SIZE) == 0) {
+    if (pstConfiguration == nullptr || ulLen < START_CODE_SIZE || memcmp(pucSample, START_CODE, START_CODE_SIZE) == 0) {
         return 0;
     }
     const ULONG_32 ulStated = pstConfiguration->lengthSizeMinusOne;
@@ -208,8 +208,8 @@ ULONG_32 GrowToByteStream(UCHAR *pucSample, ULONG_32 ulLen, ULONG_32 ulLengthSiz
     DULONG dulRead = 0;
     DULONG dulGrown = 0;
     while (dulRead + ulLengthSize <= ulLen) {
-        const DULONG dulUnit = std::min<DULONG>(UnitLength(pucSample + dulRead, ulLengthSize),
-                                                ulLen - dulRead - ulLengthSize);
+        const DULONG dulUnit =
+            std::min<DULONG>(UnitLength(pucSample + dulRead, ulLengthSize), ulLen - dulRead - ulLengthSize);
         dulRead += ulLengthSize + dulUnit;
         dulGrown += START_CODE_SIZE + dulUnit;
     }

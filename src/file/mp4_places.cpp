@@ -118,7 +118,7 @@ class TableReader {
 struct LISTED_TRACK_S {
     LONG_32 lTrack = -1;
     std::vector<mp4_place_t> astPlaces;
-    DULONG dulEnd = 0;        // ticks of the track
+    DULONG dulEnd = 0;  // ticks of the track
     ULONG_32 ulTimescale = 1;
     size_t ulNext = 0;
 

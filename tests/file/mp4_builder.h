@@ -37,8 +37,8 @@ inline std::string AvcC(const std::string &sps, const std::string &pps) {
 
 /** Configuration of H.265 with a length size and one set of each of these types. */
 inline std::string HvcC(unsigned lengthSize, const std::vector<std::pair<char, std::string>> &sets) {
-    std::string body = std::string("\1") + Zeros(20) + static_cast<char>(0xFC | (lengthSize - 1)) +
-                       static_cast<char>(sets.size());
+    std::string body =
+        std::string("\1") + Zeros(20) + static_cast<char>(0xFC | (lengthSize - 1)) + static_cast<char>(sets.size());
     for (const auto &[type, set] : sets) {
         body += type + U16(1) + U16(static_cast<uint32_t>(set.size())) + set;
     }

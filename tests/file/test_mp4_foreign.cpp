@@ -150,11 +150,11 @@ TEST(Mp4Foreign, FragmentsSayWhereTheirSamplesLie) {
     // Sizes from "trex", the place behind the fragment's start; then all of it in the run; then from the file's start.
     const std::string plain = Moof(0x20000, "", 0x5, 2, U32(72) + U32(0));
     EXPECT_EQ(ListOf(Fragmented(plain + data)), (Lines{at(72, 4, true), at(76, 4, false)}));
-    const std::string full = Moof(0, "", 0xF01, 2, U32(100) + U32(10) + U32(5) + Zeros(8) + U32(10) + U32(6) +
-                                                       U32(0x10000) + Zeros(4));
+    const std::string full =
+        Moof(0, "", 0xF01, 2, U32(100) + U32(10) + U32(5) + Zeros(8) + U32(10) + U32(6) + U32(0x10000) + Zeros(4));
     EXPECT_EQ(ListOf(Fragmented(full + data)), (Lines{at(100, 5, true), at(105, 6, false)}));
-    const std::string based = Moof(0x1 | 0x2 | 0x8 | 0x10 | 0x20, U32(0) + U32(moof + 90) + Zeros(4) + U32(20) +
-                                                                     U32(7) + U32(0), 0, 2, "");
+    const std::string based =
+        Moof(0x1 | 0x2 | 0x8 | 0x10 | 0x20, U32(0) + U32(moof + 90) + Zeros(4) + U32(20) + U32(7) + U32(0), 0, 2, "");
     Mp4Open file(Fragmented(based + data));
     ASSERT_TRUE(file.Ok());
     EXPECT_EQ(file.List(), (Lines{at(90, 7, true), at(97, 7, true)}));

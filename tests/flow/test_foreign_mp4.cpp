@@ -1,5 +1,5 @@
-// MP4 as phones, ffmpeg and streaming servers write it: every picture as ffmpeg decodes it; key frames, steps, jumps and
-// recordings as of our own files.
+// MP4 as phones, ffmpeg and streaming servers write it: every picture as ffmpeg decodes it; key frames, steps, jumps
+// and recordings as of our own files.
 #include <gtest/gtest.h>
 
 #include <map>

@@ -16,7 +16,8 @@ bool SampleWalk::EnterChunk() {
         while (map_ + 1 < map.map_amount && map.scmap[map_ + 1].first_chunk_num <= chunk_ + 1) ++map_;
         left_in_chunk_ = map.scmap[map_].sample_amount_in_cur_table;
         const mp4_stco_box &chunks = tables_.stco;
-        at_ = chunks.chunk_offset_64 != nullptr ? chunks.chunk_offset_64[chunk_] : chunks.chunk_offset_from_file_begin[chunk_];
+        at_ = chunks.chunk_offset_64 != nullptr ? chunks.chunk_offset_64[chunk_]
+                                                : chunks.chunk_offset_from_file_begin[chunk_];
         ++chunk_;
     }
     return true;
