@@ -29,6 +29,7 @@ enum : ULONG_32 {
     MP4_CHILDREN_MAX = 65536,  /**< boxes on one level; more are an overflow */
     MP4_DESCRIPTIONS_MAX = 64, /**< sample descriptions of a track; more are left out */
     MP4_SAMPLES_MAX = 8 << 20, /**< samples of a file, about 80 hours of video with sound; the list ends there */
+    MP4_PLACES_MAX = 2 << 20,  /**< of a track that goes by tables or fragments, some 19 hours of video */
     MP4_CONFIGURATION_SIZE_MAX = 64 << 10, /**< bytes of a decoder configuration; of a longer one the start counts */
     MP4_FRAGMENTS_SIZE_MAX = 64 << 20,     /**< bytes of all "moof" boxes of a file; more are left out */
 };

@@ -142,7 +142,7 @@ class FragmentReader {
         const ULONG_32 ulSize = stSample.default_sample_size;
         if (m_dlEnd < 0 || m_dlEnd > m_pstMoov->dlFileEnd - ulSize ||
             m_pstMoov->dlFragmentData > m_pstMoov->dlFileEnd - ulSize ||
-            m_pstMoov->ulFragmentSamples >= MP4_SAMPLES_MAX) {
+            m_pstMoov->ulFragmentSamples >= MP4_PLACES_MAX) {
             return false;
         }
         if (ulSize != 0) {

@@ -49,6 +49,7 @@ class TableReader {
         if (stMap.map_amount == 0 || stMap.scmap[0].first_chunk_num != 1) {
             return false;
         }
+        pstPlaces->reserve(Most());
         ULONG_32 ulRow = 0;
         for (ULONG_32 c = 0; c < ulChunks && m_ulSample < Samples(); ++c) {
             while (ulRow + 1 < stMap.map_amount && stMap.scmap[ulRow + 1].first_chunk_num <= c + 1) {
@@ -67,6 +68,11 @@ class TableReader {
     ULONG_32 Samples() const {
         const mp4_stsz_box &stSizes = m_stTables.stsz;
         return stSizes.samples_size_intotal != 0 || stSizes.sample_size_table != nullptr ? stSizes.table_size : 0;
+    }
+    /** Samples that can be listed at the most: those of a constant size are limited by the data. */
+    size_t Most() const {
+        const ULONG_32 ulSize = std::max<ULONG_32>(m_stTables.stsz.samples_size_intotal, 1);
+        return static_cast<size_t>(std::min<DLONG>({Samples(), m_dlFileEnd / ulSize, MP4_PLACES_MAX}));
     }
     DULONG Offset(ULONG_32 ulChunk) const {
         const mp4_stco_box &stChunks = m_stTables.stco;
@@ -92,7 +98,7 @@ class TableReader {
             const ULONG_32 ulSize = stSizes.samples_size_intotal != 0 ? stSizes.samples_size_intotal
                                                                       : stSizes.sample_size_table[m_ulSample];
             m_dlData += ulSize;
-            if (m_dlData > m_dlFileEnd || pstPlaces->size() >= MP4_SAMPLES_MAX) {
+            if (m_dlData > m_dlFileEnd || pstPlaces->size() >= MP4_PLACES_MAX) {
                 return false;
             }
             const bool bKey = IsKey();
