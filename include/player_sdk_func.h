@@ -257,7 +257,8 @@ ZELVANE_API BOOL_T Zelvane_SetAudioInfo(ULONG_32 ulPort, PLAYER_AUDIO_INFO_S *ps
 /* ---- local files ------------------------------------------------------------------------------------------------ */
 
 /**
- * Opens a local file, MP4, AVI or MPEG-TS of the platform's devices, on a port without an open source. The port is
+ * Opens a local file, MP4, AVI or MPEG-TS of the platform's devices, on a port without an open source; MP4 of other
+ * writers with H.264 or H.265 and AAC or MPEG audio plays too, also in fragments. The port is
  * paused: Zelvane_StartPlay() plays it in a window, Zelvane_PausePlay() with 0 without one. Without a window pictures are not
  * paced: frames are read and decoded as fast as they can be, unless the picture callback was set with bContinue 0. At
  * the end of the file the port pauses and sends a run message of kind PLAYER_RUN_INFO_MEDIA_PROCESS with

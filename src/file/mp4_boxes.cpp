@@ -7,6 +7,7 @@
 #include <new>
 
 #include "file/mp4_inner.h"
+#include "file/mp4_places.h"
 #include "foundations/bytes.h"
 #include "foundations/com_log.h"
 
@@ -19,6 +20,11 @@ struct CHILD_ROW {
     LONG_32 (*pfnRead)(FILE *pFile, const MP4_HEAD_S &stHead, Parent *pstParent);
 };
 
+/** Boxes that no recording has are told in the log, read or not. */
+void TellUnknown(const CHAR *pcName, const MP4_HEAD_S &stHead) {
+    LOG_WARN("mp4_read_%s_box Warning, Unknow Box Type[%s]", pcName, stHead.szType);
+}
+
 /** Finds a child's row, runs it, and says so in the log if there is none. */
 template <class Parent, size_t N>
 LONG_32 ReadChild(FILE *pFile, const MP4_HEAD_S &stHead, const CHAR *pcName, const CHILD_ROW<Parent> (&astRows)[N],
@@ -28,7 +34,7 @@ LONG_32 ReadChild(FILE *pFile, const MP4_HEAD_S &stHead, const CHAR *pcName, con
             return stRow.pfnRead != nullptr ? stRow.pfnRead(pFile, stHead, pstParent) : 0;
         }
     }
-    LOG_WARN("mp4_read_%s_box Warning, Unknow Box Type[%s]", pcName, stHead.szType);
+    TellUnknown(pcName, stHead);
     return 0;
 }
 
@@ -69,6 +75,23 @@ void StartBox(FILE *pFile, const CHAR *pcType, ULONG_32 ulBoxSize, Box *pstBox) 
     Mp4_ReadVersion(pFile, &pstBox->version, &pstBox->flags);
 }
 
+/** A time of 64 bits, as version 1 has it, up to what the record holds. */
+ULONG_32 ReadLongTime(FILE *pFile) {
+    const ULONG_32 ulHigh = read_uint32_lit(pFile);
+    const ULONG_32 ulLow = read_uint32_lit(pFile);
+    return ulHigh == 0 ? ulLow : UINT32_MAX;
+}
+
+/** Times, time scale and duration of "mvhd" and "mdhd". */
+template <class Box>
+void ReadTimes(FILE *pFile, Box *pstBox) {
+    const bool bLong = pstBox->version == 1;
+    pstBox->creation_time = bLong ? ReadLongTime(pFile) : read_uint32_lit(pFile);
+    pstBox->modification_time = bLong ? ReadLongTime(pFile) : read_uint32_lit(pFile);
+    pstBox->timescale = read_uint32_lit(pFile);
+    pstBox->duration = bLong ? ReadLongTime(pFile) : read_uint32_lit(pFile);
+}
+
 void ReadWords(FILE *pFile, ULONG_32 *pulTo, size_t ulCount) {
     for (size_t i = 0; i < ulCount; ++i) {
         pulTo[i] = read_uint32_lit(pFile);
@@ -106,11 +129,24 @@ LONG_32 ReadSmhd(FILE *pFile, const MP4_HEAD_S &stHead, mp4_minf_box *pstMinf) {
     return 0;
 }
 
+LONG_32 ReadMvex(FILE *pFile, const MP4_HEAD_S &stHead, mp4_moov_box *pstMoov) {
+    TellUnknown("moov", stHead);
+    Mp4_ReadDefaults(pFile, stHead.ulSize, pstMoov);
+    return 0;
+}
+
+LONG_32 ReadLargeOffsets(FILE *pFile, const MP4_HEAD_S &stHead, mp4_stbl_box *pstStbl) {
+    TellUnknown("stbl", stHead);
+    mp4_read_co64_box(pFile, stHead.ulSize, &pstStbl->stco);
+    return 0;
+}
+
 constexpr CHILD_ROW<mp4_moov_box> MOOV_CHILDREN[] = {
     CHILD_RECORD("mvhd", mp4_moov_box, mvhd, mp4_read_mvhd_box),
     {"trak", AddTrack},
     CHILD_RECORD("iods", mp4_moov_box, iods, mp4_read_iods_box),
     {"udta", nullptr},
+    {"mvex", ReadMvex},
 };
 
 constexpr CHILD_ROW<mp4_trak_box> TRAK_CHILDREN[] = {
@@ -143,14 +179,32 @@ constexpr CHILD_ROW<mp4_stbl_box> STBL_CHILDREN[] = {
     CHILD_RECORD("stz2", mp4_stbl_box, stsz, mp4_read_stsz_box),
     CHILD_RECORD("stco", mp4_stbl_box, stco, mp4_read_stco_box),
     CHILD_RECORD("c064", mp4_stbl_box, stco, mp4_read_stco_box),
+    {"co64", ReadLargeOffsets},
     {"ctts", nullptr},
 };
 
 #undef CHILD_RECORD
 
+/** Size of a box whose head says 1 and has its size behind it, in 64 bits; 0 if the file is too short for it. */
+DLONG ReadLargeSize(FILE *pFile, DLONG dlData) {
+    UCHAR aucSize[8];
+    const bool bThere = fread(aucSize, 1, sizeof(aucSize), pFile) == sizeof(aucSize);
+    const DULONG dulSize = bytes::Reader(aucSize, bThere ? sizeof(aucSize) : 0).U64Be();
+    const DLONG dlMost = Mp4_FileLength(pFile) - dlData + MP4_HEAD_SIZE;
+    return dulSize >= 2 * MP4_HEAD_SIZE && dlMost > 0 && dulSize <= static_cast<DULONG>(dlMost)
+               ? static_cast<DLONG>(dulSize)
+               : 0;
+}
+
 /** A recording that was not finished has no size here: its data reach to the end of the file. */
 DLONG ReadMdat(FILE *pFile, DLONG dlData, ULONG_32 ulSize, mp4_moov_box *pstMoov) {
     pstMoov->dlMdatDataOffset = dlData;
+    const DLONG dlLarge = ulSize == 1 ? ReadLargeSize(pFile, dlData) : 0;
+    if (dlLarge != 0) {
+        pstMoov->dlMdatDataOffset = dlData + MP4_HEAD_SIZE;
+        pstMoov->dlMdatDataEnd = dlData + dlLarge - MP4_HEAD_SIZE;
+        return dlLarge;
+    }
     if (ulSize > MP4_HEAD_SIZE) {
         pstMoov->dlMdatDataEnd = dlData + ulSize - MP4_HEAD_SIZE;
         return ulSize;
@@ -239,6 +293,7 @@ ULONG_32 mp4_read_root_box(FILE *pFile, mp4_moov_box *pstMoov, DLONG *pdlBoxSize
     }
     const DLONG dlPos = ftello(pFile);
     const MP4_HEAD_S stHead = Mp4_ReadHead(pFile, dlPos);
+    pstMoov->dlFileEnd = Mp4_FileLength(pFile);
     *pdlBoxSize = stHead.ulSize;
     if (Mp4_IsType(stHead, "moov")) {
         if (mp4_read_moov_box(pFile, stHead.ulSize, pstMoov) != 0) {
@@ -251,6 +306,9 @@ ULONG_32 mp4_read_root_box(FILE *pFile, mp4_moov_box *pstMoov, DLONG *pdlBoxSize
         *pdlBoxSize = 1;  // filling between boxes
     } else if (!Mp4_IsType(stHead, "ftyp") && !Mp4_IsType(stHead, "free")) {
         LOG_INFO("%s==mark Undifined", stHead.szType);
+        if (Mp4_IsType(stHead, "moof")) {
+            Mp4_ReadFragment(pFile, dlPos, stHead.ulSize, pstMoov);
+        }
     }
     return 0;
 }
@@ -286,14 +344,11 @@ mp4_stbl_box *mp4_read_stbl_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stbl_box *p
     return pstBox;
 }
 
-/* ---- boxes of fixed layout, version 0 -------------------------------------------------------------------------- */
+/* ---- boxes of fixed layout -------------------------------------------------------------------------- */
 
 mp4_mvhd_box *mp4_read_mvhd_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_mvhd_box *pstBox) {
     StartBox(pFile, "mvhd", ulBoxSize, pstBox);
-    pstBox->creation_time = read_uint32_lit(pFile);
-    pstBox->modification_time = read_uint32_lit(pFile);
-    pstBox->timescale = read_uint32_lit(pFile);
-    pstBox->duration = read_uint32_lit(pFile);
+    ReadTimes(pFile, pstBox);
     pstBox->rate = read_uint32_lit(pFile);
     pstBox->volume = read_uint16_big(pFile);
     Mp4_ReadBytes(pFile, pstBox->reserved, sizeof(pstBox->reserved));
@@ -310,11 +365,12 @@ mp4_iods_box *mp4_read_iods_box(FILE * /*pFile*/, ULONG_32 /*ulBoxSize*/, mp4_io
 
 mp4_tkhd_box *mp4_read_tkhd_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_tkhd_box *pstBox) {
     StartBox(pFile, "tkhd", ulBoxSize, pstBox);
-    pstBox->creation_time = read_uint32_lit(pFile);
-    pstBox->modification_time = read_uint32_lit(pFile);
+    const bool bLong = pstBox->version == 1;
+    pstBox->creation_time = bLong ? ReadLongTime(pFile) : read_uint32_lit(pFile);
+    pstBox->modification_time = bLong ? ReadLongTime(pFile) : read_uint32_lit(pFile);
     pstBox->track_id = read_uint32_lit(pFile);
     pstBox->reserved = read_uint32_lit(pFile);
-    pstBox->duration = read_uint32_lit(pFile);
+    pstBox->duration = bLong ? ReadLongTime(pFile) : read_uint32_lit(pFile);
     ReadWords(pFile, pstBox->reserved2, std::size(pstBox->reserved2));
     pstBox->layer = read_uint16_big(pFile);
     pstBox->alternate_group = read_uint16_big(pFile);
@@ -328,10 +384,7 @@ mp4_tkhd_box *mp4_read_tkhd_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_tkhd_box *p
 
 mp4_mdhd_box *mp4_read_mdhd_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_mdhd_box *pstBox) {
     StartBox(pFile, "mdhd", ulBoxSize, pstBox);
-    pstBox->creation_time = read_uint32_lit(pFile);
-    pstBox->modification_time = read_uint32_lit(pFile);
-    pstBox->timescale = read_uint32_lit(pFile);
-    pstBox->duration = read_uint32_lit(pFile);
+    ReadTimes(pFile, pstBox);
     pstBox->language = read_uint16_big(pFile);
     pstBox->pre_defined = read_uint16_big(pFile);
     return pstBox;

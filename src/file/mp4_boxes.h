@@ -3,9 +3,10 @@
  * @brief Boxes of the ISO base media file format (ISO/IEC 14496-12, -14, -15), as far as recordings need them, and the
  *        flat list of a file's samples that is made of them.
  *
- * This is no general MP4 reader. It expects a plain file: one "mdat" in which video and audio follow each other without
- * gaps, boxes of version 0 with 32-bit offsets, H.264 or H.265 video and AAC or MPEG audio. Compact sample sizes are
- * misread and 64-bit offsets not found; such a file opens and gives no frames.
+ * A recording is a plain file: one "mdat" in which video and audio follow each other without gaps, boxes of version 0
+ * with 32-bit offsets, H.264 or H.265 video and AAC or MPEG audio. Files of other writers, to which that walk does not
+ * do justice, are listed by their tables and fragments (mp4_places.h). Compact sample sizes are misread; such a file
+ * opens and gives no frames.
  *
  * Each box is kept in a plain record of its name; the fields are those of the standard in file order. Nothing in a file
  * is believed: a child lies within its parent, an entry count within its box and within the file, and bytes that are
@@ -28,6 +29,9 @@ enum : ULONG_32 {
     MP4_CHILDREN_MAX = 65536,  /**< boxes on one level; more are an overflow */
     MP4_DESCRIPTIONS_MAX = 64, /**< sample descriptions of a track; more are left out */
     MP4_SAMPLES_MAX = 8 << 20, /**< samples of a file, about 80 hours of video with sound; the list ends there */
+    MP4_PLACES_MAX = 2 << 20,  /**< of a track that goes by tables or fragments, some 19 hours of video */
+    MP4_CONFIGURATION_SIZE_MAX = 64 << 10, /**< bytes of a decoder configuration; of a longer one the start counts */
+    MP4_FRAGMENTS_SIZE_MAX = 64 << 20,     /**< bytes of all "moof" boxes of a file; more are left out */
 };
 
 /** What an "mp4a" entry holds, by its object type indication (ISO/IEC 14496-1, table 5). */
@@ -48,6 +52,12 @@ struct PPS {
     std::unique_ptr<UCHAR[]> pictureParameterSetNALUnit; /**< or null */
 };
 
+/** Parameter sets as a byte stream, to be put in front of key frames. */
+struct mp4_sets_t {
+    std::unique_ptr<UCHAR[]> stream; /**< or null */
+    ULONG_32 length = 0;             /**< bytes */
+};
+
 /** Decoder configuration (ISO/IEC 14496-15, 5.3.3.1). */
 struct mp4_avcC_box {
     ULONG_32 type = 0;
@@ -60,10 +70,19 @@ struct mp4_avcC_box {
     UCHAR numOfSequenceParameterSet = 0;
     SPS sps; /**< the first of them */
     UCHAR numOfPictureParameterSets = 0;
-    PPS pps; /**< the first of them */
+    PPS pps;         /**< the first of them */
+    mp4_sets_t sets; /**< all of them */
 };
 
-/** Visual sample entry, for "hev1" as well. */
+/** Decoder configuration of H.265 (ISO/IEC 14496-15, 8.3.3.1), as far as it is used. */
+struct mp4_hvcC_box {
+    ULONG_32 type = 0;
+    ULONG_32 size = 0;
+    UCHAR lengthSizeMinusOne = 0; /**< the length size itself: the stored value and 1 */
+    mp4_sets_t sets;
+};
+
+/** Visual sample entry, for "avc3", "hev1" and "hvc1" as well. */
 struct mp4_avc1_box {
     ULONG_32 type = 0;
     ULONG_32 size = 0;
@@ -80,6 +99,7 @@ struct mp4_avc1_box {
     UCHAR bit_depth = 0;
     USHORT pre_defined2 = 0;            /**< little-endian read */
     std::unique_ptr<mp4_avcC_box> avcC; /**< null for H.265 and where there is none */
+    std::unique_ptr<mp4_hvcC_box> hvcC; /**< null for H.264 and where there is none */
 };
 
 /** Audio sample entry. The first two names have changed places; who makes ADTS headers uses them so. */
@@ -94,7 +114,7 @@ struct mp4_mp4a_box {
 struct Sample_description {
     ULONG_32 size = 0;
     CHAR type[5] = {};
-    std::unique_ptr<mp4_avc1_box> avc1; /**< "avc1" and "hev1" */
+    std::unique_ptr<mp4_avc1_box> avc1; /**< "avc1", "avc3", "hev1" and "hvc1" */
     std::unique_ptr<mp4_mp4a_box> mp4a; /**< "mp4a" */
 };
 
@@ -107,7 +127,7 @@ struct mp4_stsd_box {
     std::unique_ptr<Sample_description[]> sample_description;
 };
 
-/** Read, not used: the play clock counts samples. */
+/** The play clock counts samples; this one only tells in which order samples of several tracks come. */
 struct mp4_stts_box {
     ULONG_32 type = 0;
     ULONG_32 size = 0;
@@ -137,7 +157,7 @@ struct mp4_list_t {
 };
 static_assert(sizeof(mp4_list_t) == 12);
 
-/** Read, not used: a chunk reaches to where the next one starts. */
+/** Used for files whose chunks don't follow each other: else a chunk reaches to where the next one starts. */
 struct mp4_stsc_box {
     ULONG_32 type = 0;
     ULONG_32 size = 0;
@@ -165,6 +185,7 @@ struct mp4_stco_box {
     ULONG_32 flags = 0;
     ULONG_32 chunk_offset_amount = 0;
     std::unique_ptr<ULONG_32[]> chunk_offset_from_file_begin;
+    std::unique_ptr<DULONG[]> chunk_offset_64; /**< of "co64", in place of the table above */
     ULONG_32 chunk_read_count = 0;
 };
 
@@ -256,6 +277,22 @@ struct mp4_edts_box {};
 struct mp4_udta_box {};
 struct mp4_iods_box {};
 
+/** Where a sample lies and when it is to be decoded. */
+struct mp4_place_t {
+    DLONG dlOffset;  /**< in the file */
+    DULONG dulTime;  /**< ticks of the track */
+    ULONG_32 ulSize; /**< bytes */
+    ULONG_32 bKey;   /**< 1 for a sync sample */
+};
+
+/** What a fragment doesn't say of a track's samples ("trex", ISO/IEC 14496-12, 8.8.3). */
+struct mp4_trex_box {
+    ULONG_32 track_id;
+    ULONG_32 default_sample_duration;
+    ULONG_32 default_sample_size;
+    ULONG_32 default_sample_flags;
+};
+
 struct mp4_trak_box {
     ULONG_32 type = 0;
     ULONG_32 size = 0;
@@ -265,6 +302,8 @@ struct mp4_trak_box {
     mp4_udta_box udta;
     LONG_32 iCurSampleIndex = 0;
     LONG_32 iCurChunkOffsetIndex = 0;
+    std::vector<mp4_place_t> fragments; /**< samples of fragments */
+    DULONG fragment_time = 0;           /**< when the next of them is due, ticks */
 };
 
 struct mp4_mvhd_box {
@@ -314,6 +353,11 @@ struct mp4_moov_box {
     DULONG dulTimestamp = 0;           /**< time of the next video sample while the list is made, 90 kHz ticks */
     DULONG timescale = 0;              /**< 90 kHz ticks a sample of the leading track */
     LONG_32 iPlayTime = 0;             /**< seconds; other threads read it */
+    std::vector<mp4_trex_box> trex;    /**< defaults for fragments, at most one a track */
+    DLONG dlFileEnd = 0;               /**< length of the file */
+    DLONG dlFragmentBytes = 0;         /**< of "moof" boxes that were read */
+    DLONG dlFragmentData = 0;          /**< bytes of the samples in them */
+    size_t ulFragmentSamples = 0;      /**< in them */
 };
 
 extern "C" {
@@ -329,7 +373,9 @@ MODULE_API ULONG_32 mp4_read_root_box(FILE *pFile, mp4_moov_box *pstMoov, DLONG 
 /**
  * Lists the samples of a file whose boxes are read. Walks the media data from front to back: a sample belongs to the
  * track of which a chunk starts there, else to the track of the sample before. All samples run on the clock of the
- * video track. If the first track is no video, only that track is listed, with its first sample's size for all.
+ * video track. Where that misses chunks of the file, or where the first track is no video, the samples are listed by
+ * the tables of the video and the sound track, in the order of their times. Tables that don't agree leave the walk's
+ * list, or that of the first track alone, with its first sample's size for all.
  * @param lFlag unused
  * @return 0, also for an empty list; -1 for no track, no memory or a null pointer
  */
@@ -355,12 +401,14 @@ MODULE_API mp4_stsd_box *mp4_read_stsd_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_
 MODULE_API mp4_avc1_box *mp4_read_avc1_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_avc1_box *pstBox);
 MODULE_API mp4_avc1_box *mp4_read_hev1_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_avc1_box *pstBox);
 MODULE_API mp4_avcC_box *mp4_read_avcC_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_avcC_box *pstBox);
+MODULE_API mp4_hvcC_box *mp4_read_hvcC_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_hvcC_box *pstBox);
 MODULE_API mp4_mp4a_box *mp4_read_mp4a_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_mp4a_box *pstBox);
 MODULE_API mp4_stts_box *mp4_read_stts_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stts_box *pstBox);
 MODULE_API mp4_stss_box *mp4_read_stss_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stss_box *pstBox);
 MODULE_API mp4_stsc_box *mp4_read_stsc_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stsc_box *pstBox);
 MODULE_API mp4_stsz_box *mp4_read_stsz_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stsz_box *pstBox);
 MODULE_API mp4_stco_box *mp4_read_stco_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stco_box *pstBox);
+MODULE_API mp4_stco_box *mp4_read_co64_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stco_box *pstBox);
 
 /** Size of a descriptor at the file's position (ISO/IEC 14496-1, 8.3.3): up to 4 bytes of 7 bits. */
 MODULE_API ULONG_32 mp4_read_descr_size(FILE *pFile);

@@ -15,7 +15,7 @@ namespace {
 /** Fixed part of a visual sample entry, behind the box's head. */
 constexpr ULONG_32 VISUAL_ENTRY_SIZE = 78;
 
-/** Boxes in a visual sample entry that are looked through for "avcC". */
+/** Boxes in a visual sample entry that are looked through for the decoder configuration. */
 constexpr ULONG_32 ENTRY_BOXES_MAX = 32;
 
 /** Words of an audio sample entry up to the type of the box in it. */
@@ -93,6 +93,68 @@ bool ReadParameterSet(FILE *pFile, ULONG_32 *pulLeft, bool bKeep, USHORT *pusLen
     return true;
 }
 
+/** Collects parameter sets as a byte stream; none for want of memory. */
+class SetStream {
+ public:
+    /** ulBox bytes of configuration become no more than twice as many: a set's length of two bytes makes room for four.
+     */
+    SetStream(size_t ulBox, mp4_sets_t *pstSets) : m_pstSets(pstSets) {
+        pstSets->length = 0;
+        pstSets->stream.reset(new (std::nothrow) UCHAR[2 * ulBox]);
+    }
+    /** Adds ulCount sets, or steps over them. */
+    void Add(bytes::Reader *pstReader, ULONG_32 ulCount, bool bKeep) {
+        constexpr UCHAR START_CODE[] = {0, 0, 0, 1};
+        for (ULONG_32 i = 0; i < ulCount && pstReader->Ok(); ++i) {
+            const USHORT usLen = pstReader->U16Be();
+            const UCHAR *pucSet = pstReader->Take(usLen);
+            if (pucSet != nullptr && usLen != 0 && bKeep && m_pstSets->stream != nullptr) {
+                UCHAR *pucTo = m_pstSets->stream.get() + m_pstSets->length;
+                memcpy(pucTo, START_CODE, sizeof(START_CODE));
+                memcpy(pucTo + sizeof(START_CODE), pucSet, usLen);
+                m_pstSets->length += static_cast<ULONG_32>(sizeof(START_CODE) + usLen);
+            }
+        }
+    }
+
+ private:
+    mp4_sets_t *m_pstSets;
+};
+
+/** Reads a configuration's sets: pfnRead gets its bytes from behind the box's head on. The file's place stays. */
+template <class Read>
+void ReadSets(FILE *pFile, ULONG_32 ulBoxSize, mp4_sets_t *pstSets, Read pfnRead) {
+    const DLONG dlPos = ftello(pFile);
+    const size_t ulRoom = std::min<size_t>(Mp4_Body(ulBoxSize, 0), MP4_CONFIGURATION_SIZE_MAX);
+    const std::unique_ptr<UCHAR[]> pucBox(new (std::nothrow) UCHAR[ulRoom]);
+    if (pucBox != nullptr) {
+        const size_t ulLen = fread(pucBox.get(), 1, ulRoom, pFile);
+        SetStream stStream(ulLen, pstSets);
+        pfnRead(bytes::Reader(pucBox.get(), ulLen), &stStream);
+    }
+    fseeko(pFile, dlPos, SEEK_SET);
+}
+
+void ReadH264Sets(bytes::Reader stReader, SetStream *pstStream) {
+    stReader.Skip(5);
+    const ULONG_32 ulSps = stReader.U8() & 31;
+    pstStream->Add(&stReader, ulSps, true);
+    pstStream->Add(&stReader, stReader.U8(), true);
+}
+
+/** Other units than parameter sets are left out: they may be meant for one picture alone. */
+void ReadH265Sets(bytes::Reader stReader, SetStream *pstStream) {
+    constexpr UCHAR FIRST_SET = 32;
+    constexpr UCHAR LAST_SET = 34;
+    stReader.Skip(22);
+    const UCHAR ucArrays = stReader.U8();
+    for (UCHAR i = 0; i < ucArrays && stReader.Ok(); ++i) {
+        const UCHAR ucType = stReader.U8() & 63;
+        const ULONG_32 ulCount = stReader.U16Be();
+        pstStream->Add(&stReader, ulCount, ucType >= FIRST_SET && ucType <= LAST_SET);
+    }
+}
+
 void ReadVisualEntry(FILE *pFile, const CHAR *pcType, ULONG_32 ulBoxSize, mp4_avc1_box *pstBox) {
     pstBox->type = Mp4_TypeWord(pcType);
     pstBox->size = ulBoxSize;
@@ -110,23 +172,25 @@ void ReadVisualEntry(FILE *pFile, const CHAR *pcType, ULONG_32 ulBoxSize, mp4_av
     pstBox->pre_defined2 = read_uint16_big(pFile);
 }
 
-/** Looks for the decoder configuration behind the fixed part of an entry. */
-void ReadConfiguration(FILE *pFile, DLONG dlPos, ULONG_32 ulLeft, mp4_avc1_box *pstBox) {
+/**
+ * Looks for a decoder configuration behind the fixed part of an entry that starts at a place. Gives the bytes that it
+ * may have with its head, behind which the file then stands, or 0.
+ */
+ULONG_32 FindConfiguration(FILE *pFile, DLONG dlEntry, ULONG_32 ulEntrySize, const CHAR *pcType) {
+    DLONG dlPos = dlEntry + VISUAL_ENTRY_SIZE;
+    ULONG_32 ulLeft = Mp4_Body(ulEntrySize, VISUAL_ENTRY_SIZE);
     for (ULONG_32 i = 0; i < ENTRY_BOXES_MAX && ulLeft >= MP4_HEAD_SIZE; ++i) {
         const MP4_HEAD_S stHead = Mp4_ReadHead(pFile, dlPos);
-        if (Mp4_IsType(stHead, "avcC")) {
-            pstBox->avcC.reset(new (std::nothrow) mp4_avcC_box);
-            if (pstBox->avcC != nullptr) {
-                mp4_read_avcC_box(pFile, std::min(stHead.ulSize, ulLeft), pstBox->avcC.get());
-            }
-            return;
+        if (Mp4_IsType(stHead, pcType)) {
+            return std::min(stHead.ulSize, ulLeft);
         }
         if (stHead.ulSize < MP4_HEAD_SIZE || stHead.ulSize > ulLeft) {
-            return;
+            return 0;
         }
         dlPos += stHead.ulSize;
         ulLeft -= stHead.ulSize;
     }
+    return 0;
 }
 
 template <class Box, class Reader>
@@ -134,6 +198,25 @@ void ReadEntry(FILE *pFile, ULONG_32 ulRoom, Reader pfnRead, std::unique_ptr<Box
     ppstBox->reset(new (std::nothrow) Box);
     if (*ppstBox != nullptr) {
         pfnRead(pFile, ulRoom, ppstBox->get());
+    }
+}
+
+/** Reads a configuration that was found; a head without room for it is none. */
+template <class Box, class Reader>
+void ReadConfiguration(FILE *pFile, DLONG dlEntry, ULONG_32 ulEntrySize, const CHAR *pcType, Reader pfnRead,
+                       std::unique_ptr<Box> *ppstBox) {
+    const ULONG_32 ulSize = FindConfiguration(pFile, dlEntry, ulEntrySize, pcType);
+    if (ulSize != 0) {
+        ReadEntry(pFile, ulSize, pfnRead, ppstBox);
+    }
+}
+
+/** Reads an entry that no recording has: H.264 with its sets in the samples, H.265 with its sets in front. */
+void ReadForeignEntry(FILE *pFile, const MP4_HEAD_S &stHead, ULONG_32 ulRoom, Sample_description *pstEntry) {
+    if (Mp4_IsType(stHead, "avc3")) {
+        ReadEntry(pFile, ulRoom, mp4_read_avc1_box, &pstEntry->avc1);
+    } else if (Mp4_IsType(stHead, "hvc1")) {
+        ReadEntry(pFile, ulRoom, mp4_read_hev1_box, &pstEntry->avc1);
     }
 }
 
@@ -148,6 +231,7 @@ void ReadDescription(FILE *pFile, const MP4_HEAD_S &stHead, ULONG_32 ulRoom, Sam
     } else if (Mp4_IsType(stHead, "hev1")) {
         ReadEntry(pFile, ulRoom, mp4_read_hev1_box, &pstEntry->avc1);
     } else {
+        ReadForeignEntry(pFile, stHead, ulRoom, pstEntry);
         LOG_WARN("mp4_read_stbl_box warm, Unknow Box Type[%s]", stHead.szType);
     }
 }
@@ -161,6 +245,7 @@ ULONG_32 mp4_read_descr_size(FILE *pFile) {
 mp4_avcC_box *mp4_read_avcC_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_avcC_box *pstBox) {
     pstBox->type = Mp4_TypeWord("avcC");
     pstBox->size = ulBoxSize;
+    ReadSets(pFile, ulBoxSize, &pstBox->sets, ReadH264Sets);
     pstBox->configurationVersion = read_uint8(pFile);
     pstBox->AVCProfileIndication = read_uint8(pFile);
     pstBox->profile_compatibility = read_uint8(pFile);
@@ -187,15 +272,27 @@ mp4_avcC_box *mp4_read_avcC_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_avcC_box *p
     return pstBox;
 }
 
+mp4_hvcC_box *mp4_read_hvcC_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_hvcC_box *pstBox) {
+    constexpr DLONG LENGTH_SIZE_AT = 21;
+    pstBox->type = Mp4_TypeWord("hvcC");
+    pstBox->size = ulBoxSize;
+    ReadSets(pFile, ulBoxSize, &pstBox->sets, ReadH265Sets);
+    const bool bThere = fseeko(pFile, LENGTH_SIZE_AT, SEEK_CUR) == 0;
+    pstBox->lengthSizeMinusOne = static_cast<UCHAR>(((bThere ? read_uint8(pFile) : 3) & 3) + 1);
+    return pstBox;
+}
+
 mp4_avc1_box *mp4_read_avc1_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_avc1_box *pstBox) {
     const DLONG dlPos = ftello(pFile);
     ReadVisualEntry(pFile, "avc1", ulBoxSize, pstBox);
-    ReadConfiguration(pFile, dlPos + VISUAL_ENTRY_SIZE, Mp4_Body(ulBoxSize, VISUAL_ENTRY_SIZE), pstBox);
+    ReadConfiguration(pFile, dlPos, ulBoxSize, "avcC", mp4_read_avcC_box, &pstBox->avcC);
     return pstBox;
 }
 
 mp4_avc1_box *mp4_read_hev1_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_avc1_box *pstBox) {
+    const DLONG dlPos = ftello(pFile);
     ReadVisualEntry(pFile, "hev1", ulBoxSize, pstBox);
+    ReadConfiguration(pFile, dlPos, ulBoxSize, "hvcC", mp4_read_hvcC_box, &pstBox->hvcC);
     return pstBox;
 }
 

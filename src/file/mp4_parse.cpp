@@ -9,6 +9,7 @@
 #include <new>
 
 #include "file/mp4_inner.h"
+#include "file/mp4_places.h"
 #include "foundations/bytes.h"
 #include "foundations/com_log.h"
 #include "foundations/shared_word.h"
@@ -88,7 +89,7 @@ bool ReadRootBoxes(FILE *pFile, mp4_moov_box *pstParser) {
         }
     }
     LOG_ERROR("MP4_CreateMp4Parser Failed, Box Size OverFlow.");
-    return false;
+    return Mp4_HasFragments(*pstParser);  // which stand for themselves, so that a file cut behind one plays
 }
 
 bool IsVideo(const mp4_moov_box &stParser, LONG_32 lIndex) {

@@ -2,10 +2,10 @@
  * @file mp4_parse.h
  * @brief An MP4 file frame by frame: opening, reading, seeking, and the time of day that a recording starts at.
  *
- * H.264 samples come out as Annex B byte streams, key frames with their parameter sets in front. H.265 samples come as
- * they are stored, so they have to hold start codes. The caller owns the file and hands it in with each call; frames
- * are read by descriptor where there is one, without moving the stream's position. One thread at a time reads and
- * seeks; MP4_GetPlayTime may be called on others meanwhile.
+ * H.264 samples come out as Annex B byte streams, key frames with their parameter sets in front. H.265 samples that
+ * hold start codes come as they are stored, others as H.264 does. The caller owns the file and hands it in with each
+ * call; frames are read by descriptor where there is one, without moving the stream's position. One thread at a time
+ * reads and seeks; MP4_GetPlayTime may be called on others meanwhile.
  */
 #ifndef ZELVANE_FILE_MP4_PARSE_H
 #define ZELVANE_FILE_MP4_PARSE_H

@@ -2,10 +2,12 @@
  * @file mp4_samples.cpp
  * @brief The list of a file's samples, made by walking the media data from front to back.
  */
+#include <algorithm>
 #include <cstring>
 #include <new>
 
 #include "file/mp4_boxes.h"
+#include "file/mp4_places.h"
 #include "foundations/com_log.h"
 
 namespace {
@@ -89,6 +91,25 @@ class SampleLister {
                 break;
             }
         }
+    }
+
+    /** Whether the walk can't do a file justice: offsets of 64 bits, fragments, tracks that aren't played. */
+    bool IsForeign() const {
+        bool bForeign = Mp4_HasFragments(*m_pstMoov);
+        for (size_t t = 0; t < m_ulTracks; ++t) {
+            const mp4_trak_box &stTrack = m_pstMoov->trak[t];
+            const bool bPlayed = HasHandler(stTrack, "vide") || HasHandler(stTrack, "soun");
+            bForeign |= stTrack.mdia.minf.stbl.stco.chunk_offset_64 != nullptr;
+            bForeign |= !bPlayed && m_astCursors[t].HasSample();
+        }
+        return bForeign;
+    }
+
+    /** Whether the walk that is over has passed by chunks that the file has. */
+    bool HasMissed() const {
+        return std::any_of(m_astCursors, m_astCursors + m_ulTracks, [this](const TrackCursor &stCursor) {
+            return stCursor.HasSample() && stCursor.NextChunk() >= 0 && stCursor.NextChunk() < m_pstMoov->dlFileEnd;
+        });
     }
 
  private:
@@ -185,6 +206,18 @@ class SampleLister {
     ULONG_32 m_ulSync = 0;
 };
 
+/** Lists a file that starts with a video track: by the walk, and by its tables where the walk fails. */
+void ListVideoFile(mp4_moov_box *pstMoov) {
+    SampleLister stLister(pstMoov);
+    if (stLister.IsForeign() && Mp4_ListPlaces(pstMoov)) {
+        return;
+    }
+    stLister.List();
+    if (stLister.HasMissed()) {
+        Mp4_ListPlaces(pstMoov);
+    }
+}
+
 /** Lists a file that starts with another track: nothing but that, in steps of its first sample's size. */
 void ListLeadingTrack(mp4_moov_box *pstMoov) {
     const mp4_trak_box &stTrack = pstMoov->trak[0];
@@ -224,8 +257,8 @@ LONG_32 make_sample_list(mp4_moov_box *pstMoov, LONG_32 /*lFlag*/) {
     }
     try {
         if (HasHandler(pstMoov->trak[0], "vide")) {
-            SampleLister(pstMoov).List();
-        } else {
+            ListVideoFile(pstMoov);
+        } else if (!Mp4_ListPlaces(pstMoov)) {
             ListLeadingTrack(pstMoov);
         }
     } catch (const std::bad_alloc &) {

@@ -103,6 +103,20 @@ mp4_stsz_box *mp4_read_stsz_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stsz_box *p
     return pstBox;
 }
 
+mp4_stco_box *mp4_read_co64_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stco_box *pstBox) {
+    const ULONG_32 ulRoom = StartTable(pFile, "co64", ulBoxSize, 8, pstBox);
+    const ULONG_32 ulCount = LimitCount(pFile, read_uint32_lit(pFile), ulRoom, sizeof(DULONG));
+    pstBox->chunk_offset_64.reset(ulCount != 0 ? new (std::nothrow) DULONG[ulCount] : nullptr);
+    pstBox->chunk_offset_amount = pstBox->chunk_offset_64 != nullptr ? ulCount : 0;
+    if (pstBox->chunk_offset_64 != nullptr) {
+        Mp4_ReadBytes(pFile, pstBox->chunk_offset_64.get(), size_t{ulCount} * sizeof(DULONG));
+    }
+    for (ULONG_32 i = 0; i < pstBox->chunk_offset_amount; ++i) {
+        pstBox->chunk_offset_64[i] = __builtin_bswap64(pstBox->chunk_offset_64[i]);
+    }
+    return pstBox;
+}
+
 mp4_stco_box *mp4_read_stco_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stco_box *pstBox) {
     const ULONG_32 ulRoom = StartTable(pFile, "stco", ulBoxSize, 8, pstBox);
     pstBox->chunk_offset_amount = LimitCount(pFile, read_uint32_lit(pFile), ulRoom, 4);

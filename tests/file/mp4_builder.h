@@ -35,6 +35,16 @@ inline std::string AvcC(const std::string &sps, const std::string &pps) {
                            U16(static_cast<uint32_t>(pps.size())) + pps);
 }
 
+/** Configuration of H.265 with a length size and one set of each of these types. */
+inline std::string HvcC(unsigned lengthSize, const std::vector<std::pair<char, std::string>> &sets) {
+    std::string body =
+        std::string("\1") + Zeros(20) + static_cast<char>(0xFC | (lengthSize - 1)) + static_cast<char>(sets.size());
+    for (const auto &[type, set] : sets) {
+        body += type + U16(1) + U16(static_cast<uint32_t>(set.size())) + set;
+    }
+    return Box("hvcC", body);
+}
+
 inline std::string VisualEntry(const std::string &type, const std::string &inner) {
     return Box(type, Zeros(6) + U16(1) + Zeros(16) + U16(64) + U16(48) + Zeros(50) + inner);
 }
@@ -59,6 +69,8 @@ struct Track {
     uint32_t constantSize = 0;
     uint32_t timescale = 25;
     std::optional<uint32_t> duration;
+    bool largeOffsets = false;  // "co64"
+    uint32_t id = 0;
     std::optional<uint32_t> sizeCount, chunkCount, syncCount, entryCount;
 
     uint32_t Samples() const { return sizeCount.value_or(static_cast<uint32_t>(sizes.size())); }
@@ -72,13 +84,21 @@ struct Track {
             text += Box("stsc", Zeros(4) + U32(static_cast<uint32_t>(map.size() / 3)) + Table(map));
         }
         text += Box("stsz", Zeros(4) + U32(constantSize) + U32(Samples()) + Table(sizes));
+        if (largeOffsets) {
+            std::string offsets;
+            for (uint32_t chunk : chunks) {
+                offsets += U32(0) + U32(chunk);
+            }
+            return Box("stbl", text + Box("co64", Zeros(4) + U32(static_cast<uint32_t>(chunks.size())) + offsets));
+        }
         text += Box("stco", Zeros(4) + U32(chunkCount.value_or(static_cast<uint32_t>(chunks.size()))) + Table(chunks));
         return Box("stbl", text);
     }
     std::string Make() const {
         const std::string mdhd = Zeros(12) + U32(timescale) + U32(duration.value_or(Samples())) + Zeros(4);
         const std::string hdlr = Zeros(8) + handler + Zeros(13);
-        return Box("trak", Box("mdia", Box("mdhd", mdhd) + Box("hdlr", hdlr) + Box("minf", Stbl())));
+        const std::string tkhd = id != 0 ? Box("tkhd", Zeros(12) + U32(id) + Zeros(68)) : "";
+        return Box("trak", tkhd + Box("mdia", Box("mdhd", mdhd) + Box("hdlr", hdlr) + Box("minf", Stbl())));
     }
 };
 

@@ -155,7 +155,7 @@ TEST(Mp4Boxes, SampleDescriptions) {
     }
 }
 
-TEST(Mp4Boxes, TheFirstOfSeveralParameterSetsIsKept) {
+TEST(Mp4Boxes, AllOfSeveralParameterSetsGoInFront) {
     Track track = Video({1});
     const std::string sets = mp4::U16(2) + "S1" + mp4::U16(3) + "S22" + "\2" + mp4::U16(2) + "P1" + mp4::U16(2) + "P2";
     track.entry = mp4::VisualEntry("avc1", Box("avcC", std::string("\1\x64\0\x1F\xFD\xE2", 6) + sets));
@@ -165,7 +165,7 @@ TEST(Mp4Boxes, TheFirstOfSeveralParameterSetsIsKept) {
     EXPECT_EQ(avcC.lengthSizeMinusOne, 2);
     EXPECT_EQ(avcC.numOfSequenceParameterSet, 2);
     EXPECT_EQ(avcC.numOfPictureParameterSets, 2);
-    EXPECT_EQ(file.ReadBytes(), mp4::StartCode("S1") + mp4::StartCode("P1") + "x");
+    EXPECT_EQ(file.ReadBytes(), mp4::StartCode("S1") + mp4::StartCode("S22") + mp4::StartCode("P1") + mp4::StartCode("P2") + "x");
 }
 
 TEST(Mp4Boxes, ListEndsWhereTheTablesDo) {

@@ -16,17 +16,16 @@ constexpr uint64_t kHead = 8;
 constexpr uint64_t kMostBoxes = 1 << 16;
 constexpr uint64_t kMostSamples = MP4_SAMPLES_MAX;
 
-/** What a sample entry stands for, and whether the library plays it. */
+/** What a sample entry stands for. */
 struct Entry {
     const char *type;
     VideoCoding coding;
-    bool played;
 };
 const Entry kEntries[] = {
-    {"avc1", VideoCoding::kH264, true},
-    {"avc3", VideoCoding::kH264, false},
-    {"hev1", VideoCoding::kH265, true},
-    {"hvc1", VideoCoding::kH265, false},
+    {"avc1", VideoCoding::kH264},
+    {"avc3", VideoCoding::kH264},
+    {"hev1", VideoCoding::kH265},
+    {"hvc1", VideoCoding::kH265},
 };
 
 const Entry *FindEntry(const char *type) {
@@ -45,7 +44,6 @@ class Mp4Probe {
 
     void Run() {
         WalkBoxes();
-        if (fragmented_) Add("fragmented", "the file is fragmented ('moof' boxes), which the library does not play");
         if (!has_index_) {
             Add("no_index", "no 'moov' box: the recording was not finished, or the end is cut off");
             return;
@@ -73,7 +71,6 @@ class Mp4Probe {
 
     void ProbeVideo(const mp4_trak_box &track);
     void DescribeVideo(const mp4_trak_box &track, VideoCheck *check);
-    void CheckFirstSample(const Sample &sample, Place place);
     bool DescribeAudio(const mp4_trak_box &track);
     void CheckPause(uint64_t pause, uint64_t usual, const mp4_trak_box &track, Place place);
     void ProbeAudio(const mp4_trak_box &track);
@@ -88,7 +85,7 @@ class Mp4Probe {
     std::FILE *const file_;
     Report &report_;
     mp4_moov_box movie_;
-    bool has_index_ = false, fragmented_ = false;
+    bool has_index_ = false;
     const mp4_trak_box *video_ = nullptr;
     const mp4_trak_box *audio_ = nullptr;
     uint64_t looked_at_ = 0;  ///< bytes of samples
@@ -99,9 +96,8 @@ class Mp4Probe {
 
 /** Hands a box over to the library's reader where there is one. */
 void Mp4Probe::ReadBox(uint64_t at, const char *type) {
-    fragmented_ |= std::memcmp(type, "moof", 4) == 0;
     const bool index = std::memcmp(type, "moov", 4) == 0;
-    if (!index && std::memcmp(type, "mdat", 4) != 0) return;
+    if (!index && std::memcmp(type, "mdat", 4) != 0 && std::memcmp(type, "moof", 4) != 0) return;
     DLONG box_size = 0;
     if (std::fseek(file_, static_cast<long>(at), SEEK_SET) != 0 || mp4_read_root_box(file_, &movie_, &box_size) != 0) {
         Add("bad_box", "the boxes of 'moov' don't add up", {static_cast<int64_t>(at)});
@@ -128,9 +124,6 @@ void Mp4Probe::WalkBoxes() {
                 "box '" + Four(type) + "' of " + std::to_string(size) + " bytes, of which the file has " +
                     std::to_string(data_.size() - at),
                 place);
-        }
-        if (short_size == 1 && std::memcmp(type, "mdat", 4) == 0) {
-            Add("layout", "the media data have a size of 64 bits, which the library does not read", place);
         }
         ReadBox(at, type);
         if (size >= data_.size() - at) return;
@@ -212,21 +205,15 @@ double Seconds(uint64_t ticks, const mp4_trak_box &track) {
 }
 
 /** Gives the decoder configuration's sets to the check, as the library puts them in front of key frames. */
-void PrepareSets(const mp4_avcC_box &configuration, VideoCheck *check) {
-    const SPS &sps = configuration.sps;
-    const PPS &pps = configuration.pps;
-    if (sps.sequenceParameterSetNALUnit != nullptr && sps.sequenceParameterSetLength > 0) {
-        check->Prepare({sps.sequenceParameterSetNALUnit.get(), sps.sequenceParameterSetLength});
-    }
-    if (pps.pictureParameterSetNALUnit != nullptr && pps.pictureParameterSetLength > 0) {
-        check->Prepare({pps.pictureParameterSetNALUnit.get(), pps.pictureParameterSetLength});
-    }
+void PrepareSets(const mp4_sets_t &sets, VideoCheck *check) {
+    std::vector<Bytes> units;
+    SplitUnits({sets.stream.get(), sets.length}, &units);
+    for (const Bytes &unit : units) check->Prepare(unit);
 }
 
 bool BeginsWithStartCode(Bytes bytes) {
     static const uint8_t kStart[] = {0, 0, 0, 1};
-    return bytes.size() >= 4 &&
-           (std::memcmp(bytes.data(), kStart, 4) == 0 || std::memcmp(bytes.data(), kStart + 1, 3) == 0);
+    return bytes.size() >= 4 && std::memcmp(bytes.data(), kStart, 4) == 0;
 }
 
 /** Takes over what the sample entry says. */
@@ -235,8 +222,8 @@ void Mp4Probe::DescribeVideo(const mp4_trak_box &track, VideoCheck *check) {
     const Sample_description *description = Description(track);
     const Entry *entry = EntryOf(track);
     const std::string type = description != nullptr ? Four(description->type) : "none";
-    if (entry == nullptr) video.codec = type;
-    if (entry == nullptr || !entry->played) {
+    if (entry == nullptr) {
+        video.codec = type;
         Add("unknown_codec", "the library does not play video of type '" + type + "'");
     }
     video.width = static_cast<int>(track.tkhd.width >> 16);
@@ -244,26 +231,21 @@ void Mp4Probe::DescribeVideo(const mp4_trak_box &track, VideoCheck *check) {
     if (description == nullptr || description->avc1 == nullptr) return;
     video.width = description->avc1->width;
     video.height = description->avc1->height;
-    const mp4_avcC_box *configuration = description->avc1->avcC.get();
-    if (configuration == nullptr) return;
-    PrepareSets(*configuration, check);
-    length_size_ = configuration->lengthSizeMinusOne;
-    if (length_size_ == 4) return;
-    Add("layout", "the lengths of units have " + std::to_string(length_size_) + " bytes; the library reads 4");
-}
-
-/** The library takes H.265 with start codes only. */
-void Mp4Probe::CheckFirstSample(const Sample &sample, Place place) {
-    byte_stream_ = sample.at < data_.size() && BeginsWithStartCode(data_.subspan(sample.at));
-    if (byte_stream_) return;
-    Add("layout", "H.265 with lengths in place of start codes, which the library does not play", place);
+    if (const mp4_hvcC_box *h265 = description->avc1->hvcC.get()) {
+        PrepareSets(h265->sets, check);
+        length_size_ = h265->lengthSizeMinusOne;
+    }
+    if (const mp4_avcC_box *h264 = description->avc1->avcC.get()) {
+        PrepareSets(h264->sets, check);
+        length_size_ = h264->lengthSizeMinusOne;
+    }
 }
 
 void Mp4Probe::ProbeVideo(const mp4_trak_box &track) {
     const Entry *entry = EntryOf(track);
     VideoCheck check(entry != nullptr ? entry->coding : VideoCoding::kNone, &report_);
     DescribeVideo(track, &check);
-    SampleWalk walk(track.mdia.minf.stbl);
+    SampleWalk walk(track);
     Sample sample;
     while (walk.Taken() < kMostSamples && walk.Next(&sample)) {
         const Place place = {static_cast<int64_t>(sample.at), Seconds(sample.time, track)};
@@ -272,7 +254,9 @@ void Mp4Probe::ProbeVideo(const mp4_trak_box &track) {
             check.Count(sample.size, sample.key ? kKey : kUnknown);
             continue;
         }
-        if (walk.Taken() == 1 && entry->coding == VideoCoding::kH265) CheckFirstSample(sample, place);
+        if (walk.Taken() == 1 && entry->coding == VideoCoding::kH265) {
+            byte_stream_ = sample.at < data_.size() && BeginsWithStartCode(data_.subspan(sample.at));
+        }
         TakeVideo(sample, place, &check);
     }
     CheckWalk(walk, "the video track");
@@ -314,7 +298,7 @@ void Mp4Probe::CheckPause(uint64_t pause, uint64_t usual, const mp4_trak_box &tr
 void Mp4Probe::ProbeAudio(const mp4_trak_box &track) {
     AudioReport &audio = report_.audio;
     const bool ask = DescribeAudio(track);
-    SampleWalk walk(track.mdia.minf.stbl);
+    SampleWalk walk(track);
     Sample sample;
     uint32_t pause = 0;
     uint64_t usual = audio.sample_rate > 0 ? uint64_t{1024} * track.mdia.mdhd.timescale / audio.sample_rate : 0;
@@ -339,8 +323,9 @@ void Mp4Probe::ProbeAudio(const mp4_trak_box &track) {
 
 /** The library walks the media data instead of the chunk tables; a file whose samples don't lie so is misread. */
 void Mp4Probe::CompareTrack(const mp4_trak_box &track, int32_t index) {
-    const bool leads = &movie_.trak[0] != video_;  // then the library lists the first track alone, whatever it calls it
-    SampleWalk walk(track.mdia.minf.stbl);
+    // Where the tables don't agree, a file without video in front is listed by its first track, whatever it is called.
+    const bool leads = &movie_.trak[0] != video_ && movie_.iVideoTrak == 0;
+    SampleWalk walk(track);
     Sample sample;
     uint64_t right = 0;
     for (const mp4_sample_node &node : movie_.list) {

@@ -2,10 +2,11 @@
 
 namespace zvprobe {
 
-SampleWalk::SampleWalk(const mp4_stbl_box &tables) : tables_(tables) {
+SampleWalk::SampleWalk(const mp4_trak_box &track) : tables_(track.mdia.minf.stbl), track_(track) {
+    const mp4_stbl_box &tables = tables_;
     const mp4_stsz_box &sizes = tables.stsz;
     if (sizes.samples_size_intotal != 0 || sizes.sample_size_table != nullptr) total_ = sizes.table_size;
-    if (tables.stco.chunk_offset_from_file_begin != nullptr) chunks_ = tables.stco.chunk_offset_amount;
+    chunks_ = tables.stco.chunk_offset_amount;
 }
 
 bool SampleWalk::EnterChunk() {
@@ -14,7 +15,10 @@ bool SampleWalk::EnterChunk() {
         if (chunk_ >= chunks_ || map.scmap == nullptr || map.map_amount == 0) return false;
         while (map_ + 1 < map.map_amount && map.scmap[map_ + 1].first_chunk_num <= chunk_ + 1) ++map_;
         left_in_chunk_ = map.scmap[map_].sample_amount_in_cur_table;
-        at_ = tables_.stco.chunk_offset_from_file_begin[chunk_++];
+        const mp4_stco_box &chunks = tables_.stco;
+        at_ = chunks.chunk_offset_64 != nullptr ? chunks.chunk_offset_64[chunk_]
+                                                : chunks.chunk_offset_from_file_begin[chunk_];
+        ++chunk_;
     }
     return true;
 }
@@ -39,8 +43,22 @@ bool SampleWalk::TakeKey() {
     return sync_ < syncs.number_of_entries && syncs.sync_sample_table[sync_] == sample_ + 1;
 }
 
+/** The reader has put the places of fragments in order already. */
+bool SampleWalk::NextOfFragment(Sample *sample) {
+    const uint64_t index = sample_ - total_;
+    if (index >= track_.fragments.size()) return false;
+    const mp4_place_t &place = track_.fragments[index];
+    const bool last = index + 1 == track_.fragments.size();
+    const uint64_t next = last ? track_.fragment_time : track_.fragments[index + 1].dulTime;
+    *sample = {static_cast<uint64_t>(place.dlOffset), place.ulSize, place.dulTime,
+               static_cast<uint32_t>(next - place.dulTime), place.bKey != 0};
+    ++sample_;
+    return true;
+}
+
 bool SampleWalk::Next(Sample *sample) {
-    if (sample_ >= total_ || !EnterChunk()) return false;
+    if (sample_ >= total_) return NextOfFragment(sample);
+    if (!EnterChunk()) return false;
     const mp4_stsz_box &sizes = tables_.stsz;
     sample->at = at_;
     sample->size = sizes.samples_size_intotal != 0 ? sizes.samples_size_intotal : sizes.sample_size_table[sample_];

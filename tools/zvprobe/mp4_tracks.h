@@ -17,25 +17,27 @@ struct Sample {
     bool key = false;
 };
 
-/** Walks the samples of a track in decoding order, by "stsc", "stco", "stsz", "stts" and "stss". */
+/** Walks the samples of a track in decoding order, by "stsc", "stco", "stsz", "stts" and "stss", then its fragments. */
 class SampleWalk {
  public:
-    explicit SampleWalk(const mp4_stbl_box &tables);
+    explicit SampleWalk(const mp4_trak_box &track);
 
     /** @return false behind the last one, and when no chunk is left for it */
     bool Next(Sample *sample);
 
-    /** Samples of the size table. */
-    uint64_t Total() const { return total_; }
+    /** Samples of the size table and of fragments. */
+    uint64_t Total() const { return total_ + track_.fragments.size(); }
     /** Samples given so far. */
     uint64_t Taken() const { return sample_; }
 
  private:
     bool EnterChunk();
+    bool NextOfFragment(Sample *sample);
     uint32_t TakeTime();
     bool TakeKey();
 
     const mp4_stbl_box &tables_;
+    const mp4_trak_box &track_;
     uint64_t total_ = 0;
     uint64_t sample_ = 0;
     uint64_t chunk_ = 0;  ///< next chunk to enter, from 0

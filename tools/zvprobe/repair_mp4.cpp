@@ -57,7 +57,7 @@ void ReadLayout(Bytes data, std::FILE *file, Layout *layout) {
 uint64_t EndOfSamples(const mp4_moov_box &movie, uint64_t length, uint64_t *samples) {
     uint64_t end = 0;
     for (const mp4_trak_box &track : movie.trak) {
-        SampleWalk walk(track.mdia.minf.stbl);
+        SampleWalk walk(track);
         Sample sample;
         while (walk.Taken() < MP4_SAMPLES_MAX && walk.Next(&sample)) {
             if (sample.at > length || sample.size > length - sample.at) continue;
