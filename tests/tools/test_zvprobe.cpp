@@ -111,17 +111,17 @@ TEST(Zvprobe, FindsWhatIsWrongWithAnMp4File) {
         EXPECT_EQ(run.code, 3) << row.codes << run.out;
         EXPECT_NE(Codes(run.out).find(row.codes), std::string::npos) << row.codes << run.out;
     }
-    const std::pair<const char *, const char *> encoded[] = {
+    const std::pair<const char *, const char *> encoded[] = {  // no code: sound, whoever made it
         {"-c:v libx264 -af \"aselect='not(between(t,1,2))'\" -c:a aac", "sound_gap "},
-        {"-c:v libx265 -x265-params log-level=none -tag:v hvc1 -an", "unknown_codec layout "},
-        {"-c:v libx264 -an -movflags frag_keyframe+empty_moov", "fragmented "},
-        {"-vn -c:a aac", "layout "},
+        {"-c:v libx265 -x265-params log-level=none -tag:v hvc1 -an", ""},
+        {"-c:v libx264 -an -movflags frag_keyframe+empty_moov", ""},
+        {"-vn -c:a aac", ""},
     };
     for (const auto &[arguments, codes] : encoded) {
         ASSERT_TRUE(support::Ffmpeg(kInput + arguments, folder.At("d.mp4")));
         const Answer run = Probe(folder.At("d.mp4"));
-        EXPECT_EQ(run.code, 3) << arguments;
-        EXPECT_EQ(Codes(run.out).rfind(codes, 0), 0U) << arguments << run.out;
+        EXPECT_EQ(run.code, *codes != '\0' ? 3 : 0) << arguments;
+        EXPECT_EQ(Codes(run.out), codes) << arguments << run.out;
     }
 }
 

@@ -1,6 +1,7 @@
 #include "file_loop.h"
 
 #include <algorithm>
+#include <cmath>
 #include <thread>
 
 namespace zvplay {
@@ -77,6 +78,7 @@ uint32_t FileLoop::Reachable(double seconds) {
 /** Goes to a time; behind the end it is as if the recording had ended. */
 void FileLoop::Seek(double seconds) {
     target_ = std::max(seconds, 0.0);
+    seeking_ = true;
     seek_at_ = Clock::now();
     seek_frames_ = player_.Frames();
     if (length_ > 0 && target_ >= length_) {
@@ -132,6 +134,8 @@ void FileLoop::HandleEnd() {
         over_ = true;
         return;
     }
+    target_ = 0;
+    seeking_ = true;
     seek_frames_ = player_.Frames();
     player_.Seek(Reachable(options_.start < length_ ? options_.start : 0));
     if (!paused_) player_.SetSpeed(kSpeeds[speed_].value);
@@ -145,7 +149,9 @@ bool FileLoop::Advance(Failure *) {
         if (stale && !paused_) player_.SetSpeed(kSpeeds[speed_].value);
     }
     const double position = player_.Position();
-    if (position > position_ && player_.Frames() > seek_frames_ + 1) played_ += position - position_;
+    const bool arrived = position >= std::floor(target_) && player_.Frames() > seek_frames_ + 1;
+    if (position > position_ && arrived && !seeking_) played_ += position - position_;  // not the way that a seek takes
+    seeking_ = seeking_ && !arrived;
     position_ = position;
     over_ = over_ || (options_.seconds > 0 && played_ >= options_.seconds);
     return true;

@@ -37,6 +37,7 @@ class FileLoop : public PlayLoop {
     double target_ = 0;  ///< of the last seek
     Clock::time_point seek_at_;
     uint32_t seek_frames_ = 0;  ///< frames found when it was asked for
+    bool seeking_ = false;      ///< it has not been seen to arrive
     bool refused_ = false;      ///< the start was asked for, to which a record does not go back
     Clock::time_point refused_at_;
     double played_ = 0;    ///< seconds of the stream, without what seeks left out
