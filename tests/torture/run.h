@@ -1,0 +1,59 @@
+/**
+ * @file run.h
+ * @brief One run of a scene in a process of its own, under a watchdog.
+ */
+#ifndef ZELVANE_TESTS_TORTURE_RUN_H
+#define ZELVANE_TESTS_TORTURE_RUN_H
+
+#include <string>
+#include <vector>
+
+#include "torture/stage.h"
+
+namespace torture {
+
+/** How a scene goes without faults. */
+struct Baseline {
+    long calls[KINDS] = {};
+    Outcome outcome = {};
+    std::vector<uint64_t> words;
+};
+
+struct Fault {
+    Kind kind = MALLOC;
+    long first = -1, many = 1;
+};
+
+struct Finding {
+    std::string what;  /**< empty for none */
+    std::string where; /**< the failing call's stack */
+    std::string said;  /**< what the process printed */
+    bool reached = false, told = false;
+};
+
+class Runner {
+ public:
+    explicit Runner(const Material &material);
+    ~Runner();
+    Runner(const Runner &) = delete;
+    Runner &operator=(const Runner &) = delete;
+
+    /** Runs a scene without a fault, twice. @return what is wrong with it */
+    std::string Measure(const SceneRow &scene, Baseline *baseline);
+    Finding Run(const SceneRow &scene, const Baseline &baseline, const Fault &fault);
+
+ private:
+    /** @return how the process ended, when not as it should have */
+    std::string Fork(const SceneRow &scene, const Baseline *baseline, const Fault &fault);
+    void Child(const SceneRow &scene, const Baseline *baseline, const Fault &fault);
+
+    const Material &m_material;
+    Record *m_record;
+};
+
+/** The functions of a stack, innermost first, a line each. */
+std::string Stack(const FaultRecord &faults);
+
+}  // namespace torture
+
+#endif
