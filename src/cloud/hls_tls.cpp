@@ -37,9 +37,10 @@ struct TLS_STATE_S {
     size_t ulNextSession = 0; /**< the one to give way */
 };
 
-/** Never destroyed: a thread may still be at work while the process ends. */
+/** Never destroyed: a thread may still be at work while the process ends. In place, so that it is always to be had. */
 TLS_STATE_S &State() {
-    static TLS_STATE_S &stState = *new TLS_STATE_S;
+    alignas(TLS_STATE_S) static UCHAR aucMemory[sizeof(TLS_STATE_S)];
+    static TLS_STATE_S &stState = *new (aucMemory) TLS_STATE_S;
     return stState;
 }
 

@@ -123,8 +123,10 @@ std::string Stack(const FaultRecord &faults) {
     return text;
 }
 
-Runner::Runner(const Material &material)
+Runner::Runner(const Material &material, int number)
     : m_material(material),
+      m_folder(material.folder.At("work" + std::to_string(number))),
+      m_output(material.folder.At("output" + std::to_string(number))),
       m_record(static_cast<Record *>(
           mmap(nullptr, sizeof(Record), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {}
 
@@ -135,7 +137,7 @@ void Runner::Child(const SceneRow &scene, const Baseline *baseline, const Fault 
     const Outcome *expected = baseline != nullptr ? &baseline->outcome : nullptr;
     for (const bool faulted : {true, false}) {
         Outcome *outcome = &m_record->outcomes[faulted ? 0 : 1];
-        Stage stage(m_material, m_material.folder.At("work"), outcome);
+        Stage stage(m_material, m_folder, outcome);
         stage.EmptyFolder();
         Listen(m_record, baseline != nullptr ? &baseline->words : &nothing, faulted);
         if (faulted) {
@@ -151,10 +153,9 @@ void Runner::Child(const SceneRow &scene, const Baseline *baseline, const Fault 
 
 std::string Runner::Fork(const SceneRow &scene, const Baseline *baseline, const Fault &fault) {
     memset(static_cast<void *>(m_record), 0, sizeof(*m_record));
-    const std::string output = m_material.folder.At("output");
     const pid_t child = fork();
     if (child == 0) {
-        const int fd = open(output.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
+        const int fd = talkative ? dup(2) : open(m_output.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0600);
         dup2(fd, 1);
         dup2(fd, 2);
         close(fd);
@@ -188,7 +189,7 @@ std::string Runner::Measure(const SceneRow &scene, Baseline *baseline) {
             failure = unlike;
         }
         if (!failure.empty()) {
-            return failure + "\n" + ReadText(m_material.folder.At("output"));
+            return failure + "\n" + ReadText(m_output);
         }
         for (int kind = 0; kind < KINDS; ++kind) {
             baseline->calls[kind] = std::max<long>(baseline->calls[kind], m_record->faults.calls[kind]);
@@ -210,7 +211,7 @@ Finding Runner::Run(const SceneRow &scene, const Baseline &baseline, const Fault
     if (!finding.what.empty()) {
         finding.where = Stack(m_record->faults);
         finding.said = (m_record->said ? std::string("said: ") + m_record->saying + "\n" : "") +
-                       ReadText(m_material.folder.At("output"));
+                       ReadText(m_output);
     }
     return finding;
 }

@@ -33,7 +33,8 @@ struct Finding {
 
 class Runner {
  public:
-    explicit Runner(const Material &material);
+    /** Runners of different numbers may work at the same time. */
+    Runner(const Material &material, int number);
     ~Runner();
     Runner(const Runner &) = delete;
     Runner &operator=(const Runner &) = delete;
@@ -48,6 +49,7 @@ class Runner {
     void Child(const SceneRow &scene, const Baseline *baseline, const Fault &fault);
 
     const Material &m_material;
+    const std::string m_folder, m_output;
     Record *m_record;
 };
 

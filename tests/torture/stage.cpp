@@ -63,6 +63,8 @@ Port &Of(void *user) { return *static_cast<Port *>(user); }
 
 }  // namespace
 
+bool talkative = false;
+
 void Listen(Record *to, const std::vector<uint64_t> *known, bool faulted) {
     std::lock_guard guard(ear.mutex);
     ear.record = to;
@@ -73,6 +75,9 @@ void Listen(Record *to, const std::vector<uint64_t> *known, bool faulted) {
 void Say(const std::string &text) {
     std::lock_guard guard(ear.mutex);
     Record &record = *ear.record;
+    if (talkative) {
+        fprintf(stderr, "%s\n", text.c_str());
+    }
     const uint64_t hash = HashOf(text);
     const bool old = std::find(ear.known->begin(), ear.known->end(), hash) != ear.known->end();
     if (IsFaultThere() && !old && !record.said) {

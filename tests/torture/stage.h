@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "player_sdk_func.h"
 #include "torture/faults.h"
@@ -71,14 +72,15 @@ struct SceneRow {
     Scene run;
 };
 
-/** Rows end with one without a name. */
-extern const SceneRow SCENES[];
+std::vector<SceneRow> AllScenes();
 
 /** What the library has said, to the log, in a message or by a refusal, with everything left out that changes between
  * runs. */
 void Say(const std::string &text);
 /** Where what is said goes, and what is nothing new; `faulted` while a fault may come. */
 void Listen(Record *to, const std::vector<uint64_t> *known, bool faulted);
+/** Whether it is printed as well. */
+extern bool talkative;
 
 /** The library's life. */
 class Library {
