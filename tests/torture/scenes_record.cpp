@@ -75,7 +75,9 @@ void Snapshot(Stage &stage) {
         const std::string both = stage.folder + "/sub/both", later = stage.folder + "/sub/last";
         stage.Try("SnatchOnce",
                   Zelvane_SnatchOnce(port.number, both.c_str(), PLAYER_PIC_FORMATE_JPEG_AND_BMP, nullptr));
-        stage.Try("SnatchOnceEx", Zelvane_SnatchOnceEx(port.number, later.c_str(), PLAYER_PIC_FORMATE_JPEG, 1));
+        if (stage.Try("SnatchOnceEx", Zelvane_SnatchOnceEx(port.number, later.c_str(), PLAYER_PIC_FORMATE_JPEG, 1))) {
+            stage.Await([&] { return std::filesystem::exists(later + ".jpg"); });
+        }
     }
     stage.Try("CloseInputStream", Zelvane_CloseInputStream(port.number));
     Zelvane_FreePort(port.number);  // waits for the snapshot's thread
