@@ -9,6 +9,7 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <sstream>
 
 #include "torture/run.h"
 
@@ -67,13 +68,18 @@ bool Chosen(const std::vector<std::string> &names, const char *name) {
     return names.empty() || std::find(names.begin(), names.end(), name) != names.end();
 }
 
-/** What tells one finding from another: the failing function and its three callers. */
+/** What tells one finding from another: the failing function and its nearest callers outside the C++ library. */
 std::string InnerFrames(const std::string &stack) {
-    size_t end = 0;
-    for (int i = 0; i < 4 && end < stack.size(); ++i) {
-        end = std::min(stack.find('\n', end), stack.size() - 1) + 1;
+    std::istringstream lines(stack);
+    std::string inner;
+    int count = 0;
+    for (std::string line; count < 3 && std::getline(lines, line);) {
+        if (line.find("std::") == std::string::npos && line.find("/usr/") == std::string::npos) {
+            inner += line;
+            ++count;
+        }
     }
-    return stack.substr(0, end);
+    return inner;
 }
 
 struct Point {

@@ -96,11 +96,11 @@ std::vector<Bytes> TsFrames(const std::vector<Span> &units) {
 std::string PutCloud(const support::Nginx &server, const Scratch &folder, const std::vector<Span> &units) {
     std::string playlist = "#EXTM3U\n#EXT-X-TARGETDURATION:2\n";
     for (unsigned i = 0; i < 2; ++i) {
-        const std::string name = "s" + std::to_string(i) + ".ts", scheme = i == 0 ? "http://127" : "https://127";
+        const std::string name = "s" + std::to_string(i) + ".ts", scheme = i == 0 ? "http://127.0.0.1/" : "https://localhost/";
         support::WriteTs(folder.At(name), {PLAYER_PAYLOAD_H264, units, 3600}, nullptr, GROUP, 90000 + i * 108000);
         server.Put(name, ReadText(folder.At(name)));
         playlist += "#EXTINF:1.200,\n#EXT-X-PROGRAM-DATE-TIME:2020-01-01T00:00:0" + std::string(i == 0 ? "0.0" : "1.2") +
-                    "00+00:00,\n" + scheme + ".0.0.1/" + name + "\n";
+                    "00+00:00,\n" + scheme + name + "\n";
     }
     return playlist + "#EXT-X-ENDLIST\n";
 }

@@ -2,6 +2,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include "player_ext.h"
 #include "support/net_peer.h"
 #include "torture/scenes.h"
 
@@ -64,6 +65,7 @@ void Cloud(Stage &stage) {
     }
     const Port port(stage);
     stage.Try("SetCachePath", Zelvane_SetCachePath((stage.folder + "/cache").c_str()));
+    stage.Try("SetCloudCa", ZelvaneExt_SetCloudCa(stage.material.server->Cert().Ca().c_str()));
     if (!port || !stage.Try("OpenHlsStream", Zelvane_OpenHlsStream(port.number))) {
         return;
     }
