@@ -84,6 +84,18 @@ OPERATOR_NEW(operator new[], "_Znam")
 OPERATOR_NEW_NOTHROW(operator new, "_ZnwmRKSt9nothrow_t")
 OPERATOR_NEW_NOTHROW(operator new[], "_ZnamRKSt9nothrow_t")
 
+/** As CALL, of a stream, which remembers an error. */
+#define STREAM_CALL(KIND, TYPE, NAME, PARAMETERS, ARGUMENTS, RESULT, ERROR)                     \
+    SEEN TYPE NAME PARAMETERS {                                                                 \
+        static const auto next = reinterpret_cast<TYPE(*) PARAMETERS>(NEXT(#NAME));             \
+        if (Fails(torture::KIND, #NAME, FROM)) {                                                \
+            *static_cast<int *>(file) |= 0x20; /* the C library's flag, the record's first word */ \
+            errno = ERROR;                                                                      \
+            return RESULT;                                                                      \
+        }                                                                                       \
+        return next ARGUMENTS;                                                                  \
+    }
+
 // The system's. Their types are written as pointers, so that no header's attributes and macros come between.
 CALL(THREAD, int, pthread_create, (void *thread, const void *attributes, void *(*entry)(void *), void *argument),
      (thread, attributes, entry, argument), EAGAIN, errno)
@@ -99,14 +111,14 @@ CALL(OPEN, void *, opendir, (const char *path), (path), nullptr, EMFILE)
 CALL(OPEN, int, mkdir, (const char *path, unsigned mode), (path, mode), -1, ENOSPC)
 CALL(OPEN, void *, dlopen, (const char *path, int flags), (path, flags), nullptr, EMFILE)
 
-CALL(WRITE, size_t, fwrite, (const void *data, size_t size, size_t count, void *file), (data, size, count, file), 0,
+STREAM_CALL(WRITE, size_t, fwrite, (const void *data, size_t size, size_t count, void *file), (data, size, count, file), 0,
      ENOSPC)
 CALL(WRITE, ssize_t, write, (int fd, const void *data, size_t size), (fd, data, size), -1, ENOSPC)
 CALL(WRITE, ssize_t, writev, (int fd, const void *parts, int count), (fd, parts, count), -1, ENOSPC)
 CALL(WRITE, ssize_t, pwrite, (int fd, const void *data, size_t size, off_t place), (fd, data, size, place), -1, ENOSPC)
 CALL(WRITE, int, ftruncate, (int fd, off_t size), (fd, size), -1, ENOSPC)
 CALL(WRITE, int, fallocate, (int fd, int mode, off_t place, off_t size), (fd, mode, place, size), -1, ENOSPC)
-CALL(WRITE, int, fflush, (void *file), (file), -1, ENOSPC)
+STREAM_CALL(WRITE, int, fflush, (void *file), (file), -1, ENOSPC)
 CALL(WRITE, int, rename, (const char *from, const char *to), (from, to), -1, ENOSPC)
 
 CALL(MMAP, void *, mmap, (void *at, size_t size, int protection, int flags, int fd, off_t place),
@@ -114,7 +126,7 @@ CALL(MMAP, void *, mmap, (void *at, size_t size, int protection, int flags, int 
 CALL(MMAP, void *, mmap64, (void *at, size_t size, int protection, int flags, int fd, off_t place),
      (at, size, protection, flags, fd, place), reinterpret_cast<void *>(-1), ENOMEM)
 
-CALL(READ, size_t, fread, (void *data, size_t size, size_t count, void *file), (data, size, count, file), 0, EIO)
+STREAM_CALL(READ, size_t, fread, (void *data, size_t size, size_t count, void *file), (data, size, count, file), 0, EIO)
 CALL(READ, ssize_t, pread, (int fd, void *data, size_t size, off_t place), (fd, data, size, place), -1, EIO)
 CALL(READ, ssize_t, readv, (int fd, const void *parts, int count), (fd, parts, count), -1, EIO)
 CALL(READ, int, fseeko, (void *file, off_t place, int whence), (file, place, whence), -1, EIO)

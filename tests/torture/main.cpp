@@ -1,12 +1,15 @@
 // torture: scenes of clients, in each of which the n-th call of a kind fails, for every n.
 #include <dlfcn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <map>
 #include <random>
 #include <sstream>
@@ -19,7 +22,7 @@ using namespace torture;
 
 const char *const USAGE =
     "usage: torture [--kind NAME]... [--scene NAME]... [--stride N] [--seed N] [--many N] [--seconds N] [--at N]\n"
-    "               [--jobs N] [--list] [--talk]\n"
+    "               [--jobs N] [--list] [--untold] [--talk]\n"
     "  --kind     malloc, thread, socket, open, write, mmap, read, net, object; default all\n"
     "  --scene    one of those that --list shows; default all\n"
     "  --stride   every N-th call fails in a run of its own; default 1, all of them\n"
@@ -28,12 +31,13 @@ const char *const USAGE =
     "  --seconds  ends after so long, spread over all scenes and kinds\n"
     "  --at       this call alone\n"
     "  --jobs     processes at a time; default 1\n"
+    "  --untold   shows which failing calls cost nothing and are told of by nobody\n"
     "  --talk     prints what the library says\n";
 
 struct Options {
     std::vector<std::string> kinds, scenes;
     long stride = 1, seed = 0, many = 1, seconds = 0, at = -1, jobs = 1;
-    bool list = false;
+    bool list = false, untold = false;
 };
 
 bool Parse(int argc, char **argv, Options *options) {
@@ -44,6 +48,10 @@ bool Parse(int argc, char **argv, Options *options) {
         const std::string name = argv[i];
         if (name == "--list") {
             options->list = true;
+            continue;
+        }
+        if (name == "--untold") {
+            options->untold = true;
             continue;
         }
         if (name == "--talk") {
@@ -87,33 +95,46 @@ struct Point {
     Fault fault;
 };
 
+/** What all processes of a sweep have come to. */
+struct Totals {
+    std::atomic<long> runs, reached, told, found;
+};
+
 class Sweep {
  public:
-    /** One of `options.jobs` sweeps, which share the faults among them. */
-    Sweep(const Options &options, const Material &material, int job)
-        : m_options(options), m_job(job), m_runner(material, job) {}
+    Sweep(const Options &options, const Material &material)
+        : m_options(options),
+          m_material(material),
+          m_totals(static_cast<Totals *>(
+              mmap(nullptr, sizeof(Totals), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {}
+    ~Sweep() { munmap(m_totals, sizeof(Totals)); }
+    Sweep(const Sweep &) = delete;
+    Sweep &operator=(const Sweep &) = delete;
     int Go();
 
  private:
     bool MeasureAll();
     std::vector<Point> Points() const;
-    void Visit(const Point &point);
+    /** Visits every `jobs`-th point. */
+    void Work(const std::vector<Point> &points, long job);
+    void Visit(Runner *runner, const Point &point);
+    void Print(const SceneRow &scene, const Fault &fault, const Finding &finding);
     bool IsTimeUp() const {
-        return m_options.seconds > 0 && std::chrono::steady_clock::now() - m_start > std::chrono::seconds(m_options.seconds);
+        return m_options.seconds > 0 &&
+               std::chrono::steady_clock::now() - m_start > std::chrono::seconds(m_options.seconds);
     }
 
     const Options &m_options;
-    const int m_job;
-    Runner m_runner;
+    const Material &m_material;
+    Totals *m_totals;
     std::vector<SceneRow> m_scenes;
     std::vector<Baseline> m_baselines;
     const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
-    long m_runs = 0, m_reached = 0, m_told = 0, m_found = 0;
-    std::map<std::string, long> m_known; /**< findings by kind and place */
+    std::map<std::string, long> m_known, m_untold; /**< by what and where */
 };
 
 /** How often a scene makes calls of each kind, and what comes of it. */
-void Print(const SceneRow &scene, const Baseline &baseline) {
+void PrintBaseline(const SceneRow &scene, const Baseline &baseline) {
     printf("%-16s", scene.name);
     for (int kind = 0; kind < KINDS; ++kind) {
         printf(" %s %ld", KIND_NAMES[kind], baseline.calls[kind]);
@@ -127,18 +148,19 @@ void Print(const SceneRow &scene, const Baseline &baseline) {
 }
 
 bool Sweep::MeasureAll() {
+    Runner runner(m_material, 0);
     for (const SceneRow &scene : AllScenes()) {
         if (!Chosen(m_options.scenes, scene.name)) {
             continue;
         }
         Baseline baseline;
-        const std::string failure = m_runner.Measure(scene, &baseline);
+        const std::string failure = runner.Measure(scene, &baseline);
         if (!failure.empty()) {
             printf("torture: %s fails without a fault: %s\n", scene.name, failure.c_str());
             return false;
         }
-        if (m_job == 0) {
-            Print(scene, baseline);
+        if (m_options.list) {
+            PrintBaseline(scene, baseline);
         }
         m_scenes.push_back(scene);
         m_baselines.push_back(baseline);
@@ -146,43 +168,73 @@ bool Sweep::MeasureAll() {
     return !m_scenes.empty();
 }
 
+/** All faults that were asked for; for a bounded sweep so that its first part has something of everything. */
 std::vector<Point> Sweep::Points() const {
-    std::vector<Point> points;
+    std::vector<std::pair<size_t, Point>> ranked;
+    std::mt19937 dice(static_cast<unsigned>(m_options.seed));
     const long many = m_options.many > 0 ? m_options.many : 1L << 40;
     for (size_t scene = 0; scene < m_scenes.size(); ++scene) {
         for (int kind = 0; kind < KINDS; ++kind) {
-            const long calls = Chosen(m_options.kinds, KIND_NAMES[kind]) ? m_baselines[scene].calls[kind] : 0;
-            const long begin = m_options.at >= 0 ? m_options.at : m_options.seed % m_options.stride;
-            for (long n = begin; n < calls; n += m_options.at >= 0 ? calls : m_options.stride) {
-                points.push_back({scene, {static_cast<Kind>(kind), n, many}});
+            if (!Chosen(m_options.kinds, KIND_NAMES[kind])) {
+                continue;
+            }
+            const long calls = m_baselines[scene].calls[kind];
+            std::vector<long> numbers;
+            for (long n = m_options.seed % m_options.stride; n < calls && m_options.at < 0; n += m_options.stride) {
+                numbers.push_back(n);
+            }
+            if (m_options.at >= 0) {
+                numbers.push_back(m_options.at);
+            }
+            if (m_options.seconds > 0) {
+                std::shuffle(numbers.begin(), numbers.end(), dice);
+            }
+            for (size_t i = 0; i < numbers.size(); ++i) {
+                const size_t rank = m_options.seconds > 0 ? i : 0;
+                ranked.push_back({rank, {scene, {static_cast<Kind>(kind), numbers[i], many}}});
             }
         }
     }
-    if (m_options.seconds > 0) {
-        std::shuffle(points.begin(), points.end(), std::mt19937(static_cast<unsigned>(m_options.seed)));
-    }
+    std::stable_sort(ranked.begin(), ranked.end(), [](auto &a, auto &b) { return a.first < b.first; });
+    std::vector<Point> points;
+    std::transform(ranked.begin(), ranked.end(), std::back_inserter(points), [](auto &r) { return r.second; });
     return points;
 }
 
-void Sweep::Visit(const Point &point) {
-    const SceneRow &scene = m_scenes[point.scene];
-    const Finding finding = m_runner.Run(scene, m_baselines[point.scene], point.fault);
-    ++m_runs;
-    m_reached += finding.reached;
-    m_told += finding.told;
-    if (finding.what.empty()) {
-        return;
+void Sweep::Print(const SceneRow &scene, const Fault &fault, const Finding &finding) {
+    const std::string at = "--scene " + std::string(scene.name) + " --kind " + KIND_NAMES[fault.kind] + " --at " +
+                           std::to_string(fault.first) +
+                           (m_options.many != 1 ? " --many " + std::to_string(m_options.many) : "");
+    if (!finding.what.empty()) {
+        printf("\nFINDING  scripts/torture %s: %s\n%s%.12000s\n", at.c_str(), finding.what.c_str(),
+               finding.where.c_str(), finding.said.c_str());
+    } else {
+        printf("untold   scripts/torture %s:%s\n", at.c_str(), InnerFrames(finding.where).c_str());
     }
-    ++m_found;
-    const std::string name = KIND_NAMES[point.fault.kind];
-    const std::string key = finding.what.substr(0, finding.what.find(':')) + InnerFrames(finding.where);
-    if (m_known[key]++ > 0) {
-        return;
-    }
-    printf("\nFINDING  scripts/torture --scene %s --kind %s --at %ld%s: %s\n%s%.12000s\n", scene.name, name.c_str(),
-           point.fault.first, m_options.many != 1 ? (" --many " + std::to_string(m_options.many)).c_str() : "",
-           finding.what.c_str(), finding.where.c_str(), finding.said.c_str());
     fflush(stdout);
+}
+
+void Sweep::Visit(Runner *runner, const Point &point) {
+    const SceneRow &scene = m_scenes[point.scene];
+    const Finding finding = runner->Run(scene, m_baselines[point.scene], point.fault);
+    ++m_totals->runs;
+    m_totals->reached += finding.reached;
+    m_totals->told += finding.told;
+    m_totals->found += !finding.what.empty();
+    const std::string place = InnerFrames(finding.where);
+    const bool untold = m_options.untold && finding.what.empty() && finding.reached && !finding.told;
+    if ((!finding.what.empty() && m_known[finding.what.substr(0, finding.what.find(':')) + place]++ == 0) ||
+        (untold && m_untold[place]++ == 0)) {
+        Print(scene, point.fault, finding);
+    }
+}
+
+void Sweep::Work(const std::vector<Point> &points, long job) {
+    Runner runner(m_material, static_cast<int>(job));
+    for (size_t i = static_cast<size_t>(job); i < points.size() && !IsTimeUp();
+         i += static_cast<size_t>(m_options.jobs)) {
+        Visit(&runner, points[i]);
+    }
 }
 
 int Sweep::Go() {
@@ -193,12 +245,25 @@ int Sweep::Go() {
         return 0;
     }
     const std::vector<Point> points = Points();
-    for (size_t i = static_cast<size_t>(m_job); i < points.size() && !IsTimeUp(); i += static_cast<size_t>(m_options.jobs)) {
-        Visit(points[i]);
+    std::vector<pid_t> others;
+    for (long job = 1; job < m_options.jobs; ++job) {
+        others.push_back(fork());
+        if (others.back() == 0) {
+            Work(points, job);
+            fflush(stdout);
+            _exit(0);
+        }
     }
-    printf("torture: %ld of %zu faults tried, %ld met, %ld told of; %ld findings, %zu of them different\n", m_runs,
-           points.size(), m_reached, m_told, m_found, m_known.size());
-    return m_found > 0;
+    Work(points, 0);
+    bool whole = true;
+    for (const pid_t other : others) {
+        int status = 0;
+        waitpid(other, &status, 0);
+        whole = whole && status == 0;
+    }
+    printf("torture: %ld of %zu faults tried, %ld met, %ld told of, %ld findings\n", m_totals->runs.load(), points.size(),
+           m_totals->reached.load(), m_totals->told.load(), m_totals->found.load());
+    return m_totals->found > 0 || !whole;
 }
 
 }  // namespace
@@ -217,20 +282,5 @@ int main(int argc, char **argv) {
         fputs("torture: the codec libraries are not all there\n", stderr);
         return 2;
     }
-    std::vector<pid_t> others;
-    for (int job = 1; job < options.jobs && !options.list; ++job) {
-        others.push_back(fork());
-        if (others.back() == 0) {
-            const int result = Sweep(options, material, job).Go();
-            fflush(stdout);
-            _exit(result);
-        }
-    }
-    int result = Sweep(options, material, 0).Go();
-    for (const pid_t other : others) {
-        int status = 0;
-        waitpid(other, &status, 0);
-        result |= status != 0;
-    }
-    return result;
+    return Sweep(options, material).Go();
 }

@@ -208,7 +208,7 @@ Finding Runner::Run(const SceneRow &scene, const Baseline &baseline, const Fault
     }
     finding.reached = m_record->faults.failed > 0;
     finding.told = m_record->said;
-    if (!finding.what.empty()) {
+    if (!finding.what.empty() || (finding.reached && !finding.told)) {
         finding.where = Stack(m_record->faults);
         finding.said = (m_record->said ? std::string("said: ") + m_record->saying + "\n" : "") +
                        ReadText(m_output);
