@@ -75,7 +75,7 @@ void Cloud(Stage &stage) {
     stage.Await([&] { return port.pictures == long{2 * FRAMES}; });
     stage.Try("CloseHlsStream", Zelvane_CloseHlsStream(port.number));
     NoteMedia(stage, port);
-    stage.NoteFiles("segments", "cached");
+    stage.NoteFiles(false);
 }
 
 /** Blocks of sound to a device, which all fit into its connection. */

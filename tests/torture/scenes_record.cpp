@@ -33,7 +33,10 @@ void Record(Stage &stage, ULONG_32 format) {
         AwaitRecorder(stage, port);
     }
     stage.Try("StopRecord", Zelvane_StopRecord(port.number));
-    stage.NoteFiles("files", "bytes");
+    stage.NoteFiles(true);
+    PLAYER_RECORD_FILES_NAME_INFO_S list = {};
+    Zelvane_GetRecordFiles(port.number, RECORD_GET_FILENAME_ALL, &list);
+    stage.Note("listed", static_cast<long>(list.ulFileCount));
     stage.Try("CloseInputStream", Zelvane_CloseInputStream(port.number));
 }
 
@@ -57,7 +60,7 @@ void RecordFile(Stage &stage) {
     stage.Await([&] { return port.ends > 0; });
     AwaitRecorder(stage, port);
     stage.Try("StopRecord", Zelvane_StopRecord(port.number));
-    stage.NoteFiles("files", "bytes");
+    stage.NoteFiles(true);
     stage.Try("CloseMediaFile", Zelvane_CloseMediaFile(port.number));
 }
 
@@ -81,7 +84,7 @@ void Snapshot(Stage &stage) {
     }
     stage.Try("CloseInputStream", Zelvane_CloseInputStream(port.number));
     Zelvane_FreePort(port.number);  // waits for the snapshot's thread
-    stage.NoteFiles("files", "bytes");
+    stage.NoteFiles(false);
 }
 
 }  // namespace

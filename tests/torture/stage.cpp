@@ -1,5 +1,9 @@
 #include "torture/stage.h"
 
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
 #include <algorithm>
 #include <chrono>
 #include <cstring>
@@ -57,6 +61,20 @@ void TakePortMessage(ULONG_32, void *message) {
     if (info.ulErrCode == PLAYER_ERR_FILE_END && info.ulPort < PLAYER_MAX_PORT_NUM && ports[info.ulPort] != nullptr) {
         ++ports[info.ulPort].load()->ends;
     }
+}
+
+long FramesOf(const std::string &path) {
+    AVFormatContext *format = nullptr;
+    AVPacket *packet = av_packet_alloc();
+    long frames = 0;
+    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) == 0) {
+        for (; av_read_frame(format, packet) == 0; av_packet_unref(packet)) {
+            ++frames;
+        }
+    }
+    avformat_close_input(&format);
+    av_packet_free(&packet);
+    return frames;
 }
 
 Port &Of(void *user) { return *static_cast<Port *>(user); }
@@ -124,16 +142,18 @@ void Stage::EmptyFolder() const {
     std::filesystem::create_directories(folder);
 }
 
-void Stage::NoteFiles(const char *count, const char *bytes) const {
-    long files = 0, size = 0;
+void Stage::NoteFiles(bool media) const {
+    long files = 0, bytes = 0, frames = 0;
     for (const auto &entry : std::filesystem::recursive_directory_iterator(folder)) {
         if (entry.is_regular_file() && entry.path().extension() != ".temp") {
             ++files;
-            size += static_cast<long>(entry.file_size());
+            bytes += static_cast<long>(entry.file_size());
+            frames += media ? FramesOf(entry.path()) : 0;
         }
     }
-    Note(count, files);
-    Note(bytes, size);
+    Note("files", files);
+    Note("bytes", bytes);
+    Note("recorded", frames);
 }
 
 Library::Library(const Stage &stage) {

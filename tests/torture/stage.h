@@ -54,9 +54,10 @@ class Stage {
     /** Waits until the condition holds: long in a run that is whole, and no longer than needed once a fault was told of. */
     bool Await(const std::function<bool()> &condition) const;
     void Note(const char *name, long value) const;
-    /** Empties the folder; notes how many files are in it, and how many bytes, without what is still being written. */
     void EmptyFolder() const;
-    void NoteFiles(const char *count, const char *bytes) const;
+    /** Notes how many files are in the folder and how many bytes, without what is still being written; of media also
+     * how many frames, as libavformat finds them. */
+    void NoteFiles(bool media) const;
 
     const Material &material;
     const std::string folder;
