@@ -1,6 +1,6 @@
 // Scenes by what they are about, and what they share.
-#ifndef ZELVANE_TESTS_TORTURE_SCENES_H
-#define ZELVANE_TESTS_TORTURE_SCENES_H
+#ifndef ZELVANE_TORTURE_SCENES_H
+#define ZELVANE_TORTURE_SCENES_H
 
 #include "torture/stage.h"
 

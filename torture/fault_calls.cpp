@@ -1,5 +1,5 @@
-// The calls that can be made to fail. Each stands in front of the system's function of its name, which the dynamic linker
-// would have found; a call that need not fail goes on to that.
+// The calls that can be made to fail. Each stands in front of the system's function of its name, which the dynamic
+// linker would have found; a call that need not fail goes on to that.
 #include <errno.h>
 
 #include <new>
@@ -19,14 +19,14 @@ extern "C" void *dlsym(void *, const char *);
 #define FROM __builtin_return_address(0)
 
 /** NAME(PARAMETERS), which gives RESULT and sets errno to ERROR when it fails. */
-#define CALL(KIND, TYPE, NAME, PARAMETERS, ARGUMENTS, RESULT, ERROR)                                \
-    SEEN TYPE NAME PARAMETERS {                                                                     \
-        static const auto next = reinterpret_cast<TYPE(*) PARAMETERS>(NEXT(#NAME));     \
-        if (Fails(torture::KIND, #NAME, FROM)) {                                                    \
-            errno = ERROR;                                                                          \
-            return RESULT;                                                                          \
-        }                                                                                           \
-        return next ARGUMENTS;                                                                      \
+#define CALL(KIND, TYPE, NAME, PARAMETERS, ARGUMENTS, RESULT, ERROR)                \
+    SEEN TYPE NAME PARAMETERS {                                                     \
+        static const auto next = reinterpret_cast<TYPE(*) PARAMETERS>(NEXT(#NAME)); \
+        if (Fails(torture::KIND, #NAME, FROM)) {                                    \
+            errno = ERROR;                                                          \
+            return RESULT;                                                          \
+        }                                                                           \
+        return next ARGUMENTS;                                                      \
     }
 
 // Memory. These are called before dlsym can be, so the next in line has to be known by name.
@@ -51,9 +51,7 @@ void *NoMemory() {
 
 }  // namespace
 
-SEEN void *malloc(size_t size) {
-    return Fails(torture::MALLOC, "malloc", FROM) ? NoMemory() : NEXT_OF(malloc)(size);
-}
+SEEN void *malloc(size_t size) { return Fails(torture::MALLOC, "malloc", FROM) ? NoMemory() : NEXT_OF(malloc)(size); }
 SEEN void *calloc(size_t count, size_t size) {
     return Fails(torture::MALLOC, "calloc", FROM) ? NoMemory() : NEXT_OF(calloc)(count, size);
 }
@@ -65,19 +63,18 @@ SEEN void *aligned_alloc(size_t alignment, size_t size) {
 }
 
 /** The operators of the C++ library, or of the sanitizer, which tells their memory from malloc's. */
-#define OPERATOR_NEW(NAME, SYMBOL)                                                              \
-    __attribute__((visibility("default"))) void *NAME(size_t size) {                            \
+#define OPERATOR_NEW(NAME, SYMBOL)                                                  \
+    __attribute__((visibility("default"))) void *NAME(size_t size) {                \
         static const auto next = reinterpret_cast<void *(*)(size_t)>(NEXT(SYMBOL)); \
-        if (Fails(torture::MALLOC, #NAME, FROM)) {                                              \
-            throw std::bad_alloc();                                                             \
-        }                                                                                       \
-        return next(size);                                                                      \
+        if (Fails(torture::MALLOC, #NAME, FROM)) {                                  \
+            throw std::bad_alloc();                                                 \
+        }                                                                           \
+        return next(size);                                                          \
     }
-#define OPERATOR_NEW_NOTHROW(NAME, SYMBOL)                                                              \
-    __attribute__((visibility("default"))) void *NAME(size_t size, const std::nothrow_t &n) noexcept {  \
-        static const auto next =                                                                        \
-            reinterpret_cast<void *(*)(size_t, const std::nothrow_t &)>(NEXT(SYMBOL));      \
-        return Fails(torture::MALLOC, #NAME "(nothrow)", FROM) ? nullptr : next(size, n);               \
+#define OPERATOR_NEW_NOTHROW(NAME, SYMBOL)                                                                  \
+    __attribute__((visibility("default"))) void *NAME(size_t size, const std::nothrow_t &n) noexcept {      \
+        static const auto next = reinterpret_cast<void *(*)(size_t, const std::nothrow_t &)>(NEXT(SYMBOL)); \
+        return Fails(torture::MALLOC, #NAME "(nothrow)", FROM) ? nullptr : next(size, n);                   \
     }
 OPERATOR_NEW(operator new, "_Znwm")
 OPERATOR_NEW(operator new[], "_Znam")
@@ -85,15 +82,15 @@ OPERATOR_NEW_NOTHROW(operator new, "_ZnwmRKSt9nothrow_t")
 OPERATOR_NEW_NOTHROW(operator new[], "_ZnamRKSt9nothrow_t")
 
 /** As CALL, of a stream, which remembers an error. */
-#define STREAM_CALL(KIND, TYPE, NAME, PARAMETERS, ARGUMENTS, RESULT, ERROR)                     \
-    SEEN TYPE NAME PARAMETERS {                                                                 \
-        static const auto next = reinterpret_cast<TYPE(*) PARAMETERS>(NEXT(#NAME));             \
-        if (Fails(torture::KIND, #NAME, FROM)) {                                                \
+#define STREAM_CALL(KIND, TYPE, NAME, PARAMETERS, ARGUMENTS, RESULT, ERROR)                        \
+    SEEN TYPE NAME PARAMETERS {                                                                    \
+        static const auto next = reinterpret_cast<TYPE(*) PARAMETERS>(NEXT(#NAME));                \
+        if (Fails(torture::KIND, #NAME, FROM)) {                                                   \
             *static_cast<int *>(file) |= 0x20; /* the C library's flag, the record's first word */ \
-            errno = ERROR;                                                                      \
-            return RESULT;                                                                      \
-        }                                                                                       \
-        return next ARGUMENTS;                                                                  \
+            errno = ERROR;                                                                         \
+            return RESULT;                                                                         \
+        }                                                                                          \
+        return next ARGUMENTS;                                                                     \
     }
 
 // The system's. Their types are written as pointers, so that no header's attributes and macros come between.
@@ -111,14 +108,27 @@ CALL(OPEN, void *, opendir, (const char *path), (path), nullptr, EMFILE)
 CALL(OPEN, int, mkdir, (const char *path, unsigned mode), (path, mode), -1, ENOSPC)
 CALL(OPEN, void *, dlopen, (const char *path, int flags), (path, flags), nullptr, EMFILE)
 
-STREAM_CALL(WRITE, size_t, fwrite, (const void *data, size_t size, size_t count, void *file), (data, size, count, file), 0,
-     ENOSPC)
+STREAM_CALL(WRITE, size_t, fwrite, (const void *data, size_t size, size_t count, void *file), (data, size, count, file),
+            0, ENOSPC)
 CALL(WRITE, ssize_t, write, (int fd, const void *data, size_t size), (fd, data, size), -1, ENOSPC)
 CALL(WRITE, ssize_t, writev, (int fd, const void *parts, int count), (fd, parts, count), -1, ENOSPC)
 CALL(WRITE, ssize_t, pwrite, (int fd, const void *data, size_t size, off_t place), (fd, data, size, place), -1, ENOSPC)
 CALL(WRITE, int, ftruncate, (int fd, off_t size), (fd, size), -1, ENOSPC)
 CALL(WRITE, int, fallocate, (int fd, int mode, off_t place, off_t size), (fd, mode, place, size), -1, ENOSPC)
 STREAM_CALL(WRITE, int, fflush, (void *file), (file), -1, ENOSPC)
+/** What a full disk does to a close: the buffer is lost, the file closed all the same. */
+extern "C" int __fwritable(void *file);
+extern "C" void __fpurge(void *file);
+SEEN int fclose(void *file) {
+    static const auto next = reinterpret_cast<int (*)(void *)>(NEXT("fclose"));
+    if (__fwritable(file) == 0 || !Fails(torture::WRITE, "fclose", FROM)) {
+        return next(file);
+    }
+    __fpurge(file);
+    next(file);
+    errno = ENOSPC;
+    return -1;
+}
 CALL(WRITE, int, rename, (const char *from, const char *to), (from, to), -1, ENOSPC)
 
 CALL(MMAP, void *, mmap, (void *at, size_t size, int protection, int flags, int fd, off_t place),

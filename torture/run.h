@@ -2,8 +2,8 @@
  * @file run.h
  * @brief One run of a scene in a process of its own, under a watchdog.
  */
-#ifndef ZELVANE_TESTS_TORTURE_RUN_H
-#define ZELVANE_TESTS_TORTURE_RUN_H
+#ifndef ZELVANE_TORTURE_RUN_H
+#define ZELVANE_TORTURE_RUN_H
 
 #include <string>
 #include <vector>

@@ -6,8 +6,8 @@
  * What FFmpeg, SDL, wolfSSL and the system's libraries ask for among themselves is left alone; that an object of theirs
  * can't be had is a kind of its own.
  */
-#ifndef ZELVANE_TESTS_TORTURE_FAULTS_H
-#define ZELVANE_TESTS_TORTURE_FAULTS_H
+#ifndef ZELVANE_TORTURE_FAULTS_H
+#define ZELVANE_TORTURE_FAULTS_H
 
 #include <atomic>
 #include <cstddef>

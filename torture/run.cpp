@@ -70,8 +70,8 @@ std::string Differences(const Outcome &got, const Outcome &expected) {
         const Figure &wanted = expected.figures[i];
         const long value = i < got.count ? got.figures[i].value : -1;
         if (value != wanted.value) {
-            text += std::string(" ") + wanted.name + " " + std::to_string(value) + " for " +
-                    std::to_string(wanted.value);
+            text +=
+                std::string(" ") + wanted.name + " " + std::to_string(value) + " for " + std::to_string(wanted.value);
         }
     }
     return text;
@@ -210,8 +210,7 @@ Finding Runner::Run(const SceneRow &scene, const Baseline &baseline, const Fault
     finding.told = m_record->said;
     if (!finding.what.empty() || (finding.reached && !finding.told)) {
         finding.where = Stack(m_record->faults);
-        finding.said = (m_record->said ? std::string("said: ") + m_record->saying + "\n" : "") +
-                       ReadText(m_output);
+        finding.said = (m_record->said ? std::string("said: ") + m_record->saying + "\n" : "") + ReadText(m_output);
     }
     return finding;
 }

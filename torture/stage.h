@@ -5,8 +5,8 @@
  * A scene is a client that expects nothing of its calls but that a refused one leaves an error. It runs twice: with the
  * fault, then without, when everything has to be as if nothing had happened.
  */
-#ifndef ZELVANE_TESTS_TORTURE_STAGE_H
-#define ZELVANE_TESTS_TORTURE_STAGE_H
+#ifndef ZELVANE_TORTURE_STAGE_H
+#define ZELVANE_TORTURE_STAGE_H
 
 #include <atomic>
 #include <cstdint>
@@ -51,7 +51,8 @@ class Stage {
 
     /** Notes a call's result, and hands it on. */
     bool Try(const char *what, BOOL_T result) const;
-    /** Waits until the condition holds: long in a run that is whole, and no longer than needed once a fault was told of. */
+    /** Waits until the condition holds: long in a run that is whole, and no longer than needed once a fault was told
+     * of. */
     bool Await(const std::function<bool()> &condition) const;
     void Note(const char *name, long value) const;
     void EmptyFolder() const;

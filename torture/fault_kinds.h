@@ -2,8 +2,8 @@
  * @file fault_kinds.h
  * @brief The kinds of calls that fail, without any header of the system: fault_calls.cpp declares its functions itself.
  */
-#ifndef ZELVANE_TESTS_TORTURE_FAULT_KINDS_H
-#define ZELVANE_TESTS_TORTURE_FAULT_KINDS_H
+#ifndef ZELVANE_TORTURE_FAULT_KINDS_H
+#define ZELVANE_TORTURE_FAULT_KINDS_H
 
 namespace torture {
 
@@ -13,7 +13,7 @@ enum Kind {
     SOCKET, /**< and eventfd */
     OPEN,   /**< of files, folders and libraries */
     WRITE,  /**< to files, and what makes room in them, renames and flushes them */
-    MMAP,
+    MMAP,   /**< that our libraries make themselves, which is none: stacks and large blocks are THREAD's and MALLOC's */
     READ,   /**< of files */
     NET,    /**< what is done with a socket */
     OBJECT, /**< of FFmpeg, SDL, libjpeg-turbo, wolfSSL */

@@ -96,11 +96,12 @@ std::vector<Bytes> TsFrames(const std::vector<Span> &units) {
 std::string PutCloud(const support::Nginx &server, const Scratch &folder, const std::vector<Span> &units) {
     std::string playlist = "#EXTM3U\n#EXT-X-TARGETDURATION:2\n";
     for (unsigned i = 0; i < 2; ++i) {
-        const std::string name = "s" + std::to_string(i) + ".ts", scheme = i == 0 ? "http://127.0.0.1/" : "https://localhost/";
+        const std::string name = "s" + std::to_string(i) + ".ts",
+                          scheme = i == 0 ? "http://127.0.0.1/" : "https://localhost/";
         support::WriteTs(folder.At(name), {PLAYER_PAYLOAD_H264, units, 3600}, nullptr, GROUP, 90000 + i * 108000);
         server.Put(name, ReadText(folder.At(name)));
-        playlist += "#EXTINF:1.200,\n#EXT-X-PROGRAM-DATE-TIME:2020-01-01T00:00:0" + std::string(i == 0 ? "0.0" : "1.2") +
-                    "00+00:00,\n" + scheme + name + "\n";
+        playlist += "#EXTINF:1.200,\n#EXT-X-PROGRAM-DATE-TIME:2020-01-01T00:00:0" +
+                    std::string(i == 0 ? "0.0" : "1.2") + "00+00:00,\n" + scheme + name + "\n";
     }
     return playlist + "#EXT-X-ENDLIST\n";
 }
@@ -121,7 +122,8 @@ unsigned long MakeWindow() {
 }  // namespace
 
 Material::Material()
-    : h264(Encode(folder, "libx264 -preset superfast -x264-params keyint=10:min-keyint=10:scenecut=0:bframes=0", "h264")),
+    : h264(Encode(folder, "libx264 -preset superfast -x264-params keyint=10:min-keyint=10:scenecut=0:bframes=0",
+                  "h264")),
       h265(Encode(folder,
                   "libx265 -preset ultrafast -x265-params "
                   "keyint=10:min-keyint=10:scenecut=0:bframes=0:repeat-headers=1:open-gop=0:log-level=none",
@@ -141,7 +143,8 @@ Material::Material()
     rtpMarked = Packets(Marked(h264));
     rtpScrambled = Packets(Scrambled(h264, true, ""));
     for (int i = 1; i <= 10; ++i) {
-        jpegs.push_back(ReadFile(MediaPath((std::string("mjpeg_640x360/0") + (i < 10 ? "0" : "") + std::to_string(i) + ".jpg").c_str())));
+        jpegs.push_back(ReadFile(
+            MediaPath((std::string("mjpeg_640x360/0") + (i < 10 ? "0" : "") + std::to_string(i) + ".jpg").c_str())));
     }
     const std::vector<Span> units = SplitAccessUnits(h264, AV_CODEC_ID_H264);
     tsFrames = TsFrames(units);

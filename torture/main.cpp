@@ -261,8 +261,8 @@ int Sweep::Go() {
         waitpid(other, &status, 0);
         whole = whole && status == 0;
     }
-    printf("torture: %ld of %zu faults tried, %ld met, %ld told of, %ld findings\n", m_totals->runs.load(), points.size(),
-           m_totals->reached.load(), m_totals->told.load(), m_totals->found.load());
+    printf("torture: %ld of %zu faults tried, %ld met, %ld told of, %ld findings\n", m_totals->runs.load(),
+           points.size(), m_totals->reached.load(), m_totals->told.load(), m_totals->found.load());
     return m_totals->found > 0 || !whole;
 }
 

@@ -70,8 +70,7 @@ void Cloud(Stage &stage) {
         return;
     }
     stage.Try("SpeedPlay", Zelvane_SpeedPlay(port.number, PLAYER_SPEED_4_FORWARD));
-    stage.Try("UpdatePlayInfo",
-              Zelvane_UpdatePlayInfo(port.number, stage.material.playlist.c_str(), CLOUD_START));
+    stage.Try("UpdatePlayInfo", Zelvane_UpdatePlayInfo(port.number, stage.material.playlist.c_str(), CLOUD_START));
     stage.Await([&] { return port.pictures == long{2 * FRAMES}; });
     stage.Try("CloseHlsStream", Zelvane_CloseHlsStream(port.number));
     NoteMedia(stage, port);
@@ -86,9 +85,9 @@ void Voice(Stage &stage) {
         return;
     }
     const Port port(stage);
-    if (!port || !stage.Try("OpenVoiceSvc", Zelvane_OpenVoiceSvc(port.number, PLAYER_VOICE_SERVICE_TALKBACK_INPUT, 0,
-                                                                 nullptr, 0, "127.0.0.1", server.Port(),
-                                                                 PLAYER_PROTOCOL_TCP))) {
+    if (!port ||
+        !stage.Try("OpenVoiceSvc", Zelvane_OpenVoiceSvc(port.number, PLAYER_VOICE_SERVICE_TALKBACK_INPUT, 0, nullptr, 0,
+                                                        "127.0.0.1", server.Port(), PLAYER_PROTOCOL_TCP))) {
         return;
     }
     const Socket device = server.Accept();

@@ -1,6 +1,6 @@
 // Streams and files of the scenes: small ones, made once.
-#ifndef ZELVANE_TESTS_TORTURE_MATERIAL_H
-#define ZELVANE_TESTS_TORTURE_MATERIAL_H
+#ifndef ZELVANE_TORTURE_MATERIAL_H
+#define ZELVANE_TORTURE_MATERIAL_H
 
 #include <memory>
 #include <string>

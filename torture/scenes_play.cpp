@@ -28,9 +28,7 @@ void Push(Stage &stage, const std::vector<Bytes> &video, const std::vector<Bytes
 
 void PushH264(Stage &stage) { Push(stage, stage.material.rtpH264, stage.material.rtpSound, FRAMES); }
 void PushH265(Stage &stage) { Push(stage, stage.material.rtpH265, stage.material.rtpSound, FRAMES); }
-void PushJpeg(Stage &stage) {
-    Push(stage, stage.material.jpegs, {}, static_cast<long>(stage.material.jpegs.size()));
-}
+void PushJpeg(Stage &stage) { Push(stage, stage.material.jpegs, {}, static_cast<long>(stage.material.jpegs.size())); }
 void PushTs(Stage &stage) { Push(stage, stage.material.tsFrames, {}, FRAMES); }
 
 void Descramble(Stage &stage) {
@@ -89,7 +87,7 @@ void PlayFile(Stage &stage, const std::string &path, const char *password = null
     }
     if (password != nullptr) {
         stage.Try("SetFilePassword", Zelvane_SetFilePassword(port.number, const_cast<char *>(password),
-                                                            static_cast<LONG_32>(strlen(password))));
+                                                             static_cast<LONG_32>(strlen(password))));
     }
     if (!stage.Try("OpenMediaFile", Zelvane_OpenMediaFile(port.number, path.c_str()))) {
         return;
@@ -141,13 +139,19 @@ void LogFiles(Stage &stage) {
 }  // namespace
 
 std::vector<SceneRow> PlayScenes() {
-    return {{"push-h264", PushH264},   {"push-h265", PushH265},
-            {"push-jpeg", PushJpeg},   {"push-ts", PushTs},
-            {"descramble", Descramble}, {"window", PlayWindow},
+    return {{"push-h264", PushH264},
+            {"push-h265", PushH265},
+            {"push-jpeg", PushJpeg},
+            {"push-ts", PushTs},
+            {"descramble", Descramble},
+            {"window", PlayWindow},
             {"play-mp4", PlayMp4},
-            {"play-avi", PlayAvi},     {"play-ts", PlayTs},
-            {"play-krdf", PlayKrdf},   {"play-scrambled", PlayScrambled},
-            {"check-mark", CheckMark}, {"log-files", LogFiles}};
+            {"play-avi", PlayAvi},
+            {"play-ts", PlayTs},
+            {"play-krdf", PlayKrdf},
+            {"play-scrambled", PlayScrambled},
+            {"check-mark", CheckMark},
+            {"log-files", LogFiles}};
 }
 
 }  // namespace torture

@@ -50,8 +50,8 @@ void TakeLine(ULONG_32, ULONG_32, ULONG_32, const CHAR *, ULONG_32, const CHAR *
 void TakeMessage(ULONG_32 kind, void *message) {
     const PLAYER_RUN_INFO_S &info = static_cast<REPORT_MSG_U *>(message)->stRunInfo;
     // A letter a code: figures are left out of what is compared.
-    Say("message: kind " + std::string(kind + 1, 'k') + " code " + std::string(1, static_cast<char>('A' + info.ulErrCode % 128)) + " " +
-        std::to_string(info.ulErrCode));
+    Say("message: kind " + std::string(kind + 1, 'k') + " code " +
+        std::string(1, static_cast<char>('A' + info.ulErrCode % 128)) + " " + std::to_string(info.ulErrCode));
 }
 
 std::atomic<Port *> ports[PLAYER_MAX_PORT_NUM];
@@ -122,7 +122,7 @@ bool Stage::Try(const char *what, BOOL_T result) const {
 bool Stage::Await(const std::function<bool()> &condition) const {
     const Clock::time_point start = Clock::now();
     while (!condition()) {
-        const milliseconds patience = IsFaultTold() ? milliseconds(100) : milliseconds(IsFaultThere() ? 3000 : 15000);
+        const milliseconds patience = IsFaultTold() ? milliseconds(100) : milliseconds(IsFaultThere() ? 8000 : 30000);
         if (Clock::now() - start > patience) {
             return false;
         }
@@ -132,6 +132,9 @@ bool Stage::Await(const std::function<bool()> &condition) const {
 }
 
 void Stage::Note(const char *name, long value) const {
+    if (m_outcome->count == std::size(m_outcome->figures)) {
+        return;
+    }
     Figure &figure = m_outcome->figures[m_outcome->count++];
     strncpy(figure.name, name, sizeof(figure.name) - 1);
     figure.value = value;
