@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <iterator>
 #include <map>
 #include <random>
@@ -28,7 +29,7 @@ const char *const USAGE =
     "  --stride   every N-th call fails in a run of its own; default 1, all of them\n"
     "  --seed     where each sweep begins within its stride, and the order of a bounded sweep; default 0\n"
     "  --many     so many calls fail in a row; default 1; 0 for all from there on\n"
-    "  --seconds  ends after so long, spread over all scenes and kinds\n"
+    "  --seconds  tries faults for so long, spread over all scenes and kinds\n"
     "  --at       this call alone\n"
     "  --jobs     processes at a time; default 1\n"
     "  --untold   shows which failing calls cost nothing and are told of by nobody\n"
@@ -100,19 +101,22 @@ struct Totals {
     std::atomic<long> runs, reached, told, found;
 };
 
+/** Zeroes that all processes of the sweep see, for as long as it goes on. */
+template <class Record>
+Record *Shared(size_t count) {
+    return static_cast<Record *>(
+        mmap(nullptr, count * sizeof(Record), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+}
+
 class Sweep {
  public:
     Sweep(const Options &options, const Material &material)
-        : m_options(options),
-          m_material(material),
-          m_totals(static_cast<Totals *>(
-              mmap(nullptr, sizeof(Totals), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))) {}
-    ~Sweep() { munmap(m_totals, sizeof(Totals)); }
-    Sweep(const Sweep &) = delete;
-    Sweep &operator=(const Sweep &) = delete;
+        : m_options(options), m_material(material), m_totals(Shared<Totals>(1)) {}
     int Go();
 
  private:
+    /** Has all jobs do their shares, each in a process of its own. @return whether all came through */
+    bool Share(const std::function<void(long job)> &work);
     bool MeasureAll();
     std::vector<Point> Points() const;
     /** Visits every `jobs`-th point. */
@@ -128,8 +132,8 @@ class Sweep {
     const Material &m_material;
     Totals *m_totals;
     std::vector<SceneRow> m_scenes;
-    std::vector<Baseline> m_baselines;
-    const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+    Baseline *m_baselines = nullptr;
+    std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
     std::map<std::string, long> m_known, m_untold; /**< by what and where */
 };
 
@@ -148,24 +152,27 @@ void PrintBaseline(const SceneRow &scene, const Baseline &baseline) {
 }
 
 bool Sweep::MeasureAll() {
-    Runner runner(m_material, 0);
     for (const SceneRow &scene : AllScenes()) {
-        if (!Chosen(m_options.scenes, scene.name)) {
-            continue;
+        if (Chosen(m_options.scenes, scene.name)) {
+            m_scenes.push_back(scene);
         }
-        Baseline baseline;
-        const std::string failure = runner.Measure(scene, &baseline);
-        if (!failure.empty()) {
-            printf("torture: %s fails without a fault: %s\n", scene.name, failure.c_str());
-            return false;
-        }
-        if (m_options.list) {
-            PrintBaseline(scene, baseline);
-        }
-        m_scenes.push_back(scene);
-        m_baselines.push_back(baseline);
     }
-    return !m_scenes.empty();
+    m_baselines = Shared<Baseline>(m_scenes.size());
+    bool whole = Share([this](long job) {
+        Runner runner(m_material, static_cast<int>(job));
+        for (size_t i = static_cast<size_t>(job); i < m_scenes.size(); i += static_cast<size_t>(m_options.jobs)) {
+            runner.Measure(m_scenes[i], &m_baselines[i]);
+        }
+    });
+    for (size_t i = 0; i < m_scenes.size(); ++i) {
+        if (m_baselines[i].failure[0] != '\0') {
+            printf("torture: %s fails without a fault: %s\n", m_scenes[i].name, m_baselines[i].failure);
+            whole = false;
+        } else if (m_options.list) {
+            PrintBaseline(m_scenes[i], m_baselines[i]);
+        }
+    }
+    return whole && !m_scenes.empty();
 }
 
 /** All faults that were asked for; for a bounded sweep so that its first part has something of everything. */
@@ -237,6 +244,27 @@ void Sweep::Work(const std::vector<Point> &points, long job) {
     }
 }
 
+bool Sweep::Share(const std::function<void(long job)> &work) {
+    std::vector<pid_t> others;
+    fflush(stdout);
+    for (long job = 1; job < m_options.jobs; ++job) {
+        others.push_back(fork());
+        if (others.back() == 0) {
+            work(job);
+            fflush(stdout);
+            _exit(0);
+        }
+    }
+    work(0);
+    bool whole = true;
+    for (const pid_t other : others) {
+        int status = 0;
+        waitpid(other, &status, 0);
+        whole = whole && status == 0;
+    }
+    return whole;
+}
+
 int Sweep::Go() {
     if (!MeasureAll()) {
         return 1;
@@ -245,22 +273,8 @@ int Sweep::Go() {
         return 0;
     }
     const std::vector<Point> points = Points();
-    std::vector<pid_t> others;
-    for (long job = 1; job < m_options.jobs; ++job) {
-        others.push_back(fork());
-        if (others.back() == 0) {
-            Work(points, job);
-            fflush(stdout);
-            _exit(0);
-        }
-    }
-    Work(points, 0);
-    bool whole = true;
-    for (const pid_t other : others) {
-        int status = 0;
-        waitpid(other, &status, 0);
-        whole = whole && status == 0;
-    }
+    m_start = std::chrono::steady_clock::now();
+    const bool whole = Share([&](long job) { Work(points, job); });
     printf("torture: %ld of %zu faults tried, %ld met, %ld told of, %ld findings\n", m_totals->runs.load(),
            points.size(), m_totals->reached.load(), m_totals->told.load(), m_totals->found.load());
     return m_totals->found > 0 || !whole;

@@ -22,7 +22,7 @@ using std::chrono::milliseconds;
 
 struct {
     Record *record = nullptr;
-    const std::vector<uint64_t> *known = nullptr;
+    const Words *known = nullptr;
     bool faulted = false;
     std::mutex mutex;
 } ear;
@@ -83,7 +83,7 @@ Port &Of(void *user) { return *static_cast<Port *>(user); }
 
 bool talkative = false;
 
-void Listen(Record *to, const std::vector<uint64_t> *known, bool faulted) {
+void Listen(Record *to, const Words *known, bool faulted) {
     std::lock_guard guard(ear.mutex);
     ear.record = to;
     ear.known = known;
@@ -97,15 +97,12 @@ void Say(const std::string &text) {
         fprintf(stderr, "%s\n", text.c_str());
     }
     const uint64_t hash = HashOf(text);
-    const bool old = std::find(ear.known->begin(), ear.known->end(), hash) != ear.known->end();
+    const bool old = ear.known->Has(hash);
     if (IsFaultThere() && !old && !record.said) {
         strncpy(record.saying, text.c_str(), sizeof(record.saying) - 1);
         record.said = true;
     }
-    if (std::find(record.word, record.word + record.words, hash) == record.word + record.words &&
-        record.words < std::size(record.word)) {
-        record.word[record.words++] = hash;
-    }
+    record.words.Add(hash);
 }
 
 bool Stage::Try(const char *what, BOOL_T result) const {

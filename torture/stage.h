@@ -8,8 +8,10 @@
 #ifndef ZELVANE_TORTURE_STAGE_H
 #define ZELVANE_TORTURE_STAGE_H
 
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
+#include <iterator>
 #include <functional>
 #include <string>
 #include <vector>
@@ -32,6 +34,19 @@ struct Outcome {
     long descriptors, threads; /**< of the process, once all is closed */
 };
 
+/** Hashes of what was said. */
+struct Words {
+    size_t count;
+    uint64_t hash[4096];
+
+    bool Has(uint64_t word) const { return std::find(hash, hash + count, word) != hash + count; }
+    void Add(uint64_t word) {
+        if (count < std::size(hash) && !Has(word)) {
+            hash[count++] = word;
+        }
+    }
+};
+
 /** A run's findings, in memory that it shares with the sweeper. */
 struct Record {
     FaultRecord faults;
@@ -40,8 +55,7 @@ struct Record {
     char saying[200]; /**< the first thing said that a run without faults doesn't say */
     char mute[64];    /**< a call that was refused without an error */
     bool leaked, done;
-    std::atomic<size_t> words; /**< of a run without faults: all that it said, by hash */
-    uint64_t word[4096];
+    Words words;
 };
 
 class Stage {
@@ -80,7 +94,7 @@ std::vector<SceneRow> AllScenes();
  * runs. */
 void Say(const std::string &text);
 /** Where what is said goes, and what is nothing new; `faulted` while a fault may come. */
-void Listen(Record *to, const std::vector<uint64_t> *known, bool faulted);
+void Listen(Record *to, const Words *known, bool faulted);
 /** Whether it is printed as well. */
 extern bool talkative;
 
