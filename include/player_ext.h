@@ -22,8 +22,8 @@ extern "C" {
  * certificate for its host name that one of these CAs has issued; otherwise the segment is not fetched, the run message
  * PLAYER_ERR_HLS_CONNECT comes, and the log says why. May be called before Zelvane_Init(), from any thread.
  * @param pcCaFile file of CA certificates in PEM form, read by this call; null turns verification off again
- * @return 1; or 0 with PLAYER_ERR_FILE_NOT_FOUND for a file that can't be read or holds no certificate: what was set
- *         before stays
+ * @return 1; or 0 with PLAYER_ERR_FILE_NOT_FOUND for a file that can't be read or holds no certificate, or
+ *         PLAYER_ERR_MALLOC: what was set before stays
  */
 ZELVANE_API BOOL_T ZelvaneExt_SetCloudCa(const CHAR *pcCaFile);
 

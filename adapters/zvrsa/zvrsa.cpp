@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "key_der.h"
@@ -72,7 +73,7 @@ bool IsPadding(const UCHAR *pucFrom, const UCHAR *pucTo) {
 
 }  // namespace
 
-ULONG_32 ZvRSA_Decrypt(RSA_INFO_S *pstRsaInfo, const UCHAR *pucIn, UCHAR *pucOut) {
+ULONG_32 ZvRSA_Decrypt(RSA_INFO_S *pstRsaInfo, const UCHAR *pucIn, UCHAR *pucOut) try {
     if (pstRsaInfo == nullptr || pucIn == nullptr || pucOut == nullptr || pstRsaInfo->unBit > ZVRSA_MAX_CIPHER * 8) {
         return ZVRSA_FAILED;
     }
@@ -85,6 +86,8 @@ ULONG_32 ZvRSA_Decrypt(RSA_INFO_S *pstRsaInfo, const UCHAR *pucIn, UCHAR *pucOut
     memcpy(pucOut, aucPlain, static_cast<size_t>(iLen));
     explicit_bzero(aucPlain, sizeof(aucPlain));
     return 0;
+} catch (const std::bad_alloc &) {
+    return ZVRSA_FAILED;
 }
 
 ULONG_32 ZvRSA_Decrypt_Ecb(const UCHAR *pucIn, const CHAR *pcPassword, LONG_32 lBits, UCHAR *pucOut) {

@@ -105,10 +105,11 @@ void HlsCache_Cleanup() {
     QLOM_SDK_mutex_destroy(&gstHlsStreamInfo.stHlsMulticMutex);
 }
 
-std::string HlsCache_Path() {
+HLS_CACHE_PATH_S HlsCache_Path() {
+    HLS_CACHE_PATH_S stPath = {};
     CMutexGuard oGuard(&gstSettingsMutex);
-    const CHAR(&szField)[PLAYER_FILE_NAME_LEN] = gstHlsStreamInfo.szCachePath;
-    return {szField, strnlen(szField, sizeof(szField))};
+    memcpy(stPath.szPath, gstHlsStreamInfo.szCachePath, sizeof(gstHlsStreamInfo.szCachePath));
+    return stPath;
 }
 
 ULONG_32 HlsCache_Limit() {

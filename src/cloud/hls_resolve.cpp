@@ -5,6 +5,7 @@
 #include <string.h>
 
 #include <memory>
+#include <new>
 
 #include "foundations/shared_word.h"
 
@@ -52,7 +53,10 @@ void *ResolverEntry(void *pParam) {
 
 /** Starts a thread that goes by itself. */
 bool StartResolver(const QuestionPtr &pQuestion) {
-    auto pShare = std::make_unique<QuestionPtr>(pQuestion);
+    std::unique_ptr<QuestionPtr> pShare(new (std::nothrow) QuestionPtr(pQuestion));
+    if (pShare == nullptr) {
+        return false;
+    }
     pthread_attr_t stAttr;
     pthread_t hThread;
     pthread_attr_init(&stAttr);

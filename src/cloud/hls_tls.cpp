@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <new>
 #include <vector>
 
 #include "foundations/com_log.h"
@@ -37,16 +38,21 @@ struct TLS_STATE_S {
     size_t ulNextSession = 0; /**< the one to give way */
 };
 
-/** Never destroyed: a thread may still be at work while the process ends. */
+/** Never destroyed: a thread may still be at work while the process ends. In place, so that it is always to be had. */
 TLS_STATE_S &State() {
-    static TLS_STATE_S &stState = *new TLS_STATE_S;
+    alignas(TLS_STATE_S) static UCHAR aucMemory[sizeof(TLS_STATE_S)];
+    static TLS_STATE_S &stState = *new (aucMemory) TLS_STATE_S;
     return stState;
 }
 
-struct CtxFree {
+struct TlsFree {
     void operator()(WOLFSSL_CTX *pstCtx) const { wolfSSL_CTX_free(pstCtx); }
+    void operator()(WOLFSSL *pstSsl) const { wolfSSL_free(pstSsl); }
+    void operator()(WOLFSSL_SESSION *pstSession) const { wolfSSL_SESSION_free(pstSession); }
 };
-using CtxPtr = std::unique_ptr<WOLFSSL_CTX, CtxFree>;
+using CtxPtr = std::unique_ptr<WOLFSSL_CTX, TlsFree>;
+using SslPtr = std::unique_ptr<WOLFSSL, TlsFree>;
+using SessionPtr = std::unique_ptr<WOLFSSL_SESSION, TlsFree>;
 
 /* ---- one connection's reference of the TLS library ---- */
 
@@ -72,6 +78,7 @@ void HoldLibrary() {
     wolfSSL_Init();
 }
 
+/** Takes back one HoldLibrary(). */
 void DropLibrary() {
     CMutexGuard oGuard(&State().stMutex);
     wolfSSL_ERR_clear_error();  // each thread has a queue of them, which nobody reads
@@ -120,20 +127,23 @@ bool DropSession(const std::string &strHost) {
 /** The choice that a connection was made under travels with it. */
 void *ChangeAsMark(ULONG_32 ulCaChange) { return reinterpret_cast<void *>(static_cast<uintptr_t>(ulCaChange)); }
 
-void KeepSession(const std::string &strHost, WOLFSSL *pstSsl) {
+/** A session that finds no memory is made anew next time. */
+void KeepSession(const std::string &strHost, WOLFSSL *pstSsl) try {
     CMutexGuard oGuard(&State().stMutex);
     TLS_STATE_S &stState = State();
-    WOLFSSL_SESSION *pstSession = wolfSSL_get1_session(pstSsl);
-    if (pstSession == nullptr || wolfSSL_get_ex_data(pstSsl, 0) != ChangeAsMark(stState.ulCaChange)) {
-        wolfSSL_SESSION_free(pstSession);
+    SessionPtr pSession(wolfSSL_get1_session(pstSsl));
+    if (pSession == nullptr || wolfSSL_get_ex_data(pstSsl, 0) != ChangeAsMark(stState.ulCaChange)) {
         return;
     }
+    std::string strOwn = strHost;
     SESSION_S *pstEntry = FindSession(strHost);
     if (pstEntry == nullptr) {
         pstEntry = &stState.astSession[stState.ulNextSession++ % SESSION_NUM];
     }
     ForgetSession(pstEntry);
-    *pstEntry = {strHost, pstSession};
+    pstEntry->strHost.swap(strOwn);
+    pstEntry->pstSession = pSession.release();
+} catch (const std::bad_alloc &) {
 }
 
 /* ---- verification ---- */
@@ -291,25 +301,26 @@ ULONG_32 Handshake(WOLFSSL *pstSsl, const std::string &strHost, bool *pbAgain, c
 }
 
 ULONG_32 Connect(const std::string &strHost, WYK_SOCKET_S stSocket, WOLFSSL **ppstSsl, bool *pbAgain,
-                 const PLAYER_HLS_TYPE_INFO_S *pstInfos) {
+                 const PLAYER_HLS_TYPE_INFO_S *pstInfos) try {
     ULONG_32 ulCaChange = 0;
     const CtxPtr pCtx = MakeContext(&ulCaChange);
-    WOLFSSL *pstSsl = pCtx != nullptr ? MakeObject(pCtx.get(), strHost, stSocket, ulCaChange) : nullptr;
-    if (pstSsl == nullptr) {
+    SslPtr pSsl(pCtx != nullptr ? MakeObject(pCtx.get(), strHost, stSocket, ulCaChange) : nullptr);
+    if (pSsl == nullptr) {
         return PLAYER_ERR_FAILED;
     }
-    ULONG_32 ulResult = Handshake(pstSsl, strHost, pbAgain, pstInfos);
-    if (ulResult != PLAYER_ERR_OK) {
-        wolfSSL_free(pstSsl);
-        return ulResult;
+    ULONG_32 ulResult = Handshake(pSsl.get(), strHost, pbAgain, pstInfos);
+    if (ulResult == PLAYER_ERR_OK) {
+        *ppstSsl = pSsl.release();
     }
-    *ppstSsl = pstSsl;
-    return PLAYER_ERR_OK;
+    return ulResult;
+} catch (const std::bad_alloc &) {
+    LOG_ERROR("CyaSSL Connect Socket Failed, No Memory.");
+    return PLAYER_ERR_FAILED;
 }
 
 }  // namespace
 
-ULONG_32 HlsTls_SetCa(const CHAR *pcCaFile) {
+ULONG_32 HlsTls_SetCa(const CHAR *pcCaFile) try {
     std::vector<UCHAR> aucCa;
     if (pcCaFile != nullptr) {
         aucCa = ReadCaFile(pcCaFile);
@@ -322,6 +333,8 @@ ULONG_32 HlsTls_SetCa(const CHAR *pcCaFile) {
     State().ulCaChange++;
     ForgetAllSessions();
     return PLAYER_ERR_OK;
+} catch (const std::bad_alloc &) {
+    return PLAYER_ERR_MALLOC;
 }
 
 ULONG_32 HlsTls_Connect(const std::string &strHost, WYK_SOCKET_S stSocket, CYASSL **ppCyassl, bool *pbAgain,

@@ -99,8 +99,12 @@ ULONG_32 Hls_Socket_SendWhile(HLS_NODE_ITER iterHlsNode, WYK_SOCKET_S stSocket, 
 void HlsCache_Startup();
 /** Destroys that lock, and gives the TLS library back. No fetch may run. */
 void HlsCache_Cleanup();
+/** The folder's path as it is handed on; empty while none is set. */
+struct HLS_CACHE_PATH_S {
+    CHAR szPath[PLAYER_FILE_NAME_LEN + 1];
+};
 /** The folder and the limit as they are set now. Any thread, at any time. */
-std::string HlsCache_Path();
+HLS_CACHE_PATH_S HlsCache_Path();
 ULONG_32 HlsCache_Limit();
 /** Sets them; at most 256 characters of the path count. */
 void HlsCache_SetPath(const CHAR *pcCachePath);

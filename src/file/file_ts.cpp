@@ -44,7 +44,11 @@ ULONG_32 ReadPacket(FILE *pFile, UCHAR *pucPacket) {
 }
 
 bool SeekTo(FILE *pFile, DULONG dulPos) {
-    return dulPos <= static_cast<DULONG>(INT64_MAX) && fseeko(pFile, static_cast<off_t>(dulPos), SEEK_SET) == 0;
+    if (dulPos > static_cast<DULONG>(INT64_MAX) || fseeko(pFile, static_cast<off_t>(dulPos), SEEK_SET) != 0) {
+        LOG_ERROR("Parser Failed, No Seek To:[%lu].", static_cast<unsigned long>(dulPos));
+        return false;
+    }
+    return true;
 }
 
 bool IsStopped(const FILE_INFO_S *pstFileInfo) {

@@ -116,6 +116,7 @@ LONG_32 AddTrack(FILE *pFile, const MP4_HEAD_S &stHead, mp4_moov_box *pstMoov) {
     try {
         pstMoov->trak.emplace_back();
     } catch (const std::bad_alloc &) {
+        LOG_ERROR("mp4_read_moov_box Failed, No Memory For A Track");
         return -1;
     }
     return mp4_read_trak_box(pFile, stHead.ulSize, &pstMoov->trak.back());

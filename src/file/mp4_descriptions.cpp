@@ -71,6 +71,15 @@ void ReadDescriptors(bytes::Reader stReader, mp4_mp4a_box *pstBox) {
     }
 }
 
+/** Whether something that was asked for is there; the log tells when it isn't. The file plays without it. */
+template <class Pointer>
+bool HasMemory(const Pointer &pMade) {
+    if (pMade == nullptr) {
+        LOG_ERROR("MP4_CreateMp4Parser Failed, No Memory For A Sample Description");
+    }
+    return pMade != nullptr;
+}
+
 /** Reads one parameter set of a configuration and keeps it if it is the first. False when the box ends before. */
 bool ReadParameterSet(FILE *pFile, ULONG_32 *pulLeft, bool bKeep, USHORT *pusLen, std::unique_ptr<UCHAR[]> *ppucUnit) {
     if (*pulLeft < 2) {
@@ -86,7 +95,7 @@ bool ReadParameterSet(FILE *pFile, ULONG_32 *pulLeft, bool bKeep, USHORT *pusLen
         return fseeko(pFile, usLen, SEEK_CUR) == 0;
     }
     ppucUnit->reset(new (std::nothrow) UCHAR[usLen]);
-    if (*ppucUnit != nullptr) {
+    if (HasMemory(*ppucUnit)) {
         Mp4_ReadBytes(pFile, ppucUnit->get(), usLen);
         *pusLen = usLen;
     }
@@ -101,6 +110,7 @@ class SetStream {
     SetStream(size_t ulBox, mp4_sets_t *pstSets) : m_pstSets(pstSets) {
         pstSets->length = 0;
         pstSets->stream.reset(new (std::nothrow) UCHAR[2 * ulBox]);
+        HasMemory(pstSets->stream);
     }
     /** Adds ulCount sets, or steps over them. */
     void Add(bytes::Reader *pstReader, ULONG_32 ulCount, bool bKeep) {
@@ -127,7 +137,7 @@ void ReadSets(FILE *pFile, ULONG_32 ulBoxSize, mp4_sets_t *pstSets, Read pfnRead
     const DLONG dlPos = ftello(pFile);
     const size_t ulRoom = std::min<size_t>(Mp4_Body(ulBoxSize, 0), MP4_CONFIGURATION_SIZE_MAX);
     const std::unique_ptr<UCHAR[]> pucBox(new (std::nothrow) UCHAR[ulRoom]);
-    if (pucBox != nullptr) {
+    if (HasMemory(pucBox)) {
         const size_t ulLen = fread(pucBox.get(), 1, ulRoom, pFile);
         SetStream stStream(ulLen, pstSets);
         pfnRead(bytes::Reader(pucBox.get(), ulLen), &stStream);
@@ -196,7 +206,7 @@ ULONG_32 FindConfiguration(FILE *pFile, DLONG dlEntry, ULONG_32 ulEntrySize, con
 template <class Box, class Reader>
 void ReadEntry(FILE *pFile, ULONG_32 ulRoom, Reader pfnRead, std::unique_ptr<Box> *ppstBox) {
     ppstBox->reset(new (std::nothrow) Box);
-    if (*ppstBox != nullptr) {
+    if (HasMemory(*ppstBox)) {
         pfnRead(pFile, ulRoom, ppstBox->get());
     }
 }
@@ -318,8 +328,11 @@ mp4_stsd_box *mp4_read_stsd_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stsd_box *p
         std::min({read_uint32_lit(pFile), ulLeft / MP4_HEAD_SIZE, static_cast<ULONG_32>(MP4_DESCRIPTIONS_MAX)});
     pstBox->number_of_entries = 0;
     pstBox->sample_description.reset(ulCount != 0 ? new (std::nothrow) Sample_description[ulCount] : nullptr);
+    if (ulCount != 0 && !HasMemory(pstBox->sample_description)) {
+        return pstBox;
+    }
     DLONG dlPos = ftello(pFile);
-    while (pstBox->sample_description != nullptr && pstBox->number_of_entries < ulCount && ulLeft >= MP4_HEAD_SIZE) {
+    while (pstBox->number_of_entries < ulCount && ulLeft >= MP4_HEAD_SIZE) {
         const MP4_HEAD_S stHead = Mp4_ReadHead(pFile, dlPos);
         ReadDescription(pFile, stHead, ulLeft, &pstBox->sample_description[pstBox->number_of_entries++]);
         if (stHead.ulSize < MP4_HEAD_SIZE || stHead.ulSize > ulLeft) {

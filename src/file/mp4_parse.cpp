@@ -84,6 +84,10 @@ bool ReadRootBoxes(FILE *pFile, mp4_moov_box *pstParser) {
             break;
         }
         dlPos = SkipZeros(pFile, dlPos + dlBoxSize);
+        if (ferror(pFile) != 0) {  // what is missing would pass for what the file doesn't have
+            LOG_ERROR("MP4_CreateMp4Parser Failed, File Can't Be Read.");
+            return false;
+        }
         if (dlLength - dlPos < static_cast<DLONG>(MP4_HEAD_SIZE)) {
             return true;
         }

@@ -9,6 +9,7 @@
 
 #include "file/mp4_boxes.h"
 #include "file/mp4_inner.h"
+#include "foundations/com_log.h"
 
 namespace {
 
@@ -19,9 +20,19 @@ ULONG_32 LimitCount(FILE *pFile, ULONG_32 ulCount, ULONG_32 ulRoom, ULONG_32 ulE
     return static_cast<ULONG_32>(std::min<DLONG>({ulCount, dlMost, MP4_SAMPLES_MAX}));
 }
 
+/** Room for the entries of a table; the log tells when there is none. */
+template <class Entry>
+std::unique_ptr<Entry[]> NewTable(ULONG_32 ulCount) {
+    std::unique_ptr<Entry[]> pstTable(new (std::nothrow) Entry[ulCount]);
+    if (pstTable == nullptr) {
+        LOG_ERROR("MP4_CreateMp4Parser Failed, No Memory For A Table Of %u Entries", ulCount);
+    }
+    return pstTable;
+}
+
 /** A table of numbers, and how many there are: 0 if there is no memory for them. */
 std::unique_ptr<ULONG_32[]> ReadTable(FILE *pFile, ULONG_32 *pulCount) {
-    std::unique_ptr<ULONG_32[]> pulTable(*pulCount != 0 ? new (std::nothrow) ULONG_32[*pulCount] : nullptr);
+    std::unique_ptr<ULONG_32[]> pulTable = *pulCount != 0 ? NewTable<ULONG_32>(*pulCount) : nullptr;
     if (pulTable == nullptr) {
         *pulCount = 0;
         return nullptr;
@@ -48,8 +59,8 @@ mp4_stts_box *mp4_read_stts_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stts_box *p
     const ULONG_32 ulRoom = StartTable(pFile, "stts", ulBoxSize, 8, pstBox);
     const ULONG_32 ulCount = LimitCount(pFile, read_uint32_lit(pFile), ulRoom, 8);
     pstBox->number_of_entries = 0;
-    pstBox->time_to_sample_table_count.reset(new (std::nothrow) ULONG_32[ulCount]);
-    pstBox->time_to_sample_table_duration.reset(new (std::nothrow) ULONG_32[ulCount]);
+    pstBox->time_to_sample_table_count = NewTable<ULONG_32>(ulCount);
+    pstBox->time_to_sample_table_duration = NewTable<ULONG_32>(ulCount);
     if (pstBox->time_to_sample_table_count == nullptr || pstBox->time_to_sample_table_duration == nullptr) {
         return pstBox;
     }
@@ -77,7 +88,7 @@ mp4_stsc_box *mp4_read_stsc_box(FILE *pFile, ULONG_32 ulBoxSize, mp4_stsc_box *p
     const ULONG_32 ulRoom = StartTable(pFile, "stsc", ulBoxSize, 8, pstBox);
     const ULONG_32 ulCount = LimitCount(pFile, read_uint32_lit(pFile), ulRoom, sizeof(mp4_list_t));
     pstBox->map_amount = 0;
-    pstBox->scmap.reset(new (std::nothrow) mp4_list_t[ulCount]);
+    pstBox->scmap = NewTable<mp4_list_t>(ulCount);
     if (pstBox->scmap == nullptr) {
         return pstBox;
     }

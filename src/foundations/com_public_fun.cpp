@@ -1,6 +1,7 @@
 #include "foundations/com_public_fun.h"
 
 #include <arpa/inet.h>
+#include <errno.h>
 #include <stddef.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -119,6 +120,9 @@ ULONG_32 WYK_FileRead(FILE *pFile, void *pBuffer, ULONG_32 *pulLen) {
     }
     size_t ulRead = fread(pBuffer, 1, *pulLen, pFile);
     if (ulRead == 0) {
+        if (ferror(pFile) != 0) {
+            LOG_ERROR("WYK_FileRead Failed, Error:[0x%x].", static_cast<ULONG_32>(errno));
+        }
         LOG_INFO("WYK_FileRead Info, File Read End.");
         return PLAYER_ERR_FILE_END;
     }

@@ -152,6 +152,7 @@ ULONG_32 CSdlAudio::AddSoundData(const UCHAR *pucPcmData, ULONG_32 ulDataLen) {
         ulSize = AudioDataList.ulCount + (bFull ? 1 : 0);
     }
     if (!bPushed) {
+        LOG_ERROR("SDL Add Sound Data Failed, No Memory, Size:[%u].", ulDataLen);
         return PLAYER_ERR_MALLOC;
     }
     // The size that the block made, the one that went for it included.

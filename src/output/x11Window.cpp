@@ -290,6 +290,9 @@ void X11Window_StartThread(void (*pfnPump)()) {
     if (giStopEvent >= 0) {
         gbWatching.store(CreateThread());
     }
+    if (!gbWatching.load()) {
+        LOG_ERROR("X11Window_StartThread Failed, Windows Are Drawn Again By The Clock.");
+    }
 }
 
 void X11Window_StopThread() {

@@ -126,7 +126,11 @@ bool IsAtBegin(const PORT_RECORD_S *pstRecord) { return !pstRecord->bInitAviReco
 /** Where the writer stands: the index follows only at the close. */
 DULONG Size(const PORT_RECORD_S *pstRecord) {
     const off64_t lSize = lseek64(AVI_GetFileNo(pstRecord->hAviHandle), 0, SEEK_CUR);
-    return lSize > 0 ? static_cast<DULONG>(lSize) : 0;
+    if (lSize < 0) {
+        LOG_ERROR("RecordAvi: Size Failed, Error:[0x%x].", static_cast<ULONG_32>(errno));
+        return 0;
+    }
+    return static_cast<DULONG>(lSize);
 }
 
 }  // namespace

@@ -39,6 +39,10 @@ bool RecordClaim_Make(PLAEYR_PORT_S *pstPort) {
     for (int i = 0; i < TRIES; i++) {
         int lFile = OpenFile(pstPort->szFileName, &pstPort->bClaimMade);
         if (lFile < 0) {
+            if (errno != ENOENT) {  // a folder that isn't there yet is no failure
+                LOG_WARN("Port[%03d] Record: %s Can't Be Held Against Other Recordings, Systemerror[%d].",
+                         pstPort->ulPort, pstPort->szFileName, errno);
+            }
             return true;
         }
         if (IsLockedByAnother(lFile)) {

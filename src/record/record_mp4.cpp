@@ -326,7 +326,9 @@ ULONG_32 Open(PLAEYR_PORT_S *pstPort) {
 }
 
 void CloseFile(PLAEYR_PORT_S *pstPort) {
-    mp4_enc_close(pstPort->hMp4Handle);
+    if (pstPort->hMp4Handle != nullptr && mp4_enc_close(pstPort->hMp4Handle) != 0) {
+        LOG_ERROR("Port[%03d] Record: mp4_enc_close Failed, The Index May Lack The End.", pstPort->ulPort);
+    }
     pstPort->hMp4Handle = nullptr;
     mp4_file_close(pstPort->hMp4File);
     pstPort->hMp4File = nullptr;

@@ -199,6 +199,10 @@ PLAYER_RECORD_FILENAME_LIST_S *MakeNode(const CHAR *pcFileName) {
     return pstNode;
 }
 
+void RefuseNode(const PLAEYR_PORT_S &stPort, const CHAR *pcFileName) {
+    LOG_ERROR("Port[%03d] Record: No Memory To List The File:[%s].", stPort.ulPort, pcFileName);
+}
+
 }  // namespace
 
 void RecordName_Begin(PLAEYR_PORT_S *pstPort, const RECORD_FORMAT_S &stFormat, const CHAR *pcFileName) {
@@ -283,6 +287,7 @@ void Player_SecondsToDate(ULONG_32 ulSeconds, struct tm *tmDate) {
 void Player_AddFileNameNode(PLAEYR_PORT_S *pstPort, const CHAR *pcFileName) {
     PLAYER_RECORD_FILENAME_LIST_S *pstNode = MakeNode(pcFileName);
     if (pstNode == nullptr) {
+        RefuseNode(*pstPort, pcFileName);
         return;
     }
     PLAYER_RECORD_FILES_NAME_INFO_S *pstList = pstPort->pstRecordFilesName;
@@ -294,6 +299,7 @@ void Player_AddFileNameNode(PLAEYR_PORT_S *pstPort, const CHAR *pcFileName) {
     }
     pstList = static_cast<PLAYER_RECORD_FILES_NAME_INFO_S *>(calloc(1, sizeof(PLAYER_RECORD_FILES_NAME_INFO_S)));
     if (pstList == nullptr) {
+        RefuseNode(*pstPort, pcFileName);
         free(pstNode);
         return;
     }

@@ -1,5 +1,7 @@
 #include "record/record_writer.h"
 
+#include <errno.h>
+
 #include "foundations/com_log.h"
 #include "port/run_messages.h"
 #include "record/record_container.h"
@@ -16,7 +18,12 @@ const RECORD_CONTAINER_S &RecordContainer_Of(RECORD_CONTAINER_E enContainer) { r
 
 DULONG RecordContainer_SizeOnDisk(const PORT_RECORD_S *pstRecord) {
     QLOM_SDK_STAT_S stStat = {};
-    return QLOM_SDK_stat(pstRecord->szFileName, &stStat) == 0 ? static_cast<DULONG>(stStat.st_size) : 0;
+    if (QLOM_SDK_stat(pstRecord->szFileName, &stStat) != 0) {
+        LOG_ERROR("RecordContainer_SizeOnDisk Failed, File:[%s], Error:[0x%x].", pstRecord->szFileName,
+                  static_cast<ULONG_32>(errno));
+        return 0;
+    }
+    return static_cast<DULONG>(stStat.st_size);
 }
 
 bool RecordContainer_Keep(HANDLE *phTo, HANDLE hFrom) {

@@ -34,7 +34,7 @@ struct DOWNLOAD_S {
     HLS_NODE_ITER itNode;
     bool bReportComplete;
     ULONG_32 ulTicket;   /**< of stDownloadWake, from before the pass looked at anything */
-    HLS_NODE_LIST liOwn; /**< a copy of the node that is being fetched: its URL may be renewed meanwhile */
+    HLS_NODE_LIST liOwn; /**< empty before the first fetch, then a copy of the node that is being fetched: its URL may be renewed meanwhile */
 };
 
 void Wait(DOWNLOAD_S *pstLoop, ULONG_32 ulMSeconds) {
@@ -181,18 +181,18 @@ OUTCOME_S Fetch(DOWNLOAD_S *pstLoop, FILE *pFile) {
 }
 
 void Failed(DOWNLOAD_S *pstLoop, const OUTCOME_S &stOutcome, FILE *pFile) {
-    const HLS_NODE_INFO_S &stOwn = pstLoop->liOwn.front();
-    Player_HlsStateReport(pstLoop->pstPort, stOutcome.ulResult, static_cast<ULONG_32>(stOwn.ulStartTime));
+    const HLS_NODE_INFO_S &stNode = *pstLoop->itNode;  // time and paths of a node never change
+    Player_HlsStateReport(pstLoop->pstPort, stOutcome.ulResult, static_cast<ULONG_32>(stNode.ulStartTime));
     Mark(&*pstLoop->itNode, HLS_STREAM_TYPE_DOWNLOAD_FAIL);
     if (stOutcome.bRemove) {
-        Discard(stOwn, pFile);
+        Discard(stNode, pFile);
     }
     LOG_ERROR("Port[%03d] Hls Download Thread: Socket %s Failed, Error:[0x%x].", pstLoop->pstPort->ulPort,
               stOutcome.pcStep, stOutcome.ulResult);
 }
 
 void TrimCache(DOWNLOAD_S *pstLoop) {
-    ULONG_32 ulResult = Hls_Disk_Policy(HlsCache_Path().c_str(), HlsCache_Limit());
+    ULONG_32 ulResult = Hls_Disk_Policy(HlsCache_Path().szPath, HlsCache_Limit());
     if (ulResult != PLAYER_ERR_OK) {
         Player_HlsStateReport(pstLoop->pstPort, ulResult, static_cast<ULONG_32>(pstLoop->itNode->ulStartTime));
         LOG_ERROR("Port[%03d] Hls Download Thread: Delete file Failed, Error:[0x%x].", pstLoop->pstPort->ulPort,
@@ -200,14 +200,24 @@ void TrimCache(DOWNLOAD_S *pstLoop) {
     }
 }
 
+void CopyNode(DOWNLOAD_S *pstLoop) {
+    pstLoop->liOwn.resize(1);
+    CHlsListGuard oGuard(*pstLoop->pliNodes);
+    pstLoop->liOwn.front() = *pstLoop->itNode;
+}
+
+/** Without memory the half file goes, so that the next pass finds its way free. */
+OUTCOME_S CopyAndFetch(DOWNLOAD_S *pstLoop, FILE *pFile) try {
+    CopyNode(pstLoop);
+    return Fetch(pstLoop, pFile);
+} catch (const std::bad_alloc &) {
+    return {"Memory", PLAYER_ERR_FAILED, true};
+}
+
 /** Fetches the segment into its reserved file. */
 void Download(DOWNLOAD_S *pstLoop, FilePtr pFile) {
     Mark(&*pstLoop->itNode, HLS_STREAM_TYPE_DOWNLOADING);
-    {
-        CHlsListGuard oGuard(*pstLoop->pliNodes);
-        pstLoop->liOwn.front() = *pstLoop->itNode;
-    }
-    const OUTCOME_S stOutcome = Fetch(pstLoop, pFile.get());
+    const OUTCOME_S stOutcome = CopyAndFetch(pstLoop, pFile.get());
     if (stOutcome.pcStep != nullptr) {
         Failed(pstLoop, stOutcome, pFile.get());
         pFile.reset();
@@ -263,11 +273,12 @@ void *__HlsDownloadThreadEntry(void *pParam) {
     PortThread_Begin(pstPort, &pstInfos->bStartDownload);
     LOG_INFO("Port[%03d] Start __HlsDownloadThreadEntry Thread Succeed.", pstPort->ulPort);
     HLS_NODE_LIST &liNodes = gliHlsNodeInfo[pstPort->ulPort];
-    DOWNLOAD_S stLoop = {pstPort, pstInfos, &liNodes, liNodes.end(), true, 0, HLS_NODE_LIST(1)};
+    DOWNLOAD_S stLoop = {pstPort, pstInfos, &liNodes, liNodes.end(), true, 0, {}};
     while (word::Load(pstInfos->bStartDownload)) {
         try {
             DownloadPass(&stLoop);
         } catch (const std::bad_alloc &) {
+            LOG_ERROR("Port[%03d] Hls Download Thread: No Memory.", pstPort->ulPort);
             Wait(&stLoop, RETRY_WAIT_MS);  // the pass starts over
         }
     }

@@ -145,11 +145,11 @@ ULONG_32 EndRecording(PLAEYR_PORT_S *pstPort) {
 
 /** Merges a text; any refusal counts as a bad argument. */
 ULONG_32 MergePlaylist(const PLAEYR_PORT_S *pstPort, const CHAR *pcM3u8Info, ULONG_32 *pulUpdateTime) {
-    const std::string strFolder = HlsCache_Path();
-    if (strFolder.empty()) {
+    const HLS_CACHE_PATH_S stFolder = HlsCache_Path();
+    if (stFolder.szPath[0] == '\0') {
         return PLAYER_ERR_HLS_NO_CACHE_PATH;
     }
-    ULONG_32 ulResult = HLS_m3u8_update(pcM3u8Info, ListOf(pstPort), strFolder.c_str(), pulUpdateTime);
+    ULONG_32 ulResult = HLS_m3u8_update(pcM3u8Info, ListOf(pstPort), stFolder.szPath, pulUpdateTime);
     if (ulResult == PLAYER_ERR_OK) {
         return PLAYER_ERR_OK;
     }
@@ -195,7 +195,7 @@ ULONG_32 Player_OpenHlsStream(ULONG_32 ulPort) {
     if (word::Load(pstPort->ulPortUsed) != PORT_USED_TYPE_NULL || PortThread_IsOwn(ulPort)) {
         return PLAYER_ERR_PARAM;
     }
-    if (HlsCache_Path().empty()) {
+    if (HlsCache_Path().szPath[0] == '\0') {
         LOG_ERROR("Port[%03d] Player_OpenHlsStream Failed, Not Set Cache Path, Error:[0x%x].", ulPort,
                   static_cast<ULONG_32>(PLAYER_ERR_HLS_NO_CACHE_PATH));
         return PLAYER_ERR_HLS_NO_CACHE_PATH;
@@ -255,9 +255,9 @@ ULONG_32 Player_SetMaxCache(ULONG_32 ulValue) {
 }
 
 ULONG_32 Player_CleanCache(void) {
-    const std::string strFolder = HlsCache_Path();
-    if (QLOM_SDK_rmdir(strFolder.c_str(), 0) != 0) {
-        LOG_ERROR("Player_CleanCache Failed, Path:(%s).", strFolder.c_str());
+    const HLS_CACHE_PATH_S stFolder = HlsCache_Path();
+    if (QLOM_SDK_rmdir(stFolder.szPath, 0) != 0) {
+        LOG_ERROR("Player_CleanCache Failed, Path:(%s).", stFolder.szPath);
         return PLAYER_ERR_FAILED;
     }
     return PLAYER_ERR_OK;

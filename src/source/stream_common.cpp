@@ -1,5 +1,7 @@
 #include "source/stream_common.h"
 
+#include <errno.h>
+
 #include "foundations/com_log.h"
 #include "foundations/guards.h"
 #include "output/offscreen_queue.h"
@@ -14,7 +16,11 @@ const ULONG_32 RING_SLOT_PAYLOAD = 2048;
 
 bool Stream_OpenWake(WAKE_FD_S *pstWake) {
     CMutexGuard oGuard(&gstPortMutexLock);
-    return WakeFd_Open(pstWake);
+    const bool bOpen = WakeFd_Open(pstWake);
+    if (!bOpen) {
+        LOG_WARN("Stream_OpenWake Failed, Error:[0x%x].", static_cast<ULONG_32>(errno));
+    }
+    return bOpen;
 }
 
 void Stream_CloseWake(WAKE_FD_S *pstWake) {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "file/avi/avi_inner.h"
+#include "foundations/com_log.h"
 #include "foundations/shared_word.h"
 
 long AVI_errno = AVI_ERR_NONE;
@@ -94,7 +95,14 @@ bool Avi_WriteParts(long lFile, iovec *pstParts, int iParts) {
     return MoveParts(writev, lFile, pstParts, iParts) == ulTotal;
 }
 
-size_t Avi_ReadParts(long lFile, iovec *pstParts, int iParts) { return MoveParts(readv, lFile, pstParts, iParts); }
+size_t Avi_ReadParts(long lFile, iovec *pstParts, int iParts) {
+    errno = 0;
+    const size_t ulRead = MoveParts(readv, lFile, pstParts, iParts);
+    if (errno != 0 && errno != EINTR) {
+        LOG_ERROR("AVI Read Failed, Error:[0x%x].", static_cast<ULONG_32>(errno));  // what follows passes for the end
+    }
+    return ulRead;
+}
 
 size_t Avi_ReadAt(long lFile, DLONG dlAt, UCHAR *pucTo, size_t ulLen) {
     iovec stPart = {pucTo, ulLen};
