@@ -46,7 +46,7 @@ class ForeignMp4 : public testing::TestWithParam<Foreign> {
  protected:
     /** Makes the file at its first use, for the life of the process. */
     void SetUp() override {
-        static TempDir folder;
+        static const Scratch folder;
         static std::map<std::string, std::vector<std::string>> pictures;
         m_path = folder.At(GetParam().name) + ".mp4";
         if (pictures.count(m_path) == 0) {
