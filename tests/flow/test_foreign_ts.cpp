@@ -107,6 +107,7 @@ TEST_P(ForeignTs, PlaysPictureForPictureAndGoesWhereItIsAsked) {
     ASSERT_TRUE(Zelvane_SetPlayedTime(port.Number(), 0));
     ASSERT_TRUE(Zelvane_SpeedPlay(port.Number(), PLAYER_SPEED_16_FORWARD));
     ASSERT_TRUE(port.WaitForEnd(2));
+    EXPECT_TRUE(support::WaitUntil([&] { return port.PictureMd5s().size() >= before + 4; }));
     const Md5s got = port.PictureMd5s();
     ASSERT_EQ(got.size(), before + 4);
     for (size_t i = 0; i < 4; ++i) {
